@@ -1,0 +1,90 @@
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "BeaconSDK/Platform/Api/Value.h"
+
+namespace ks {
+
+class Object;
+
+/// One persisted property of a record class: its name, the class of the value that an archive holds
+/// for it, and how the value is read from and stored into a record.
+struct Property {
+  std::string name;
+  /// "NSString", "NSNumber", "NSDate", ... or a record class's name.
+  std::string valueClass;
+  /// An absent value when the property is empty.
+  std::function<Value(const Object&)> get;
+  /// Takes only values of `valueClass`.
+  std::function<void(Object&, const Value&)> set;
+};
+
+/// The description of a record class: name, superclass and persisted properties. One static
+/// instance per class; constructing it makes the class known by name.
+class Class {
+ public:
+  using Factory = std::shared_ptr<Object> (*)();
+
+  /// `superclass` is null for classes that derive from the root object. `factory` makes an empty
+  /// record for an archive reader; null for classes of which there are no direct instances.
+  Class(std::string name, const Class* superclass, Factory factory,
+        std::vector<Property> ownProperties);
+  Class(const Class&) = delete;
+  Class& operator=(const Class&) = delete;
+
+  const std::string& name() const { return name_; }
+  const Class* superclass() const { return superclass_; }
+  Factory factory() const { return factory_; }
+  /// The properties that the class itself declares.
+  const std::vector<Property>& ownProperties() const { return own_; }
+  /// The properties of the class and its superclasses, each name once; a superclass's entry
+  /// replaces a subclass's of the same name. Computed once. Any thread.
+  const std::vector<Property>& codableProperties() const;
+  /// True when this class or a superclass is called `name`; always true for "NSObject".
+  bool isKindOf(std::string_view name) const;
+
+  /// The class called `name`, or null. Any thread.
+  static const Class* named(std::string_view name);
+
+ private:
+  std::string name_;
+  const Class* superclass_;
+  Factory factory_;
+  std::vector<Property> own_;
+  mutable std::once_flag mergedOnce_;
+  mutable std::vector<Property> merged_;
+};
+
+/// The root of all records. Held by `std::shared_ptr`.
+class Object : public std::enable_shared_from_this<Object> {
+ public:
+  virtual ~Object() = default;
+
+  virtual const Class& objectClass() const;
+  std::string className() const { return objectClass().name(); }
+
+  /// Identity unless a class says otherwise; equal objects have equal hashes.
+  virtual bool isEqual(const Object* other) const { return this == other; }
+  virtual std::size_t hash() const { return std::hash<const Object*>{}(this); }
+  /// The object as "%@" prints it.
+  virtual std::string description() const;
+
+  static const Class kClass;
+
+ protected:
+  Object() = default;
+  Object(const Object&) : std::enable_shared_from_this<Object>() {}
+  Object& operator=(const Object&) { return *this; }
+};
+
+/// True when `value` is of the named class or one of its subclasses.
+bool isKindOfClass(const Value& value, std::string_view name);
+
+}  // namespace ks

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "BeaconSDK/Platform/Api/AdSupport.h"
+#include "BeaconSDK/Platform/Api/CoreBluetooth.h"
+#include "BeaconSDK/Platform/Api/CoreLocation.h"
+#include "BeaconSDK/Platform/Api/Foundation.h"
+#include "BeaconSDK/Platform/Api/SystemConfiguration.h"
+#include "BeaconSDK/Platform/Api/UIKit.h"
+#include "BeaconSDK/Platform/Api/URLSession.h"
+#include "BeaconSDK/Platform/Api/UserNotifications.h"
+
+namespace ks {
+
+/// Everything that the library asks of the device it runs on: one process is one device.
+///
+/// A platform is installed before the library is used and replaced only when nothing uses it any
+/// more, as between two tests. The services live as long as the platform.
+class Platform {
+ public:
+  virtual ~Platform() = default;
+
+  /// The installed platform. Installing none before the first use is a programming fault that ends
+  /// the process with a message. Any thread.
+  static Platform& current();
+  /// Makes `platform` the current one and answers the earlier one; null removes it.
+  static std::shared_ptr<Platform> install(std::shared_ptr<Platform> platform);
+  static bool isInstalled();
+
+  virtual Clock& clock() = 0;
+  /// Public calls, location, Bluetooth and application events, timers and callbacks to the
+  /// application.
+  virtual DispatchQueue& mainQueue() = 0;
+  /// Work that may run beside the main queue.
+  virtual DispatchQueue& globalQueue() = 0;
+  virtual NSNotificationCenter& notificationCenter() = 0;
+  virtual NSUserDefaults& userDefaults() = 0;
+  virtual Console& console() = 0;
+  virtual const Directories& directories() const = 0;
+  /// The host application's bundle.
+  virtual NSBundle mainBundle() const = 0;
+  /// The bundle that holds this library.
+  virtual NSBundle libraryBundle() const = 0;
+  virtual NSLocale currentLocale() const = 0;
+  /// An Olson name: "Europe/Rome".
+  virtual std::string timeZoneName() const = 0;
+
+  virtual LocationServices& locationServices() = 0;
+  virtual std::unique_ptr<CBCentralManager> makeCentralManager(
+      CBCentralManagerDelegate& delegate) = 0;
+  /// Null where the device has no notification centre.
+  virtual UNUserNotificationCenter* userNotificationCenter() = 0;
+  virtual URLLoadingSystem& urlLoadingSystem() = 0;
+  virtual UIApplication& application() = 0;
+  virtual UIDevice& device() = 0;
+  virtual ASIdentifierManager& identifierManager() = 0;
+  virtual SystemConfiguration& systemConfiguration() = 0;
+};
+
+}  // namespace ks

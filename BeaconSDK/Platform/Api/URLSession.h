@@ -1,0 +1,160 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "BeaconSDK/Platform/Api/Date.h"
+#include "BeaconSDK/Platform/Api/Error.h"
+#include "BeaconSDK/Platform/Api/Value.h"
+
+namespace ks {
+
+/// An absolute URL as text.
+struct NSURL {
+  std::string absoluteString;
+  friend bool operator==(const NSURL&, const NSURL&) = default;
+};
+
+/// Header fields in order of first insertion; names compare without case.
+class HTTPHeaders {
+ public:
+  using Field = std::pair<std::string, std::string>;
+
+  /// Replaces an earlier value of the same name.
+  void set(std::string_view name, std::string value);
+  const std::string* find(std::string_view name) const;
+  void remove(std::string_view name);
+  std::size_t size() const { return fields_.size(); }
+  auto begin() const { return fields_.begin(); }
+  auto end() const { return fields_.end(); }
+
+ private:
+  std::vector<Field> fields_;
+};
+
+struct NSURLRequest {
+  NSURL url;
+  std::string httpMethod = "GET";
+  HTTPHeaders headers;
+  Data httpBody;
+};
+
+struct NSHTTPURLResponse {
+  NSURL url;
+  int statusCode = 0;
+  HTTPHeaders headers;
+};
+
+/// Codes of errors in `NSURLErrorDomain`, the platform's numbers.
+enum class NSURLError : std::int64_t {
+  unknown = -1,
+  cancelled = -999,
+  badURL = -1000,
+  timedOut = -1001,
+  unsupportedURL = -1002,
+  cannotFindHost = -1003,
+  cannotConnectToHost = -1004,
+  networkConnectionLost = -1005,
+  badServerResponse = -1011,
+  cannotCreateFile = -3000,
+  dataLengthExceedsMaximum = -1103,
+  secureConnectionFailed = -1200,
+  serverCertificateUntrusted = -1202,
+};
+
+/// A cache of replies in memory and on disk. An empty directory means none on disk.
+struct NSURLCacheConfiguration {
+  std::uint64_t memoryCapacity = 0;
+  std::uint64_t diskCapacity = 0;
+  std::filesystem::path directory;
+};
+
+struct NSURLSessionConfiguration {
+  /// Names a background session: its transfers go on while the application sleeps.
+  std::string identifier;
+  NSURLCacheConfiguration urlCache;
+  /// Sent with each request unless the request names the field itself.
+  HTTPHeaders httpAdditionalHeaders;
+  /// Longest silence between two pieces of data.
+  Seconds timeoutIntervalForRequest{60};
+  /// Longest time for the whole transfer.
+  Seconds timeoutIntervalForResource{7 * 24 * 3600};
+  int httpMaximumConnectionsPerHost = 6;
+};
+
+/// One transfer. Properties that the delegate reads are settled before the delegate is called.
+class NSURLSessionTask {
+ public:
+  enum class Kind { download, upload };
+
+  virtual ~NSURLSessionTask() = default;
+  virtual Kind kind() const = 0;
+  virtual const NSURLRequest& originalRequest() const = 0;
+  /// Absent until a reply arrived.
+  virtual std::optional<NSHTTPURLResponse> response() const = 0;
+  virtual const std::string& taskDescription() const = 0;
+  /// Before `resume`.
+  virtual void setTaskDescription(std::string text) = 0;
+  /// Starts the transfer; a second call does nothing.
+  virtual void resume() = 0;
+  /// Ends the transfer with `NSURLError::cancelled`, unless it has ended.
+  virtual void cancel() = 0;
+};
+
+class NSURLSession;
+
+/// Receives a session's events on the session's serial delegate queue. Called until the session has
+/// become invalid.
+class NSURLSessionDelegate {
+ public:
+  virtual ~NSURLSessionDelegate() = default;
+  /// The reply's body, whatever its status, lies in `file`, which is gone when the call returns.
+  virtual void didFinishDownloadingToURL(NSURLSession& session, NSURLSessionTask& downloadTask,
+                                         const std::filesystem::path& file) = 0;
+  /// The last event of each task, exactly once; no error means that a reply arrived whole.
+  virtual void didCompleteWithError(NSURLSession& session, NSURLSessionTask& task,
+                                    const std::optional<Error>& error) = 0;
+  /// The last event of the session.
+  virtual void didBecomeInvalidWithError(NSURLSession& session,
+                                         const std::optional<Error>& error) = 0;
+  /// No transfer of a background session is under way any more.
+  virtual void didFinishEventsForBackgroundURLSession(NSURLSession& session) = 0;
+};
+
+/// Transfers over HTTP. Any thread.
+///
+/// Certificates are verified; a redirect to another origin does not carry the Authorization header;
+/// a body above 64 MiB ends the transfer with `dataLengthExceedsMaximum`. Line breaks inside the
+/// Authorization value are removed; any other header value with CR, LF or NUL ends the transfer
+/// with `badURL`. Such refusals reach the delegate like any failure.
+class NSURLSession {
+ public:
+  virtual ~NSURLSession() = default;
+  virtual const NSURLSessionConfiguration& configuration() const = 0;
+  virtual std::shared_ptr<NSURLSessionTask> downloadTaskWithRequest(NSURLRequest request) = 0;
+  /// Sends the content of `file` as the body; the request's own body is not used.
+  virtual std::shared_ptr<NSURLSessionTask> uploadTaskWithRequest(NSURLRequest request,
+                                                                  std::filesystem::path file) = 0;
+  /// Cancels what is under way; afterwards new tasks fail with `cancelled` without being reported.
+  virtual void invalidateAndCancel() = 0;
+};
+
+/// Makes sessions and fetches single resources. Any thread.
+class URLLoadingSystem {
+ public:
+  virtual ~URLLoadingSystem() = default;
+  /// The session holds its delegate weakly: events for a delegate that is gone are dropped.
+  virtual std::shared_ptr<NSURLSession> makeSession(
+      NSURLSessionConfiguration configuration, std::weak_ptr<NSURLSessionDelegate> delegate) = 0;
+  /// Fetches a resource and waits for it, at most 60 s; nothing when that fails or the status is
+  /// not a success.
+  virtual std::optional<Data> dataWithContentsOfURL(const NSURL& url) = 0;
+};
+
+}  // namespace ks

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "BeaconSDK/Platform/Api/Date.h"
+#include "BeaconSDK/Platform/Api/Error.h"
+#include "BeaconSDK/Platform/Api/Value.h"
+
+namespace ks {
+
+/// A file shown with a notification.
+struct UNNotificationAttachment {
+  std::string identifier;
+  std::filesystem::path file;
+  /// Absent: no options were given.
+  std::optional<bool> thumbnailHidden;
+};
+
+struct UNMutableNotificationContent {
+  std::string title;
+  std::string body;
+  bool defaultSound = false;
+  Dictionary userInfo;
+  std::vector<UNNotificationAttachment> attachments;
+};
+
+struct UNTimeIntervalNotificationTrigger {
+  Seconds timeInterval{0};
+  bool repeats = false;
+};
+
+struct UNNotificationRequest {
+  /// A request replaces an earlier one of the same identifier.
+  std::string identifier;
+  UNMutableNotificationContent content;
+  UNTimeIntervalNotificationTrigger trigger;
+};
+
+/// Shows notifications to the user. Main queue only.
+class UNUserNotificationCenter {
+ public:
+  virtual ~UNUserNotificationCenter() = default;
+  /// Takes the request, its attachments included: when `completion` runs, once, on the main queue,
+  /// after the call has returned, the centre no longer needs the files.
+  virtual void addNotificationRequest(
+      UNNotificationRequest request,
+      std::function<void(const std::optional<Error>&)> completion) = 0;
+};
+
+}  // namespace ks

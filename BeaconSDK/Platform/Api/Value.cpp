@@ -1,0 +1,232 @@
+#include "BeaconSDK/Platform/Api/Value.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+
+#include "BeaconSDK/Platform/Api/Object.h"
+
+namespace ks {
+
+namespace {
+
+const Value kAbsent;
+
+/// Below this many entries a dictionary is searched entry by entry, which is faster than hashing
+/// and spares small dictionaries the memory of an index.
+constexpr std::size_t kIndexThreshold = 12;
+
+std::string joined(const std::vector<Value>& items) {
+  std::string text;
+  for (const auto& item : items) {
+    if (!text.empty()) text += ", ";
+    text += item.description();
+  }
+  return text;
+}
+
+std::string dataDescription(const Data& data) {
+  static constexpr char kDigits[] = "0123456789abcdef";
+  std::string text = "<";
+  for (const auto byte : data) {
+    text += kDigits[byte >> 4];
+    text += kDigits[byte & 0x0F];
+  }
+  return text + ">";
+}
+
+bool equalNumbers(const Value& a, const Value& b) {
+  if (a.real() || b.real()) return a.doubleValue() == b.doubleValue();
+  if (a.largeInteger() || b.largeInteger()) {
+    return a.largeInteger() && b.largeInteger() && *a.largeInteger() == *b.largeInteger();
+  }
+  return a.integerValue() == b.integerValue();
+}
+
+}  // namespace
+
+Array::Array(std::initializer_list<Value> values) : items(values) {}
+Array::Array(std::vector<Value> values, bool isMutable)
+    : items(std::move(values)), isMutable(isMutable) {}
+
+Dictionary::Dictionary(std::initializer_list<Entry> entries) {
+  for (const auto& entry : entries) set(entry.first, entry.second);
+}
+
+std::optional<std::size_t> Dictionary::indexOf(std::string_view key) const {
+  if (index_.empty()) {
+    const auto found = std::find_if(entries_.begin(), entries_.end(),
+                                    [&](const Entry& entry) { return entry.first == key; });
+    if (found == entries_.end()) return std::nullopt;
+    return static_cast<std::size_t>(found - entries_.begin());
+  }
+  const auto found = index_.find(key);
+  if (found == index_.end()) return std::nullopt;
+  return found->second;
+}
+
+const Value* Dictionary::find(std::string_view key) const {
+  const auto index = indexOf(key);
+  return index ? &entries_[*index].second : nullptr;
+}
+
+const Value& Dictionary::operator[](std::string_view key) const {
+  const Value* value = find(key);
+  return value ? *value : kAbsent;
+}
+
+void Dictionary::set(std::string key, Value value) {
+  if (const auto index = indexOf(key)) {
+    entries_[*index].second = std::move(value);
+    return;
+  }
+  entries_.emplace_back(std::move(key), std::move(value));
+  if (!index_.empty()) {
+    index_.emplace(entries_.back().first, entries_.size() - 1);
+  } else if (entries_.size() > kIndexThreshold) {
+    rebuildIndex();
+  }
+}
+
+bool Dictionary::erase(std::string_view key) {
+  const auto index = indexOf(key);
+  if (!index) return false;
+  entries_.erase(entries_.begin() + static_cast<std::ptrdiff_t>(*index));
+  if (!index_.empty()) rebuildIndex();
+  return true;
+}
+
+void Dictionary::clear() {
+  entries_.clear();
+  index_.clear();
+}
+
+void Dictionary::rebuildIndex() {
+  index_.clear();
+  for (std::size_t i = 0; i < entries_.size(); ++i) index_.emplace(entries_[i].first, i);
+}
+
+Value::Value(Data data) : content_(std::make_shared<const Data>(std::move(data))) {}
+Value::Value(Array array) : content_(std::make_shared<const Array>(std::move(array))) {}
+Value::Value(Set set) : content_(std::make_shared<const Set>(std::move(set))) {}
+Value::Value(Dictionary dictionary)
+    : content_(std::make_shared<const Dictionary>(std::move(dictionary))) {}
+
+bool Value::isNumber() const { return boolean() || integer() || largeInteger() || real(); }
+
+std::shared_ptr<Object> Value::object() const {
+  const auto* pointer = std::get_if<std::shared_ptr<Object>>(&content_);
+  return pointer ? *pointer : nullptr;
+}
+
+double Value::doubleValue() const {
+  if (const auto* number = real()) return *number;
+  if (const auto* number = integer()) return static_cast<double>(*number);
+  if (const auto* number = largeInteger()) return static_cast<double>(*number);
+  if (const auto* flag = boolean()) return *flag ? 1 : 0;
+  return 0;
+}
+
+std::int64_t Value::integerValue() const {
+  if (const auto* number = integer()) return *number;
+  if (largeInteger()) return INT64_MAX;
+  if (const auto* flag = boolean()) return *flag ? 1 : 0;
+  if (const auto* number = real()) {
+    if (std::isnan(*number)) return 0;
+    constexpr double kTwoTo63 = 9223372036854775808.0;
+    if (*number >= kTwoTo63) return INT64_MAX;
+    if (*number < -kTwoTo63) return INT64_MIN;
+    return static_cast<std::int64_t>(*number);
+  }
+  return 0;
+}
+
+bool Value::boolValue() const {
+  if (const auto* number = real()) return *number != 0;
+  return largeInteger() || integerValue() != 0;
+}
+
+std::optional<std::string> Value::stringValue() const {
+  if (const auto* text = string()) return *text;
+  return std::nullopt;
+}
+
+std::string Value::className() const {
+  if (isNull()) return "NSNull";
+  if (isNumber()) return "NSNumber";
+  if (string()) return "NSString";
+  if (date()) return "NSDate";
+  if (uuid()) return "NSUUID";
+  if (data()) return "NSData";
+  if (const auto* list = array()) return list->isMutable ? "NSMutableArray" : "NSArray";
+  if (const auto* members = set()) return members->isMutable ? "NSMutableSet" : "NSSet";
+  if (const auto* entries = dictionary()) {
+    return entries->isMutable ? "NSMutableDictionary" : "NSDictionary";
+  }
+  if (const auto record = object()) return record->className();
+  return "NSObject";
+}
+
+std::string Value::description() const {
+  if (isNull()) return "<null>";
+  if (const auto* flag = boolean()) return *flag ? "1" : "0";
+  if (const auto* number = integer()) return std::to_string(*number);
+  if (const auto* number = largeInteger()) return std::to_string(*number);
+  if (const auto* number = real()) return numberDescription(*number);
+  if (const auto* text = string()) return *text;
+  if (const auto* moment = date()) return dateDescription(*moment);
+  if (const auto* identifier = uuid()) return identifier->UUIDString();
+  if (const auto* bytes = data()) return dataDescription(*bytes);
+  if (const auto* list = array()) return "(" + joined(list->items) + ")";
+  if (const auto* members = set()) return "{(" + joined(members->items) + ")}";
+  if (const auto* entries = dictionary()) {
+    std::string text = "{";
+    for (const auto& [key, value] : *entries) text += key + " = " + value.description() + "; ";
+    return text + "}";
+  }
+  if (const auto record = object()) return record->description();
+  return "(null)";
+}
+
+const void* Value::identity() const {
+  if (const auto* bytes = data()) return bytes;
+  if (const auto* list = array()) return list;
+  if (const auto* members = set()) return members;
+  if (const auto* entries = dictionary()) return entries;
+  return object().get();
+}
+
+bool operator==(const Value& a, const Value& b) {
+  if (a.isNumber() && b.isNumber()) return equalNumbers(a, b);
+  if (a.content_.index() != b.content_.index()) return false;
+  if (a.identity() != nullptr && a.identity() == b.identity()) return true;
+  if (a.data()) return *a.data() == *b.data();
+  if (a.array()) return *a.array() == *b.array();
+  if (a.set()) return *a.set() == *b.set();
+  if (a.dictionary()) return *a.dictionary() == *b.dictionary();
+  if (const auto record = a.object()) return record->isEqual(b.object().get());
+  return a.content_ == b.content_;
+}
+
+bool operator==(const Array& a, const Array& b) { return a.items == b.items; }
+
+bool operator==(const Set& a, const Set& b) {
+  return a.items.size() == b.items.size() &&
+         std::is_permutation(a.items.begin(), a.items.end(), b.items.begin());
+}
+
+bool operator==(const Dictionary& a, const Dictionary& b) {
+  if (a.size() != b.size()) return false;
+  return std::all_of(a.begin(), a.end(), [&](const Dictionary::Entry& entry) {
+    const Value* other = b.find(entry.first);
+    return other && entry.second == *other;
+  });
+}
+
+std::string numberDescription(double number) {
+  char text[32];
+  const auto result = std::to_chars(text, text + sizeof text, number);
+  return {text, result.ptr};
+}
+
+}  // namespace ks

@@ -1,0 +1,201 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <initializer_list>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <unordered_map>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "BeaconSDK/Platform/Api/Date.h"
+#include "BeaconSDK/Platform/Api/UUID.h"
+
+namespace ks {
+
+class Object;
+class Value;
+
+/// Raw bytes.
+using Data = std::vector<std::uint8_t>;
+
+/// The explicit null of JSON: a value that is present and says "nothing".
+struct Null {
+  friend bool operator==(const Null&, const Null&) = default;
+};
+
+/// An ordered list. `isMutable` records which of the platform's two list kinds an archive held; it
+/// takes no part in equality.
+struct Array {
+  std::vector<Value> items;
+  bool isMutable = false;
+
+  Array() = default;
+  Array(std::initializer_list<Value> values);
+  explicit Array(std::vector<Value> values, bool isMutable = false);
+};
+
+/// A collection without order or duplicates; the order of `items` is that of insertion.
+struct Set {
+  std::vector<Value> items;
+  bool isMutable = false;
+};
+
+/// Text keys to values, in order of first insertion. Look-up takes constant time.
+class Dictionary {
+ public:
+  using Entry = std::pair<std::string, Value>;
+
+  Dictionary() = default;
+  Dictionary(std::initializer_list<Entry> entries);
+
+  /// The value for `key`, or null when the key is missing. Valid until the next change.
+  const Value* find(std::string_view key) const;
+  /// The value for `key`, or an absent value.
+  const Value& operator[](std::string_view key) const;
+  bool contains(std::string_view key) const { return find(key) != nullptr; }
+
+  /// Stores `value` under `key`; a known key keeps its place in the order.
+  void set(std::string key, Value value);
+  /// Removes `key`, keeping the order of the rest; false when it was missing. Linear.
+  bool erase(std::string_view key);
+  void clear();
+
+  std::size_t size() const { return entries_.size(); }
+  bool empty() const { return entries_.empty(); }
+  auto begin() const { return entries_.begin(); }
+  auto end() const { return entries_.end(); }
+
+  /// As `Array::isMutable`.
+  bool isMutable = false;
+
+ private:
+  std::optional<std::size_t> indexOf(std::string_view key) const;
+  void rebuildIndex();
+
+  struct TextHash {
+    using is_transparent = void;
+    std::size_t operator()(std::string_view text) const {
+      return std::hash<std::string_view>{}(text);
+    }
+  };
+  std::vector<Entry> entries_;
+  std::unordered_map<std::string, std::size_t, TextHash, std::equal_to<>> index_;
+};
+
+/// One value of a property list, an archive, a JSON document or a notification's user information.
+///
+/// A default-constructed value is absent, which differs from `Null`. Containers are shared and
+/// immutable once inside a value, so copying is cheap and a value graph has no cycles other than
+/// those that go through objects.
+class Value {
+ public:
+  Value() = default;
+  Value(Null null) : content_(null) {}
+  Value(bool value) : content_(value) {}
+  template <class T>
+  requires std::is_integral_v<T> Value(T value) : content_(fromInteger(value)) {}
+  Value(double value) : content_(value) {}
+  Value(const char* text) : content_(std::string(text)) {}
+  Value(std::string text) : content_(std::move(text)) {}
+  Value(std::string_view text) : content_(std::string(text)) {}
+  Value(Date date) : content_(date) {}
+  Value(UUID uuid) : content_(uuid) {}
+  Value(Data data);
+  Value(Array array);
+  Value(Set set);
+  Value(Dictionary dictionary);
+  template <class T>
+  requires std::is_base_of_v<Object, T> Value(std::shared_ptr<T> object) {
+    if (object) content_ = std::shared_ptr<Object>(std::move(object));
+  }
+  template <class T>
+  Value(const std::optional<T>& value) {
+    if (value) *this = Value(*value);
+  }
+
+  bool isAbsent() const { return std::holds_alternative<std::monostate>(content_); }
+  bool isNull() const { return std::holds_alternative<Null>(content_); }
+  /// A boolean, an integer or a real.
+  bool isNumber() const;
+
+  /// Each answers null when the value is of another kind. The pointer lives as long as the value.
+  const bool* boolean() const { return std::get_if<bool>(&content_); }
+  const std::int64_t* integer() const { return std::get_if<std::int64_t>(&content_); }
+  /// Only for integers above the signed range.
+  const std::uint64_t* largeInteger() const { return std::get_if<std::uint64_t>(&content_); }
+  const double* real() const { return std::get_if<double>(&content_); }
+  const std::string* string() const { return std::get_if<std::string>(&content_); }
+  const Date* date() const { return std::get_if<Date>(&content_); }
+  const UUID* uuid() const { return std::get_if<UUID>(&content_); }
+  const Data* data() const { return shared<Data>(); }
+  const Array* array() const { return shared<Array>(); }
+  const Set* set() const { return shared<Set>(); }
+  const Dictionary* dictionary() const { return shared<Dictionary>(); }
+  std::shared_ptr<Object> object() const;
+  /// The object when it is a `T`, else null.
+  template <class T>
+  std::shared_ptr<T> objectOf() const {
+    return std::dynamic_pointer_cast<T>(object());
+  }
+
+  /// A number as a double; 0 for every other kind.
+  double doubleValue() const;
+  /// A number as a 64-bit integer, truncated toward zero and clamped to the range; 0 for NaN and
+  /// for every other kind.
+  std::int64_t integerValue() const;
+  /// True for a number other than 0.
+  bool boolValue() const;
+  std::optional<std::string> stringValue() const;
+
+  /// The name of the platform class that would hold the value: "NSString", "NSNumber", "NSArray",
+  /// ...; an object's own class name; "NSObject" when absent.
+  std::string className() const;
+
+  /// The value as "%@" prints it: text as it is, numbers in decimal, "(a, b)" for lists,
+  /// "{key = value; }" for dictionaries, "(null)" when absent.
+  std::string description() const;
+
+  /// The address of a shared container or object, null for plain values: lets a writer store a
+  /// container once however often it is referenced.
+  const void* identity() const;
+
+  /// Deep equality; numbers by value, objects by `Object::isEqual`.
+  friend bool operator==(const Value& a, const Value& b);
+
+ private:
+  using Content = std::variant<std::monostate, Null, bool, std::int64_t, std::uint64_t, double,
+                               std::string, Date, UUID, std::shared_ptr<const Data>,
+                               std::shared_ptr<const Array>, std::shared_ptr<const Set>,
+                               std::shared_ptr<const Dictionary>, std::shared_ptr<Object>>;
+
+  template <class T>
+  static Content fromInteger(T value) {
+    if constexpr (std::is_unsigned_v<T> && sizeof(T) == sizeof(std::uint64_t)) {
+      if (value > static_cast<T>(INT64_MAX)) return static_cast<std::uint64_t>(value);
+    }
+    return static_cast<std::int64_t>(value);
+  }
+  template <class T>
+  const T* shared() const {
+    const auto* pointer = std::get_if<std::shared_ptr<const T>>(&content_);
+    return pointer ? pointer->get() : nullptr;
+  }
+
+  Content content_;
+};
+
+bool operator==(const Array& a, const Array& b);
+bool operator==(const Set& a, const Set& b);
+/// Equal keys with equal values; the order takes no part.
+bool operator==(const Dictionary& a, const Dictionary& b);
+
+/// The shortest decimal text that reads back as `number`: 1 for 1.0, 2.5, 1e+300.
+std::string numberDescription(double number);
+
+}  // namespace ks

@@ -1,0 +1,36 @@
+# How every target of the project is made: the language, the warnings and the sanitizers.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+add_library(ks_build_flags INTERFACE)
+target_compile_options(ks_build_flags INTERFACE -Wall -Wextra -Wpedantic -Werror)
+if(KS_SANITIZE)
+  target_compile_options(ks_build_flags INTERFACE -fsanitize=${KS_SANITIZE} -fno-omit-frame-pointer
+                                                  -fno-sanitize-recover=all)
+  target_link_options(ks_build_flags INTERFACE -fsanitize=${KS_SANITIZE})
+endif()
+
+# ks_library(NAME SOURCES file... LINKS target...): one layer of the library. Headers are included
+# from the root of the project.
+function(ks_library name)
+  cmake_parse_arguments(arg "" "" "SOURCES;LINKS;PRIVATE_LINKS" ${ARGN})
+  if(NOT arg_SOURCES)
+    add_library(${name} INTERFACE)
+    return()
+  endif()
+  add_library(${name} STATIC ${arg_SOURCES})
+  target_include_directories(${name} PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>)
+  target_link_libraries(${name} PUBLIC ${arg_LINKS} PRIVATE ${arg_PRIVATE_LINKS} $<BUILD_INTERFACE:ks_build_flags>)
+endfunction()
+
+# ks_test(NAME SOURCES file... LINKS target...): one test program, found by CTest suite by suite.
+function(ks_test name)
+  cmake_parse_arguments(arg "" "" "SOURCES;LINKS;LABELS" ${ARGN})
+  add_executable(${name} ${arg_SOURCES})
+  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
+  target_link_libraries(${name} PRIVATE ${arg_LINKS} GTest::gmock GTest::gtest_main ks_build_flags)
+  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES LABELS "${arg_LABELS}" TIMEOUT 300)
+endfunction()
