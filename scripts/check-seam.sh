@@ -1,0 +1,43 @@
+#!/usr/bin/env bash
+# Includes point downwards only. Fails, naming file and line, when
+# - the seam includes anything but the standard library and itself;
+# - GLib, libsoup or D-Bus headers appear outside Platform/Linux, Platform/Http and the portal tool;
+# - Classes includes a platform or a tool; Platform/Location or Platform/Http includes Classes;
+# - an operating-system #if stands outside Platform/.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+broken=0
+forbid() {  # forbid REASON PATTERN PATH...
+  local reason=$1 pattern=$2
+  shift 2
+  local hits
+  hits=$(grep -rnE --include='*.h' --include='*.cpp' "$pattern" "$@" 2>/dev/null || true)
+  [ -n "$hits" ] || return 0
+  printf 'seam: %s\n%s\n' "$reason" "$hits" >&2
+  broken=1
+}
+
+system_headers='^\s*#\s*include\s*[<"](glib|gio/|glib-object|libsoup|dbus/|gps\.h|libsecret|sys/|unistd|fcntl|netinet|arpa)'
+desktop_headers='^\s*#\s*include\s*[<"](glib|gio/|glib-object|libsoup|dbus/|gps\.h|libsecret)'
+
+forbid "the seam includes only the standard library and itself" \
+  '^\s*#\s*include\s*("(BeaconSDK/(Classes|Platform/(Location|Http|Linux|Simulated))|tools|tests)|<[^>]*[/.][^>]*>)' \
+  BeaconSDK/Platform/Api
+forbid "desktop headers belong into Platform/Linux, Platform/Http and the portal tool" "$desktop_headers" \
+  BeaconSDK/Classes BeaconSDK/Platform/Api BeaconSDK/Platform/Location BeaconSDK/Platform/Simulated \
+  $(find tools -type f \( -name '*.h' -o -name '*.cpp' \) -not -path 'tools/ksbeacon/portal/*')
+forbid "system headers do not belong into the library or the seam" "$system_headers" \
+  BeaconSDK/Classes BeaconSDK/Platform/Api BeaconSDK/Platform/Location
+forbid "Classes includes the seam only" \
+  '^\s*#\s*include\s*"(BeaconSDK/Platform/(Linux|Simulated|Http|Location)|tools|tests)' BeaconSDK/Classes
+forbid "a platform does not include the library above it" \
+  '^\s*#\s*include\s*"(BeaconSDK/(Classes|KSBeaconSDK)|tools|tests)' BeaconSDK/Platform
+forbid "the location engine and the HTTP session know no device" \
+  '^\s*#\s*include\s*"BeaconSDK/Platform/(Linux|Simulated)' BeaconSDK/Platform/Location BeaconSDK/Platform/Http
+forbid "an operating-system #if outside Platform/" \
+  '^\s*#\s*(if|ifdef|ifndef|elif).*(__linux__|__unix__|_WIN32|__APPLE__|__ANDROID__)' \
+  BeaconSDK/Classes BeaconSDK/KSBeaconSDK.h tools examples
+
+[ "$broken" -eq 0 ] && echo "seam: includes point downwards only"
+exit "$broken"

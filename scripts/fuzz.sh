@@ -1,0 +1,28 @@
+#!/usr/bin/env bash
+# Builds every fuzz target with clang and runs each for a while from its seeds.
+#
+# usage: scripts/fuzz.sh SECONDS [TARGET...]
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+seconds=${1:-60}
+shift || true
+cmake --preset fuzz >build/fuzz.configure.log
+cmake --build --preset fuzz -- fuzzers
+targets=("$@")
+if [ ${#targets[@]} -eq 0 ]; then
+  for source in fuzz/*Fuzz.cpp; do targets+=("$(basename "$source" .cpp)"); done
+fi
+for target in "${targets[@]}"; do
+  corpus=build/fuzz/corpus/$target
+  mkdir -p "$corpus"
+  seeds=()
+  [ -d "fuzz/seeds/$target" ] && seeds=("fuzz/seeds/$target")
+  echo "fuzz: $target for $seconds s"
+  build/fuzz/fuzz/"$target" -max_total_time="$seconds" -rss_limit_mb=2048 -timeout=10 -print_final_stats=1 \
+    -artifact_prefix="$corpus/" "$corpus" "${seeds[@]}" 2>&1 | grep -E 'stat::number_of_executed_units|ERROR|SUMMARY|Test unit' || true
+  if compgen -G "$corpus/crash-*" >/dev/null || compgen -G "$corpus/timeout-*" >/dev/null || compgen -G "$corpus/oom-*" >/dev/null; then
+    echo "fuzz: $target found a fault, see $corpus" >&2
+    exit 1
+  fi
+done

@@ -1,0 +1,19 @@
+#include <KSBeaconSDK/KSBeaconSDK.h>
+
+#include <cstdio>
+
+#include "BeaconSDK/Platform/Simulated/SimulatedPlatform.h"
+
+/// Runs the library on a simulated device that refuses the location permission: `start` must say so.
+int main() {
+  const auto device = std::make_shared<ks::SimulatedPlatform>();
+  ks::Platform::install(device);
+  const auto manager = KSProximityManager::initWithUsername(
+      "user", "password", ks::NSURL{"http://127.0.0.1:9/app"}, ks::NSLocale{"it", "IT"});
+  bool refused = false;
+  device->setAuthorizationStatus(ks::CLAuthorizationStatus::denied);
+  manager->start([&](const std::optional<ks::Error>& error) { refused = error.has_value(); });
+  device->runUntilIdle();
+  std::printf("%s", KSBeaconSDKVersionString);
+  return refused ? 0 : 1;
+}
