@@ -1,0 +1,45 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "BeaconSDK/Platform/Api/Result.h"
+#include "tools/ksbeacon/portal/PortalOptions.h"
+
+namespace ks::portal {
+
+/// The development portal: an HTTP server on a thread of its own that serves portal documents from
+/// a folder, checks credentials and records statistics.
+///
+/// Documents are re-read when their files change; a broken one is reported through `onMessage` and
+/// the last good one goes on being served. Any thread may call any operation.
+class PortalServer {
+ public:
+  /// Reads the documents and begins to listen. An error names what is wrong: the document's file,
+  /// line and member; the address or port; the certificate; the statistics file.
+  static Result<std::shared_ptr<PortalServer>> start(PortalOptions options);
+  /// Stops.
+  ~PortalServer();
+  PortalServer(const PortalServer&) = delete;
+  PortalServer& operator=(const PortalServer&) = delete;
+
+  std::uint16_t port() const;
+  /// The root URL with the prefix: "http://127.0.0.1:8080/app".
+  std::string url() const;
+
+  /// Adds a fault behind those at work.
+  void addFault(Fault fault);
+  void clearFaults();
+
+  /// Stops listening, lets requests that arrived whole finish, and closes the statistics file.
+  /// Does nothing the second time.
+  void stop();
+
+ private:
+  struct Impl;
+  explicit PortalServer(std::unique_ptr<Impl> impl);
+  std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace ks::portal
