@@ -1,0 +1,67 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "BeaconSDK/Classes/Network/KSContentDownload.h"
+#include "BeaconSDK/Platform/Api/CoreLocation.h"
+#include "BeaconSDK/Platform/Api/Result.h"
+
+class KSProximityZoneContent;
+class KSPrivateBeacon;
+
+namespace ks {
+class NSDateFormatter;
+}
+
+/// Turns the portal's JSON documents into records. One thread at a time.
+///
+/// A document is an array of objects, one for each record. Conversion reads from the cleaned-up
+/// form of each object, in which nulls are absent and every number has become its decimal text:
+/// - a member that is missing, or a list or an object in a text's place, leaves the field empty;
+/// - text in a number's place is read as far as it is a number and is 0 when it does not start
+///   with one;
+/// - a number beyond the range of its field (32-bit integer, float or double) becomes the nearest
+///   end of that range, so no record ever holds an infinite number.
+/// The outcome of unusual JSON stands at `ks::valueFromJSON`.
+class KSResponseParser {
+ public:
+  /// Makes one record of a cleaned-up object; never null.
+  using ItemConverter = std::function<std::shared_ptr<ks::Object>(const ks::Dictionary& item)>;
+
+  KSResponseParser();
+  ~KSResponseParser();
+
+  /// Parses a whole document. A document that is not JSON, whose top level is no array, or of which
+  /// one element is no object, is rejected as a whole with an error in the application's domain.
+  ///
+  /// While `enableLogging` is on, the document and each element go to the system log; otherwise
+  /// their text, which costs more than parsing, is not made.
+  static ks::Result<KSRecords> records(std::string_view document, const ItemConverter& converter);
+
+  /// A copy without null members and with every number replaced by its decimal text, also in nested
+  /// objects and in objects directly inside arrays; numbers, nulls and arrays inside arrays stay.
+  /// true and false are the numbers 1 and 0.
+  static ks::Dictionary sanitizeDictionary(const ks::Dictionary& dictionary);
+
+  /// "HTML", "VIDEO", "PUSH_TEXT" and "FOLLOW_TRACK", case-sensitive; null for any other text.
+  static std::shared_ptr<KSProximityZoneContent> contentFromType(std::string_view type);
+
+  /// "IMMEDIATE" 1, "NEAR" 2, "FAR" 3, case-sensitive; 0 for any other text.
+  static std::int64_t proximityFromString(std::string_view text);
+
+  static std::shared_ptr<ks::Object> convertToCategory(const ks::Dictionary& item);
+  static std::shared_ptr<ks::Object> convertToLocation(const ks::Dictionary& item);
+  /// Never null. The zone's state tells whether the item has a "content" member at all, also one
+  /// that yields no content.
+  std::shared_ptr<KSPrivateBeacon> convertToPrivateBeacon(const ks::Dictionary& item) const;
+  /// A geofence without an "id" has no region to monitor.
+  std::shared_ptr<ks::Object> convertToGeofence(const ks::Dictionary& item) const;
+
+ private:
+  /// For "validUntil": seven fraction digits, a literal Z, UTC. Any other form is no date.
+  std::unique_ptr<ks::NSDateFormatter> dateFormatter_;
+};

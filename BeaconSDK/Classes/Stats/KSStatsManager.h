@@ -1,0 +1,45 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+
+#include "BeaconSDK/Platform/Api/Value.h"
+
+class KSGeofence;
+class KSNetwork;
+class KSPrivateBeacon;
+class KSProximityZone;
+
+/// Tells the portal what happens on the device. Each call builds one event and posts it; nothing is
+/// kept, retried or answered. Stateless; any thread.
+///
+/// An absent `tags` is sent as null, an empty one as an empty object.
+class KSStatsManager {
+ public:
+  static std::shared_ptr<KSStatsManager> initWithNetwork(std::shared_ptr<KSNetwork> network);
+  explicit KSStatsManager(std::shared_ptr<KSNetwork> network);
+
+  /// A beacon zone was entered.
+  void incrementMovedInProximityZone(const KSPrivateBeacon& zone,
+                                     const std::optional<ks::Dictionary>& tags) const;
+  /// A beacon zone was left. The time spent counts from its `inProximitySince`, 0 without one.
+  void incrementMovedOutOfProximityZone(const KSPrivateBeacon& zone,
+                                        std::optional<std::int64_t> batteryLevel,
+                                        const std::optional<ks::Dictionary>& tags) const;
+  /// A notification was shown for a beacon zone.
+  void incrementProximityZoneNotification(const KSPrivateBeacon& zone,
+                                          std::optional<std::int64_t> batteryLevel,
+                                          const std::optional<ks::Dictionary>& tags) const;
+  /// The user opened a zone's content.
+  void incrementLoyaltyForProximity(const KSProximityZone& zone,
+                                    const std::optional<ks::Dictionary>& tags) const;
+  void incrementMovedInGeofence(const KSGeofence& geofence) const;
+  /// The time spent counts from `inRangeSince`, 0 without one.
+  void incrementMovedOutOfGeofence(const KSGeofence& geofence) const;
+  void incrementGeofenceNotification(const KSGeofence& geofence,
+                                     const std::optional<ks::Dictionary>& tags) const;
+
+ private:
+  const std::shared_ptr<KSNetwork> network_;
+};
