@@ -1,0 +1,75 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "BeaconSDK/Platform/Api/Foundation.h"
+#include "BeaconSDK/Platform/Api/UIKit.h"
+
+namespace ks {
+
+/// The host application of a simulated device: records what is asked of the system and plays the
+/// system's part when told to. Main queue only.
+class SimulatedApplication : public UIApplication {
+ public:
+  SimulatedApplication(DispatchQueue& mainQueue, NSNotificationCenter& center);
+  SimulatedApplication(const SimulatedApplication&) = delete;
+  SimulatedApplication& operator=(const SimulatedApplication&) = delete;
+  ~SimulatedApplication() override;
+
+  void setMinimumBackgroundFetchInterval(Seconds interval) override { fetchInterval_ = interval; }
+  UIBackgroundTaskIdentifier beginBackgroundTask(std::function<void()> expirationHandler) override;
+  void endBackgroundTask(UIBackgroundTaskIdentifier task) override;
+  void scheduleLocalNotification(UILocalNotification notification) override;
+  void cancelAllLocalNotifications() override;
+  void showAlertView(const UIAlertView& alert) override;
+
+  /// Each posts its notification on the main queue, soon; nothing when already so. The application
+  /// begins inactive.
+  void becomeActive();
+  void resignActive();
+  bool isActive() const { return active_; }
+
+  std::optional<Seconds> minimumBackgroundFetchInterval() const { return fetchInterval_; }
+
+  /// Tasks begun and not ended, oldest first: what is left at the end of a test has leaked.
+  std::vector<UIBackgroundTaskIdentifier> backgroundTasks() const;
+  void setRefusesBackgroundTasks(bool flag) { refusesBackgroundTasks_ = flag; }
+  /// Tells every background task that its time is up, on the main queue.
+  void expireBackgroundTasks();
+
+  std::vector<UILocalNotification> scheduledLocalNotifications() const;
+  const std::vector<UILocalNotification>& deliveredLocalNotifications() const {
+    return deliveredNotifications_;
+  }
+  const std::vector<UIAlertView>& alerts() const { return alerts_; }
+
+  /// Called as each happens; null for none.
+  void setLocalNotificationListener(std::function<void(const UILocalNotification&)> listener) {
+    notificationListener_ = std::move(listener);
+  }
+  void setAlertListener(std::function<void(const UIAlertView&)> listener) {
+    alertListener_ = std::move(listener);
+  }
+
+ private:
+  void postSoon(const char* name);
+
+  DispatchQueue& mainQueue_;
+  NSNotificationCenter& center_;
+  bool active_ = false;
+  bool refusesBackgroundTasks_ = false;
+  std::optional<Seconds> fetchInterval_;
+  UIBackgroundTaskIdentifier lastBackgroundTask_ = UIBackgroundTaskInvalid;
+  std::map<UIBackgroundTaskIdentifier, std::function<void()>> backgroundTasks_;
+  std::map<TimerId, UILocalNotification> scheduledNotifications_;
+  std::vector<UILocalNotification> deliveredNotifications_;
+  std::vector<UIAlertView> alerts_;
+  std::function<void(const UILocalNotification&)> notificationListener_;
+  std::function<void(const UIAlertView&)> alertListener_;
+};
+
+}  // namespace ks

@@ -1,0 +1,147 @@
+#pragma once
+
+#include <atomic>
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <limits>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <thread>
+#include <vector>
+
+#include "BeaconSDK/Platform/Api/Foundation.h"
+#include "BeaconSDK/Platform/Simulated/SplitMix64.h"
+
+namespace ks {
+
+class SimulatedQueue;
+
+/// 2026-01-01T08:00:00Z, when a simulated day begins unless somebody says otherwise.
+inline constexpr Date kSimulatedStart{Seconds{1767254400}};
+
+/// Names one transfer that keeps virtual time from moving; 0 names none.
+using TransferId = std::uint64_t;
+
+/// One scheduler for all queues of a simulated device.
+///
+/// Time jumps from due task to due task and moves in no other way. Tasks run on the thread that
+/// calls a `run...` operation, in the order in which they fall due, ties in posting order, so the
+/// same program runs the same way every time. While a transfer with the real network is under way
+/// the loop first runs everything that is due and then sleeps until the transfer reports, without
+/// moving time. What transfers post is taken one task at a time, each when nothing else is due, in
+/// the order in which the transfers began: it does not matter how fast the network is.
+///
+/// Tasks may be posted from any thread. The operations that run tasks belong to one thread at a
+/// time, which then counts as the device's main thread; a task may call them again.
+class SimulatedLoop {
+ public:
+  /// With a `shuffleSeed`, ties between different queues are broken at random instead, repeatably;
+  /// the order within a queue stays.
+  explicit SimulatedLoop(Date start = kSimulatedStart,
+                         std::optional<std::uint64_t> shuffleSeed = std::nullopt);
+  SimulatedLoop(const SimulatedLoop&) = delete;
+  SimulatedLoop& operator=(const SimulatedLoop&) = delete;
+  ~SimulatedLoop();
+
+  /// Lives as long as the loop.
+  const Clock& clock() const { return clock_; }
+  Clock& clock() { return clock_; }
+
+  /// Runs everything that is due now, transfers and what follows from them included.
+  void runUntilIdle();
+  /// Runs everything that falls due within `span`; time has then moved by exactly that much.
+  void advance(Seconds span);
+  /// The same up to a moment; one that lies in the past means now.
+  void runUntil(Date moment);
+  /// Runs the next task, moving time to it if need be; false when there is none.
+  bool runNext();
+  /// When the next task falls due: now while a transfer is under way; nothing when all is done.
+  std::optional<Date> nextDue() const;
+  /// Lets time pass inside a task, as slow code does: nothing runs meanwhile.
+  void stall(Seconds span);
+
+  /// Time stands still from here until `endTransfer`. Any thread.
+  TransferId beginTransfer();
+  /// Tasks that the calling thread posts from now on belong to `transfer`, until the call with 0.
+  static void postAs(TransferId transfer);
+  /// Unknown identifiers are ignored. Any thread.
+  void endTransfer(TransferId transfer);
+  std::size_t transfersUnderWay() const;
+
+  /// True on the thread that ran the loop last, or made it.
+  bool isLoopThread() const { return std::this_thread::get_id() == thread_.load(); }
+
+ private:
+  friend class SimulatedQueue;
+
+  /// Virtual nanoseconds since the start: equal moments are exactly equal.
+  using Ticks = std::int64_t;
+
+  class LoopClock : public Clock {
+   public:
+    explicit LoopClock(Date start) : start_(start) {}
+    Date now() const override { return start_ + uptime(); }
+    Seconds uptime() const override;
+    Ticks ticks() const { return ticks_.load(); }
+    void set(Ticks ticks) { ticks_.store(ticks); }
+    Date start() const { return start_; }
+
+   private:
+    Date start_;
+    std::atomic<Ticks> ticks_{0};
+  };
+
+  /// What a transfer has posted and the loop has not taken yet.
+  struct HeldPost {
+    SimulatedQueue* queue;
+    TimerId id;
+    Ticks delay;
+    Task task;
+  };
+  struct Transfer {
+    bool ended = false;
+    std::deque<HeldPost> held;
+  };
+
+  /// Later than any task: about 292 years after the start.
+  static constexpr Ticks kNever = std::numeric_limits<Ticks>::max();
+
+  static Ticks ticksIn(Seconds span);
+  /// The lock is held in the operations from here to `takeFromTransfer`.
+  TimerId post(SimulatedQueue& queue, Seconds delay, Task task);
+  void insert(HeldPost post);
+  /// Forgets a queue; its tasks go to `garbage`, to be destroyed without the lock.
+  void remove(SimulatedQueue& queue, std::vector<Task>& garbage);
+  /// The same for posts of transfers to that queue, all or one.
+  void removeHeld(const SimulatedQueue& queue, std::optional<TimerId> timer,
+                  std::vector<Task>& garbage);
+  /// The queue to serve next among those whose first task is the earliest due; null for none.
+  SimulatedQueue* pickQueue();
+  Ticks firstDue() const;
+  bool transferHasNews() const;
+  /// Moves one task of the earliest transfer to its queue, or forgets the transfer if it has ended;
+  /// false when there is nothing to take.
+  bool takeFromTransfer();
+
+  /// Runs one task that is due by `limit`, waiting for transfers; false when there is none.
+  bool step(Ticks limit);
+  void runThrough(Ticks limit);
+
+  LoopClock clock_;
+  std::atomic<std::thread::id> thread_;
+  std::optional<SplitMix64> shuffle_;
+
+  mutable std::mutex mutex_;
+  std::condition_variable changed_;
+  std::vector<SimulatedQueue*> queues_;
+  std::uint64_t lastTask_ = 0;
+  TransferId lastTransfer_ = 0;
+  std::map<TransferId, Transfer> transfers_;
+  /// The queue whose task runs; only the loop's thread looks at it.
+  SimulatedQueue* current_ = nullptr;
+};
+
+}  // namespace ks

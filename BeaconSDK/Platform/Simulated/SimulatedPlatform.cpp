@@ -1,0 +1,73 @@
+#include "BeaconSDK/Platform/Simulated/SimulatedPlatform.h"
+
+#include <cstdlib>
+#include <stdexcept>
+#include <system_error>
+#include <utility>
+
+namespace ks {
+
+namespace {
+
+std::filesystem::path makeFreshFolder() {
+  std::string pattern = (std::filesystem::temp_directory_path() / "ksdevice-XXXXXX").string();
+  if (mkdtemp(pattern.data()) == nullptr) {
+    throw std::system_error(errno, std::generic_category(), "cannot make a folder at " + pattern);
+  }
+  return pattern;
+}
+
+}  // namespace
+
+SimulatedPlatform::Root::Root(const std::filesystem::path& wanted)
+    : path(wanted.empty() ? makeFreshFolder() : wanted), temporary(wanted.empty()) {}
+
+SimulatedPlatform::Root::~Root() {
+  std::error_code ignored;
+  if (temporary) std::filesystem::remove_all(path, ignored);
+}
+
+SimulatedPlatform::SimulatedPlatform(SimulatedPlatformOptions options)
+    : options_(std::move(options)),
+      root_(options_.root),
+      directories_{root_.path / "Caches", root_.path / "Documents", root_.path / "Temporary"},
+      loop_(std::make_shared<SimulatedLoop>(options_.start, options_.shuffleSeed)),
+      mainQueue_(loop_, SimulatedQueue::Role::main),
+      globalQueue_(loop_),
+      userDefaults_(root_.path / "UserDefaults.txt"),
+      device_(options_),
+      application_(mainQueue_, notificationCenter_),
+      userNotifications_(mainQueue_, loop_->clock()),
+      reachability_(*loop_, mainQueue_) {
+  std::filesystem::create_directories(directories_.temporary);
+}
+
+SimulatedPlatform::~SimulatedPlatform() = default;
+
+LocationServices& SimulatedPlatform::locationServices() {
+  if (options_.locationServices == nullptr) {
+    throw std::logic_error("this simulated device was made without location services");
+  }
+  return *options_.locationServices;
+}
+
+std::unique_ptr<CBCentralManager> SimulatedPlatform::makeCentralManager(
+    CBCentralManagerDelegate& delegate) {
+  if (!options_.makeCentralManager) {
+    throw std::logic_error("this simulated device was made without a Bluetooth radio");
+  }
+  return options_.makeCentralManager(delegate);
+}
+
+UNUserNotificationCenter* SimulatedPlatform::userNotificationCenter() {
+  return settings().hasUserNotificationCenter ? &userNotifications_ : nullptr;
+}
+
+URLLoadingSystem& SimulatedPlatform::urlLoadingSystem() {
+  if (options_.urlLoadingSystem == nullptr) {
+    throw std::logic_error("this simulated device was made without a network");
+  }
+  return *options_.urlLoadingSystem;
+}
+
+}  // namespace ks

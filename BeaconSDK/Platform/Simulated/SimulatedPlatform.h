@@ -1,0 +1,96 @@
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "BeaconSDK/Platform/Api/Platform.h"
+#include "BeaconSDK/Platform/Simulated/SimulatedApplication.h"
+#include "BeaconSDK/Platform/Simulated/SimulatedConsole.h"
+#include "BeaconSDK/Platform/Simulated/SimulatedDevice.h"
+#include "BeaconSDK/Platform/Simulated/SimulatedLoop.h"
+#include "BeaconSDK/Platform/Simulated/SimulatedPlatformOptions.h"
+#include "BeaconSDK/Platform/Simulated/SimulatedQueue.h"
+#include "BeaconSDK/Platform/Simulated/SimulatedReachability.h"
+#include "BeaconSDK/Platform/Simulated/SimulatedUserDefaults.h"
+#include "BeaconSDK/Platform/Simulated/SimulatedUserNotificationCenter.h"
+
+namespace ks {
+
+/// A whole device in virtual time.
+///
+/// Nothing runs by itself: the owner steps the device with the `run...` operations, which are those
+/// of `SimulatedLoop`. Destroying a platform and making another on the same root folder is the
+/// death and the restart of the process: files, user defaults and monitored regions survive, timers
+/// and pending notifications do not.
+class SimulatedPlatform : public Platform {
+ public:
+  explicit SimulatedPlatform(SimulatedPlatformOptions options = {});
+  SimulatedPlatform(const SimulatedPlatform&) = delete;
+  SimulatedPlatform& operator=(const SimulatedPlatform&) = delete;
+  ~SimulatedPlatform() override;
+
+  void runUntilIdle() { loop_->runUntilIdle(); }
+  void advance(Seconds span) { loop_->advance(span); }
+  void runUntil(Date moment) { loop_->runUntil(moment); }
+  bool runNext() { return loop_->runNext(); }
+  SimulatedLoop& loop() { return *loop_; }
+  /// Another serial queue of this device, as a URL session's delegate queue. May outlive the
+  /// platform, but then runs nothing more.
+  std::shared_ptr<SimulatedQueue> makeQueue() { return std::make_shared<SimulatedQueue>(loop_); }
+
+  /// What the device says of itself may change at any time.
+  SimulatedSettings settings() const { return device_.settings(); }
+  void change(const std::function<void(SimulatedSettings&)>& change) { device_.change(change); }
+
+  Clock& clock() override { return loop_->clock(); }
+  SimulatedQueue& mainQueue() override { return mainQueue_; }
+  SimulatedQueue& globalQueue() override { return globalQueue_; }
+  NSNotificationCenter& notificationCenter() override { return notificationCenter_; }
+  SimulatedUserDefaults& userDefaults() override { return userDefaults_; }
+  SimulatedConsole& console() override { return console_; }
+  const Directories& directories() const override { return directories_; }
+  NSBundle mainBundle() const override { return settings().mainBundle; }
+  NSBundle libraryBundle() const override { return settings().libraryBundle; }
+  NSLocale currentLocale() const override { return settings().locale; }
+  std::string timeZoneName() const override { return settings().timeZoneName; }
+  LocationServices& locationServices() override;
+  std::unique_ptr<CBCentralManager> makeCentralManager(CBCentralManagerDelegate& delegate) override;
+  UNUserNotificationCenter* userNotificationCenter() override;
+  URLLoadingSystem& urlLoadingSystem() override;
+  SimulatedApplication& application() override { return application_; }
+  SimulatedDevice& device() override { return device_; }
+  SimulatedDevice& identifierManager() override { return device_; }
+  SimulatedReachability& systemConfiguration() override { return reachability_; }
+
+  /// Also while the device has none for the library to use.
+  SimulatedUserNotificationCenter& simulatedNotificationCenter() { return userNotifications_; }
+
+ private:
+  /// The folder of the device's state; removed at the end when it was made here.
+  struct Root {
+    explicit Root(const std::filesystem::path& wanted);
+    Root(const Root&) = delete;
+    Root& operator=(const Root&) = delete;
+    ~Root();
+    std::filesystem::path path;
+    bool temporary;
+  };
+
+  SimulatedPlatformOptions options_;
+  Root root_;
+  Directories directories_;
+  std::shared_ptr<SimulatedLoop> loop_;
+  SimulatedQueue mainQueue_;
+  SimulatedQueue globalQueue_;
+  NSNotificationCenter notificationCenter_;
+  SimulatedUserDefaults userDefaults_;
+  SimulatedConsole console_;
+  SimulatedDevice device_;
+  SimulatedApplication application_;
+  SimulatedUserNotificationCenter userNotifications_;
+  SimulatedReachability reachability_;
+};
+
+}  // namespace ks

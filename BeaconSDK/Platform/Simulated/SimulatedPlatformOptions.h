@@ -1,0 +1,51 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "BeaconSDK/Platform/Api/Platform.h"
+#include "BeaconSDK/Platform/Simulated/SimulatedLoop.h"
+
+namespace ks {
+
+/// What a simulated device says of itself and its user. May change while it runs.
+struct SimulatedSettings {
+  NSBundle mainBundle{"com.example.application", "1.0"};
+  NSBundle libraryBundle{"com.example.library", "1.0.0"};
+  NSLocale locale{"it", "IT"};
+  std::string timeZoneName = "Europe/Rome";
+  std::string systemVersion = "16.4";
+  std::string machine = "x86_64";
+  UUID identifierForVendor = *UUID::fromString("5A1D0E5C-0000-4000-8000-000000000001");
+  UUID advertisingIdentifier = *UUID::fromString("5A1D0E5C-0000-4000-8000-000000000002");
+  bool advertisingTrackingEnabled = true;
+  /// False for an older device, which shows only `UILocalNotification`.
+  bool hasUserNotificationCenter = true;
+};
+
+/// How a simulated device begins.
+struct SimulatedPlatformOptions : SimulatedSettings {
+  Date start = kSimulatedStart;
+  /// Holds everything that outlives the process: caches, documents, user defaults, monitored
+  /// regions. Empty: a fresh folder that is removed with the platform.
+  std::filesystem::path root;
+  CLAuthorizationStatus authorizationStatus = CLAuthorizationStatus::authorizedAlways;
+  bool circularMonitoringAvailable = true;
+  bool beaconMonitoringAvailable = true;
+  CBManagerState bluetoothState = CBManagerState::poweredOn;
+  /// Drives noise, losses and everything else that is random in the simulated world.
+  std::uint64_t seed = 1;
+  /// Breaks ties between queues at random, to find code that relies on their order.
+  std::optional<std::uint64_t> shuffleSeed;
+
+  /// Each replaces the platform's own service when set.
+  std::shared_ptr<URLLoadingSystem> urlLoadingSystem;
+  std::shared_ptr<LocationServices> locationServices;
+  std::function<std::unique_ptr<CBCentralManager>(CBCentralManagerDelegate&)> makeCentralManager;
+};
+
+}  // namespace ks

@@ -1,0 +1,56 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <string>
+#include <unordered_map>
+#include <utility>
+
+#include "BeaconSDK/Platform/Api/Foundation.h"
+#include "BeaconSDK/Platform/Simulated/SimulatedLoop.h"
+
+namespace ks {
+
+/// A serial queue stepped by a simulated loop.
+///
+/// `sync` on the loop's thread runs what the queue owes now and then its task, in place; on another
+/// thread it waits until the loop has come to it.
+class SimulatedQueue : public DispatchQueue {
+ public:
+  /// The main queue also counts as current on the loop's thread while no task runs.
+  enum class Role { main, other };
+
+  explicit SimulatedQueue(std::shared_ptr<SimulatedLoop> loop, Role role = Role::other);
+  SimulatedQueue(const SimulatedQueue&) = delete;
+  SimulatedQueue& operator=(const SimulatedQueue&) = delete;
+  ~SimulatedQueue() override;
+
+  void async(Task task) override;
+  void sync(const Task& task) override;
+  TimerId after(Seconds delay, Task task) override;
+  void cancel(TimerId timer) override;
+  bool isCurrent() const override;
+
+  /// Tasks and timers that have not begun to run.
+  std::size_t pendingTasks() const;
+
+ private:
+  friend class SimulatedLoop;
+
+  /// When it is due, and its place in the posting order.
+  using Key = std::pair<SimulatedLoop::Ticks, TimerId>;
+
+  /// The loop's lock is held.
+  void insert(Key key, Task task);
+  Task takeFirst();
+  void run(const Task& task);
+
+  std::shared_ptr<SimulatedLoop> loop_;
+  Role role_;
+  std::map<Key, Task> tasks_;
+  std::unordered_map<TimerId, SimulatedLoop::Ticks> dues_;
+  /// Runs now, or is suspended below the one that does.
+  int depth_ = 0;
+};
+
+}  // namespace ks
