@@ -1,0 +1,17 @@
+#pragma once
+
+#include "BeaconSDK/Classes/Beacon/Content/KSProximityZoneContent.h"
+
+/// A message that leads to a video.
+class KSVideoProximityZoneContent : public KSProximityZoneContent {
+ public:
+  static constexpr const char* kClassName = "KSVideoProximityZoneContent";
+  static const ks::Class kClass;
+
+  /// The video to play.
+  std::optional<std::string> videoUrl;
+
+  KSProximityZoneType type() const override { return KSProximityZoneType::video; }
+  const ks::Class& objectClass() const override { return kClass; }
+  std::string description() const override;
+};

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "BeaconSDK/Classes/Beacon/Content/KSProximityZoneContent.h"
+#include "BeaconSDK/Platform/Api/Object.h"
+
+/// A place where content can fire: a beacon or a geofence. The engine, the statistics and the
+/// application treat both alike through this interface.
+class KSProximityZone : public ks::Object {
+ public:
+  /// A property of this type is archived as the root class: the interface is no class of its own.
+  static constexpr const char* kClassName = "NSObject";
+
+  /// The zone's identifier on the portal.
+  virtual const std::optional<std::string>& identifier() const = 0;
+  virtual void setIdentifier(std::optional<std::string> identifier) = 0;
+  virtual const std::optional<std::string>& name() const = 0;
+  virtual void setName(std::optional<std::string> name) = 0;
+  /// The portal's reference identifier.
+  virtual const std::optional<std::string>& refId() const = 0;
+  virtual void setRefId(std::optional<std::string> refId) = 0;
+  /// Null when the zone has none.
+  virtual const std::shared_ptr<KSProximityZoneContent>& content() const = 0;
+  /// 3 for a beacon zone, 4 for a geofence: the numbers of `KSContentDownloadType`.
+  virtual std::int64_t contentType() const = 0;
+};

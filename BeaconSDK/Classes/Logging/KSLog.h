@@ -1,0 +1,82 @@
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <optional>
+#include <source_location>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "BeaconSDK/Classes/Common/Foundation/Formatting.h"
+#include "BeaconSDK/Platform/Api/CoreLocation.h"
+
+/// The switch of the diagnostic trace: off until the application turns it on; takes effect for the
+/// next line.
+extern std::atomic<bool> enableLogging;
+static_assert(sizeof enableLogging == 1, "the switch is one byte for whoever links to it by name");
+
+/// Posted on the main queue for each line of the trace, without an object; the user information
+/// holds the line under `DebugLogMessageKey`.
+inline constexpr const char* DebugLogNotification = "DebugLogNotification";
+inline constexpr const char* DebugLogMessageKey = "message";
+
+/// "UNKNOWN", "IMMEDIATE", "NEAR", "FAR" for 0 to 3, nothing for any other number.
+std::optional<std::string> formatProximity(std::int64_t proximity);
+std::optional<std::string> formatProximity(ks::CLProximity proximity);
+
+namespace ks {
+
+/// Stamps a message, writes it to the console and posts it. Any thread.
+void writeLogLine(std::int32_t line, std::string_view format,
+                  std::span<const FormatArgument> arguments);
+
+/// The part of `NSLog` that does not depend on the kinds of the values.
+void writeToConsole(std::string_view format, std::span<const FormatArgument> arguments);
+
+/// Writes one message to the system log, whether the trace is on or off. Any thread.
+template <class... Args>
+void NSLog(std::string_view format, const Args&... args) {
+  const std::array<FormatArgument, sizeof...(Args)> arguments{FormatArgument(args)...};
+  writeToConsole(format, arguments);
+}
+
+}  // namespace ks
+
+/// Writes one line of the trace: "[dd/MM/YY HH:mm:ss] :(line): message". While the switch is off a
+/// call costs one test. `file` and `function` say where the call stands and are not printed. Any
+/// thread; lines of one thread are posted in their order.
+template <class... Args>
+void DoKSLog([[maybe_unused]] const char* file, std::int32_t line,
+             [[maybe_unused]] const char* function, const char* format, const Args&... args) {
+  if (!enableLogging.load(std::memory_order_relaxed)) return;
+  const std::array<ks::FormatArgument, sizeof...(Args)> arguments{ks::FormatArgument(args)...};
+  ks::writeLogLine(line, format, arguments);
+}
+
+namespace ks {
+
+/// A format and the line of the call that it was passed to.
+struct LogFormat {
+  LogFormat(const char* format, std::source_location where = std::source_location::current())
+      : text(format), line(static_cast<std::int32_t>(where.line())) {}
+
+  const char* text;
+  std::int32_t line;
+};
+
+/// The trace of one source file:
+///
+///     constexpr ks::LogSource kLog{"BeaconSDK/Classes/Stats/KSStatsManager"};
+///     kLog("-[KSStatsManager initWithNetwork:]", "text %@", x);
+struct LogSource {
+  const char* file;
+
+  template <class... Args>
+  void operator()(const char* function, LogFormat format, const Args&... args) const {
+    DoKSLog(file, format.line, function, format.text, args...);
+  }
+};
+
+}  // namespace ks

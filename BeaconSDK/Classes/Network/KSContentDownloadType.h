@@ -1,0 +1,16 @@
+#pragma once
+
+#include <cstdint>
+
+/// What a request to the portal asks for.
+enum class KSContentDownloadType : std::int32_t {
+  unknown = -1,
+  contentCategories = 0,
+  locations = 1,
+  /// The beacon zones of a location.
+  zonesForLocation = 2,
+  /// The content of given beacons. Also the kind number of a beacon zone.
+  contentForBeacons = 3,
+  /// Also the kind number of a geofence zone.
+  geofences = 4,
+};
