@@ -1,0 +1,81 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "BeaconSDK/Platform/Api/CoreBluetooth.h"
+#include "BeaconSDK/Platform/Api/UUID.h"
+#include "BeaconSDK/Platform/Api/Units.h"
+#include "BeaconSDK/Platform/Api/Value.h"
+
+namespace ks {
+
+/// Manufacturer-specific data: the company of the Bluetooth SIG's list and what follows it.
+struct ManufacturerData {
+  std::uint16_t company = 0;
+  Data bytes;
+  friend bool operator==(const ManufacturerData&, const ManufacturerData&) = default;
+};
+
+/// Data that an advertisement carries for one service.
+struct ServiceData {
+  CBUUID service;
+  Data bytes;
+  friend bool operator==(const ServiceData&, const ServiceData&) = default;
+};
+
+/// One received Bluetooth Low Energy advertisement, whether it came as raw bytes or already taken
+/// apart by a Bluetooth daemon.
+struct Advertisement {
+  /// Whatever tells one sender from another while a scan lasts, as "AA:BB:CC:DD:EE:FF".
+  std::string address;
+  /// Values outside -127 to -1 mean that the radio gave no strength.
+  Dbm rssi{0};
+  std::vector<ManufacturerData> manufacturerData;
+  std::vector<ServiceData> serviceData;
+  /// Services that are named without data.
+  std::vector<CBUUID> services;
+  /// Elements of the raw bytes that were malformed, truncated or padding.
+  std::uint32_t skippedElements = 0;
+};
+
+/// Reads the length-type-value elements of an advertisement: manufacturer data (type 0xFF), service
+/// data and service lists of 16, 32 and 128 bits. Other types are passed over. Never fails: an
+/// element that is too short for its type or longer than the bytes that are left is skipped and
+/// counted, and so is padding, at which the reading ends.
+Advertisement parseAdvertisement(std::string address, std::span<const std::uint8_t> bytes,
+                                 Dbm rssi);
+
+/// The short form of a service identifier: upper case, and without the Bluetooth base UUID where it
+/// stands on that one ("0000d00d-0000-1000-8000-00805f9b34fb" becomes "D00D").
+CBUUID serviceIdentifier(std::string_view text);
+CBUUID serviceIdentifier(std::uint16_t shortUUID);
+
+/// What a proximity beacon says of itself.
+struct BeaconFrame {
+  UUID proximityUUID;
+  std::uint16_t major = 0;
+  std::uint16_t minor = 0;
+  /// The strength at 1 m as the maker measured it.
+  Dbm measuredPower{0};
+  friend bool operator==(const BeaconFrame&, const BeaconFrame&) = default;
+};
+
+/// The beacon in manufacturer data: company 0x004C, type 0x02, length 0x15, UUID, major and minor
+/// big-endian, measured power as a signed byte, nothing behind it.
+struct BeaconReading {
+  std::optional<BeaconFrame> frame;
+  /// The data claims to be a beacon of this kind but has another length.
+  bool malformed = false;
+};
+BeaconReading readBeaconFrame(const ManufacturerData& data);
+
+/// The inverse of `readBeaconFrame`; the power is rounded and clamped to -128 to 127.
+ManufacturerData makeBeaconData(const BeaconFrame& frame);
+
+}  // namespace ks
