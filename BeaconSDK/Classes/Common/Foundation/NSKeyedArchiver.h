@@ -1,0 +1,89 @@
+#pragma once
+
+#include <boost/unordered/unordered_flat_map.hpp>
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+#include "BeaconSDK/Classes/Common/Foundation/NSPropertyListSerialization.h"
+#include "BeaconSDK/Classes/Common/Foundation/PropertyList.h"
+#include "BeaconSDK/Classes/Common/Foundation/UniqueNodes.h"
+#include "BeaconSDK/Platform/Api/Error.h"
+#include "BeaconSDK/Platform/Api/Object.h"
+
+namespace ks {
+
+/// The key under which a root-object archive holds its object.
+inline constexpr std::string_view NSKeyedArchiveRootObjectKey = "root";
+
+/// Writes a graph of values and records in the platform's keyed-archive form.
+///
+/// Every object is stored once however often it is referenced: containers and records by identity,
+/// plain values by content. Records may refer to each other in circles. Work and memory grow
+/// linearly with the graph. One archiver makes one archive. Any thread, one at a time.
+class NSKeyedArchiver {
+ public:
+  /// The archive of `root`; empty when it cannot be archived (nested too deeply).
+  static Data archivedDataWithRootObject(const Value& root);
+  /// Archives `root` and replaces the file at `path` as a whole; false when either fails.
+  static bool archiveRootObject(const Value& root, const std::filesystem::path& path);
+
+  NSKeyedArchiver();
+  NSKeyedArchiver(const NSKeyedArchiver&) = delete;
+  NSKeyedArchiver& operator=(const NSKeyedArchiver&) = delete;
+
+  /// Binary unless told otherwise. Before `encodedData`.
+  void setOutputFormat(NSPropertyListFormat format) { format_ = format; }
+  /// Adds `value` under `key` to the top of the archive or, while a record is being encoded, to
+  /// that record. An absent value leaves no entry.
+  void encodeObject(const Value& value, std::string_view key);
+  /// Ends the archive; empty when there was an error.
+  Data encodedData();
+  /// What kept a value from being archived.
+  const std::optional<Error>& error() const { return error_; }
+
+ private:
+  using NodeId = PropertyList::NodeId;
+  using ObjectIndex = std::uint32_t;
+  /// The entries of the record, or of the top, that is being written.
+  struct Scope {
+    std::vector<NodeId> keys;
+    std::vector<NodeId> values;
+    std::uint32_t height = 0;
+  };
+
+  ObjectIndex objectIndex(const Value& value);
+  std::optional<NodeId> plainNode(const Value& value);
+  ObjectIndex indexOfPlainNode(NodeId node);
+  ObjectIndex indexOfSmallObject(const Value& value);
+  ObjectIndex indexOfContainer(const Value& value);
+  NodeId containerNode(const Value& value, Scope& scope);
+  NodeId recordNode(const Object& record, Scope& scope);
+  NodeId listOf(const std::vector<Value>& items, Scope& scope);
+  NodeId reference(const Value& value, Scope& scope);
+  NodeId classReference(const Class& objectClass);
+  NodeId classReference(std::string_view name);
+  NodeId referenceTo(ObjectIndex index);
+  ObjectIndex addObject(NodeId node);
+  void fail(std::string reason);
+
+  PropertyList list_;
+  UniqueNodes unique_{list_};
+  NSPropertyListFormat format_ = NSPropertyListFormat::binary;
+  std::optional<Error> error_;
+  /// By object index: the object's node, the node of the reference to it, and how deeply it nests.
+  std::vector<NodeId> objects_;
+  std::vector<NodeId> references_;
+  std::vector<std::uint32_t> heights_;
+  boost::unordered_flat_map<NodeId, ObjectIndex> plainObjects_;
+  boost::unordered_flat_map<const void*, ObjectIndex> containers_;
+  /// Keeps what `containers_` names alive, so that no address is met twice.
+  std::vector<Value> retained_;
+  std::uint32_t depth_ = 0;
+  Scope top_;
+  Scope* scope_ = &top_;
+};
+
+}  // namespace ks
