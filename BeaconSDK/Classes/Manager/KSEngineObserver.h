@@ -1,0 +1,84 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "BeaconSDK/Classes/Beacon/Content/KSTriggerVerdict.h"
+#include "BeaconSDK/Platform/Api/CoreLocation.h"
+
+class KSProximityZone;
+
+/// What became of one event that could have fired a zone's content.
+struct KSTriggerDecision {
+  enum class Outcome : std::int32_t {
+    /// The content fired; `dwelt` tells whether a dwelling time was waited out first.
+    fired,
+    /// The content's rules refused; `verdict` says which and with what numbers.
+    refused,
+    /// The user switched the content's category off; the rules were not asked.
+    categoryDisabled,
+    /// The rules agreed; the content fires when the device stays `dwellingTime`.
+    dwellingStarted,
+    /// The rules agreed; an earlier wait for the same zone goes on.
+    dwellingPending,
+    /// The device left before the wait was over.
+    dwellingCancelled,
+    /// On leaving: the stay of `elapsed` was not longer than `dwellingTime`.
+    dwellingTooShort,
+    /// The rules agreed, but a content with a dwelling time waits for the other kind of event.
+    otherEvent,
+  };
+
+  Outcome outcome = Outcome::refused;
+  std::shared_ptr<const KSProximityZone> zone;
+  /// True for an entry or approach, false for an exit or departure.
+  bool isEnter = false;
+  /// Absent when the rules were not asked.
+  std::optional<KSTriggerVerdict> verdict;
+  /// Seconds; 0 for a content that fires at once.
+  double dwellingTime = 0;
+  /// Seconds since the first sighting of the stay; 0 where no stay is timed.
+  double elapsed = 0;
+  bool dwelt = false;
+};
+
+/// The portal is asked for the content of beacons: "UUID:major:minor" each, at most five.
+struct KSContentRequest {
+  std::vector<std::string> beaconIdentifiers;
+};
+
+/// A cache file was written, or could not be.
+struct KSCacheWrite {
+  std::string fileName;
+  bool success = false;
+};
+
+/// The location service was told to begin or end watching a region.
+struct KSRegionActivity {
+  enum class Kind : std::int32_t {
+    monitoringStarted,
+    monitoringStopped,
+    rangingStarted,
+    rangingStopped
+  };
+
+  Kind kind = Kind::monitoringStarted;
+  std::string regionIdentifier;
+  bool isBeaconRegion = false;
+};
+
+/// Watches the engine decide: what a timeline or a diagnostic screen is drawn from.
+///
+/// Called on the main queue, in the order of the decisions, while the engine may hold its locks:
+/// an observer records and returns, and must not call the manager.
+class KSEngineObserver {
+ public:
+  virtual ~KSEngineObserver() = default;
+  virtual void triggerDecided(const KSTriggerDecision&) {}
+  virtual void contentRequested(const KSContentRequest&) {}
+  virtual void cacheWritten(const KSCacheWrite&) {}
+  virtual void regionActivityChanged(const KSRegionActivity&) {}
+};
