@@ -1,0 +1,152 @@
+#include "BeaconSDK/Classes/Beacon/Content/KSProximityZoneContent.h"
+
+#include <cstdint>
+#include <functional>
+
+#include "BeaconSDK/Classes/Common/Foundation/Formatting.h"
+#include "BeaconSDK/Classes/Logging/KSLog.h"
+#include "BeaconSDK/Platform/Api/Platform.h"
+#include "BeaconSDK/Platform/Api/Property.h"
+
+using ks::property;
+
+namespace {
+
+constexpr ks::LogSource kLog{"BeaconSDK/Classes/Beacon/Content/KSProximityZoneContent"};
+
+/// Delays from this on down block a content for good.
+constexpr double kFireOnceDelay = -1.0;
+/// The block of a content that fires once, in seconds: the largest signed machine word.
+constexpr double kBlockedForGood = 9223372036854775807.0;
+
+/// The moment comes from the seam's clock.
+ks::Date currentDate() { return ks::Platform::current().clock().now(); }
+
+void logVerdict(const char* function, const KSTriggerVerdict& verdict) {
+  if (!enableLogging.load(std::memory_order_relaxed)) return;
+  if (const auto text = verdict.logText()) kLog(function, "%@", *text);
+}
+
+}  // namespace
+
+using Content = KSProximityZoneContent;
+
+const ks::Class KSProximityZoneContent::kClass{
+    kClassName,
+    nullptr,
+    nullptr,
+    {property("eventIsEnter", &Content::eventIsEnter),
+     property("isUpdatedLocalProperties", &Content::isUpdatedLocalProperties),
+     property("identifier", &Content::identifier),
+     property("name", &Content::name),
+     property("message", &Content::message),
+     property("language", &Content::language),
+     property("title", &Content::title),
+     property("titleImageUrl", &Content::titleImageUrl),
+     property("categoryIdentifier", &Content::categoryIdentifier),
+     property("repeatDelay", &Content::repeatDelay),
+     property("dwellingTime", &Content::dwellingTime),
+     property("proximity", &Content::proximity),
+     property("notifyAfterEventsCount", &Content::notifyAfterEventsCount),
+     property("notifyAfterEventsInterval", &Content::notifyAfterEventsInterval),
+     property("firstSeenOn", &Content::firstSeenOn),
+     property("blockedUntilDate", &Content::blockedUntilDate),
+     property("messageIconUrl", &Content::messageIconUrl),
+     property("richMediaUrl", &Content::richMediaUrl),
+     property("firstEventDetectedOn", &Content::firstEventDetectedOn),
+     property("eventDetectionCounter", &Content::eventDetectionCounter)}};
+
+KSTriggerVerdict KSProximityZoneContent::evaluateTrigger(std::optional<std::int64_t> seenProximity,
+                                                         ks::Date now) const {
+  using Rule = KSTriggerVerdict::Rule;
+  KSTriggerVerdict verdict{
+      .eventCount = eventDetectionCounter,
+      .neededEventCount = notifyAfterEventsCount,
+      .repeatDelay = repeatDelay,
+      .secondsLeft = blockedUntilDate ? ks::secondsBetween(now, *blockedUntilDate) : 0,
+  };
+  if (seenProximity) {
+    verdict.wantedProximity = proximity;
+    verdict.seenProximity = *seenProximity;
+  }
+  verdict.rule = [&] {
+    if (seenProximity && proximity != 0 && proximity != *seenProximity) return Rule::otherProximity;
+    if (notifyAfterEventsCount > 1 && eventDetectionCounter < notifyAfterEventsCount) {
+      return Rule::tooFewEvents;
+    }
+    if (!blockedUntilDate) return Rule::notBlocked;
+    if (repeatDelay == 0) return Rule::noRepeatDelay;
+    if (repeatDelay > 0) {
+      return verdict.secondsLeft <= 0 ? Rule::repeatDelayOver : Rule::repeatDelayRunning;
+    }
+    return Rule::onceOnly;
+  }();
+  return verdict;
+}
+
+bool KSProximityZoneContent::canTriggerAction(std::int64_t seenProximity) const {
+  const auto verdict = evaluateTrigger(seenProximity, currentDate());
+  if (verdict.rule == KSTriggerVerdict::Rule::otherProximity) {
+    logVerdict("-[KSProximityZoneContent canTriggerAction:]", verdict);
+  } else {
+    logVerdict("-[KSProximityZoneContent canTriggerAction]", verdict);
+  }
+  return verdict.canTrigger();
+}
+
+bool KSProximityZoneContent::canTriggerAction() const {
+  const auto verdict = evaluateTrigger(std::nullopt, currentDate());
+  logVerdict("-[KSProximityZoneContent canTriggerAction]", verdict);
+  return verdict.canTrigger();
+}
+
+void KSProximityZoneContent::updateEventDetectionCounter() {
+  if (notifyAfterEventsCount == 1) return;
+  const ks::Date now = currentDate();
+  if (eventDetectionCounter == 0) {
+    firstEventDetectedOn = now;
+  } else if (firstEventDetectedOn &&
+             ks::secondsBetween(*firstEventDetectedOn, now) > notifyAfterEventsInterval) {
+    firstEventDetectedOn = now;
+    eventDetectionCounter = 0;
+  }
+  if (eventDetectionCounter < INT64_MAX) ++eventDetectionCounter;
+  isUpdatedLocalProperties = true;
+}
+
+void KSProximityZoneContent::trigger() {
+  const ks::Date now = currentDate();
+  lastActionTriggerDate_ = now;
+  blockedUntilDate =
+      now + ks::Seconds{repeatDelay > kFireOnceDelay ? repeatDelay : kBlockedForGood};
+  eventDetectionCounter = 0;
+  firstEventDetectedOn.reset();
+  isUpdatedLocalProperties = true;
+}
+
+void KSProximityZoneContent::updateFromContent(const KSProximityZoneContent& old) {
+  firstSeenOn = old.firstSeenOn;
+  blockedUntilDate = old.blockedUntilDate;
+  if (old.lastActionTriggerDate_) lastActionTriggerDate_ = old.lastActionTriggerDate_;
+  eventDetectionCounter = old.eventDetectionCounter;
+  firstEventDetectedOn = old.firstEventDetectedOn;
+}
+
+bool KSProximityZoneContent::isEqual(const ks::Object* other) const {
+  const auto* content = dynamic_cast<const KSProximityZoneContent*>(other);
+  return content && content->type() == type() && identifier && content->identifier == identifier;
+}
+
+std::size_t KSProximityZoneContent::hash() const {
+  const std::size_t base = identifier ? std::hash<std::string>{}(*identifier) : 0;
+  return base + static_cast<std::uint32_t>(type());
+}
+
+std::string KSProximityZoneContent::description() const {
+  return ks::stringWithFormat(
+      "identifier: %@\nname: %@\nmessage: %@\nlanguage: %@\ntitle: %@\ntitleImageUrl: %@\n"
+      "categoryIdentifier: %@\nrepeatDelay: %f\ndwellingTime: %f\nproximity: %d\n"
+      "notifyAfterEventsCount: %d\nnotifyAfterEventsInterval: %d\neventIsEnter: %d\n",
+      identifier, name, message, language, title, titleImageUrl, categoryIdentifier, repeatDelay,
+      dwellingTime, proximity, notifyAfterEventsCount, notifyAfterEventsInterval, eventIsEnter);
+}
