@@ -1,0 +1,14 @@
+#pragma once
+
+#include <string>
+#include <variant>
+
+#include "tools/ksbeacon/portal/PortalOptions.h"
+
+namespace ks::tool {
+
+/// Reads "KIND[:VALUE][@PATH]", as in "status:401@/beacons", "latency:2", "truncate", "not-json",
+/// "slow:0.5" or "drop". A mistake is answered with a text that says what is expected.
+std::variant<portal::Fault, std::string> faultFromOption(const std::string& text);
+
+}  // namespace ks::tool

@@ -1,0 +1,142 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "BeaconSDK/Platform/Api/CoreLocation.h"
+#include "BeaconSDK/Platform/Api/Date.h"
+#include "BeaconSDK/Platform/Api/Units.h"
+#include "BeaconSDK/Platform/Simulated/SimulatedBeacon.h"
+#include "BeaconSDK/Platform/Simulated/SimulatedWalk.h"
+
+namespace ks::tool {
+
+/// A day in the life of a simulated device: the world, the walk, what the application does, and
+/// what is expected to happen. docs/scenarios.md describes the file form. Moments are seconds after
+/// `start`.
+struct Scenario {
+  struct Credentials {
+    std::string username;
+    std::string password;
+  };
+
+  struct Portal {
+    /// The folder of the documents that the embedded portal serves.
+    std::filesystem::path documents;
+    /// What the portal asks for.
+    Credentials credentials;
+  };
+
+  struct Application {
+    std::string bundleIdentifier = "com.example.simulated";
+    /// Becomes active right after `start`; else it lives in the background.
+    bool foreground = true;
+    /// Has each announced content shown as a local notification.
+    bool showsNotifications = true;
+    /// What the application hands to the library; the portal's own unless the scenario says so.
+    Credentials credentials;
+    std::vector<std::pair<std::string, std::string>> tags;
+    /// Switched off before the library starts its first synchronisation.
+    std::vector<std::string> disabledCategories;
+  };
+
+  struct Beacon {
+    /// What the timeline calls it.
+    std::string name;
+    SimulatedBeacon radio;
+  };
+
+  struct Walk {
+    /// At least the place where the device begins.
+    std::vector<SimulatedWaypoint> stops;
+    /// Standard deviation of the error of each fix, in each direction.
+    Metres noise{0};
+    /// Spans without position fixes.
+    std::vector<DateInterval> outages;
+  };
+
+  /// What happens to the application at a moment.
+  struct Event {
+    enum class Kind {
+      becomeActive,
+      resignActive,
+      backgroundFetch,
+      setPermission,
+      setTag,
+      deleteTag,
+      clearTags,
+      enableCategory,
+      disableCategory,
+      restart,
+      retry,
+      reset,
+      openContent,
+      showNotification,
+    };
+    Seconds at{0};
+    Kind kind = Kind::becomeActive;
+    /// The tag, the category or the content.
+    std::string name;
+    /// The tag's value.
+    std::string value;
+    CLAuthorizationStatus permission = CLAuthorizationStatus::authorizedAlways;
+    /// How long the process stays dead.
+    Seconds downtime{0};
+  };
+
+  /// What the portal does wrong from a moment on, until another.
+  struct Fault {
+    enum class Kind { status, truncate, notJson, drop };
+    Seconds from{0};
+    Seconds to{0};
+    /// The beginning of the request paths that suffer, after the root: "/beacons"; empty for all.
+    std::string path;
+    Kind kind = Kind::status;
+    int status = 500;
+  };
+
+  /// One line of the plan that the timeline is held against.
+  struct Expectation {
+    enum class Subject { content, statistic, refusal, request };
+    Subject subject = Subject::content;
+    /// The content's identifier, "beacons/enter", the name of the rule, or how the request's path
+    /// begins.
+    std::string name;
+    /// The portal's identifier of the zone, for contents and refusals; empty for any.
+    std::string zone;
+    Seconds from{0};
+    Seconds to{0};
+    /// 0 for never; empty for at least once.
+    std::optional<int> times;
+    /// Where the scenario file says so.
+    int line = 0;
+  };
+
+  std::filesystem::path file;
+  std::string title;
+  Date start;
+  std::string timeZone = "UTC";
+  std::string language = "en";
+  std::string country = "US";
+  Seconds until{0};
+  std::uint64_t seed = 1;
+  CLAuthorizationStatus permission = CLAuthorizationStatus::authorizedAlways;
+  Portal portal;
+  Application application;
+  /// How fast signals fade: 2 in free space.
+  double pathLossExponent = 2;
+  std::vector<Beacon> beacons;
+  Walk walk;
+  std::vector<Event> events;
+  std::vector<Fault> faults;
+  std::vector<Expectation> expectations;
+};
+
+/// The rules that a refusal can name: "repeatDelay", ...
+const std::vector<std::string>& refusalNames();
+
+}  // namespace ks::tool

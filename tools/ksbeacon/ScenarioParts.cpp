@@ -1,0 +1,378 @@
+#include "tools/ksbeacon/ScenarioParts.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cctype>
+#include <chrono>
+#include <cmath>
+#include <numbers>
+
+namespace ks::tool {
+
+namespace {
+
+using Range = ObjectReader::Range;
+
+/// The sphere on which the seam measures distances.
+constexpr double kEarthRadius = 6371008.8;
+/// Local metres are for sites, not for countries.
+constexpr double kFarthest = 100000;
+
+/// Reads exactly `digits` decimal digits at the front and takes them off.
+std::optional<int> takeNumber(std::string_view& text, std::size_t digits) {
+  if (text.size() < digits) return std::nullopt;
+  int value = 0;
+  for (const char c : text.substr(0, digits)) {
+    if (c < '0' || c > '9') return std::nullopt;
+    value = value * 10 + (c - '0');
+  }
+  text.remove_prefix(digits);
+  return value;
+}
+
+bool take(std::string_view& text, char wanted) {
+  if (!text.starts_with(wanted)) return false;
+  text.remove_prefix(1);
+  return true;
+}
+
+/// "Z", "+02:00" or "-05:30", in seconds east of Greenwich.
+std::optional<double> takeOffset(std::string_view& text) {
+  if (take(text, 'Z')) return 0;
+  const bool west = text.starts_with('-');
+  if (!take(text, '-') && !take(text, '+')) return std::nullopt;
+  const auto hours = takeNumber(text, 2);
+  const bool colon = take(text, ':');
+  const auto minutes = takeNumber(text, 2);
+  if (!hours || !colon || !minutes || *hours > 14 || *minutes > 59) return std::nullopt;
+  return (west ? -1 : 1) * (*hours * 3600 + *minutes * 60);
+}
+
+std::optional<Date> dateFrom(std::string_view text) {
+  const auto year = takeNumber(text, 4);
+  if (!take(text, '-')) return std::nullopt;
+  const auto month = takeNumber(text, 2);
+  if (!take(text, '-')) return std::nullopt;
+  const auto day = takeNumber(text, 2);
+  if (!take(text, 'T')) return std::nullopt;
+  const auto hour = takeNumber(text, 2);
+  if (!take(text, ':')) return std::nullopt;
+  const auto minute = takeNumber(text, 2);
+  if (!take(text, ':')) return std::nullopt;
+  const auto second = takeNumber(text, 2);
+  if (!year || !month || !day || !hour || !minute || !second) return std::nullopt;
+  const auto offset = takeOffset(text);
+  if (!offset || !text.empty() || *hour > 23 || *minute > 59 || *second > 59) return std::nullopt;
+  const std::chrono::year_month_day date{std::chrono::year{*year} /
+                                         std::chrono::month{static_cast<unsigned>(*month)} /
+                                         std::chrono::day{static_cast<unsigned>(*day)}};
+  if (!date.ok() || *year < 1970) return std::nullopt;
+  const double days = std::chrono::sys_days{date}.time_since_epoch().count();
+  return dateFromSecondsSince1970(days * 86400 + *hour * 3600 + *minute * 60 + *second - *offset);
+}
+
+/// "1:30" or "2:01:30", in seconds.
+std::optional<double> momentFrom(std::string_view text) {
+  double seconds = 0;
+  int parts = 0;
+  while (parts < 3) {
+    const std::size_t digits = text.find_first_not_of("0123456789") == std::string_view::npos
+                                   ? text.size()
+                                   : text.find_first_not_of("0123456789");
+    const bool first = parts == 0;
+    if (digits == 0 || digits > 4 || (!first && digits != 2)) return std::nullopt;
+    const int value = *takeNumber(text, digits);
+    if (!first && value > 59) return std::nullopt;
+    seconds = seconds * 60 + value;
+    ++parts;
+    if (text.empty()) break;
+    if (!take(text, ':')) return std::nullopt;
+  }
+  return parts >= 2 && text.empty() ? std::optional(seconds) : std::nullopt;
+}
+
+}  // namespace
+
+Date readDate(ObjectReader& reader, std::string_view name) {
+  const std::string text = reader.text(name);
+  if (const auto date = dateFrom(text)) return *date;
+  reader.fail(name, "a date like \"2026-05-04T09:00:00Z\", from 1970 on");
+  return {};
+}
+
+Seconds readMoment(ObjectReader& reader, std::string_view name, Range range,
+                   std::optional<Seconds> fallback) {
+  if (!reader.has(name) && fallback) return *fallback;
+  const JsonNode* const node = reader.find(name);
+  std::optional<double> seconds;
+  if (node != nullptr && node->number() != nullptr) seconds = *node->number();
+  if (node != nullptr && node->string() != nullptr) seconds = momentFrom(*node->string());
+  if (seconds && *seconds >= range.least && *seconds <= range.most) return Seconds{*seconds};
+  reader.fail(name, fmt::format("seconds from {:g} to {:g}, as a number or as \"h:mm:ss\"",
+                                range.least, range.most));
+  return Seconds{range.least};
+}
+
+std::string readTimeZone(ObjectReader& reader, std::string_view name) {
+  std::string zone = reader.text(name, "UTC");
+  const bool plausible = std::ranges::all_of(zone, [](char c) {
+    return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '/' || c == '_' || c == '-' ||
+           c == '+';
+  });
+  if (!plausible) reader.fail(name, "a time zone like \"Europe/Rome\"");
+  return zone;
+}
+
+void readLocale(ObjectReader& reader, std::string_view name, std::string& language,
+                std::string& country) {
+  const std::string locale = reader.text(name, "en_US");
+  const auto letter = [&](std::size_t i, char low, char high) {
+    return locale[i] >= low && locale[i] <= high;
+  };
+  if (locale.size() == 5 && letter(0, 'a', 'z') && letter(1, 'a', 'z') && locale[2] == '_' &&
+      letter(3, 'A', 'Z') && letter(4, 'A', 'Z')) {
+    language = locale.substr(0, 2);
+    country = locale.substr(3);
+  } else {
+    reader.fail(name, "a locale like \"it_IT\"");
+  }
+}
+
+CLAuthorizationStatus readPermission(ObjectReader& reader, std::string_view name) {
+  // In the order of the platform's numbers.
+  static const std::vector<std::string> kNames = {"notDetermined", "restricted", "denied", "always",
+                                                  "whenInUse"};
+  constexpr std::size_t kAlways = 3;
+  return static_cast<CLAuthorizationStatus>(reader.choice(name, kNames, kAlways));
+}
+
+ScenarioParts::ScenarioParts(ObjectReader& document, Date start, Seconds until)
+    : mistakes_(document.mistakes()), start_(start), until_(until) {
+  if (document.has("origin")) origin_ = position(document, "origin");
+}
+
+CLLocationCoordinate2D ScenarioParts::position(ObjectReader& reader, std::string_view name) const {
+  ObjectReader point(reader.section(name), reader.pathOf(name), mistakes_,
+                     {"latitude", "longitude", "east", "north"});
+  if (!point.has("east") && !point.has("north")) {
+    return {point.number("latitude", {-90, 90, " degrees"}),
+            point.number("longitude", {-180, 180, " degrees"})};
+  }
+  if (point.has("latitude") || point.has("longitude")) {
+    point.fail(point.has("east") ? "east" : "north", "either degrees or metres, not both");
+    return {};
+  }
+  const double east = point.number("east", {-kFarthest, kFarthest, " metres"}, 0);
+  const double north = point.number("north", {-kFarthest, kFarthest, " metres"}, 0);
+  if (!origin_) {
+    reader.fail(name, "degrees, because the scenario has no \"origin\" to count metres from");
+    return {};
+  }
+  constexpr double kDegree = 180 / std::numbers::pi;
+  const double shrink = std::max(0.01, std::cos(origin_->latitude / kDegree));
+  return {std::clamp(origin_->latitude + north / kEarthRadius * kDegree, -90.0, 90.0),
+          std::clamp(origin_->longitude + east / (kEarthRadius * shrink) * kDegree, -180.0, 180.0)};
+}
+
+std::pair<Seconds, Seconds> ScenarioParts::span(ObjectReader& reader, std::optional<Seconds> from,
+                                                std::optional<Seconds> to) const {
+  const Seconds begin = readMoment(reader, "from", {0, until_.count()}, from);
+  const Seconds end = readMoment(reader, "to", {begin.count(), until_.count()}, to);
+  return {begin, end};
+}
+
+SimulatedBattery ScenarioParts::battery(const JsonNode& node, const std::string& path) const {
+  ObjectReader reader(node, path, mistakes_, {"layout", "tag", "level", "interval"});
+  SimulatedBattery battery;
+  const bool named = reader.choice("layout", {"identity", "name"}) == 1;
+  battery.layout = named ? SimulatedBattery::Layout::name : SimulatedBattery::Layout::identity;
+  battery.level = static_cast<std::uint8_t>(reader.integer("level", {0, 255}));
+  battery.interval = Seconds{reader.number("interval", {0.02, 3600, " s"}, 10)};
+  if (named) {
+    battery.name = reader.text("tag");
+    const auto isAscii = [](char c) { return c >= ' ' && c <= '~'; };
+    if (battery.name.size() != 4 || !std::ranges::all_of(battery.name, isAscii)) {
+      reader.fail("tag", "four ASCII characters");
+    }
+  } else if (reader.has("tag")) {
+    reader.fail("tag", "no tag in the layout \"identity\"");
+  }
+  return battery;
+}
+
+Scenario::Beacon ScenarioParts::beacon(const JsonNode& node, const std::string& path) const {
+  ObjectReader reader(node, path, mistakes_,
+                      {"name", "at", "uuid", "major", "minor", "power", "calibrationError",
+                       "interval", "noise", "loss", "on", "off", "battery"});
+  Scenario::Beacon beacon;
+  beacon.name = reader.text("name", path);
+  SimulatedBeacon& radio = beacon.radio;
+  radio.coordinate = position(reader, "at");
+  if (const auto uuid = UUID::fromString(reader.text("uuid"))) {
+    radio.proximityUUID = *uuid;
+  } else {
+    reader.fail("uuid", "a UUID like \"11223344-5566-4778-8899-AABBCCDDEEFF\"");
+  }
+  radio.major = static_cast<std::uint16_t>(reader.integer("major", {0, 65535}));
+  radio.minor = static_cast<std::uint16_t>(reader.integer("minor", {0, 65535}));
+  radio.measuredPower = {static_cast<double>(reader.integer("power", {-128, 20, " dBm"}, -59))};
+  radio.calibrationError = {reader.number("calibrationError", {-40, 40, " dB"}, 0)};
+  radio.interval = Seconds{reader.number("interval", {0.02, 60, " s"}, 1)};
+  radio.noise = {reader.number("noise", {0, 30, " dB"}, 0)};
+  radio.lossProbability = reader.number("loss", {0, 1}, 0);
+  const Seconds on = readMoment(reader, "on", {0, until_.count()}, Seconds{0});
+  // Whatever the clock says before the start and after the end does not matter.
+  constexpr Seconds kEver{1e9};
+  if (on.count() > 0) radio.off.push_back({start_ - kEver, start_ + on});
+  if (reader.has("off")) {
+    const Seconds off = readMoment(reader, "off", {on.count(), until_.count()});
+    radio.off.push_back({start_ + off, start_ + kEver});
+  }
+  if (const JsonNode* const found = reader.find("battery")) {
+    radio.battery = battery(*found, reader.pathOf("battery"));
+  }
+  return beacon;
+}
+
+Scenario::Walk ScenarioParts::walk(const JsonNode& node, const std::string& path) const {
+  ObjectReader reader(node, path, mistakes_,
+                      {"from", "speed", "accuracy", "noise", "steps", "outages"});
+  constexpr Range kSpeed{0.01, 1000, " m/s"};
+  constexpr Range kAccuracy{0, 10000, " metres"};
+  Scenario::Walk walk;
+  SimulatedWaypoint stop;
+  stop.coordinate = position(reader, "from");
+  stop.accuracy = {reader.number("accuracy", kAccuracy, stop.accuracy.value)};
+  stop.speed = {reader.number("speed", kSpeed, stop.speed.value)};
+  walk.noise = {reader.number("noise", {0, 1000, " metres"}, 0)};
+  const MetresPerSecond usual = stop.speed;
+  walk.stops.push_back(stop);
+  reader.each("steps", [&](const JsonNode& item, const std::string& itemPath) {
+    ObjectReader step(item, itemPath, mistakes_, {"to", "speed", "accuracy", "pause"});
+    if (step.has("to") == step.has("pause")) {
+      mistakes_.add(item, itemPath, "expected either \"to\" or \"pause\"");
+    } else if (step.has("pause")) {
+      walk.stops.back().pause += readMoment(step, "pause", {0, until_.count()});
+    } else {
+      stop.coordinate = position(step, "to");
+      stop.speed = {step.number("speed", kSpeed, usual.value)};
+      stop.accuracy = {step.number("accuracy", kAccuracy, stop.accuracy.value)};
+      walk.stops.push_back(stop);
+    }
+  });
+  reader.each("outages", [&](const JsonNode& item, const std::string& itemPath) {
+    ObjectReader outage(item, itemPath, mistakes_, {"from", "to"});
+    const auto [from, to] = span(outage, std::nullopt, std::nullopt);
+    walk.outages.push_back({start_ + from, start_ + to});
+  });
+  return walk;
+}
+
+Scenario::Event ScenarioParts::event(const JsonNode& node, const std::string& path) const {
+  using Kind = Scenario::Event::Kind;
+  // In the order of `Kind`.
+  static const std::vector<std::string> kNames = {
+      "becomeActive", "resignActive", "backgroundFetch", "setPermission",   "setTag",
+      "deleteTag",    "clearTags",    "enableCategory",  "disableCategory", "restart",
+      "retry",        "reset",        "openContent",     "showNotification"};
+  ObjectReader reader(
+      node, path, mistakes_,
+      {"at", "do", "tag", "value", "category", "content", "permission", "downtime"});
+  Scenario::Event event;
+  event.at = readMoment(reader, "at", {0, until_.count()});
+  event.kind = static_cast<Kind>(reader.choice("do", kNames));
+  std::vector<std::string_view> own;
+  switch (event.kind) {
+    case Kind::setPermission:
+      own = {"permission"};
+      if (!reader.has("permission")) reader.text("permission");
+      event.permission = readPermission(reader, "permission");
+      break;
+    case Kind::setTag:
+      own = {"tag", "value"};
+      event.name = reader.text("tag");
+      event.value = reader.text("value");
+      break;
+    case Kind::deleteTag:
+      own = {"tag"};
+      event.name = reader.text("tag");
+      break;
+    case Kind::enableCategory:
+    case Kind::disableCategory:
+      own = {"category"};
+      event.name = reader.text("category");
+      break;
+    case Kind::openContent:
+    case Kind::showNotification:
+      own = {"content"};
+      event.name = reader.text("content");
+      break;
+    case Kind::restart:
+      own = {"downtime"};
+      event.downtime = readMoment(reader, "downtime", {0, until_.count()}, Seconds{0});
+      break;
+    default:
+      break;
+  }
+  for (const std::string& name : reader.names()) {
+    if (name == "at" || name == "do" || std::ranges::find(own, name) != own.end()) continue;
+    reader.fail(name, fmt::format("no such member with \"{}\"",
+                                  kNames[static_cast<std::size_t>(event.kind)]));
+  }
+  return event;
+}
+
+Scenario::Fault ScenarioParts::fault(const JsonNode& node, const std::string& path) const {
+  ObjectReader reader(node, path, mistakes_, {"from", "to", "path", "kind", "status"});
+  Scenario::Fault fault;
+  std::tie(fault.from, fault.to) = span(reader, Seconds{0}, until_);
+  fault.path = reader.text("path", "");
+  fault.kind = static_cast<Scenario::Fault::Kind>(
+      reader.choice("kind", {"status", "truncate", "notJson", "drop"}));
+  if (fault.kind == Scenario::Fault::Kind::status) {
+    fault.status = static_cast<int>(reader.integer("status", {400, 599}));
+  } else if (reader.has("status")) {
+    reader.fail("status", "a status only with the kind \"status\"");
+  }
+  return fault;
+}
+
+Scenario::Expectation ScenarioParts::expectation(const JsonNode& node,
+                                                 const std::string& path) const {
+  // In the order of `Subject`.
+  static const std::vector<std::string> kSubjects = {"content", "statistic", "refusal", "request"};
+  ObjectReader reader(
+      node, path, mistakes_,
+      {"content", "statistic", "refusal", "request", "zone", "from", "to", "times", "never"});
+  Scenario::Expectation expectation;
+  expectation.line = node.line;
+  const auto given =
+      std::ranges::count_if(kSubjects, [&](const auto& subject) { return reader.has(subject); });
+  if (given != 1) {
+    mistakes_.add(
+        node, path,
+        fmt::format("expected one of content, statistic, refusal, request, got {}", given));
+    return expectation;
+  }
+  const auto subject =
+      std::ranges::find_if(kSubjects, [&](const auto& name) { return reader.has(name); });
+  expectation.subject = static_cast<Scenario::Expectation::Subject>(subject - kSubjects.begin());
+  expectation.name = reader.text(*subject);
+  if (*subject == "refusal") reader.choice(*subject, refusalNames());
+  if (reader.has("zone")) {
+    expectation.zone = reader.text("zone");
+    if (*subject != "content" && *subject != "refusal") {
+      reader.fail("zone", "a zone only for a content or a refusal");
+    }
+  }
+  std::tie(expectation.from, expectation.to) = span(reader, Seconds{0}, until_);
+  if (reader.has("times")) expectation.times = static_cast<int>(reader.integer("times", {0, 1e6}));
+  if (reader.flag("never", false)) {
+    if (reader.has("times")) reader.fail("times", "either \"times\" or \"never\"");
+    expectation.times = 0;
+  }
+  return expectation;
+}
+
+}  // namespace ks::tool

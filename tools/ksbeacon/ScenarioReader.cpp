@@ -1,0 +1,108 @@
+#include "tools/ksbeacon/ScenarioReader.h"
+
+#include "tools/ksbeacon/ObjectReader.h"
+#include "tools/ksbeacon/ScenarioParts.h"
+
+namespace ks::tool {
+
+namespace {
+
+/// A year: longer days are a typing error.
+constexpr double kLongest = 366.0 * 24 * 3600;
+
+void readPortal(const JsonNode& node, const ScenarioParts& parts, Scenario& scenario,
+                Mistakes& mistakes) {
+  ObjectReader reader(node, "portal", mistakes, {"documents", "username", "password", "faults"});
+  const std::string documents = reader.text("documents");
+  Scenario::Portal& portal = scenario.portal;
+  portal.documents = (scenario.file.parent_path() / documents).lexically_normal();
+  std::error_code ec;
+  if (!mistakes.first() && !std::filesystem::is_directory(portal.documents, ec)) {
+    reader.fail("documents", "a folder of portal documents, relative to the scenario's file");
+  }
+  portal.credentials = {reader.text("username", "demo"), reader.text("password", "demo")};
+  reader.each("faults", [&](const JsonNode& item, const std::string& path) {
+    scenario.faults.push_back(parts.fault(item, path));
+  });
+}
+
+void readApplication(const JsonNode& node, Scenario& scenario, Mistakes& mistakes) {
+  ObjectReader reader(node, "application", mistakes,
+                      {"bundleIdentifier", "foreground", "showsNotifications", "username",
+                       "password", "tags", "disabledCategories"});
+  Scenario::Application& application = scenario.application;
+  application.bundleIdentifier = reader.text("bundleIdentifier", application.bundleIdentifier);
+  application.foreground = reader.flag("foreground", application.foreground);
+  application.showsNotifications =
+      reader.flag("showsNotifications", application.showsNotifications);
+  application.credentials = {reader.text("username", scenario.portal.credentials.username),
+                             reader.text("password", scenario.portal.credentials.password)};
+  if (const JsonNode* const tags = reader.find("tags")) {
+    ObjectReader each(*tags, reader.pathOf("tags"), mistakes);
+    for (const std::string& name : each.names()) {
+      application.tags.emplace_back(name, each.text(name));
+    }
+  }
+  reader.each("disabledCategories", [&](const JsonNode& item, const std::string& path) {
+    if (item.string() != nullptr && !item.string()->empty()) {
+      application.disabledCategories.push_back(*item.string());
+    } else {
+      mistakes.add(item, path, "expected a category's identifier as text, got " + item.inWords());
+    }
+  });
+}
+
+Scenario readDocument(const JsonNode& document, const std::string& file, Mistakes& mistakes) {
+  ObjectReader reader(
+      document, "", mistakes,
+      {"title", "start", "timeZone", "locale", "until", "seed", "permission", "origin", "pathLoss",
+       "portal", "application", "beacons", "walk", "events", "expect"});
+  Scenario scenario;
+  scenario.file = file;
+  scenario.title = reader.text("title", scenario.file.stem().string());
+  scenario.start = readDate(reader, "start");
+  scenario.timeZone = readTimeZone(reader, "timeZone");
+  readLocale(reader, "locale", scenario.language, scenario.country);
+  scenario.until = readMoment(reader, "until", {1, kLongest});
+  scenario.seed = static_cast<std::uint64_t>(reader.integer("seed", {0, 1e15}, 1));
+  scenario.permission = readPermission(reader, "permission");
+
+  const ScenarioParts parts(reader, scenario.start, scenario.until);
+  scenario.pathLossExponent = reader.number("pathLoss", {1, 8}, scenario.pathLossExponent);
+  readPortal(reader.section("portal"), parts, scenario, mistakes);
+  static const JsonNode kNothing{JsonNode::Members{}, 0};
+  const JsonNode* const application = reader.find("application");
+  readApplication(application == nullptr ? kNothing : *application, scenario, mistakes);
+  reader.each("beacons", [&](const JsonNode& item, const std::string& path) {
+    scenario.beacons.push_back(parts.beacon(item, path));
+  });
+  scenario.walk = parts.walk(reader.section("walk"), "walk");
+  reader.each("events", [&](const JsonNode& item, const std::string& path) {
+    scenario.events.push_back(parts.event(item, path));
+  });
+  reader.each("expect", [&](const JsonNode& item, const std::string& path) {
+    scenario.expectations.push_back(parts.expectation(item, path));
+  });
+  return scenario;
+}
+
+std::variant<Scenario, InputError> readParsed(std::variant<JsonNode, InputError> parsed,
+                                              const std::string& file) {
+  if (auto* const error = std::get_if<InputError>(&parsed)) return std::move(*error);
+  Mistakes mistakes(file);
+  Scenario scenario = readDocument(std::get<JsonNode>(parsed), file, mistakes);
+  if (mistakes.first()) return *mistakes.first();
+  return scenario;
+}
+
+}  // namespace
+
+std::variant<Scenario, InputError> readScenario(std::string_view text, const std::string& file) {
+  return readParsed(parseLocatedJson(text, file), file);
+}
+
+std::variant<Scenario, InputError> readScenarioFile(const std::string& path) {
+  return readParsed(readLocatedJson(path), path);
+}
+
+}  // namespace ks::tool

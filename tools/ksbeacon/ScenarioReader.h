@@ -1,0 +1,20 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <variant>
+
+#include "tools/ksbeacon/InputError.h"
+#include "tools/ksbeacon/Scenario.h"
+
+namespace ks::tool {
+
+/// Reads a scenario and checks every member. `file` names the document in messages and is where
+/// relative folders count from. Never touches anything but the text, apart from looking whether the
+/// documents folder is there.
+std::variant<Scenario, InputError> readScenario(std::string_view text, const std::string& file);
+
+/// The same for the content of `path`.
+std::variant<Scenario, InputError> readScenarioFile(const std::string& path);
+
+}  // namespace ks::tool

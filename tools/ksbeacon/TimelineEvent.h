@@ -1,0 +1,51 @@
+#pragma once
+
+#include <string>
+
+#include "BeaconSDK/Platform/Api/Date.h"
+#include "BeaconSDK/Platform/Api/Value.h"
+
+namespace ks::tool {
+
+/// What a line of the timeline tells of. docs/timeline.md describes the members of each kind.
+enum class TimelineKind {
+  application,
+  position,
+  region,
+  ranging,
+  request,
+  trigger,
+  dwelling,
+  refusal,
+  notification,
+  statistic,
+  http,
+  cache,
+  log,
+  expectation,
+};
+
+/// "position", ...
+const char* timelineKindName(TimelineKind kind);
+
+/// One thing that happened, ready for a person and for a program.
+struct TimelineEvent {
+  /// Since the start of the scenario.
+  Seconds at{0};
+  TimelineKind kind = TimelineKind::application;
+  /// One line for a person.
+  std::string text;
+  /// The same for a program, in the documented order; plain JSON kinds only.
+  Dictionary details;
+  /// Too much for a terminal unless everything is wanted.
+  bool minor = false;
+};
+
+/// "0:01:30.500", to the millisecond.
+std::string timelineMoment(Seconds at);
+
+/// A value as one line of JSON; members keep their order, absent values are null, numbers that no
+/// JSON can hold are null.
+std::string jsonText(const Value& value);
+
+}  // namespace ks::tool

@@ -1,0 +1,75 @@
+#pragma once
+
+#include <deque>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "BeaconSDK/Classes/Manager/KSEngineObserver.h"
+#include "BeaconSDK/Platform/Api/Foundation.h"
+#include "BeaconSDK/Platform/Http/HttpURLLoadingSystem.h"
+#include "tools/ksbeacon/LocationListener.h"
+#include "tools/ksbeacon/Scenario.h"
+#include "tools/ksbeacon/Timeline.h"
+
+namespace ks::tool {
+
+/// Turns what the device, the engine and the transfers report into lines of the timeline.
+///
+/// Lines hold nothing of the machine that the simulation runs on: no port, no path, no real time.
+/// Everything but `statisticArrived` runs on the simulated device's own thread.
+class TimelineRecorder : public KSEngineObserver, public LocationListener, public HttpObserver {
+ public:
+  /// The scenario and the timeline must outlive the recorder. `clock` changes with the device.
+  TimelineRecorder(const Scenario& scenario, Timeline& timeline, std::string portalURL);
+
+  /// The clock of the device that reports from now on.
+  void follow(const Clock& clock) { clock_ = &clock; }
+
+  /// A line in the application's own words.
+  void say(TimelineKind kind, std::string text, Dictionary details = {});
+  /// The portal took a statistic; its line comes with the end of its transfer. Any thread.
+  void statisticArrived(std::string event, std::string body);
+
+  void triggerDecided(const KSTriggerDecision& decision) override;
+  void contentRequested(const KSContentRequest& request) override;
+  void cacheWritten(const KSCacheWrite& write) override;
+  void regionActivityChanged(const KSRegionActivity& activity) override;
+
+  void located(const CLLocation& location) override;
+  void regionChanged(const CLRegion& region, CLRegionState state) override;
+  void ranged(const CLBeaconRegion& region, const std::vector<CLBeacon>& beacons) override;
+  void monitoringFailed(const CLRegion* region, const Error& error) override;
+
+  void transferDidStart(std::uint64_t) override {}
+  void transferDidEnd(const HttpExchange& exchange) override;
+
+ private:
+  using BeaconIdentity = std::tuple<UUID, std::uint16_t, std::uint16_t>;
+
+  void add(TimelineEvent event);
+  std::string nameOf(const BeaconIdentity& beacon) const;
+  /// What stands behind the portal's root: "/locations?range=7".
+  std::string targetOf(const NSURL& url) const;
+  void addStatistic(const std::string& target);
+
+  Timeline& timeline_;
+  Date start_;
+  std::string portalURL_;
+  const Clock* clock_ = nullptr;
+  std::map<BeaconIdentity, std::string> beaconNames_;
+  /// What was last ranged in each region, as text.
+  std::map<std::string, std::string> lastRanging_;
+
+  struct Statistic {
+    std::string event;
+    std::string body;
+  };
+  std::mutex statisticsMutex_;
+  std::deque<Statistic> statistics_;
+};
+
+}  // namespace ks::tool

@@ -1,0 +1,60 @@
+#include <CLI/CLI.hpp>
+#include <exception>
+#include <iostream>
+#include <memory>
+#include <string>
+
+#include "BeaconSDK/KSBeaconSDK.h"
+#include "tools/ksbeacon/ExitCode.h"
+#include "tools/ksbeacon/HelpFormatter.h"
+#include "tools/ksbeacon/PortalCommand.h"
+#include "tools/ksbeacon/SimulateCommand.h"
+
+namespace {
+
+int run(int argc, char** argv) {
+  CLI::App app("A simulated device and a development portal for proximity engagement.");
+  app.name("ksbeacon");
+  app.formatter(std::make_shared<ks::tool::HelpFormatter>());
+  app.footer(
+      "Examples:\n"
+      "  ksbeacon simulate examples/scenarios/demo.json           walk a device through a site\n"
+      "  ksbeacon simulate examples/scenarios/demo.json --json    the same for a program\n"
+      "  ksbeacon portal examples/portal                          serve portal documents");
+  app.set_version_flag("--version", "ksbeacon " KS_VERSION);
+  app.require_subcommand(1);
+
+  int code = ks::tool::kSuccess;
+  ks::tool::addSimulateCommand(app, code);
+  ks::tool::addPortalCommand(app, code);
+  std::string topic;
+  CLI::App* const help =
+      app.add_subcommand("help", "Show help for the command or for a subcommand");
+  help->add_option("COMMAND", topic, "simulate or portal");
+  help->callback([&] {
+    const CLI::App* const command = topic.empty() ? &app : app.get_subcommand_no_throw(topic);
+    if (command == nullptr) throw CLI::ValidationError("help", "there is no command " + topic);
+    std::cout << command->help("", CLI::AppFormatMode::Normal);
+  });
+
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    // Help and version are answers, not mistakes.
+    if (error.get_exit_code() == 0) return app.exit(error);
+    std::cerr << "ksbeacon: " << error.what() << "; see ksbeacon --help\n";
+    return ks::tool::kUsage;
+  }
+  return code;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    return run(argc, argv);
+  } catch (const std::exception& error) {
+    std::cerr << "ksbeacon: " << error.what() << '\n';
+    return ks::tool::kFailure;
+  }
+}
