@@ -42,11 +42,12 @@ SimulatedLoop::Ticks SimulatedLoop::ticksIn(Seconds span) {
 TimerId SimulatedLoop::post(SimulatedQueue& queue, Seconds delay, Task task) {
   const TimerId id = ++lastTask_;
   HeldPost post{&queue, id, ticksIn(delay), std::move(task)};
-  const auto transfer = transfers_.find(postingTransfer);
-  if (transfer != transfers_.end()) {
-    transfer->second.held.push_back(std::move(post));
-  } else {
+  if (transfers_.empty() || isLoopThread()) {
     insert(std::move(post));
+  } else {
+    const auto transfer = transfers_.find(postingTransfer);
+    Transfer& owner = transfer != transfers_.end() ? transfer->second : transfers_.begin()->second;
+    owner.held.push_back(std::move(post));
   }
   changed_.notify_all();
   return id;

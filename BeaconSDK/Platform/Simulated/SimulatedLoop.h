@@ -65,7 +65,8 @@ class SimulatedLoop {
 
   /// Time stands still from here until `endTransfer`. Any thread.
   TransferId beginTransfer();
-  /// Tasks that the calling thread posts from now on belong to `transfer`, until the call with 0.
+  /// Says for which transfer the calling thread, not the loop's own, posts from now on; 0 for the
+  /// earliest one under way.
   static void postAs(TransferId transfer);
   /// Unknown identifiers are ignored. Any thread.
   void endTransfer(TransferId transfer);

@@ -1,0 +1,53 @@
+#include "BeaconSDK/Platform/Simulated/SimulatedLocation.h"
+
+#include <utility>
+
+namespace ks {
+
+SimulatedLocation::SimulatedLocation(Clock& clock, DispatchQueue& mainQueue,
+                                     std::filesystem::path stateFile, SimulatedWorldOptions options)
+    : store_(std::move(stateFile)),
+      world_(mainQueue, clock, *this, options),
+      engine_(clock, mainQueue, store_, *this),
+      radio_(mainQueue, [this](bool) { updateListening(); }) {}
+
+void SimulatedLocation::setBluetoothState(CBManagerState state) {
+  radio_.setState(state);
+  updateScanning();
+}
+
+void SimulatedLocation::setMonitoringAvailable(bool circularRegions, bool beaconRegions) {
+  beaconsAvailable_ = beaconRegions;
+  engine_.setPositioningAvailable(circularRegions);
+  updateScanning();
+}
+
+void SimulatedLocation::updateScanning() {
+  engine_.setBeaconScanningAvailable(beaconsAvailable_ &&
+                                     radio_.state() == CBManagerState::poweredOn);
+  updateListening();
+}
+
+void SimulatedLocation::updateListening() {
+  const LocationDemand demand = engine_.demand();
+  const bool scans = demand.beaconScan != LocationDemand::BeaconScan::none || radio_.isScanWanted();
+  world_.setListening(scans && radio_.state() == CBManagerState::poweredOn,
+                      demand.positionAccuracy.has_value());
+}
+
+void SimulatedLocation::locationDemandChanged(const LocationDemand&) { updateListening(); }
+
+void SimulatedLocation::didReceiveAdvertisement(const Advertisement& advertisement) {
+  engine_.handleAdvertisement(advertisement);
+  if (radio_.isScanWanted()) radio_.handleAdvertisement(advertisement);
+}
+
+void SimulatedLocation::didFix(const CLLocation& fix) { engine_.handleFix(fix); }
+
+void SimulatedLocation::positionLost() {
+  engine_.positionFailed(Error(CLErrorDomain,
+                               static_cast<std::int64_t>(CLErrorCode::locationUnknown),
+                               "The position is not known"));
+}
+
+}  // namespace ks

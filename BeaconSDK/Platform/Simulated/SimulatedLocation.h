@@ -1,0 +1,46 @@
+#pragma once
+
+#include <filesystem>
+
+#include "BeaconSDK/Platform/Api/Foundation.h"
+#include "BeaconSDK/Platform/Location/LocationEngine.h"
+#include "BeaconSDK/Platform/Location/LocationStateStore.h"
+#include "BeaconSDK/Platform/Location/ScanningCentral.h"
+#include "BeaconSDK/Platform/Simulated/SimulatedWorld.h"
+
+namespace ks {
+
+/// The location service and the Bluetooth radio of a device in a simulated world: hands what the
+/// world sends to those who asked for it. Main queue only.
+class SimulatedLocation : private LocationDemandListener, private SimulatedWorldReceiver {
+ public:
+  /// Monitored regions are kept in `stateFile`.
+  SimulatedLocation(Clock& clock, DispatchQueue& mainQueue, std::filesystem::path stateFile,
+                    SimulatedWorldOptions options);
+  SimulatedLocation(const SimulatedLocation&) = delete;
+  SimulatedLocation& operator=(const SimulatedLocation&) = delete;
+
+  SimulatedWorld& world() { return world_; }
+  LocationEngine& engine() { return engine_; }
+  ScanningRadio& radio() { return radio_; }
+
+  void setBluetoothState(CBManagerState state);
+  /// Whether the device can watch circles, and beacons, at all.
+  void setMonitoringAvailable(bool circularRegions, bool beaconRegions);
+
+ private:
+  void locationDemandChanged(const LocationDemand& demand) override;
+  void didReceiveAdvertisement(const Advertisement& advertisement) override;
+  void didFix(const CLLocation& fix) override;
+  void positionLost() override;
+  void updateScanning();
+  void updateListening();
+
+  FileLocationStateStore store_;
+  SimulatedWorld world_;
+  LocationEngine engine_;
+  ScanningRadio radio_;
+  bool beaconsAvailable_ = true;
+};
+
+}  // namespace ks

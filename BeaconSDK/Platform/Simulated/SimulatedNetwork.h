@@ -1,0 +1,31 @@
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+
+#include "BeaconSDK/Platform/Http/HttpURLLoadingSystem.h"
+#include "BeaconSDK/Platform/Simulated/SimulatedLoop.h"
+
+namespace ks {
+
+/// Real HTTP for a device in virtual time, which stands still while a transfer is under way.
+class SimulatedNetwork {
+ public:
+  /// Called as each transfer ends, on the thread that runs the loop.
+  using Listener = std::function<void(const HttpExchange&)>;
+
+  SimulatedNetwork(std::shared_ptr<SimulatedLoop> loop, HttpOptions options);
+
+  URLLoadingSystem& loadingSystem() { return loadingSystem_; }
+  /// Null for none.
+  void setListener(Listener listener);
+
+ private:
+  class Transfers;
+
+  std::shared_ptr<Transfers> transfers_;
+  HttpURLLoadingSystem loadingSystem_;
+};
+
+}  // namespace ks

@@ -1,0 +1,284 @@
+#include "BeaconSDK/Platform/Simulated/SimulatedWorld.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <numbers>
+#include <string>
+#include <tuple>
+
+#include "BeaconSDK/Platform/Simulated/SimulatedLoop.h"
+#include "BeaconSDK/Platform/Simulated/SplitMix64.h"
+
+namespace ks {
+
+namespace {
+
+/// Advertising times are counted from here, so that they are the same whenever a device starts.
+constexpr Date kEpoch = kSimulatedStart;
+
+/// The shortest advertising interval of the radio's standard.
+constexpr Seconds kShortestInterval{0.02};
+
+/// Nearer than this a beacon is not heard any better: the antennas touch.
+constexpr double kNearestMetres = 0.1;
+
+/// Noise is cut at this many standard deviations, so that a beacon has a reach.
+constexpr double kWidestNoise = 4;
+
+/// Neighbours are looked for this much beyond their reach: a walk of some minutes.
+constexpr double kNeighbourhoodMetres = 300;
+
+/// The mean earth radius, as `distanceBetween` uses it.
+constexpr double kEarthRadiusMetres = 6371008.8;
+constexpr double kRadiansPerDegree = std::numbers::pi / 180;
+
+/// The flat distance, good to a millionth over a beacon's reach and much faster.
+double flatDistance(CLLocationCoordinate2D a, CLLocationCoordinate2D b, double cosine) {
+  const double north = b.latitude - a.latitude;
+  double east = b.longitude - a.longitude;
+  if (std::abs(east) > 180) east = std::remainder(east, 360.0);
+  east *= cosine;
+  return std::sqrt(north * north + east * east) * kRadiansPerDegree * kEarthRadiusMetres;
+}
+
+double cosineOf(double latitude) { return std::cos(latitude * kRadiansPerDegree); }
+
+/// Two independent normally distributed numbers (Box and Muller), cut at `kWidestNoise`.
+std::pair<double, double> normalPair(SplitMix64& random) {
+  const double radius = std::sqrt(-2 * std::log(1 - random.uniform()));
+  const double angle = 2 * std::numbers::pi * random.uniform();
+  const auto cut = [](double x) { return std::clamp(x, -kWidestNoise, kWidestNoise); };
+  return {cut(radius * std::cos(angle)), cut(radius * std::sin(angle))};
+}
+
+/// A random static address of the radio's standard: its two highest bits are set.
+std::string addressFrom(std::uint64_t seed) {
+  char text[18];
+  const auto byte = [&](int index) { return static_cast<unsigned>(seed >> (index * 8)) & 0xFF; };
+  std::snprintf(text, sizeof text, "%02X:%02X:%02X:%02X:%02X:%02X", byte(0) | 0xC0, byte(1),
+                byte(2), byte(3), byte(4), byte(5));
+  return text;
+}
+
+}  // namespace
+
+/// One kind of advertisement of a beacon, sent again and again.
+struct Broadcast {
+  Advertisement advertisement;
+  double interval;
+  /// Of the advertisement number 0, in seconds after the epoch.
+  double phase;
+  std::uint64_t seed;
+};
+
+struct SimulatedWorld::Sender {
+  Sender(BeaconId id, SimulatedBeacon placed, const SimulatedWorldOptions& world)
+      : beacon(std::move(placed)), order(id) {
+    const std::uint64_t seed = SplitMix64::mix(world.seed ^ SplitMix64::mix(id));
+    const std::string address = addressFrom(SplitMix64::mix(seed + 1));
+    const auto addBroadcast = [&](const Data& bytes, Seconds interval, std::uint64_t salt) {
+      const double seconds = std::max(interval, kShortestInterval).count();
+      const std::uint64_t own = SplitMix64::mix(seed + salt);
+      broadcasts.push_back({parseAdvertisement(address, bytes, Dbm{0}), seconds,
+                            SplitMix64(own).uniform() * seconds, own});
+    };
+    addBroadcast(frameAdvertisement(beacon), beacon.interval, 2);
+    if (beacon.battery) addBroadcast(batteryAdvertisement(beacon), beacon.battery->interval, 3);
+
+    power = beacon.measuredPower.value + beacon.calibrationError.value;
+    const double margin = power + kWidestNoise * beacon.noise.value - world.sensitivity.value;
+    reach = std::pow(10, std::min(margin / (10 * world.pathLossExponent), 7.0));
+  }
+
+  SimulatedBeacon beacon;
+  BeaconId order;
+  double power = 0;
+  /// Beyond it nothing is ever received, in metres.
+  double reach = 0;
+  std::vector<Broadcast> broadcasts;
+};
+
+struct SimulatedWorld::Neighbour {
+  Sender* sender;
+  /// Without noise, where the device stands now.
+  double strength;
+  bool inReach;
+};
+
+/// One advertisement on its way to the antenna.
+struct SimulatedWorld::Signal {
+  double at;
+  BeaconId order;
+  Broadcast* broadcast;
+  double strength;
+
+  bool operator<(const Signal& other) const {
+    return std::tie(at, order) < std::tie(other.at, other.order);
+  }
+};
+
+SimulatedWorld::SimulatedWorld(DispatchQueue& mainQueue, const Clock& clock,
+                               SimulatedWorldReceiver& receiver, SimulatedWorldOptions options)
+    : mainQueue_(mainQueue), clock_(clock), receiver_(receiver), options_(options) {}
+
+SimulatedWorld::~SimulatedWorld() { mainQueue_.cancel(timer_); }
+
+void SimulatedWorld::setWalk(SimulatedWalk walk) { walk_ = std::move(walk); }
+
+SimulatedWorld::BeaconId SimulatedWorld::addBeacon(SimulatedBeacon beacon) {
+  insert(++lastBeacon_, std::move(beacon));
+  return lastBeacon_;
+}
+
+const SimulatedBeacon* SimulatedWorld::beacon(BeaconId id) const {
+  const auto found = senders_.find(id);
+  return found == senders_.end() ? nullptr : &found->second->beacon;
+}
+
+void SimulatedWorld::setBeacon(BeaconId id, SimulatedBeacon beacon) {
+  if (!senders_.contains(id)) return;
+  removeBeacon(id);
+  insert(id, std::move(beacon));
+}
+
+void SimulatedWorld::removeBeacon(BeaconId id) {
+  auto node = senders_.extract(id);
+  if (node.empty()) return;
+  retired_.push_back(std::move(node.mapped()));
+  neighboursPlace_.reset();
+}
+
+void SimulatedWorld::insert(BeaconId id, SimulatedBeacon beacon) {
+  senders_.emplace(id, std::make_unique<Sender>(id, std::move(beacon), options_));
+  neighboursPlace_.reset();
+}
+
+void SimulatedWorld::setListening(bool toBeacons, bool toPositions) {
+  listensToBeacons_ = toBeacons;
+  listensToPositions_ = toPositions;
+  if (!toPositions) lastFix_ = std::numeric_limits<std::int64_t>::min();
+  if (toBeacons || toPositions) {
+    scheduleTick();
+  } else {
+    mainQueue_.cancel(std::exchange(timer_, 0));
+  }
+}
+
+void SimulatedWorld::scheduleTick() {
+  if (timer_ != 0) return;
+  const double now = secondsBetween(kEpoch, clock_.now());
+  tick_ = std::max(static_cast<std::int64_t>(std::floor(now)), tick_) + 1;
+  timer_ = mainQueue_.after(Seconds{static_cast<double>(tick_) - now}, [this] { tick(); });
+}
+
+void SimulatedWorld::tick() {
+  timer_ = 0;
+  retired_.clear();
+  if (listensToPositions_) reportPosition();
+  if (listensToBeacons_) reportAdvertisements();
+  if (listensToBeacons_ || listensToPositions_) scheduleTick();
+}
+
+void SimulatedWorld::reportPosition() {
+  if (lastFix_ >= tick_ - options_.secondsBetweenFixes + 1) return;
+  lastFix_ = tick_;
+  const Date now = clock_.now();
+  const bool lost =
+      std::ranges::any_of(outages_, [&](const DateInterval& span) { return span.contains(now); });
+  if (lost) {
+    receiver_.positionLost();
+    return;
+  }
+  auto [coordinate, accuracy] = walk_.positionAt(now);
+  if (options_.positionNoise.value > 0) {
+    SplitMix64 random(
+        SplitMix64::mix(options_.seed + SplitMix64::mix(static_cast<std::uint64_t>(tick_))));
+    const double degree = kRadiansPerDegree * kEarthRadiusMetres;
+    const auto [north, east] = normalPair(random);
+    coordinate.latitude += north * options_.positionNoise.value / degree;
+    coordinate.latitude = std::clamp(coordinate.latitude, -90.0, 90.0);
+    const double cosine = std::max(cosineOf(coordinate.latitude), 1e-6);
+    coordinate.longitude += east * options_.positionNoise.value / (degree * cosine);
+    coordinate.longitude = std::remainder(coordinate.longitude, 360.0);
+  }
+  receiver_.didFix({coordinate, accuracy, now});
+}
+
+void SimulatedWorld::findNeighbours(CLLocationCoordinate2D place) {
+  neighbours_.clear();
+  const double cosine = cosineOf(place.latitude);
+  for (const auto& [id, sender] : senders_) {
+    const double distance = flatDistance(place, sender->beacon.coordinate, cosine);
+    if (distance <= sender->reach + kNeighbourhoodMetres) {
+      neighbours_.push_back({sender.get(), 0, false});
+    }
+  }
+  // Mostly in the order in which they are heard: little is left to sort in each tick.
+  std::ranges::sort(neighbours_, {}, [](const Neighbour& neighbour) {
+    return neighbour.sender->broadcasts.front().phase;
+  });
+  neighboursPlace_ = place;
+  strengthsPlace_.reset();
+}
+
+void SimulatedWorld::updateStrengths(CLLocationCoordinate2D place) {
+  const double cosine = cosineOf(place.latitude);
+  for (Neighbour& neighbour : neighbours_) {
+    const Sender& sender = *neighbour.sender;
+    const double distance = flatDistance(place, sender.beacon.coordinate, cosine);
+    neighbour.inReach = distance <= sender.reach;
+    if (!neighbour.inReach) continue;
+    const double loss = 10 * options_.pathLossExponent;
+    neighbour.strength = sender.power - loss * std::log10(std::max(distance, kNearestMetres));
+  }
+  strengthsPlace_ = place;
+}
+
+void SimulatedWorld::reportAdvertisements() {
+  const CLLocationCoordinate2D place = walk_.positionAt(clock_.now()).coordinate;
+  if (!neighboursPlace_ ||
+      flatDistance(*neighboursPlace_, place, cosineOf(place.latitude)) > kNeighbourhoodMetres) {
+    findNeighbours(place);
+  }
+  if (strengthsPlace_ != place) updateStrengths(place);
+  // Taken out of the member: whoever receives may change the world.
+  std::vector<Signal> signals = std::move(signals_);
+  signals.clear();
+  std::swap(signals, signals_);
+  for (const Neighbour& neighbour : neighbours_) {
+    if (neighbour.inReach) collectSignals(neighbour);
+  }
+  std::swap(signals, signals_);
+  if (!std::ranges::is_sorted(signals)) std::ranges::sort(signals);
+  for (const Signal& signal : signals) {
+    signal.broadcast->advertisement.rssi = Dbm{signal.strength};
+    receiver_.didReceiveAdvertisement(signal.broadcast->advertisement);
+  }
+  std::swap(signals, signals_);
+}
+
+void SimulatedWorld::collectSignals(const Neighbour& neighbour) {
+  const Sender& sender = *neighbour.sender;
+  const SimulatedBeacon& beacon = sender.beacon;
+  const auto to = static_cast<double>(tick_);
+  for (Broadcast& broadcast : neighbour.sender->broadcasts) {
+    auto number =
+        static_cast<std::int64_t>(std::floor((to - 1 - broadcast.phase) / broadcast.interval)) + 1;
+    for (;; ++number) {
+      const double at = broadcast.phase + static_cast<double>(number) * broadcast.interval;
+      if (at > to) break;
+      // Drawn afresh from the number: what is not listened to changes nothing that comes later.
+      SplitMix64 random(SplitMix64::mix(broadcast.seed + static_cast<std::uint64_t>(number)));
+      if (beacon.lossProbability > 0 && random.uniform() < beacon.lossProbability) continue;
+      double strength = neighbour.strength;
+      if (beacon.noise.value > 0) strength += beacon.noise.value * normalPair(random).first;
+      // Radios report whole decibels, from -127 to 20.
+      strength = std::clamp(std::round(strength), -127.0, 20.0);
+      if (strength < options_.sensitivity.value || !beacon.isOn(kEpoch + Seconds{at})) continue;
+      signals_.push_back({at, sender.order, &broadcast, strength});
+    }
+  }
+}
+
+}  // namespace ks
