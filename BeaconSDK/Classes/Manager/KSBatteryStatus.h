@@ -5,7 +5,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <unordered_map>
 #include <vector>
 
@@ -47,11 +46,16 @@ class KSBatteryStatus : public ks::CBCentralManagerDelegate {
 
   void readTaggedData(const ks::Data& data);
   void readIdentifiedData(const ks::Data& data);
-  void storeLevel(Entry& entry, std::uint8_t level);
+  /// Stores the level with the first entry whose key fits.
+  template <class Predicate>
+  void storeFirst(Predicate fits, std::uint8_t level);
 
   /// In order of insertion, which decides between beacons that a reading fits.
   std::vector<Entry> entries_;
   std::unordered_map<std::string, std::size_t> indexByKey_;
+  /// Entries without a level.
   std::size_t waitingCount_ = 0;
+  /// Nothing was heard since the scan began, so beginning it again would change nothing.
+  bool isScanUnheard_ = false;
   std::unique_ptr<ks::CBCentralManager> centralManager_;
 };
