@@ -64,7 +64,7 @@ std::string addressFrom(std::uint64_t seed) {
 }  // namespace
 
 /// One kind of advertisement of a beacon, sent again and again.
-struct Broadcast {
+struct SimulatedWorld::Broadcast {
   Advertisement advertisement;
   double interval;
   /// Of the advertisement number 0, in seconds after the epoch.
@@ -242,20 +242,16 @@ void SimulatedWorld::reportAdvertisements() {
     findNeighbours(place);
   }
   if (strengthsPlace_ != place) updateStrengths(place);
-  // Taken out of the member: whoever receives may change the world.
-  std::vector<Signal> signals = std::move(signals_);
-  signals.clear();
-  std::swap(signals, signals_);
+  signals_.clear();
   for (const Neighbour& neighbour : neighbours_) {
     if (neighbour.inReach) collectSignals(neighbour);
   }
-  std::swap(signals, signals_);
-  if (!std::ranges::is_sorted(signals)) std::ranges::sort(signals);
-  for (const Signal& signal : signals) {
+  if (!std::is_sorted(signals_.begin(), signals_.end()))
+    std::sort(signals_.begin(), signals_.end());
+  for (const Signal& signal : signals_) {
     signal.broadcast->advertisement.rssi = Dbm{signal.strength};
     receiver_.didReceiveAdvertisement(signal.broadcast->advertisement);
   }
-  std::swap(signals, signals_);
 }
 
 void SimulatedWorld::collectSignals(const Neighbour& neighbour) {

@@ -74,6 +74,7 @@ class SimulatedWorld {
   void setListening(bool toBeacons, bool toPositions);
 
  private:
+  struct Broadcast;
   struct Sender;
   struct Neighbour;
   struct Signal;
