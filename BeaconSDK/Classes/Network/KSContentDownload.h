@@ -1,26 +1,14 @@
 #pragma once
 
-#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <vector>
 
+#include "BeaconSDK/Classes/Network/KSContentDownloadType.h"
 #include "BeaconSDK/Platform/Api/Error.h"
 #include "BeaconSDK/Platform/Api/Object.h"
 #include "BeaconSDK/Platform/Api/Value.h"
-
-/// What a portal request asks for. Nothing but its URL tells.
-enum class KSContentDownloadType : std::int32_t {
-  unknown = -1,
-  contentCategories = 0,
-  locations = 1,
-  /// The beacon zones of one location.
-  beaconZones = 2,
-  /// The content of given beacons.
-  beaconContent = 3,
-  geofences = 4,
-};
 
 /// Records of one class, in the portal's order; none of them null.
 using KSRecords = std::vector<std::shared_ptr<ks::Object>>;

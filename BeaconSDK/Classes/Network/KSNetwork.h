@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -153,6 +154,7 @@ class KSNetwork : public ks::NSURLSessionDelegate, public std::enable_shared_fro
   /// Used on the delegate queue.
   const KSResponseParser parser_;
   std::shared_ptr<ks::NSURLSession> urlSession_;
+  std::atomic<bool> isReset_{false};
   /// Guards the two blocks, which the main queue sets and the delegate queue calls.
   mutable std::mutex blocksMutex_;
   std::function<void()> backgroundSessionCompletionHandler_;

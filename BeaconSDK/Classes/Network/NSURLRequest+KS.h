@@ -75,11 +75,11 @@ void addCustomUserAgenttoRequest(NSURLRequest& request);
 /// text, so a root URL that itself contains "/locations" or "/beacons" misleads it.
 KSContentDownloadType contentType(const NSURLRequest& request);
 
-/// The value of the query item "location", only for `KSContentDownloadType::beaconZones`.
+/// The value of the query item "location", only for `KSContentDownloadType::zonesForLocation`.
 std::optional<std::string> locationIdentifier(const NSURLRequest& request);
 
 /// The values of the query items "bid" in their order, only for
-/// `KSContentDownloadType::beaconContent`.
+/// `KSContentDownloadType::contentForBeacons`.
 std::vector<std::string> beaconIdentifiers(const NSURLRequest& request);
 
 }  // namespace NSURLRequestKS

@@ -33,7 +33,7 @@ class KSSettingsManager : public std::enable_shared_from_this<KSSettingsManager>
 
   /// Takes over the category list (kind 0; other kinds are ignored): puts the local category
   /// "-100", "new", before it, and on the very first list switches every category on. An empty list
-  /// changes nothing.
+  /// leaves the stored one; as the very first it leaves later categories switched off.
   void newContentLoadedWithType(KSContentDownloadType type,
                                 const std::optional<KSRecords>& content);
   /// Passes a failed category download on to the pending completion.

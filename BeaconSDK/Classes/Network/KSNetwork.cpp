@@ -1,0 +1,187 @@
+#include "BeaconSDK/Classes/Network/KSNetwork.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "BeaconSDK/Classes/Beacon/Content/KSProximityZoneContentCategory.h"
+#include "BeaconSDK/Classes/Common/Foundation/NSData+Base64.h"
+#include "BeaconSDK/Classes/Common/Foundation/NSFileManager+Helpers.h"
+#include "BeaconSDK/Platform/Api/Platform.h"
+
+namespace {
+
+/// Requests of the portal's pages are small; the disk holds what a site's zones and images need.
+constexpr std::uint64_t kMemoryCacheCapacity = 16384;
+constexpr std::uint64_t kDiskCacheCapacity = 256ULL * 1024 * 1024;
+constexpr ks::Seconds kRequestTimeout{30};
+constexpr ks::Seconds kResourceTimeout{60};
+/// The portal serves one device's requests in turn.
+constexpr int kConnectionsPerHost = 1;
+
+/// How far around the device beacons are asked for, in the portal's unit.
+constexpr float kUniqueIdentifiersRange = 100;
+
+/// The identifier of the category that exists only on the device.
+constexpr const char* kLocalCategoryIdentifier = "-100";
+
+std::string lowerCased(const std::optional<std::string>& code) {
+  std::string text = code.value_or("(null)");
+  std::transform(text.begin(), text.end(), text.begin(), [](char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+  });
+  return text;
+}
+
+std::vector<ks::NSURLQueryItem> extraItems(
+    const std::vector<std::shared_ptr<KSProximityZoneContentCategory>>& disabledCategories,
+    const ks::Dictionary& tags) {
+  std::vector<ks::NSURLQueryItem> items;
+  if (auto item = KSNetwork::queryItemForDisabledCategories(disabledCategories)) {
+    items.push_back(std::move(*item));
+  }
+  for (auto& item : KSNetwork::queryItemsForTags(tags)) items.push_back(std::move(item));
+  return items;
+}
+
+}  // namespace
+
+KSNetwork::KSNetwork(Key, ks::NSURL rootURL, KSContentCompletionBlock completionBlock)
+    : rootURL_(std::move(rootURL)), completionBlock_(std::move(completionBlock)) {}
+
+std::shared_ptr<KSNetwork> KSNetwork::initWithRootURL(ks::NSURL rootURL, const ks::NSLocale& locale,
+                                                      const std::string& username,
+                                                      const std::string& password,
+                                                      const std::string& sessionIdentifier,
+                                                      KSContentCompletionBlock completionBlock) {
+  auto network = std::make_shared<KSNetwork>(Key{}, std::move(rootURL), std::move(completionBlock));
+
+  ks::NSURLSessionConfiguration configuration;
+  configuration.identifier = sessionIdentifier;
+  configuration.urlCache = {kMemoryCacheCapacity, kDiskCacheCapacity, cachePath()};
+  auto& headers = configuration.httpAdditionalHeaders;
+  headers.set("Accept-Language",
+              lowerCased(locale.languageCode) + "-" + lowerCased(locale.countryCode));
+  headers.set("Accept-Header", "application/json");
+  headers.set("Authorization", authHeader(username, password));
+  configuration.timeoutIntervalForRequest = kRequestTimeout;
+  configuration.timeoutIntervalForResource = kResourceTimeout;
+  configuration.httpMaximumConnectionsPerHost = kConnectionsPerHost;
+
+  network->urlSession_ =
+      ks::Platform::current().urlLoadingSystem().makeSession(std::move(configuration), network);
+  return network;
+}
+
+std::filesystem::path KSNetwork::cachePath() {
+  const auto application = ks::Platform::current().mainBundle().bundleIdentifier;
+  return ks::NSFileManagerHelpers::cacheFilePath(application + "/KSBeaconSDK");
+}
+
+std::string KSNetwork::authHeader(const std::string& username, const std::string& password) {
+  return "Basic " + ks::NSDataBase64::base64EncodedString(username + ":" + password);
+}
+
+std::function<void()> KSNetwork::backgroundSessionCompletionHandler() const {
+  const std::lock_guard lock(blocksMutex_);
+  return backgroundSessionCompletionHandler_;
+}
+
+void KSNetwork::setBackgroundSessionCompletionHandler(std::function<void()> handler) {
+  const std::lock_guard lock(blocksMutex_);
+  backgroundSessionCompletionHandler_ = std::move(handler);
+}
+
+KSContentCompletionBlock KSNetwork::completionBlock() const {
+  const std::lock_guard lock(blocksMutex_);
+  return completionBlock_;
+}
+
+void KSNetwork::setCompletionBlock(KSContentCompletionBlock block) {
+  const std::lock_guard lock(blocksMutex_);
+  completionBlock_ = std::move(block);
+}
+
+void KSNetwork::reset() {
+  isReset_ = true;
+  urlSession_->invalidateAndCancel();
+}
+
+void KSNetwork::loadProximityZoneContentCategories() {
+  download(ks::NSURLRequestKS::contentCategoryRequest(rootURL_));
+}
+
+void KSNetwork::loadLocations(const std::optional<ks::CLLocation>& location) {
+  if (!location) return;
+  download(ks::NSURLRequestKS::locationsRequest(rootURL_, location));
+  download(ks::NSURLRequestKS::beaconsUniqueIdentifiersRequest(rootURL_, location,
+                                                               kUniqueIdentifiersRange));
+  download(ks::NSURLRequestKS::prefetchGeofencesRequest(rootURL_, *location));
+}
+
+void KSNetwork::loadProximityZonesForLocation(
+    const std::string& locationIdentifier,
+    const std::vector<std::shared_ptr<KSProximityZoneContentCategory>>& disabledCategories,
+    const ks::Dictionary& tags) {
+  download(ks::NSURLRequestKS::proximityZonesForLocationRequest(
+      rootURL_, locationIdentifier, extraItems(disabledCategories, tags)));
+}
+
+void KSNetwork::loadContentForBeacons(
+    const std::vector<std::string>& beaconIdentifiers,
+    const std::vector<std::shared_ptr<KSProximityZoneContentCategory>>& disabledCategories,
+    const ks::Dictionary& tags) {
+  download(ks::NSURLRequestKS::beaconContentRequest(rootURL_, beaconIdentifiers,
+                                                    extraItems(disabledCategories, tags)));
+}
+
+std::optional<ks::NSURLQueryItem> KSNetwork::queryItemForDisabledCategories(
+    const std::vector<std::shared_ptr<KSProximityZoneContentCategory>>& categories) {
+  if (categories.empty()) return std::nullopt;
+  std::optional<std::string> list;
+  for (const auto& category : categories) {
+    if (!category->identifier || category->identifier == kLocalCategoryIdentifier) continue;
+    list = list ? *list + "," + *category->identifier : *category->identifier;
+  }
+  return ks::NSURLQueryItem{"dc", list.value_or("")};
+}
+
+std::vector<ks::NSURLQueryItem> KSNetwork::queryItemsForTags(const ks::Dictionary& tags) {
+  std::vector<ks::NSURLQueryItem> items;
+  for (const auto& [name, value] : tags) items.push_back({"_" + name, value.description()});
+  return items;
+}
+
+void KSNetwork::notifyNewContentAvailable(KSContentDownloadType type,
+                                          const std::optional<KSRecords>& content) const {
+  if (content) notifyNewContentAvailable(type, content, {});
+}
+
+void KSNetwork::notifyNewContentAvailable(KSContentDownloadType type,
+                                          const std::optional<KSRecords>& content,
+                                          const ks::Dictionary& metaData) const {
+  if (const auto block = completionBlock()) block(type, content, metaData, std::nullopt);
+}
+
+void KSNetwork::notifyContentDownloadError(KSContentDownloadType type,
+                                           const ks::Error& error) const {
+  if (const auto block = completionBlock()) block(type, std::nullopt, std::nullopt, error);
+}
+
+ks::Value KSNetwork::contentFromNotification(const ks::NSNotification& notification) {
+  return notification.userInfo["result"];
+}
+
+std::shared_ptr<ks::Error> KSNetwork::errorFromNotification(
+    const ks::NSNotification& notification) {
+  return notification.userInfo["error"].objectOf<ks::Error>();
+}
+
+KSContentDownloadType KSNetwork::contentTypeFromNotification(
+    const ks::NSNotification& notification) {
+  const auto number = notification.userInfo["category"].integerValue();
+  return static_cast<KSContentDownloadType>(static_cast<std::int32_t>(number));
+}
+
+ks::Value KSNetwork::metaDataFromNotification(const ks::NSNotification& notification) {
+  return notification.userInfo["metaData"];
+}

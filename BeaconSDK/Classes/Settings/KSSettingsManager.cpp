@@ -1,0 +1,210 @@
+#include "BeaconSDK/Classes/Settings/KSSettingsManager.h"
+
+#include <algorithm>
+#include <string_view>
+#include <utility>
+
+#include "BeaconSDK/Classes/Beacon/Content/KSProximityZoneContentCategory.h"
+#include "BeaconSDK/Classes/Common/Foundation/NSFileManager+Helpers.h"
+#include "BeaconSDK/Classes/Common/Foundation/NSKeyedArchiver.h"
+#include "BeaconSDK/Classes/Common/Foundation/NSKeyedUnarchiver.h"
+#include "BeaconSDK/Classes/Network/KSNetwork.h"
+#include "BeaconSDK/Platform/Api/Platform.h"
+
+namespace {
+
+constexpr std::string_view kTagsFile = "KSProximityManager/KSAppTags.dat";
+constexpr std::string_view kCategoriesFile = "KSProximityManager/KSAppCategories.dat";
+constexpr std::string_view kSettingsFile = "KSProximityManager/KSAppSettings.dat";
+constexpr std::string_view kEnabledKey = "enabledContentIdentifiers";
+
+/// The local category: content that belongs to none of the portal's. The portal never hears of it.
+constexpr const char* kLocalCategoryIdentifier = "-100";
+constexpr const char* kLocalCategoryName = "new";
+
+std::filesystem::path file(std::string_view relativePath) {
+  return ks::NSFileManagerHelpers::cacheFilePath(relativePath);
+}
+
+KSSettingsManager::Categories readCategories() {
+  KSSettingsManager::Categories categories;
+  const ks::Value archived = ks::loadCacheFile(file(kCategoriesFile));
+  if (const ks::Array* list = archived.array()) {
+    for (const auto& item : list->items) {
+      auto category = item.objectOf<KSProximityZoneContentCategory>();
+      if (!category) return {};
+      categories.push_back(std::move(category));
+    }
+  }
+  return categories;
+}
+
+}  // namespace
+
+KSSettingsManager::KSSettingsManager(Key, std::shared_ptr<KSNetwork> network)
+    : network_(std::move(network)) {}
+
+std::shared_ptr<KSSettingsManager> KSSettingsManager::initWithNetwork(
+    std::shared_ptr<KSNetwork> network) {
+  auto manager = std::make_shared<KSSettingsManager>(Key{}, std::move(network));
+  const ks::Value archivedTags = ks::loadCacheFile(file(kTagsFile));
+  if (const ks::Dictionary* tags = archivedTags.dictionary()) {
+    manager->aTags_ = *tags;
+    manager->aTags_->isMutable = true;
+  }
+  manager->contentCategories_ = readCategories();
+  manager->load();
+  return manager;
+}
+
+void KSSettingsManager::refresh(CompletionBlock completion) {
+  {
+    const std::lock_guard lock(completionMutex_);
+    contentLoadedCompletionBlock_ = std::move(completion);
+  }
+  network_->loadProximityZoneContentCategories();
+}
+
+void KSSettingsManager::newContentLoadedWithType(KSContentDownloadType type,
+                                                 const std::optional<KSRecords>& content) {
+  if (type != KSContentDownloadType::contentCategories) return;
+  const auto loaded = ks::recordsOf<KSProximityZoneContentCategory>(content.value_or(KSRecords{}));
+  if (!loaded.empty()) storeCategories(loaded);
+  enableAllOnFirstList();
+  finishRefresh(std::nullopt);
+}
+
+void KSSettingsManager::newContentLoadErrorWithType(KSContentDownloadType type,
+                                                    const ks::Error& error) {
+  if (type == KSContentDownloadType::contentCategories) finishRefresh(error);
+}
+
+void KSSettingsManager::storeCategories(const Categories& loaded) {
+  auto local = std::make_shared<KSProximityZoneContentCategory>();
+  local->identifier = kLocalCategoryIdentifier;
+  local->name = kLocalCategoryName;
+  Categories categories{std::move(local)};
+  categories.insert(categories.end(), loaded.begin(), loaded.end());
+
+  ks::Array archived;
+  for (const auto& category : categories) archived.items.emplace_back(category);
+  const std::lock_guard lock(categoriesMutex_);
+  contentCategories_ = std::move(categories);
+  ks::NSKeyedArchiver::archiveRootObject(std::move(archived), file(kCategoriesFile));
+}
+
+void KSSettingsManager::enableAllOnFirstList() {
+  const auto categories = contentCategories();
+  const std::lock_guard lock(enabledMutex_);
+  if (enabledContentIdentifiers_) return;
+  enabledContentIdentifiers_.emplace();
+  for (const auto& category : categories) {
+    if (category->identifier) enabledContentIdentifiers_->push_back(*category->identifier);
+  }
+  save();
+}
+
+void KSSettingsManager::finishRefresh(std::optional<ks::Error> error) {
+  ks::Platform::current().mainQueue().async([weak = weak_from_this(), error = std::move(error)] {
+    const auto self = weak.lock();
+    if (!self) return;
+    CompletionBlock completion;
+    {
+      const std::lock_guard lock(self->completionMutex_);
+      completion = std::exchange(self->contentLoadedCompletionBlock_, nullptr);
+    }
+    if (completion) completion(error);
+  });
+}
+
+void KSSettingsManager::save() const {
+  const std::lock_guard lock(enabledMutex_);
+  ks::NSKeyedArchiver archiver;
+  if (enabledContentIdentifiers_) {
+    const auto& identifiers = *enabledContentIdentifiers_;
+    ks::Array list({identifiers.begin(), identifiers.end()}, true);
+    archiver.encodeObject(std::move(list), kEnabledKey);
+  }
+  ks::writeFileAtomically(file(kSettingsFile), archiver.encodedData());
+}
+
+void KSSettingsManager::load() {
+  const ks::Value archived = ks::loadCacheFile(file(kSettingsFile), kEnabledKey);
+  const ks::Array* list = archived.array();
+  if (!list) return;
+  std::vector<std::string> identifiers;
+  for (const auto& item : list->items) {
+    if (const std::string* identifier = item.string()) identifiers.push_back(*identifier);
+  }
+  const std::lock_guard lock(enabledMutex_);
+  enabledContentIdentifiers_ = std::move(identifiers);
+}
+
+bool KSSettingsManager::contentCategoryEnabledForIdentifier(const std::string& identifier) const {
+  const std::lock_guard lock(enabledMutex_);
+  if (!enabledContentIdentifiers_) return false;
+  return std::find(enabledContentIdentifiers_->begin(), enabledContentIdentifiers_->end(),
+                   identifier) != enabledContentIdentifiers_->end();
+}
+
+bool KSSettingsManager::contentCategoryEnabled(
+    const KSProximityZoneContentCategory& category) const {
+  return category.identifier && contentCategoryEnabledForIdentifier(*category.identifier);
+}
+
+void KSSettingsManager::enableContentCategory(const KSProximityZoneContentCategory& category,
+                                              bool enabled) {
+  if (!category.identifier) return;
+  const std::lock_guard lock(enabledMutex_);
+  if (enabledContentIdentifiers_) {
+    if (enabled) {
+      enabledContentIdentifiers_->push_back(*category.identifier);
+    } else {
+      std::erase(*enabledContentIdentifiers_, *category.identifier);
+    }
+  }
+  save();
+}
+
+KSSettingsManager::Categories KSSettingsManager::disabledCategories() const {
+  const std::lock_guard lock(categoriesMutex_);
+  Categories disabled = contentCategories_;
+  std::erase_if(disabled, [&](const auto& category) { return contentCategoryEnabled(*category); });
+  return disabled;
+}
+
+KSSettingsManager::Categories KSSettingsManager::contentCategories() const {
+  const std::lock_guard lock(categoriesMutex_);
+  return contentCategories_;
+}
+
+ks::Dictionary KSSettingsManager::tags() const {
+  const std::lock_guard lock(tagsMutex_);
+  ks::Dictionary snapshot = aTags_.value_or(ks::Dictionary{});
+  snapshot.isMutable = false;
+  return snapshot;
+}
+
+void KSSettingsManager::setTag(const std::string& key, const std::string& value) {
+  const std::lock_guard lock(tagsMutex_);
+  if (!aTags_) aTags_.emplace().isMutable = true;
+  aTags_->set(key, value);
+  saveTags();
+}
+
+void KSSettingsManager::deleteTag(const std::string& key) {
+  const std::lock_guard lock(tagsMutex_);
+  if (aTags_) aTags_->erase(key);
+  saveTags();
+}
+
+void KSSettingsManager::clearTags() {
+  const std::lock_guard lock(tagsMutex_);
+  if (aTags_) aTags_->clear();
+  saveTags();
+}
+
+void KSSettingsManager::saveTags() const {
+  const std::lock_guard lock(tagsMutex_);
+  ks::NSKeyedArchiver::archiveRootObject(aTags_.value_or(ks::Dictionary{}), file(kTagsFile));
+}

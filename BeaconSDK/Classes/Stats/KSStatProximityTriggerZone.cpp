@@ -1,0 +1,11 @@
+#include "BeaconSDK/Classes/Stats/KSStatProximityTriggerZone.h"
+
+#include "BeaconSDK/Platform/Api/Property.h"
+
+const ks::Class KSStatProximityTriggerZone::kClass{
+    kClassName,
+    nullptr,
+    ks::makeObject<KSStatProximityTriggerZone>,
+    {ks::property("beaconIdentifier", &KSStatProximityTriggerZone::beaconIdentifier),
+     ks::property("userDeviceIdentifier", &KSStatProximityTriggerZone::userDeviceIdentifier),
+     ks::property("timestamp", &KSStatProximityTriggerZone::timestamp)}};
