@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <numbers>
 #include <string>
+#include <string_view>
 #include <tuple>
 
 #include "BeaconSDK/Platform/Simulated/SimulatedLoop.h"
@@ -54,10 +54,14 @@ std::pair<double, double> normalPair(SplitMix64& random) {
 
 /// A random static address of the radio's standard: its two highest bits are set.
 std::string addressFrom(std::uint64_t seed) {
-  char text[18];
-  const auto byte = [&](int index) { return static_cast<unsigned>(seed >> (index * 8)) & 0xFF; };
-  std::snprintf(text, sizeof text, "%02X:%02X:%02X:%02X:%02X:%02X", byte(0) | 0xC0, byte(1),
-                byte(2), byte(3), byte(4), byte(5));
+  constexpr std::string_view kDigits = "0123456789ABCDEF";
+  seed |= 0xC0;
+  std::string text;
+  for (int i = 0; i < 6; ++i, seed >>= 8) {
+    if (i > 0) text += ':';
+    text += kDigits[(seed >> 4) & 0xF];
+    text += kDigits[seed & 0xF];
+  }
   return text;
 }
 
