@@ -25,7 +25,7 @@ class NSDateFormatter {
 
   const std::string& dateFormat() const { return pattern_; }
 
-  /// Fractions beyond the milliseconds are cut off.
+  /// Fractions beyond the milliseconds are cut off; a date millions of years away gives empty text.
   std::string stringFromDate(Date date) const;
 
   /// The date that `text` says, when it matches the pattern exactly: the number of digits of each

@@ -1,0 +1,62 @@
+#include <vector>
+
+#include "BeaconSDK/Classes/Common/Foundation/Alarm.h"
+#include "tests/Support/PlatformFixture.h"
+
+namespace ks {
+namespace {
+
+using AlarmTest = testing::PlatformFixture;
+
+TEST_F(AlarmTest, FiresOnceAndLatestScheduleCounts) {
+  std::vector<int> fired;
+  Alarm alarm(AlarmName::refreshLocations);
+  alarm.schedule(Seconds{10}, [&] { fired.push_back(1); });
+  alarm.schedule(Seconds{20}, [&] { fired.push_back(2); });
+  advance(19);
+  EXPECT_TRUE(alarm.isScheduled());
+  advance(100);
+  EXPECT_FALSE(alarm.isScheduled());
+  EXPECT_EQ(fired, std::vector{2});
+}
+
+TEST_F(AlarmTest, RearmsFromItsOwnTask) {
+  int count = 0;
+  Alarm alarm(AlarmName::refreshBeacons);
+  std::function<void()> task = [&] {
+    if (++count < 3) alarm.schedule(Seconds{5}, task);
+  };
+  alarm.schedule(Seconds{5}, task);
+  advance(60);
+  EXPECT_EQ(count, 3);
+}
+
+TEST_F(AlarmTest, NothingRunsAfterInvalidateOrDestruction) {
+  int count = 0;
+  Alarm alarm(AlarmName::dwelling);
+  alarm.schedule(Seconds{1}, [&] { ++count; });
+  alarm.invalidate();
+  EXPECT_FALSE(alarm.isScheduled());
+  {
+    Alarm shortLived(AlarmName::dwelling);
+    shortLived.schedule(Seconds{1}, [&] { ++count; });
+  }
+  advance(5);
+  EXPECT_EQ(count, 0);
+  EXPECT_EQ(platform_->mainQueue().pendingTasks(), 0U);
+}
+
+TEST_F(AlarmTest, TaskMayDestroyItsAlarm) {
+  auto alarm = std::make_unique<Alarm>(AlarmName::dwelling);
+  const std::string text = "captured state that lives as long as the task";
+  std::string seen;
+  alarm->schedule(Seconds{1}, [&alarm, &seen, text] {
+    alarm.reset();
+    seen = text;
+  });
+  advance(1);
+  EXPECT_EQ(seen, text);
+}
+
+}  // namespace
+}  // namespace ks
