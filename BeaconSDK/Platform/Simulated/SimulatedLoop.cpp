@@ -5,8 +5,6 @@
 #include <stdexcept>
 #include <utility>
 
-#include "BeaconSDK/Platform/Simulated/SimulatedQueue.h"
-
 namespace ks {
 
 namespace {
@@ -39,9 +37,9 @@ SimulatedLoop::Ticks SimulatedLoop::ticksIn(Seconds span) {
   return ticks >= static_cast<double>(kNever) ? kNever : static_cast<Ticks>(ticks);
 }
 
-TimerId SimulatedLoop::post(SimulatedQueue& queue, Seconds delay, Task task) {
+TimerId SimulatedLoop::post(const std::shared_ptr<Lane>& lane, Seconds delay, Task task) {
   const TimerId id = ++lastTask_;
-  HeldPost post{&queue, id, ticksIn(delay), std::move(task)};
+  HeldPost post{lane, id, ticksIn(delay), std::move(task)};
   if (transfers_.empty() || isLoopThread()) {
     insert(std::move(post));
   } else {
@@ -56,22 +54,39 @@ TimerId SimulatedLoop::post(SimulatedQueue& queue, Seconds delay, Task task) {
 void SimulatedLoop::insert(HeldPost post) {
   const Ticks now = clock_.ticks();
   const Ticks due = post.delay > kNever - now ? kNever : now + post.delay;
-  post.queue->insert({due, post.id}, std::move(post.task));
+  post.lane->dues.emplace(post.id, due);
+  post.lane->tasks.emplace(Key{due, post.id}, std::move(post.task));
 }
 
-void SimulatedLoop::remove(SimulatedQueue& queue, std::vector<Task>& garbage) {
-  std::erase(queues_, &queue);
-  for (auto& [key, task] : queue.tasks_) garbage.push_back(std::move(task));
-  queue.tasks_.clear();
-  queue.dues_.clear();
-  removeHeld(queue, std::nullopt, garbage);
+Task SimulatedLoop::takeFirst(Lane& lane) {
+  auto node = lane.tasks.extract(lane.tasks.begin());
+  lane.dues.erase(node.key().second);
+  return std::move(node.mapped());
 }
 
-void SimulatedLoop::removeHeld(const SimulatedQueue& queue, std::optional<TimerId> timer,
-                               std::vector<Task>& garbage) {
+void SimulatedLoop::drop(Lane& lane, TimerId timer, std::vector<Task>& garbage) {
+  const auto due = lane.dues.find(timer);
+  if (due == lane.dues.end()) {
+    dropHeld(lane, timer, garbage);
+    return;
+  }
+  garbage.push_back(std::move(lane.tasks.extract({due->second, timer}).mapped()));
+  lane.dues.erase(due);
+}
+
+void SimulatedLoop::remove(const Lane& lane, std::vector<Task>& garbage) {
+  const auto found = std::ranges::find(lanes_, &lane, &std::shared_ptr<Lane>::get);
+  for (auto& [key, task] : (*found)->tasks) garbage.push_back(std::move(task));
+  (*found)->tasks.clear();
+  lanes_.erase(found);
+  dropHeld(lane, std::nullopt, garbage);
+}
+
+void SimulatedLoop::dropHeld(const Lane& lane, std::optional<TimerId> timer,
+                             std::vector<Task>& garbage) {
   for (auto& [id, transfer] : transfers_) {
     std::erase_if(transfer.held, [&](HeldPost& post) {
-      if (post.queue != &queue || (timer && post.id != *timer)) return false;
+      if (post.lane.get() != &lane || (timer && post.id != *timer)) return false;
       garbage.push_back(std::move(post.task));
       return true;
     });
@@ -80,32 +95,32 @@ void SimulatedLoop::removeHeld(const SimulatedQueue& queue, std::optional<TimerI
 
 SimulatedLoop::Ticks SimulatedLoop::firstDue() const {
   Ticks first = kNever;
-  for (const SimulatedQueue* queue : queues_) {
-    if (!queue->tasks_.empty()) first = std::min(first, queue->tasks_.begin()->first.first);
+  for (const auto& lane : lanes_) {
+    if (!lane->tasks.empty()) first = std::min(first, lane->tasks.begin()->first.first);
   }
   return first;
 }
 
-SimulatedQueue* SimulatedLoop::pickQueue() {
-  SimulatedQueue* best = nullptr;
+std::shared_ptr<SimulatedLoop::Lane> SimulatedLoop::pickLane() {
+  const std::shared_ptr<Lane>* best = nullptr;
   std::uint64_t tied = 1;
-  for (SimulatedQueue* queue : queues_) {
-    if (queue->tasks_.empty()) continue;
+  for (const auto& lane : lanes_) {
+    if (lane->tasks.empty()) continue;
     if (best == nullptr) {
-      best = queue;
+      best = &lane;
       continue;
     }
-    const auto key = queue->tasks_.begin()->first;
-    const auto bestKey = best->tasks_.begin()->first;
+    const Key key = lane->tasks.begin()->first;
+    const Key bestKey = (*best)->tasks.begin()->first;
     if (shuffle_ && key.first == bestKey.first) {
-      // Each of the tied queues ends up chosen with the same chance.
-      if (shuffle_->next() % ++tied == 0) best = queue;
+      // Each of the tied lanes ends up chosen with the same chance.
+      if (shuffle_->next() % ++tied == 0) best = &lane;
     } else if (key < bestKey) {
-      best = queue;
+      best = &lane;
       tied = 1;
     }
   }
-  return best;
+  return best != nullptr ? *best : nullptr;
 }
 
 bool SimulatedLoop::transferHasNews() const {
@@ -133,15 +148,33 @@ bool SimulatedLoop::step(Ticks limit) {
     if (takeFromTransfer()) continue;
     changed_.wait(lock, [&] { return isDue() || transferHasNews(); });
   }
-  SimulatedQueue* const queue = pickQueue();
-  if (queue == nullptr) return false;
-  const Ticks due = queue->tasks_.begin()->first.first;
+  const std::shared_ptr<Lane> lane = pickLane();
+  if (lane == nullptr) return false;
+  const Ticks due = lane->tasks.begin()->first.first;
   if (due > limit) return false;
   clock_.set(std::max(due, clock_.ticks()));
-  const Task task = queue->takeFirst();
+  const Task task = takeFirst(*lane);
   lock.unlock();
-  queue->run(task);
+  run(*lane, task);
   return true;
+}
+
+void SimulatedLoop::run(Lane& lane, const Task& task) {
+  struct Scope {
+    Scope(SimulatedLoop& loop, Lane& lane)
+        : loop(loop), lane(lane), outer(std::exchange(loop.current_, &lane)) {
+      ++lane.depth;
+    }
+    ~Scope() {
+      --lane.depth;
+      loop.current_ = outer;
+    }
+    SimulatedLoop& loop;
+    Lane& lane;
+    Lane* outer;
+  };
+  const Scope scope(*this, lane);
+  task();
 }
 
 void SimulatedLoop::runThrough(Ticks limit) {
@@ -173,8 +206,8 @@ bool SimulatedLoop::runNext() { return step(kNever); }
 std::optional<Date> SimulatedLoop::nextDue() const {
   const std::lock_guard lock(mutex_);
   if (!transfers_.empty()) return clock_.now();
-  const bool allDone = std::ranges::all_of(
-      queues_, [](const SimulatedQueue* queue) { return queue->tasks_.empty(); });
+  const bool allDone =
+      std::ranges::all_of(lanes_, [](const auto& lane) { return lane->tasks.empty(); });
   if (allDone) return std::nullopt;
   const double seconds = static_cast<double>(firstDue()) / kTicksPerSecond;
   return std::max(clock_.start() + Seconds{seconds}, clock_.now());

@@ -10,6 +10,8 @@
 #include <mutex>
 #include <optional>
 #include <thread>
+#include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "BeaconSDK/Platform/Api/Foundation.h"
@@ -95,9 +97,21 @@ class SimulatedLoop {
     std::atomic<Ticks> ticks_{0};
   };
 
+  /// When a task is due, and its place in the posting order.
+  using Key = std::pair<Ticks, TimerId>;
+
+  /// The inside of a queue; lives on while one of its tasks runs, also without the queue.
+  struct Lane {
+    bool isMain = false;
+    std::map<Key, Task> tasks;
+    std::unordered_map<TimerId, Ticks> dues;
+    /// How many of its tasks run now, one inside the other. Of the loop's thread only.
+    int depth = 0;
+  };
+
   /// What a transfer has posted and the loop has not taken yet.
   struct HeldPost {
-    SimulatedQueue* queue;
+    std::shared_ptr<Lane> lane;
     TimerId id;
     Ticks delay;
     Task task;
@@ -112,15 +126,16 @@ class SimulatedLoop {
 
   static Ticks ticksIn(Seconds span);
   /// The lock is held in the operations from here to `takeFromTransfer`.
-  TimerId post(SimulatedQueue& queue, Seconds delay, Task task);
+  TimerId post(const std::shared_ptr<Lane>& lane, Seconds delay, Task task);
   void insert(HeldPost post);
-  /// Forgets a queue; its tasks go to `garbage`, to be destroyed without the lock.
-  void remove(SimulatedQueue& queue, std::vector<Task>& garbage);
-  /// The same for posts of transfers to that queue, all or one.
-  void removeHeld(const SimulatedQueue& queue, std::optional<TimerId> timer,
-                  std::vector<Task>& garbage);
-  /// The queue to serve next among those whose first task is the earliest due; null for none.
-  SimulatedQueue* pickQueue();
+  static Task takeFirst(Lane& lane);
+  /// Drops one task. What is dropped goes to `garbage`, to be destroyed without the lock.
+  void drop(Lane& lane, TimerId timer, std::vector<Task>& garbage);
+  /// Drops all tasks and the lane itself.
+  void remove(const Lane& lane, std::vector<Task>& garbage);
+  void dropHeld(const Lane& lane, std::optional<TimerId> timer, std::vector<Task>& garbage);
+  /// The lane to serve next among those whose first task is the earliest due; null for none.
+  std::shared_ptr<Lane> pickLane();
   Ticks firstDue() const;
   bool transferHasNews() const;
   /// Moves one task of the earliest transfer to its queue, or forgets the transfer if it has ended;
@@ -130,6 +145,7 @@ class SimulatedLoop {
   /// Runs one task that is due by `limit`, waiting for transfers; false when there is none.
   bool step(Ticks limit);
   void runThrough(Ticks limit);
+  void run(Lane& lane, const Task& task);
 
   LoopClock clock_;
   std::atomic<std::thread::id> thread_;
@@ -137,12 +153,12 @@ class SimulatedLoop {
 
   mutable std::mutex mutex_;
   std::condition_variable changed_;
-  std::vector<SimulatedQueue*> queues_;
+  std::vector<std::shared_ptr<Lane>> lanes_;
   std::uint64_t lastTask_ = 0;
   TransferId lastTransfer_ = 0;
   std::map<TransferId, Transfer> transfers_;
-  /// The queue whose task runs; only the loop's thread looks at it.
-  SimulatedQueue* current_ = nullptr;
+  /// The lane whose task runs; only the loop's thread looks at it.
+  Lane* current_ = nullptr;
 };
 
 }  // namespace ks

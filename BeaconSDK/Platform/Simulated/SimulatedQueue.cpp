@@ -1,7 +1,6 @@
 #include "BeaconSDK/Platform/Simulated/SimulatedQueue.h"
 
 #include <future>
-#include <limits>
 #include <mutex>
 #include <utility>
 #include <vector>
@@ -9,63 +8,30 @@
 namespace ks {
 
 SimulatedQueue::SimulatedQueue(std::shared_ptr<SimulatedLoop> loop, Role role)
-    : loop_(std::move(loop)), role_(role) {
+    : loop_(std::move(loop)), lane_(std::make_shared<SimulatedLoop::Lane>()) {
+  lane_->isMain = role == Role::main;
   const std::lock_guard lock(loop_->mutex_);
-  loop_->queues_.push_back(this);
+  loop_->lanes_.push_back(lane_);
 }
 
 SimulatedQueue::~SimulatedQueue() {
-  // Destroyed outside the lock: what a task holds may use the loop in its own destructor.
+  // Destroyed after the lock is free: what a task holds may use the loop in its own destructor.
   std::vector<Task> garbage;
   const std::lock_guard lock(loop_->mutex_);
-  loop_->remove(*this, garbage);
-}
-
-void SimulatedQueue::insert(Key key, Task task) {
-  dues_.emplace(key.second, key.first);
-  tasks_.emplace(key, std::move(task));
-}
-
-Task SimulatedQueue::takeFirst() {
-  auto node = tasks_.extract(tasks_.begin());
-  dues_.erase(node.key().second);
-  return std::move(node.mapped());
+  loop_->remove(*lane_, garbage);
 }
 
 void SimulatedQueue::async(Task task) { after(Seconds{0}, std::move(task)); }
 
 TimerId SimulatedQueue::after(Seconds delay, Task task) {
   const std::lock_guard lock(loop_->mutex_);
-  return loop_->post(*this, delay, std::move(task));
+  return loop_->post(lane_, delay, std::move(task));
 }
 
 void SimulatedQueue::cancel(TimerId timer) {
   std::vector<Task> garbage;
   const std::lock_guard lock(loop_->mutex_);
-  const auto due = dues_.find(timer);
-  if (due == dues_.end()) {
-    loop_->removeHeld(*this, timer, garbage);
-    return;
-  }
-  garbage.push_back(std::move(tasks_.extract({due->second, timer}).mapped()));
-  dues_.erase(due);
-}
-
-void SimulatedQueue::run(const Task& task) {
-  struct Scope {
-    explicit Scope(SimulatedQueue& queue)
-        : self(queue), outer(std::exchange(queue.loop_->current_, &queue)) {
-      ++self.depth_;
-    }
-    ~Scope() {
-      --self.depth_;
-      self.loop_->current_ = outer;
-    }
-    SimulatedQueue& self;
-    SimulatedQueue* outer;
-  };
-  const Scope scope(*this);
-  task();
+  loop_->drop(*lane_, timer, garbage);
 }
 
 void SimulatedQueue::sync(const Task& task) {
@@ -76,28 +42,31 @@ void SimulatedQueue::sync(const Task& task) {
       task();
       done->set_value();
     });
+    done.reset();
+    // Also when the queue is destroyed first, which breaks the promise.
     finished.wait();
     return;
   }
   // A queue that is suspended further down owes nothing before this task.
-  while (depth_ == 0) {
+  while (lane_->depth == 0) {
     std::unique_lock lock(loop_->mutex_);
-    if (tasks_.empty() || tasks_.begin()->first.first > loop_->clock_.ticks()) break;
-    const Task earlier = takeFirst();
+    if (lane_->tasks.empty() || lane_->tasks.begin()->first.first > loop_->clock_.ticks()) break;
+    const Task earlier = SimulatedLoop::takeFirst(*lane_);
     lock.unlock();
-    run(earlier);
+    loop_->run(*lane_, earlier);
   }
-  run(task);
+  loop_->run(*lane_, task);
 }
 
 bool SimulatedQueue::isCurrent() const {
   if (!loop_->isLoopThread()) return false;
-  return loop_->current_ == this || (loop_->current_ == nullptr && role_ == Role::main);
+  if (loop_->current_ == nullptr) return lane_->isMain;
+  return loop_->current_ == lane_.get();
 }
 
 std::size_t SimulatedQueue::pendingTasks() const {
   const std::lock_guard lock(loop_->mutex_);
-  return tasks_.size();
+  return lane_->tasks.size();
 }
 
 }  // namespace ks

@@ -1,10 +1,7 @@
 #pragma once
 
-#include <map>
+#include <cstddef>
 #include <memory>
-#include <string>
-#include <unordered_map>
-#include <utility>
 
 #include "BeaconSDK/Platform/Api/Foundation.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedLoop.h"
@@ -35,22 +32,8 @@ class SimulatedQueue : public DispatchQueue {
   std::size_t pendingTasks() const;
 
  private:
-  friend class SimulatedLoop;
-
-  /// When it is due, and its place in the posting order.
-  using Key = std::pair<SimulatedLoop::Ticks, TimerId>;
-
-  /// The loop's lock is held.
-  void insert(Key key, Task task);
-  Task takeFirst();
-  void run(const Task& task);
-
   std::shared_ptr<SimulatedLoop> loop_;
-  Role role_;
-  std::map<Key, Task> tasks_;
-  std::unordered_map<TimerId, SimulatedLoop::Ticks> dues_;
-  /// Runs now, or is suspended below the one that does.
-  int depth_ = 0;
+  std::shared_ptr<SimulatedLoop::Lane> lane_;
 };
 
 }  // namespace ks
