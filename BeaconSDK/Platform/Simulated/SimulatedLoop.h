@@ -54,7 +54,8 @@ class SimulatedLoop {
 
   /// Runs everything that is due now, transfers and what follows from them included.
   void runUntilIdle();
-  /// Runs everything that falls due within `span`; time has then moved by exactly that much.
+  /// Runs everything that falls due within `span`; time has then moved by that much, or more if
+  /// the last task stalled.
   void advance(Seconds span);
   /// The same up to a moment; one that lies in the past means now.
   void runUntil(Date moment);

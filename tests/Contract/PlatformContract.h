@@ -1,0 +1,57 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <ostream>
+#include <string>
+
+#include "BeaconSDK/Platform/Api/Platform.h"
+
+namespace ks::test {
+
+/// A platform on which the contracts of the seam are tried, and what the interfaces leave open.
+class PlatformUnderTest {
+ public:
+  virtual ~PlatformUnderTest() = default;
+  virtual Platform& platform() = 0;
+  /// Lets the platform work until its time has moved by `span` at least.
+  virtual void runFor(Seconds span) = 0;
+  /// Ends the process, as it were, and begins another on the same device.
+  virtual void restart() = 0;
+};
+
+struct PlatformParameter {
+  std::string name;
+  std::function<std::unique_ptr<PlatformUnderTest>()> make;
+  friend std::ostream& operator<<(std::ostream& out, const PlatformParameter& parameter) {
+    return out << parameter.name;
+  }
+};
+
+/// The base of all contract suites: each interface's suite runs on every platform that instantiates
+/// it.
+class PlatformContract : public testing::TestWithParam<PlatformParameter> {
+ protected:
+  Platform& platform() { return device_->platform(); }
+  void runFor(Seconds span) { device_->runFor(span); }
+  void restart() { device_->restart(); }
+
+ private:
+  std::unique_ptr<PlatformUnderTest> device_ = GetParam().make();
+};
+
+class DispatchQueueContract : public PlatformContract {
+ protected:
+  /// Both of the platform's queues keep the same contract.
+  std::vector<DispatchQueue*> queues() {
+    return {&platform().mainQueue(), &platform().globalQueue()};
+  }
+};
+class NotificationCenterContract : public PlatformContract {};
+class UserDefaultsContract : public PlatformContract {};
+class ApplicationContract : public PlatformContract {};
+class UserNotificationCenterContract : public PlatformContract {};
+
+}  // namespace ks::test

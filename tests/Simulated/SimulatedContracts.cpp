@@ -1,0 +1,46 @@
+#include <filesystem>
+#include <memory>
+
+#include "BeaconSDK/Platform/Simulated/SimulatedPlatform.h"
+#include "tests/Contract/PlatformContract.h"
+
+namespace ks::test {
+
+namespace {
+
+class SimulatedUnderTest : public PlatformUnderTest {
+ public:
+  Platform& platform() override { return *device_; }
+  void runFor(Seconds span) override { device_->advance(span); }
+  void restart() override {
+    SimulatedPlatformOptions options;
+    options.root = root_.directories().caches / "device";
+    options.start = device_->clock().now();
+    device_.reset();
+    device_ = std::make_unique<SimulatedPlatform>(options);
+  }
+
+ private:
+  /// Only for its folder, which goes when the test is over.
+  SimulatedPlatform root_;
+  std::unique_ptr<SimulatedPlatform> device_ = makeDevice();
+
+  std::unique_ptr<SimulatedPlatform> makeDevice() {
+    SimulatedPlatformOptions options;
+    options.root = root_.directories().caches / "device";
+    return std::make_unique<SimulatedPlatform>(options);
+  }
+};
+
+const auto kSimulated = testing::Values(
+    PlatformParameter{"simulated", [] { return std::make_unique<SimulatedUnderTest>(); }});
+
+}  // namespace
+
+INSTANTIATE_TEST_SUITE_P(Simulated, DispatchQueueContract, kSimulated);
+INSTANTIATE_TEST_SUITE_P(Simulated, NotificationCenterContract, kSimulated);
+INSTANTIATE_TEST_SUITE_P(Simulated, UserDefaultsContract, kSimulated);
+INSTANTIATE_TEST_SUITE_P(Simulated, ApplicationContract, kSimulated);
+INSTANTIATE_TEST_SUITE_P(Simulated, UserNotificationCenterContract, kSimulated);
+
+}  // namespace ks::test

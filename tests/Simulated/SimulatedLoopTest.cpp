@@ -1,0 +1,164 @@
+#include <gmock/gmock.h>
+
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "BeaconSDK/Platform/Simulated/SimulatedLoop.h"
+#include "BeaconSDK/Platform/Simulated/SimulatedQueue.h"
+
+namespace ks {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class SimulatedLoopTest : public testing::Test {
+ protected:
+  explicit SimulatedLoopTest(
+      std::shared_ptr<SimulatedLoop> loop = std::make_shared<SimulatedLoop>())
+      : loop_(std::move(loop)) {}
+
+  Task record(std::string what) {
+    return [this, what = std::move(what)] { seen_.push_back(what); };
+  }
+  double now() const { return secondsBetween(kSimulatedStart, loop_->clock().now()); }
+
+  std::shared_ptr<SimulatedLoop> loop_;
+  SimulatedQueue main_{loop_, SimulatedQueue::Role::main};
+  SimulatedQueue other_{loop_};
+  std::vector<std::string> seen_;
+};
+
+TEST_F(SimulatedLoopTest, StepsQueuesInOneOrder) {
+  main_.after(Seconds{0.3}, record("later"));
+  other_.after(Seconds{0.1}, [this] { other_.after(Seconds{0.2}, record("tie, posted last")); });
+  other_.async(record("first"));
+  main_.async(record("second"));
+  loop_->advance(Seconds{1});
+  EXPECT_THAT(seen_, ElementsAre("first", "second", "later", "tie, posted last"));
+  EXPECT_EQ(now(), 1);
+}
+
+TEST_F(SimulatedLoopTest, MovesTimeOnlyAsFarAsAsked) {
+  main_.after(Seconds{10}, record("ten"));
+  main_.after(Seconds{1e300}, record("never"));
+  loop_->runUntilIdle();
+  loop_->advance(Seconds{-5});
+  loop_->runUntil(kSimulatedStart - Seconds{5});
+  EXPECT_EQ(now(), 0);
+  loop_->runUntil(kSimulatedStart + Seconds{9.5});
+  EXPECT_THAT(seen_, IsEmpty());
+  EXPECT_EQ(loop_->nextDue(), kSimulatedStart + Seconds{10});
+  EXPECT_TRUE(loop_->runNext());
+  EXPECT_EQ(now(), 10);
+  EXPECT_THAT(seen_, ElementsAre("ten"));
+}
+
+TEST_F(SimulatedLoopTest, LateTasksRunAfterAStall) {
+  main_.async([this] {
+    loop_->stall(Seconds{30});
+    record("slow")();
+  });
+  main_.after(Seconds{10}, [this] { record("late at " + std::to_string(int(now())))(); });
+  loop_->advance(Seconds{20});
+  EXPECT_THAT(seen_, ElementsAre("slow", "late at 30"));
+  EXPECT_EQ(now(), 30);
+}
+
+TEST_F(SimulatedLoopTest, TimeStandsStillDuringATransfer) {
+  const TransferId transfer = loop_->beginTransfer();
+  main_.after(Seconds{1}, record("timer"));
+  main_.async(record("due"));
+  std::thread network([&] {
+    SimulatedLoop::postAs(transfer);
+    other_.async([this] {
+      record("reply at " + std::to_string(now()))();
+      main_.async(record("handled"));
+    });
+    other_.async(record("end"));
+    loop_->endTransfer(transfer);
+  });
+  loop_->advance(Seconds{5});
+  network.join();
+  EXPECT_THAT(seen_, ElementsAre("due", "reply at 0.000000", "handled", "end", "timer"));
+  EXPECT_EQ(loop_->transfersUnderWay(), 0U);
+}
+
+TEST_F(SimulatedLoopTest, TakesTransfersInTheirOrder) {
+  const TransferId first = loop_->beginTransfer();
+  const TransferId second = loop_->beginTransfer();
+  const auto reply = [&](TransferId transfer, const char* name) {
+    std::thread([&, transfer, name] {
+      SimulatedLoop::postAs(transfer);
+      other_.async(record(name));
+      loop_->endTransfer(transfer);
+    }).join();
+  };
+  reply(second, "second");
+  EXPECT_EQ(other_.pendingTasks(), 0U);
+  std::thread slow([&] { reply(first, "first"); });
+  loop_->runUntilIdle();
+  slow.join();
+  EXPECT_THAT(seen_, ElementsAre("first", "second"));
+}
+
+TEST_F(SimulatedLoopTest, QueueMayEndInsideItsTask) {
+  auto queue = std::make_shared<SimulatedQueue>(loop_);
+  const auto witness = std::make_shared<int>(0);
+  queue->async([&] {
+    queue.reset();
+    record("ended")();
+  });
+  queue->async([this, witness] { record("never")(); });
+  loop_->runUntilIdle();
+  EXPECT_THAT(seen_, ElementsAre("ended"));
+  EXPECT_EQ(witness.use_count(), 1);
+}
+
+TEST_F(SimulatedLoopTest, SyncFromAnotherThreadWaits) {
+  bool done = false;
+  std::thread other([&] {
+    main_.sync(record("in loop"));
+    done = true;
+    main_.async(record("after"));
+  });
+  while (!loop_->runNext()) std::this_thread::yield();
+  other.join();
+  loop_->runUntilIdle();
+  EXPECT_TRUE(done);
+  EXPECT_THAT(seen_, ElementsAre("in loop", "after"));
+}
+
+TEST_F(SimulatedLoopTest, MainQueueIsCurrentBetweenTasks) {
+  EXPECT_TRUE(main_.isCurrent());
+  EXPECT_FALSE(other_.isCurrent());
+  main_.sync([this] { EXPECT_TRUE(main_.isCurrent()); });
+  other_.sync([this] { EXPECT_FALSE(main_.isCurrent()); });
+}
+
+TEST(SimulatedLoopShuffleTest, BreaksTiesBetweenQueuesOnly) {
+  const auto run = [](std::uint64_t seed) {
+    const auto loop = std::make_shared<SimulatedLoop>(kSimulatedStart, seed);
+    SimulatedQueue a(loop);
+    SimulatedQueue b(loop);
+    std::string seen;
+    for (char letter = 'a'; letter < 'e'; ++letter) {
+      a.async([&seen, letter] { seen += letter; });
+      b.async([&seen, letter] { seen += static_cast<char>(letter - 'a' + 'A'); });
+    }
+    loop->runUntilIdle();
+    return seen;
+  };
+  EXPECT_EQ(run(1), run(1));
+  bool differs = false;
+  for (std::uint64_t seed = 1; seed < 20; ++seed) {
+    std::string seen = run(seed);
+    differs = differs || seen != run(0);
+    std::ranges::stable_partition(seen, [](char c) { return c >= 'a'; });
+    EXPECT_EQ(seen, "abcdABCD");
+  }
+  EXPECT_TRUE(differs);
+}
+
+}  // namespace ks
