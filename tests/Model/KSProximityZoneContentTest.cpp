@@ -1,0 +1,94 @@
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "BeaconSDK/Classes/Beacon/Content/KSFollowTrackProximityZoneContent.h"
+#include "BeaconSDK/Classes/Beacon/Content/KSHTMLProximityZoneContent.h"
+#include "BeaconSDK/Classes/Beacon/Content/KSProximityZoneContent.h"
+#include "BeaconSDK/Classes/Beacon/Content/KSProximityZoneContentCategory.h"
+#include "BeaconSDK/Classes/Beacon/Content/KSProximityZoneContentError.h"
+#include "BeaconSDK/Classes/Beacon/Content/KSTextPushProximityZoneContent.h"
+#include "BeaconSDK/Classes/Beacon/Content/KSVideoProximityZoneContent.h"
+
+namespace {
+
+TEST(KSProximityZoneContentTest, KindAndIdentifierMakeIdentity) {
+  KSHTMLProximityZoneContent html;
+  KSHTMLProximityZoneContent other;
+  KSVideoProximityZoneContent video;
+  EXPECT_FALSE(html.isEqual(&other)) << "no identifier, no identity";
+  html.identifier = other.identifier = video.identifier = "42";
+  other.message = "another text";
+  EXPECT_TRUE(html.isEqual(&other));
+  EXPECT_EQ(html.hash(), other.hash());
+  EXPECT_FALSE(html.isEqual(&video));
+  EXPECT_EQ(video.hash() - html.hash(), 2U);
+  KSProximityZoneContentCategory category;
+  category.identifier = "42";
+  EXPECT_FALSE(html.isEqual(&category));
+  EXPECT_FALSE(html.isEqual(nullptr));
+}
+
+TEST(KSProximityZoneContentTest, DescribesPortalSettings) {
+  KSVideoProximityZoneContent content;
+  content.identifier = "7";
+  content.repeatDelay = 60;
+  content.proximity = 2;
+  content.notifyAfterEventsInterval = 59.9;
+  content.eventIsEnter = true;
+  content.eventDetectionCounter = 5;
+  EXPECT_EQ(content.description(),
+            "identifier: 7\nname: (null)\nmessage: (null)\nlanguage: (null)\ntitle: (null)\n"
+            "titleImageUrl: (null)\ncategoryIdentifier: (null)\nrepeatDelay: 60.000000\n"
+            "dwellingTime: 0.000000\nproximity: 2\nnotifyAfterEventsCount: 0\n"
+            "notifyAfterEventsInterval: 59\neventIsEnter: 1\nvideoUrl: (null)\n");
+  KSHTMLProximityZoneContent page;
+  page.pageUrl = "https://portal.example/%d";
+  EXPECT_TRUE(page.description().ends_with("eventIsEnter: 0\nurl: https://portal.example/%d\n"));
+}
+
+TEST(KSProximityZoneContentTest, KindsHaveNamesOfTheirOwn) {
+  const auto type = KSProximityZoneTypeFromString;
+  EXPECT_EQ(type("TextPush"), KSTextPushProximityZoneContent().type());
+  EXPECT_EQ(type("Html"), KSHTMLProximityZoneContent().type());
+  EXPECT_EQ(type("FollowTrack"), KSFollowTrackProximityZoneContent().type());
+  EXPECT_EQ(type("Video"), KSVideoProximityZoneContent().type());
+  for (const char* text : {"HTML", "PUSH_TEXT", "html", "video ", ""}) {
+    EXPECT_EQ(type(text), KSProximityZoneType::unknown) << text;
+  }
+  EXPECT_EQ(type(std::nullopt), KSProximityZoneType::unknown);
+}
+
+TEST(KSProximityZoneContentTest, PersistsAllButTheLastFiring) {
+  const auto& properties = KSVideoProximityZoneContent::kClass.codableProperties();
+  EXPECT_EQ(properties.size(), 21U);
+  KSVideoProximityZoneContent source;
+  source.videoUrl = "v";
+  source.richMediaUrl = "m";
+  source.proximity = 3;
+  source.dwellingTime = 30;
+  source.isUpdatedLocalProperties = true;
+  source.blockedUntilDate = ks::dateFromSecondsSince1970(9.2e18);
+  KSVideoProximityZoneContent copy;
+  for (const auto& property : properties) {
+    const auto value = property.get(source);
+    if (!value.isAbsent()) property.set(copy, value);
+  }
+  EXPECT_EQ(copy.description(), source.description());
+  EXPECT_EQ(copy.richMediaUrl, "m");
+  EXPECT_EQ(copy.blockedUntilDate, source.blockedUntilDate);
+  EXPECT_TRUE(copy.isUpdatedLocalProperties);
+}
+
+TEST(KSProximityZoneContentTest, ErrorNamesItsZone) {
+  using ContentError = KSProximityZoneContentError;
+  const auto known = ContentError::errorWithDescription("no page", "z1");
+  EXPECT_EQ(known->localizedDescription(), "Proximity z1\n,no page");
+  EXPECT_EQ(known->domain(), "ProximityConfig");
+  EXPECT_EQ(known->code(), -1);
+  const auto unknown = ContentError::errorWithDescription("no page", std::nullopt);
+  EXPECT_EQ(unknown->localizedDescription(), "Proximity Unknown\n,no page");
+  EXPECT_FALSE(unknown->userInfo().contains("UUID"));
+}
+
+}  // namespace
