@@ -1,0 +1,196 @@
+#include <algorithm>
+#include <vector>
+
+#include "BeaconSDK/Classes/Manager/KSBatteryStatus.h"
+#include "tests/Support/PlatformFixture.h"
+
+namespace {
+
+/// A radio that does what the test says and counts the scans.
+class FakeCentral : public ks::CBCentralManager {
+ public:
+  ks::CBManagerState state() const override { return state_; }
+  bool isScanning() const override { return scanning_; }
+  void scanForPeripheralsWithServices(const std::vector<ks::CBUUID>& services) override {
+    EXPECT_EQ(services, std::vector<ks::CBUUID>{{"D00D"}});
+    scanning_ = true;
+    ++scans_;
+  }
+  void stopScan() override { scanning_ = false; }
+
+  ks::CBManagerState state_ = ks::CBManagerState::poweredOn;
+  bool scanning_ = false;
+  int scans_ = 0;
+};
+
+const ks::UUID kUUID = *ks::UUID::fromString("11223344-5566-4778-8899-AABBCCDDEEFF");
+
+std::unique_ptr<KSPrivateBeacon> makeBeacon(const char* name, std::int64_t major,
+                                            std::int64_t minor) {
+  auto beacon = std::make_unique<KSPrivateBeacon>();
+  beacon->setName(name);
+  beacon->setUuid(kUUID);
+  beacon->setMajor(major);
+  beacon->setMinor(minor);
+  return beacon;
+}
+
+ks::Data tagged(const std::string& tag, std::uint8_t level, std::size_t size = 7) {
+  ks::Data data(size, 0xEE);
+  std::copy(tag.begin(), tag.end(), data.begin());
+  if (size > 6) data[6] = level;
+  return data;
+}
+
+ks::Data identified(std::uint16_t major, std::uint16_t minor, std::uint8_t level) {
+  ks::Data data(24);
+  std::copy(kUUID.bytes.begin(), kUUID.bytes.end(), data.begin() + 1);
+  data[17] = static_cast<std::uint8_t>(major >> 8);
+  data[18] = static_cast<std::uint8_t>(major);
+  data[19] = static_cast<std::uint8_t>(minor >> 8);
+  data[20] = static_cast<std::uint8_t>(minor);
+  data[23] = level;
+  return data;
+}
+
+class KSBatteryStatusTest : public ks::testing::PlatformFixture {
+ protected:
+  KSBatteryStatusTest() : PlatformFixture(withFakeRadio()) {}
+
+  void hear(const ks::Data& serviceData) {
+    const ks::Dictionary services{{"D00D", serviceData}};
+    status_.didDiscoverPeripheral(*central_, {}, {{"kCBAdvDataServiceData", services}}, {-60});
+  }
+  void turnRadio(ks::CBManagerState state) {
+    central_->state_ = state;
+    status_.centralManagerDidUpdateState(*central_);
+  }
+  std::optional<std::int64_t> levelOf(const std::unique_ptr<KSPrivateBeacon>& beacon) const {
+    return status_.beaconBatteryForBeacon(*beacon);
+  }
+  std::vector<std::string> console() {
+    auto lines = platform_->console().lines();
+    platform_->console().clear();
+    return lines;
+  }
+
+  /// The radio that the monitor under test owns.
+  static inline FakeCentral* central_ = nullptr;
+  KSBatteryStatus status_;
+
+ private:
+  static ks::SimulatedPlatformOptions withFakeRadio() {
+    ks::SimulatedPlatformOptions options;
+    options.makeCentralManager = [](ks::CBCentralManagerDelegate&) {
+      auto central = std::make_unique<FakeCentral>();
+      central_ = central.get();
+      return central;
+    };
+    return options;
+  }
+};
+
+TEST_F(KSBatteryStatusTest, KeysNameMinorBeforeMajor) {
+  EXPECT_EQ(KSBatteryStatus::keyForBeacon(*makeBeacon("BK01", 300, 7)),
+            "BK0111223344-5566-4778-8899-AABBCCDDEEFF7300");
+  const auto withoutUUID = makeBeacon("BK01", 300, 7);
+  withoutUUID->setUuid(std::nullopt);
+  const auto withoutName = makeBeacon("", 300, 7);
+  const auto withoutMinor = makeBeacon("BK01", 300, 0);
+  for (const auto* beacon : {&withoutUUID, &withoutName, &withoutMinor}) {
+    EXPECT_EQ(KSBatteryStatus::keyForBeacon(**beacon), std::nullopt);
+    status_.requestBatteryForBeacon(**beacon);
+  }
+  EXPECT_EQ(central_->scans_, 0);
+}
+
+TEST_F(KSBatteryStatusTest, ScansWhileLevelsAreMissing) {
+  const auto first = makeBeacon("AAAA1", 1, 1);
+  const auto second = makeBeacon("BBBB1", 1, 2);
+  turnRadio(ks::CBManagerState::poweredOff);
+  status_.requestBatteryForBeacon(*first);
+  EXPECT_FALSE(central_->scanning_);
+  turnRadio(ks::CBManagerState::poweredOn);
+  EXPECT_TRUE(central_->scanning_);
+  EXPECT_EQ(console(),
+            (std::vector<std::string>{"CoreBluetooth BLE hardware is powered off",
+                                      "CoreBluetooth BLE hardware is powered on and ready"}));
+  status_.requestBatteryForBeacon(*second);
+  EXPECT_EQ(levelOf(second), std::nullopt);
+  hear(tagged("AAAA", 50));
+  EXPECT_TRUE(central_->scanning_);
+  hear(tagged("AAAA", 49));
+  EXPECT_EQ(levelOf(first), 49) << "heard again while the scan runs for another";
+  hear(identified(1, 2, 255));
+  EXPECT_FALSE(central_->scanning_);
+  EXPECT_EQ(levelOf(second), 255);
+  const int scans = central_->scans_;
+  status_.requestBatteryForBeacon(*first);
+  turnRadio(ks::CBManagerState::poweredOn);
+  EXPECT_EQ(central_->scans_, scans) << "every level is known";
+}
+
+TEST_F(KSBatteryStatusTest, ScanStartsAnewAfterSomethingWasHeard) {
+  const auto early = makeBeacon("AAAA1", 1, 1);
+  const auto late = makeBeacon("BBBB1", 1, 2);
+  status_.requestBatteryForBeacon(*early);
+  status_.requestBatteryForBeacon(*early);
+  EXPECT_EQ(central_->scans_, 1);
+  hear(tagged("BBBB", 70));
+  status_.requestBatteryForBeacon(*late);
+  EXPECT_EQ(central_->scans_, 2) << "a scan reports each peripheral once";
+}
+
+TEST_F(KSBatteryStatusTest, ReadsBothLayoutsByLength) {
+  const auto beacon = makeBeacon("BK01", 300, 7);
+  status_.requestBatteryForBeacon(*beacon);
+  struct Row {
+    ks::Data data;
+    std::optional<std::int64_t> level;
+  };
+  ks::Data tooLong = identified(300, 7, 5);
+  tooLong.push_back(0);
+  const std::vector<Row> rows{{{}, {}},
+                              {tagged("BK01", 0, 6), {}},
+                              {tagged("BK01", 1, 20), {}},
+                              {tagged("BK02", 2), {}},
+                              {tagged("BK\xC3\xA9", 3), {}},
+                              {identified(7, 300, 4), {}},
+                              {tooLong, {}},
+                              {tagged("BK01", 87, 7), 87},
+                              {tagged("BK01", 0, 19), 0},
+                              {identified(300, 7, 99), 99}};
+  for (const auto& row : rows) {
+    hear(row.data);
+    EXPECT_EQ(levelOf(beacon), row.level) << row.data.size();
+  }
+  status_.didDiscoverPeripheral(*central_, {}, {{"kCBAdvDataServiceData", "text"}}, {-60});
+  status_.didDiscoverPeripheral(*central_, {}, {}, {-60});
+  EXPECT_EQ(levelOf(beacon), 99);
+}
+
+TEST_F(KSBatteryStatusTest, WritesWhatItReads) {
+  const auto beacon = makeBeacon("BK01", 300, 7);
+  status_.requestBatteryForBeacon(*beacon);
+  hear(tagged("BK01", 87));
+  EXPECT_EQ(console(), (std::vector<std::string>{"BK01", "87"}));
+  hear(tagged("\xFFK01", 87));
+  EXPECT_EQ(console(), std::vector<std::string>{"(null)"});
+  hear(identified(300, 7, 200));
+  EXPECT_EQ(console(),
+            (std::vector<std::string>{"11223344-5566-4778-8899-AABBCCDDEEFF", "300", "7", "200"}));
+  hear(identified(300, 8, 200));
+  EXPECT_EQ(console().size(), 3U);
+}
+
+TEST_F(KSBatteryStatusTest, FirstRequestedOfOneTagGetsTheLevel) {
+  const auto first = makeBeacon("BK01-entrance", 1, 2);
+  const auto second = makeBeacon("BK01-exit", 1, 1);
+  status_.requestBatteryForBeacon(*first);
+  status_.requestBatteryForBeacon(*second);
+  hear(tagged("BK01", 60));
+  EXPECT_EQ(levelOf(first), 60);
+  EXPECT_EQ(levelOf(second), std::nullopt);
+}
+
+}  // namespace
