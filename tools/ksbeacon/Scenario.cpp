@@ -8,4 +8,14 @@ const std::vector<std::string>& refusalNames() {
   return kNames;
 }
 
+const std::vector<std::string>& permissionNames() {
+  static const std::vector<std::string> kNames = {"notDetermined", "restricted", "denied", "always",
+                                                  "whenInUse"};
+  return kNames;
+}
+
+std::string permissionName(CLAuthorizationStatus status) {
+  return permissionNames().at(static_cast<std::size_t>(status));
+}
+
 }  // namespace ks::tool

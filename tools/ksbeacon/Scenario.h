@@ -139,4 +139,8 @@ struct Scenario {
 /// The rules that a refusal can name: "repeatDelay", ...
 const std::vector<std::string>& refusalNames();
 
+/// "always", "denied", ...: in the order of the platform's numbers.
+const std::vector<std::string>& permissionNames();
+std::string permissionName(CLAuthorizationStatus status);
+
 }  // namespace ks::tool

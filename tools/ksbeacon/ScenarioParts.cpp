@@ -109,8 +109,8 @@ Seconds readMoment(ObjectReader& reader, std::string_view name, Range range,
   if (node != nullptr && node->number() != nullptr) seconds = *node->number();
   if (node != nullptr && node->string() != nullptr) seconds = momentFrom(*node->string());
   if (seconds && *seconds >= range.least && *seconds <= range.most) return Seconds{*seconds};
-  reader.fail(name, fmt::format("seconds from {:g} to {:g}, as a number or as \"h:mm:ss\"",
-                                range.least, range.most));
+  reader.fail(name, fmt::format("seconds from {} to {}, as a number or as \"h:mm:ss\"", range.least,
+                                range.most));
   return Seconds{range.least};
 }
 
@@ -140,11 +140,8 @@ void readLocale(ObjectReader& reader, std::string_view name, std::string& langua
 }
 
 CLAuthorizationStatus readPermission(ObjectReader& reader, std::string_view name) {
-  // In the order of the platform's numbers.
-  static const std::vector<std::string> kNames = {"notDetermined", "restricted", "denied", "always",
-                                                  "whenInUse"};
   constexpr std::size_t kAlways = 3;
-  return static_cast<CLAuthorizationStatus>(reader.choice(name, kNames, kAlways));
+  return static_cast<CLAuthorizationStatus>(reader.choice(name, permissionNames(), kAlways));
 }
 
 ScenarioParts::ScenarioParts(ObjectReader& document, Date start, Seconds until)

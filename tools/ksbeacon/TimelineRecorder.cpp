@@ -179,7 +179,7 @@ void TimelineRecorder::statisticArrived(std::string event, std::string body) {
   statistics_.push_back({std::move(event), std::move(body)});
 }
 
-void TimelineRecorder::transferDidEnd(const HttpExchange& exchange) {
+void TimelineRecorder::transferEnded(const HttpExchange& exchange) {
   const std::string target = targetOf(exchange.url);
   const std::string outcome = exchange.error    ? errorInWords(*exchange.error)
                               : exchange.status ? std::to_string(*exchange.status)

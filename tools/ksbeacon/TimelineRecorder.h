@@ -21,7 +21,7 @@ namespace ks::tool {
 ///
 /// Lines hold nothing of the machine that the simulation runs on: no port, no path, no real time.
 /// Everything but `statisticArrived` runs on the simulated device's own thread.
-class TimelineRecorder : public KSEngineObserver, public LocationListener, public HttpObserver {
+class TimelineRecorder : public KSEngineObserver, public LocationListener {
  public:
   /// The scenario and the timeline must outlive the recorder. `clock` changes with the device.
   TimelineRecorder(const Scenario& scenario, Timeline& timeline, std::string portalURL);
@@ -44,8 +44,7 @@ class TimelineRecorder : public KSEngineObserver, public LocationListener, publi
   void ranged(const CLBeaconRegion& region, const std::vector<CLBeacon>& beacons) override;
   void monitoringFailed(const CLRegion* region, const Error& error) override;
 
-  void transferDidStart(std::uint64_t) override {}
-  void transferDidEnd(const HttpExchange& exchange) override;
+  void transferEnded(const HttpExchange& exchange);
 
  private:
   using BeaconIdentity = std::tuple<UUID, std::uint16_t, std::uint16_t>;

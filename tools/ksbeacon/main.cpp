@@ -4,7 +4,6 @@
 #include <memory>
 #include <string>
 
-#include "BeaconSDK/KSBeaconSDK.h"
 #include "tools/ksbeacon/ExitCode.h"
 #include "tools/ksbeacon/HelpFormatter.h"
 #include "tools/ksbeacon/PortalCommand.h"
@@ -30,10 +29,10 @@ int run(int argc, char** argv) {
   std::string topic;
   CLI::App* const help =
       app.add_subcommand("help", "Show help for the command or for a subcommand");
-  help->add_option("COMMAND", topic, "simulate or portal");
+  help->add_option("COMMAND", topic, "simulate or portal")
+      ->check(CLI::IsMember({"simulate", "portal"}));
   help->callback([&] {
-    const CLI::App* const command = topic.empty() ? &app : app.get_subcommand_no_throw(topic);
-    if (command == nullptr) throw CLI::ValidationError("help", "there is no command " + topic);
+    const CLI::App* const command = topic.empty() ? &app : app.get_subcommand(topic);
     std::cout << command->help("", CLI::AppFormatMode::Normal);
   });
 

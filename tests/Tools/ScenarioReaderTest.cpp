@@ -1,0 +1,153 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <variant>
+
+#include "tools/ksbeacon/ScenarioReader.h"
+
+namespace ks::tool {
+namespace {
+
+/// A scenario that holds one of everything; tests spoil it one text at a time.
+const std::string kGood = R"({
+  "start": "2026-05-04T11:00:00+02:00",
+  "until": "0:10:00",
+  "origin": {"latitude": 45, "longitude": 7},
+  "portal": {"documents": ".", "faults": [{"kind": "status", "status": 401, "to": 20}]},
+  "application": {"tags": {"age": "30"}, "disabledCategories": ["2"]},
+  "beacons": [
+    {"at": {"east": 100, "north": 0}, "uuid": "11223344-5566-4778-8899-AABBCCDDEEFF",
+     "major": 1, "minor": 2, "on": 10, "off": 20,
+     "battery": {"layout": "name", "tag": "BK01", "level": 9}}
+  ],
+  "walk": {
+    "from": {"latitude": 45, "longitude": 7},
+    "steps": [{"pause": 5}, {"to": {"east": 70}, "speed": 2}],
+    "outages": [{"from": 1, "to": 2}]
+  },
+  "events": [{"at": 30, "do": "setTag", "tag": "a", "value": "b"}],
+  "expect": [{"content": "c", "from": 10, "never": true}]
+})";
+
+std::string spoiled(const std::string& good, const std::string& bad) {
+  std::string text = kGood;
+  const std::size_t at = text.find(good);
+  EXPECT_NE(at, std::string::npos) << good;
+  return text.replace(at, good.size(), bad);
+}
+
+std::string messageFor(const std::string& text) {
+  const auto read = readScenario(text, "s.json");
+  const auto* const error = std::get_if<InputError>(&read);
+  return error == nullptr ? "accepted" : error->message();
+}
+
+TEST(ScenarioReaderTest, ReadsEveryMember) {
+  const auto read = readScenario(kGood, "s.json");
+  ASSERT_TRUE(std::holds_alternative<Scenario>(read)) << std::get<InputError>(read).message();
+  const Scenario& scenario = std::get<Scenario>(read);
+  EXPECT_EQ(dateDescription(scenario.start), "2026-05-04 09:00:00 +0000");
+  EXPECT_EQ(scenario.until.count(), 600);
+  ASSERT_EQ(scenario.beacons.size(), 1U);
+  const SimulatedBeacon& radio = scenario.beacons[0].radio;
+  EXPECT_NEAR(distanceBetween(scenario.walk.stops[0].coordinate, radio.coordinate).value, 100,
+              0.01);
+  EXPECT_FALSE(radio.isOn(scenario.start + Seconds{9}));
+  EXPECT_TRUE(radio.isOn(scenario.start + Seconds{10}));
+  EXPECT_FALSE(radio.isOn(scenario.start + Seconds{20}));
+  ASSERT_EQ(scenario.walk.stops.size(), 2U);
+  EXPECT_EQ(scenario.walk.stops[0].pause.count(), 5);
+  EXPECT_EQ(scenario.walk.stops[1].speed.value, 2);
+  EXPECT_EQ(scenario.faults.at(0).to.count(), 20);
+  EXPECT_EQ(scenario.expectations.at(0).times, 0);
+  EXPECT_EQ(scenario.expectations.at(0).to.count(), 600);
+}
+
+TEST(ScenarioReaderTest, TellsEachMistakeOnOneLine) {
+  const struct {
+    std::string good, bad, message;
+  } cases[] = {
+      {"\"until\": \"0:10:00\"", "\"until\": 0",
+       "s.json:3: until: expected seconds from 1 to 31622400, as a number or as \"h:mm:ss\", "
+       "got 0"},
+      {"0:10:00", "10 minutes",
+       "s.json:3: until: expected seconds from 1 to 31622400, as a number or as \"h:mm:ss\", "
+       "got \"10 minutes\""},
+      {"2026-05-04T11", "2026-02-30T11",
+       "s.json:2: start: expected a date like \"2026-05-04T09:00:00Z\", from 1970 on, got "
+       "\"2026-02-30T11:00:00+02:00\""},
+      {"\"documents\": \".\"", "\"documents\": \"nowhere\"",
+       "s.json:5: portal.documents: expected a folder of portal documents, relative to the "
+       "scenario's file, got \"nowhere\""},
+      {"\"status\": 401", "\"status\": 200",
+       "s.json:5: portal.faults[0].status: expected a whole number from 400 to 599, got 200"},
+      {"\"major\": 1", "\"major\": 65536",
+       "s.json:9: beacons[0].major: expected a whole number from 0 to 65535, got 65536"},
+      {"\"major\": 1, ", "",
+       "s.json:8: beacons[0].major: expected a whole number from 0 to 65535; "
+       "it is missing"},
+      {"\"minor\": 2", "\"minor\": 2.5",
+       "s.json:9: beacons[0].minor: expected a whole number from 0 to 65535, got 2.5"},
+      {"11223344-", "",
+       "s.json:8: beacons[0].uuid: expected a UUID like "
+       "\"11223344-5566-4778-8899-AABBCCDDEEFF\", got "
+       "\"5566-4778-8899-AABBCCDDEEFF\""},
+      {"\"east\": 100,", "\"latitude\": 1,",
+       "s.json:8: beacons[0].at.north: expected either degrees or metres, not both, got 0"},
+      {"\"tag\": \"BK01\"", "\"tag\": \"BK1\"",
+       "s.json:10: beacons[0].battery.tag: expected four ASCII characters, got \"BK1\""},
+      {"\"off\": 20", "\"off\": 5",
+       "s.json:9: beacons[0].off: expected seconds from 10 to 600, as a number or as \"h:mm:ss\", "
+       "got 5"},
+      {"\"speed\": 2", "\"speed\": -1",
+       "s.json:14: walk.steps[1].speed: expected a number from 0.01 to 1000 m/s, got -1"},
+      {"{\"pause\": 5}", "{}", "s.json:14: walk.steps[0]: expected either \"to\" or \"pause\""},
+      {"\"do\": \"setTag\"", "\"do\": \"dance\"",
+       "s.json:17: events[0].do: expected one of becomeActive, resignActive, backgroundFetch, "
+       "setPermission, setTag, deleteTag, clearTags, enableCategory, disableCategory, restart, "
+       "retry, reset, openContent, showNotification, got \"dance\""},
+      {"\"value\": \"b\"", "\"content\": \"b\"",
+       "s.json:17: events[0].value: expected a text; it is missing"},
+      {"\"never\": true", "\"never\": 1",
+       "s.json:18: expect[0].never: expected true or false, got 1"},
+      {"\"content\": \"c\"", "\"refusal\": \"mood\"",
+       "s.json:18: expect[0].refusal: expected one of proximity, eventCounter, repeatDelay, "
+       "onceOnly, category, dwelling, otherEvent, got \"mood\""},
+      {"\"events\"", "\"event\"",
+       "s.json:17: event: expected no such member; known are title, start, timeZone, locale, "
+       "until, "
+       "seed, permission, origin, pathLoss, portal, application, beacons, walk, events, expect"},
+      {"\"origin\": {\"latitude\": 45, \"longitude\": 7},", "",
+       "s.json:8: beacons[0].at: expected degrees, because the scenario has no \"origin\" to count "
+       "metres from, got an object"},
+  };
+  for (const auto& each : cases) {
+    EXPECT_EQ(messageFor(spoiled(each.good, each.bad)), each.message) << each.bad;
+  }
+}
+
+TEST(ScenarioReaderTest, RefusesBrokenDocuments) {
+  const std::string deep(40, '[');
+  const struct {
+    std::string text, message;
+  } cases[] = {
+      {"", "s.json:1: expected JSON: the document ends too early"},
+      {"{\"start\":\n\n", "s.json:2: expected JSON: the document ends too early"},
+      {"{\n\"a\": 1,\n\"a\": 2}", "s.json:3: a: expected this member only once"},
+      {"{}\n\n{}", "s.json:3: expected JSON: something stands after the end of the document"},
+      {"[1]", "s.json:1: expected an object, got a list"},
+      {deep, "s.json:1: expected JSON: lists and objects nest deeper than 32"},
+      {"{\"title\": \"\xff\"}", "s.json:1: expected JSON: syntax error"},
+      {std::string(5 << 20, ' '), "s.json: expected at most 4 MiB"},
+  };
+  for (const auto& each : cases) {
+    EXPECT_EQ(messageFor(each.text), each.message) << each.text.substr(0, 40);
+  }
+  const auto missing = readScenarioFile("no/such/file.json");
+  ASSERT_TRUE(std::holds_alternative<InputError>(missing));
+  EXPECT_EQ(std::get<InputError>(missing).message(),
+            "no/such/file.json: expected a file; there is none of this name");
+}
+
+}  // namespace
+}  // namespace ks::tool

@@ -1,0 +1,145 @@
+#include "tools/ksbeacon/SimulateCommand.h"
+
+#include <fmt/format.h>
+
+#include <chrono>
+#include <iostream>
+#include <memory>
+#include <string>
+#include <variant>
+
+#include "tools/ksbeacon/ExitCode.h"
+#include "tools/ksbeacon/ScenarioReader.h"
+#include "tools/ksbeacon/Simulation.h"
+#include "tools/ksbeacon/Terminal.h"
+
+namespace ks::tool {
+
+namespace {
+
+struct Arguments {
+  std::string scenario;
+  double until = -1;
+  std::uint64_t seed = 0;
+  std::string state;
+  std::string portal;
+  bool json = false;
+  bool log = false;
+  bool verbose = false;
+};
+
+/// A line on the terminal's error stream that tells how far long work is, from its first second on.
+class ProgressLine {
+ public:
+  ProgressLine() : wanted_(errorIsTerminal() && !outputIsTerminal()) {}
+  ~ProgressLine() {
+    if (shown_) std::cerr << "\r\033[K" << std::flush;
+  }
+  ProgressLine(const ProgressLine&) = delete;
+  ProgressLine& operator=(const ProgressLine&) = delete;
+
+  void show(double share) {
+    const auto now = std::chrono::steady_clock::now();
+    if (!wanted_ || now - last_ < std::chrono::milliseconds(500)) return;
+    if (now - begin_ < std::chrono::seconds(1) || share <= 0) return;
+    const double spent = std::chrono::duration<double>(now - begin_).count();
+    std::cerr << fmt::format("\r{:3.0f}% simulated, about {:.0f} s left\033[K", share * 100,
+                             spent / share - spent)
+              << std::flush;
+    last_ = now;
+    shown_ = true;
+  }
+
+ private:
+  bool wanted_;
+  bool shown_ = false;
+  std::chrono::steady_clock::time_point begin_ = std::chrono::steady_clock::now();
+  std::chrono::steady_clock::time_point last_ = begin_;
+};
+
+int complain(const std::string& text, int code) {
+  std::cerr << "ksbeacon: " << text << '\n';
+  return code;
+}
+
+/// The first expectation that failed, as a compiler would tell it.
+int judge(const Scenario& scenario, const SimulationResult& result, bool json) {
+  int met = 0;
+  for (const Expectations::Outcome& outcome : result.outcomes) {
+    if (!outcome.met) {
+      return complain(fmt::format("{}:{}: expected: {}; {}", scenario.file.string(),
+                                  outcome.expectation->line, outcome.expected, outcome.happened),
+                      kFailure);
+    }
+    ++met;
+  }
+  if (!json && met > 0) std::cout << fmt::format("all {} expectations met\n", met);
+  return kSuccess;
+}
+
+int runSimulation(const Arguments& arguments) {
+  auto read = readScenarioFile(arguments.scenario);
+  if (auto* const error = std::get_if<InputError>(&read)) {
+    return complain(error->message(), kUsage);
+  }
+  const Scenario& scenario = std::get<Scenario>(read);
+
+  SimulationOptions options;
+  if (arguments.until >= 0) options.until = Seconds{arguments.until};
+  if (arguments.seed != 0) options.seed = arguments.seed;
+  options.state = arguments.state;
+  options.portalURL = arguments.portal;
+  options.log = arguments.log;
+  if (!options.portalURL.empty() && !scenario.faults.empty()) {
+    complain("the scenario's portal faults need the embedded portal and are left out", 0);
+  }
+  ProgressLine progress;
+  options.progress = [&progress](double share) { progress.show(share); };
+
+  TimelinePrinter::Options form;
+  form.form = arguments.json ? TimelinePrinter::Form::json : TimelinePrinter::Form::text;
+  form.colours = !arguments.json && outputTakesColours();
+  form.everything = arguments.verbose;
+  form.log = arguments.log;
+  TimelinePrinter printer(std::cout, scenario.start, form);
+  Timeline timeline;
+  timeline.listen([&printer](const TimelineEvent& event) { printer.print(event); });
+
+  const SimulationResult result = simulate(scenario, options, timeline);
+  for (const std::string& message : result.portalMessages) complain(message, 0);
+  // The embedded portal fails for its documents alone: it takes any free port.
+  if (!result.failure.empty()) return complain(result.failure, kUsage);
+  return judge(scenario, result, arguments.json);
+}
+
+}  // namespace
+
+void addSimulateCommand(CLI::App& app, int& code) {
+  auto arguments = std::make_shared<Arguments>();
+  CLI::App* const command =
+      app.add_subcommand("simulate", "Walk a simulated device through a scenario");
+  command->footer(
+      "Examples:\n"
+      "  ksbeacon simulate examples/scenarios/demo.json           the timeline of a walk\n"
+      "  ksbeacon simulate demo.json --json | jq .kind            one object per event\n"
+      "  ksbeacon simulate demo.json --seed 7 --until 120         other noise, two minutes of it\n"
+      "  ksbeacon simulate demo.json --state ~/device             keep the device's files\n"
+      "  ksbeacon simulate demo.json --portal http://127.0.0.1:8080/app\n"
+      "Exit codes: 0 all expectations met, 1 one failed, 2 a mistake in the scenario or the\n"
+      "options. docs/scenarios.md describes scenarios, docs/timeline.md the output.");
+  command->add_option("SCENARIO", arguments->scenario, "Scenario file")->required();
+  command->add_option("--until", arguments->until, "End after so many seconds of the day")
+      ->check(CLI::Range(0.001, 366.0 * 24 * 3600));
+  command->add_option("--seed", arguments->seed, "Seed of all noise, instead of the scenario's")
+      ->check(CLI::PositiveNumber);
+  command->add_option("--state", arguments->state,
+                      "Folder of the device's files, kept between runs");
+  command->add_option("--portal", arguments->portal,
+                      "Root URL of another portal instead of the embedded one");
+  command->add_flag("--json", arguments->json, "One JSON object per line");
+  command->add_flag("--log", arguments->log, "Also the library's own trace");
+  command->add_flag("--verbose", arguments->verbose, "Also every ranging result, changed or not");
+  command->callback([arguments, &code] { code = runSimulation(*arguments); });
+}
+
+}  // namespace ks::tool

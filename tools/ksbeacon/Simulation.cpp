@@ -1,0 +1,235 @@
+#include "tools/ksbeacon/Simulation.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <system_error>
+#include <utility>
+
+#include "tools/ksbeacon/HostApplication.h"
+#include "tools/ksbeacon/portal/PortalServer.h"
+
+namespace ks::tool {
+
+namespace {
+
+/// The folder of a device that nobody wants to keep.
+class TemporaryFolder {
+ public:
+  TemporaryFolder() {
+    std::string pattern = (std::filesystem::temp_directory_path() / "ksbeacon-XXXXXX").string();
+    if (mkdtemp(pattern.data()) == nullptr) {
+      throw std::system_error(errno, std::generic_category(), "cannot make a folder at " + pattern);
+    }
+    path_ = pattern;
+  }
+  ~TemporaryFolder() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+  }
+  TemporaryFolder(const TemporaryFolder&) = delete;
+  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+  const std::filesystem::path& path() const { return path_; }
+
+ private:
+  std::filesystem::path path_;
+};
+
+/// The time of a device that is switched off.
+class StoppedClock : public Clock {
+ public:
+  Date now() const override { return now_; }
+  Seconds uptime() const override { return Seconds{0}; }
+  void set(Date now) { now_ = now; }
+
+ private:
+  Date now_;
+};
+
+portal::Fault portalFault(const Scenario::Fault& fault) {
+  using Kind = Scenario::Fault::Kind;
+  static const std::map<Kind, portal::FaultKind> kKinds = {
+      {Kind::status, portal::FaultKind::status},
+      {Kind::truncate, portal::FaultKind::truncatedBody},
+      {Kind::notJson, portal::FaultKind::notJson},
+      {Kind::drop, portal::FaultKind::droppedConnection}};
+  portal::Fault made;
+  made.kind = kKinds.at(fault.kind);
+  made.status = fault.status;
+  made.path = fault.path;
+  return made;
+}
+
+/// Runs the agenda of a scenario: what happens at which moment, and the time between.
+class Run {
+ public:
+  Run(const Scenario& scenario, const SimulationOptions& options, portal::PortalServer* portal,
+      std::shared_ptr<TimelineRecorder> recorder, std::string url)
+      : scenario_(scenario),
+        options_(options),
+        portal_(portal),
+        recorder_(std::move(recorder)),
+        url_(std::move(url)),
+        end_(std::min(options.until.value_or(scenario.until), scenario.until)),
+        permission_(scenario.permission) {
+    if (options.state.empty()) temporary_ = std::make_unique<TemporaryFolder>();
+    plan();
+  }
+
+  void run() {
+    applyFaults(Seconds{0});
+    launch(Seconds{0});
+    for (const auto& [moment, action] : agenda_) {
+      if (moment > end_) break;
+      passTime(moment);
+      action();
+    }
+    passTime(end_);
+    kill(end_);
+  }
+
+  Seconds end() const { return end_; }
+
+ private:
+  /// Moments in order, ties in the order of planning: the portal changes before the application.
+  void plan() {
+    for (const Scenario::Fault& fault : scenario_.faults) {
+      for (const Seconds moment : {fault.from, fault.to}) {
+        agenda_.emplace(moment, [this, moment] { applyFaults(moment); });
+      }
+    }
+    for (const Scenario::Event& event : scenario_.events) {
+      if (event.kind != Scenario::Event::Kind::restart) {
+        agenda_.emplace(event.at, [this, &event] { apply(event); });
+        continue;
+      }
+      agenda_.emplace(event.at, [this, &event] {
+        recorder_->say(TimelineKind::application, "killed");
+        kill(event.at);
+      });
+      const Seconds again = event.at + event.downtime;
+      agenda_.emplace(again, [this, again] { launch(again); });
+    }
+  }
+
+  void launch(Seconds moment) {
+    if (application_) return;
+    HostApplication::Launch launch;
+    launch.now = scenario_.start + moment;
+    launch.root = options_.state.empty() ? temporary_->path() : options_.state;
+    launch.portalURL = url_;
+    launch.permission = permission_;
+    launch.seed = options_.seed.value_or(scenario_.seed);
+    launch.log = options_.log;
+    launch.first = std::exchange(first_, false);
+    application_ = std::make_unique<HostApplication>(scenario_, recorder_, launch);
+  }
+
+  void kill(Seconds moment) {
+    stopped_.set(scenario_.start + moment);
+    recorder_->follow(stopped_);
+    application_.reset();
+  }
+
+  void apply(const Scenario::Event& event) {
+    if (event.kind == Scenario::Event::Kind::setPermission) permission_ = event.permission;
+    if (application_) {
+      application_->apply(event);
+    } else {
+      stopped_.set(scenario_.start + event.at);
+      recorder_->say(TimelineKind::application, "is dead and misses an event of the scenario");
+    }
+  }
+
+  void applyFaults(Seconds now) {
+    if (portal_ == nullptr) return;
+    portal_->clearFaults();
+    for (const Scenario::Fault& fault : scenario_.faults) {
+      if (fault.from <= now && now < fault.to) portal_->addFault(portalFault(fault));
+    }
+  }
+
+  /// In slices, so that somebody who waits can be told how far it is.
+  void passTime(Seconds moment) {
+    constexpr int kSlices = 200;
+    const Seconds slice = std::max(Seconds{1}, end_ / kSlices);
+    while (now_ < moment) {
+      now_ = std::min(moment, now_ + slice);
+      if (application_) application_->runUntil(scenario_.start + now_);
+      if (options_.progress) options_.progress(now_ / end_);
+    }
+    if (application_) application_->runUntil(scenario_.start + moment);
+  }
+
+  const Scenario& scenario_;
+  const SimulationOptions& options_;
+  portal::PortalServer* portal_;
+  std::shared_ptr<TimelineRecorder> recorder_;
+  std::string url_;
+  Seconds end_;
+  CLAuthorizationStatus permission_;
+  std::unique_ptr<TemporaryFolder> temporary_;
+  std::multimap<Seconds, std::function<void()>> agenda_;
+  StoppedClock stopped_;
+  std::unique_ptr<HostApplication> application_;
+  Seconds now_{0};
+  bool first_ = true;
+};
+
+}  // namespace
+
+SimulationResult simulate(const Scenario& scenario, const SimulationOptions& options,
+                          Timeline& timeline) {
+  SimulationResult result;
+  std::shared_ptr<portal::PortalServer> server;
+  std::shared_ptr<TimelineRecorder> recorder;
+  std::mutex messagesMutex;
+  std::string url = options.portalURL;
+  if (url.empty()) {
+    portal::PortalOptions portalOptions;
+    portalOptions.documents = scenario.portal.documents;
+    portalOptions.username = scenario.portal.credentials.username;
+    portalOptions.password = scenario.portal.credentials.password;
+    portalOptions.reload = false;
+    // The recorder is there before the first request comes.
+    portalOptions.onStatistic = [&recorder](const portal::PortalStatistic& statistic) {
+      recorder->statisticArrived(statistic.zoneKind + "/" + statistic.event, statistic.body);
+    };
+    portalOptions.onMessage = [&](const std::string& message) {
+      const std::scoped_lock guard(messagesMutex);
+      result.portalMessages.push_back(message);
+    };
+    auto started = portal::PortalServer::start(std::move(portalOptions));
+    if (!started) {
+      result.failure = started.error().localizedDescription();
+      return result;
+    }
+    server = *started;
+    url = server->url();
+  }
+  Expectations expectations(scenario);
+  Timeline watched;
+  watched.listen([&](const TimelineEvent& event) {
+    expectations.note(event);
+    timeline.add(event);
+  });
+  recorder = std::make_shared<TimelineRecorder>(scenario, watched, url);
+  Run run(scenario, options, server.get(), recorder, url);
+  run.run();
+  if (server) server->stop();
+  result.outcomes = expectations.outcomes(run.end());
+  for (const Expectations::Outcome& outcome : result.outcomes) {
+    recorder->say(TimelineKind::expectation,
+                  (outcome.met ? "met: " : "NOT MET: ") + outcome.expected +
+                      (outcome.met ? "" : "; " + outcome.happened),
+                  {{"met", outcome.met},
+                   {"line", outcome.expectation->line},
+                   {"expected", outcome.expected},
+                   {"happened", outcome.happened}});
+  }
+  return result;
+}
+
+}  // namespace ks::tool

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tools/ksbeacon/Expectations.h"
+#include "tools/ksbeacon/Scenario.h"
+#include "tools/ksbeacon/Timeline.h"
+
+namespace ks::tool {
+
+struct SimulationOptions {
+  /// Ends earlier than the scenario.
+  std::optional<Seconds> until;
+  /// Another walk through the same noise.
+  std::optional<std::uint64_t> seed;
+  /// Keeps the device's files between runs; empty: forgotten at the end.
+  std::filesystem::path state;
+  /// Another portal's root; empty: the embedded one.
+  std::string portalURL;
+  bool log = false;
+  /// Told now and then how much of the day is over, 0 to 1.
+  std::function<void(double)> progress;
+};
+
+/// How a simulation came out.
+struct SimulationResult {
+  /// Why it could not be run; empty when it was.
+  std::string failure;
+  /// What the portal said of its documents meanwhile.
+  std::vector<std::string> portalMessages;
+  std::vector<Expectations::Outcome> outcomes;
+};
+
+/// Lives through the scenario, adding each thing that happens to the timeline. Occupies the
+/// process's platform meanwhile. The scenario must outlive the result.
+SimulationResult simulate(const Scenario& scenario, const SimulationOptions& options,
+                          Timeline& timeline);
+
+}  // namespace ks::tool
