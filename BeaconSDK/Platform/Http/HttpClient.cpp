@@ -80,6 +80,7 @@ void HttpClient::cancel(std::uint64_t id) {
 void HttpClient::cancelAll() {
   cancelled_ = true;
   while (!transfers_.empty()) cancel(transfers_.begin()->first);
+  hosts_.clear();
 }
 
 void HttpClient::startNext(const std::string& key) {

@@ -81,9 +81,7 @@ struct HttpTransfer::Callbacks {
     const GLibOwned<GError> owned(error);
     HttpTransfer& transfer = **self;
     if (!transfer.completion_) return;
-    if (transfer.rawBytes_ > transfer.job_.maximumBodySize) {
-      transfer.fail(NSURLError::dataLengthExceedsMaximum, "the reply is too long");
-    } else if (error) {
+    if (error) {
       transfer.fail(urlErrorFrom(*error));
     } else {
       transfer.didReadChunk(count);
@@ -100,9 +98,6 @@ struct HttpTransfer::Callbacks {
     of(data).progress();
   }
   static void gotHeaders(SoupMessage*, gpointer data) { of(data).progress(); }
-  static void gotBodyData(SoupMessage*, guint count, gpointer data) {
-    of(data).didReceiveRawBytes(count);
-  }
   static void cachingFinished(gpointer data) {
     HttpTransfer& transfer = of(data);
     transfer.storing_ = false;
@@ -151,13 +146,11 @@ void HttpTransfer::send() {
     soup_message_headers_replace(headers, name.c_str(), value.c_str());
   }
   wroteRequest_ = false;
-  rawBytes_ = 0;
   auto* message = message_.get();
   g_signal_connect(message, "network-event", G_CALLBACK(Callbacks::networkEvent), this);
   g_signal_connect(message, "wrote-headers", G_CALLBACK(Callbacks::wroteHeaders), this);
   g_signal_connect(message, "wrote-body-data", G_CALLBACK(Callbacks::wroteBodyData), this);
   g_signal_connect(message, "got-headers", G_CALLBACK(Callbacks::gotHeaders), this);
-  g_signal_connect(message, "got-body-data", G_CALLBACK(Callbacks::gotBodyData), this);
   progress();
   // The asynchronous call is the only one that consults the cache.
   soup_session_send_async(session_.get(), message, G_PRIORITY_DEFAULT, cancellable_.get(),
@@ -270,13 +263,6 @@ void HttpTransfer::finishWhenStored() {
 
 void HttpTransfer::progress() {
   if (completion_ && !bodyIsWhole_) silence_.start(job_.requestTimeout);
-}
-
-void HttpTransfer::didReceiveRawBytes(std::uint64_t count) {
-  rawBytes_ += count;
-  progress();
-  // A compressed body may go on without ever yielding anything; the pending read then ends.
-  if (rawBytes_ > job_.maximumBodySize) g_cancellable_cancel(cancellable_.get());
 }
 
 void HttpTransfer::forgetMessage() {

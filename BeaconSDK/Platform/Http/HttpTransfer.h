@@ -78,7 +78,6 @@ class HttpTransfer : public std::enable_shared_from_this<HttpTransfer> {
   void didReadChunk(gssize count);
   void finishWhenStored();
   void progress();
-  void didReceiveRawBytes(std::uint64_t count);
   void forgetMessage();
   void fail(Error error);
   void fail(NSURLError code, std::string description);
@@ -96,7 +95,6 @@ class HttpTransfer : public std::enable_shared_from_this<HttpTransfer> {
   GObjectOwned<SoupMessage> message_;
   GObjectOwned<GInputStream> body_;
   GObjectOwned<GCancellable> cancellable_;
-  std::uint64_t rawBytes_ = 0;
   bool wroteRequest_ = false;
   bool storing_ = false;
   bool bodyIsWhole_ = false;

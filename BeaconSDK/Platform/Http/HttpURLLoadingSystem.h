@@ -52,7 +52,7 @@ struct HttpOptions {
   std::filesystem::path temporaryDirectory;
   /// PEM certificates trusted besides the system's, for development and tests. Empty: none.
   std::filesystem::path additionalCertificateAuthorities;
-  /// A body, decoded or not, above this size ends the transfer.
+  /// A body that is longer, before or after decoding, ends the transfer.
   std::uint64_t maximumBodySize = 64ULL * 1024 * 1024;
   /// Both time-outs of `dataWithContentsOfURL`.
   Seconds dataTimeout{60};
