@@ -1,5 +1,6 @@
 #pragma once
 
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -17,6 +18,7 @@
 #include "BeaconSDK/Platform/Api/URLSession.h"
 
 class KSEngineRooms;
+struct KSPortalAccess;
 
 /// The location list was replaced.
 inline constexpr const char* KSProximityManagerLocationsUpdatedNotification =
@@ -32,12 +34,14 @@ inline constexpr const char* KSProximityManagerTriggerContentNotification =
 ///
 /// It builds the engine's rooms, owns them and forwards to them; its own business is the lifecycle:
 /// starting, pausing with the application, background fetches and the reset. Main queue only, apart
-/// from `enteredZones`, `locations` and `enableLogging`. Notifications are posted asynchronously on
+/// from `enteredZones` and `enableLogging`. Notifications are posted asynchronously on
 /// the main queue with the manager as object. Once the last reference is gone no callback runs.
-class KSProximityManager : public ks::Object {
+/// Callbacks may start, reset or release the manager.
+class KSProximityManager : public ks::Object, private ks::CLLocationManagerDelegate {
  public:
   /// No error means that the library is running.
   using StartCompletion = std::function<void(const std::optional<ks::Error>&)>;
+  /// Never empty.
   using FetchCompletion = std::function<void(ks::UIBackgroundFetchResult)>;
 
   static constexpr const char* kClassName = "KSProximityManager";
@@ -74,8 +78,7 @@ class KSProximityManager : public ks::Object {
 
   bool started() const;
   bool starting() const;
-  /// The current list, a copy. Any thread.
-  std::vector<std::shared_ptr<KSLocation>> locations() const;
+  const KSLocationList& locations() const;
   KSSettingsManager& settingsManager();
   /// The zones that the device is in, beacons first; nothing when it is in none. Any thread.
   std::optional<std::vector<std::shared_ptr<KSProximityZone>>> enteredZones() const;
@@ -89,14 +92,17 @@ class KSProximityManager : public ks::Object {
   KSGeofenceTable prefetchGeofences() const;
   void setPrefetchGeofences(KSGeofenceTable geofences);
   /// The cached zone, or null. Beacons are found under kind 3, geofences under kind 4.
-  std::shared_ptr<KSProximityZone> proximityZoneForIdentifier(std::string_view identifier,
-                                                              KSContentDownloadType contentType);
+  std::shared_ptr<KSProximityZone> proximityZoneForIdentifier(
+      std::string_view identifier, KSContentDownloadType contentType) const;
 
   /// Shows the zone's content to the user 5 seconds from now, with its icon and media, replacing
   /// the library's earlier notification. Fetches the files before it returns.
   void showNotificationForProximityZone(const std::shared_ptr<KSProximityZone>& zone);
   /// A message box with the single button "OK".
   void showMessage(std::string title, std::string message);
+  /// The file in the temporary directory that holds what `url` names; see `KSContentNotifier`.
+  static std::optional<std::filesystem::path> contentPathFromRemoteUrl(
+      const std::optional<std::string>& url, std::string_view filePrefix);
   /// Reports that the user opened the zone's content.
   void incrementLoyaltyForProximityZone(const std::shared_ptr<KSProximityZone>& zone);
   /// Drops every beacon region and begins a new neighbourhood around the device.
@@ -121,7 +127,29 @@ class KSProximityManager : public ks::Object {
   const ks::Class& objectClass() const override { return kClass; }
 
  private:
-  explicit KSProximityManager(std::unique_ptr<KSEngineRooms> rooms);
+  struct Key {};
+
+ public:
+  /// For `initWithUsername` alone.
+  KSProximityManager(Key, const KSPortalAccess& portal);
+
+ private:
+  void didUpdateLocations(ks::CLLocationManager& manager,
+                          const std::vector<ks::CLLocation>& locations) override;
+  void didDetermineState(ks::CLLocationManager& manager, ks::CLRegionState state,
+                         const std::shared_ptr<const ks::CLRegion>& region) override;
+  void didEnterRegion(ks::CLLocationManager& manager,
+                      const std::shared_ptr<const ks::CLRegion>& region) override;
+  void didExitRegion(ks::CLLocationManager& manager,
+                     const std::shared_ptr<const ks::CLRegion>& region) override;
+  void didRangeBeacons(ks::CLLocationManager& manager, const std::vector<ks::CLBeacon>& beacons,
+                       const std::shared_ptr<const ks::CLRegion>& region) override;
+  void didStartMonitoringForRegion(ks::CLLocationManager& manager,
+                                   const std::shared_ptr<const ks::CLRegion>& region) override;
+  void monitoringDidFailForRegion(ks::CLLocationManager& manager,
+                                  const std::shared_ptr<const ks::CLRegion>& region,
+                                  const ks::Error& error) override;
+  void didFailWithError(ks::CLLocationManager& manager, const ks::Error& error) override;
 
   std::unique_ptr<KSEngineRooms> rooms_;
 };

@@ -1,0 +1,182 @@
+#include "BeaconSDK/Classes/Manager/KSProximityManager.h"
+
+#include <mutex>
+#include <utility>
+
+#include "BeaconSDK/Classes/Manager/KSContentNotifier.h"
+#include "BeaconSDK/Classes/Manager/KSEngineRooms.h"
+#include "BeaconSDK/Classes/Manager/KSManagerLog.h"
+#include "BeaconSDK/Platform/Api/Platform.h"
+
+namespace {
+
+/// The portal's data changes seldom; waking the process oftener only costs battery.
+constexpr ks::Seconds kBackgroundFetchInterval{2700};
+
+using RegionPointer = std::shared_ptr<const ks::CLRegion>;
+
+}  // namespace
+
+const ks::Class KSProximityManager::kClass{kClassName, nullptr, nullptr, {}};
+
+std::shared_ptr<KSProximityManager> KSProximityManager::initWithUsername(
+    std::string username, std::string password, std::optional<ks::NSURL> url, ks::NSLocale locale) {
+  ks::Platform::current().application().setMinimumBackgroundFetchInterval(kBackgroundFetchInterval);
+  if (!KSCacheFolder::create()) return nullptr;
+  kManagerLog("-[KSProximityManager initWithUsername:password:url:locale:]",
+              "the lib version is - %@",
+              ks::Platform::current().libraryBundle().shortVersionString);
+  const KSPortalAccess portal{url.value_or(ks::NSURL{kDefaultPortalURL}), std::move(locale),
+                              std::move(username), std::move(password), kSessionIdentifier};
+  auto manager = std::make_shared<KSProximityManager>(Key{}, portal);
+  manager->rooms_->setManager(manager);
+  ks::Platform::current().application().cancelAllLocalNotifications();
+  return manager;
+}
+
+KSProximityManager::KSProximityManager(Key, const KSPortalAccess& portal)
+    : rooms_(std::make_unique<KSEngineRooms>(portal,
+                                             static_cast<ks::CLLocationManagerDelegate&>(*this))) {}
+
+KSProximityManager::~KSProximityManager() {
+  kManagerLog("-[KSProximityManager dealloc]", "dealloc");
+}
+
+void KSProximityManager::enableLogging(bool enabled) { ::enableLogging = enabled; }
+
+void KSProximityManager::start(StartCompletion completion) {
+  const auto alive = shared_from_this();
+  rooms_->lifecycle.start(std::move(completion));
+}
+
+void KSProximityManager::retry() { start(nullptr); }
+
+void KSProximityManager::performFetchWithCompletionHandler(FetchCompletion completion) {
+  const auto alive = shared_from_this();
+  rooms_->lifecycle.performFetchWithCompletionHandler(std::move(completion));
+}
+
+void KSProximityManager::handleEventsForBackgroundURLSession(
+    std::string_view identifier, std::function<void()> completionHandler) {
+  if (identifier != kSessionIdentifier) return;
+  rooms_->network->setBackgroundSessionCompletionHandler(std::move(completionHandler));
+}
+
+void KSProximityManager::reset() { rooms_->lifecycle.reset(); }
+
+bool KSProximityManager::started() const { return rooms_->state.started; }
+bool KSProximityManager::starting() const { return rooms_->state.starting; }
+const KSLocationList& KSProximityManager::locations() const { return rooms_->cache.locations(); }
+KSSettingsManager& KSProximityManager::settingsManager() { return *rooms_->settingsManager; }
+
+std::optional<std::vector<std::shared_ptr<KSProximityZone>>> KSProximityManager::enteredZones()
+    const {
+  return rooms_->cache.enteredZones();
+}
+
+std::optional<ks::Date> KSProximityManager::lastLocationsRefreshDate() const {
+  return rooms_->state.lastLocationsRefreshDate();
+}
+void KSProximityManager::setLastLocationsRefreshDate(std::optional<ks::Date> date) {
+  rooms_->state.setLastLocationsRefreshDate(date);
+}
+bool KSProximityManager::errorHappened() const { return rooms_->state.errorHappened(); }
+void KSProximityManager::setErrorHappened(bool flag) { rooms_->state.setErrorHappened(flag); }
+
+KSGeofenceTable KSProximityManager::prefetchGeofences() const {
+  const std::lock_guard lock(rooms_->cache.geofencesMutex());
+  return rooms_->cache.prefetchGeofences();
+}
+void KSProximityManager::setPrefetchGeofences(KSGeofenceTable geofences) {
+  const std::lock_guard lock(rooms_->cache.geofencesMutex());
+  rooms_->cache.prefetchGeofences() = std::move(geofences);
+}
+
+std::shared_ptr<KSProximityZone> KSProximityManager::proximityZoneForIdentifier(
+    std::string_view identifier, KSContentDownloadType contentType) const {
+  switch (contentType) {
+    case KSContentDownloadType::contentForBeacons:
+      return rooms_->book.beaconWithIdentifier(identifier);
+    case KSContentDownloadType::geofences:
+      return rooms_->cache.geofenceForRegion(identifier);
+    default:
+      return nullptr;
+  }
+}
+
+void KSProximityManager::showNotificationForProximityZone(
+    const std::shared_ptr<KSProximityZone>& zone) {
+  KSContentNotifier::showNotificationForProximityZone(zone);
+}
+void KSProximityManager::showMessage(std::string title, std::string message) {
+  KSContentNotifier::showMessage(std::move(title), std::move(message));
+}
+std::optional<std::filesystem::path> KSProximityManager::contentPathFromRemoteUrl(
+    const std::optional<std::string>& url, std::string_view filePrefix) {
+  return KSContentNotifier::contentPathFromRemoteUrl(url, filePrefix);
+}
+void KSProximityManager::incrementLoyaltyForProximityZone(
+    const std::shared_ptr<KSProximityZone>& zone) {
+  if (!zone) return;
+  rooms_->statsManager->incrementLoyaltyForProximity(*zone, rooms_->settingsManager->tags());
+}
+
+void KSProximityManager::reloadBeacons() {
+  rooms_->regionMonitor.clearAllBeaconRegions();
+  rooms_->regionMonitor.createNewGeofence();
+}
+
+std::shared_ptr<KSProximityZone> KSProximityManager::proximityZoneFromNotification(
+    const ks::NSNotification& notification) {
+  return notification.userInfo["beaconIdentifier"].objectOf<KSProximityZone>();
+}
+bool KSProximityManager::isNotificationForDwellingProximityZone(
+    const ks::NSNotification& notification) {
+  return notification.userInfo["dwelling"] == ks::Value(1);
+}
+std::shared_ptr<KSLocation> KSProximityManager::locationFromNotification(
+    const ks::NSNotification& notification) {
+  return notification.userInfo["location"].objectOf<KSLocation>();
+}
+std::shared_ptr<ks::Error> KSProximityManager::errorFromNotification(
+    const ks::NSNotification& notification) {
+  return notification.userInfo["error"].objectOf<ks::Error>();
+}
+void KSProximityManager::postError(const ks::Error& error, std::string notification) {
+  rooms_->link.post(std::move(notification), {{"error", std::make_shared<ks::Error>(error)}});
+}
+
+void KSProximityManager::setEngineObserver(std::weak_ptr<KSEngineObserver> observer) {
+  rooms_->observer.set(std::move(observer));
+}
+
+void KSProximityManager::didUpdateLocations(ks::CLLocationManager&,
+                                            const std::vector<ks::CLLocation>& locations) {
+  rooms_->regionMonitor.didUpdateLocations(locations);
+}
+void KSProximityManager::didDetermineState(ks::CLLocationManager&, ks::CLRegionState state,
+                                           const RegionPointer& region) {
+  rooms_->regionEvents.didDetermineState(state, region);
+}
+void KSProximityManager::didEnterRegion(ks::CLLocationManager&, const RegionPointer& region) {
+  rooms_->regionEvents.didEnterRegion(*region);
+}
+void KSProximityManager::didExitRegion(ks::CLLocationManager&, const RegionPointer& region) {
+  rooms_->regionEvents.didExitRegion(*region);
+}
+void KSProximityManager::didRangeBeacons(ks::CLLocationManager&,
+                                         const std::vector<ks::CLBeacon>& beacons,
+                                         const RegionPointer& region) {
+  rooms_->tracker.didRangeBeacons(beacons, region);
+}
+void KSProximityManager::didStartMonitoringForRegion(ks::CLLocationManager&,
+                                                     const RegionPointer& region) {
+  rooms_->regionMonitor.didStartMonitoringForRegion(*region);
+}
+void KSProximityManager::monitoringDidFailForRegion(ks::CLLocationManager&, const RegionPointer&,
+                                                    const ks::Error& error) {
+  KSRegionMonitor::monitoringDidFailForRegion(error);
+}
+void KSProximityManager::didFailWithError(ks::CLLocationManager&, const ks::Error& error) {
+  KSRegionMonitor::didFailWithError(error);
+}

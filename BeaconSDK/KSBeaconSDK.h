@@ -1,0 +1,23 @@
+#pragma once
+
+/// The whole library in one include.
+#include "BeaconSDK/Classes/Beacon/Content/KSFollowTrackProximityZoneContent.h"
+#include "BeaconSDK/Classes/Beacon/Content/KSHTMLProximityZoneContent.h"
+#include "BeaconSDK/Classes/Beacon/Content/KSProximitySchedule.h"
+#include "BeaconSDK/Classes/Beacon/Content/KSProximityZoneContentCategory.h"
+#include "BeaconSDK/Classes/Beacon/Content/KSProximityZoneContentError.h"
+#include "BeaconSDK/Classes/Beacon/Content/KSTextPushProximityZoneContent.h"
+#include "BeaconSDK/Classes/Beacon/Content/KSVideoProximityZoneContent.h"
+#include "BeaconSDK/Classes/Beacon/KSPrivateBeacon.h"
+#include "BeaconSDK/Classes/Common/Reachability/KSReachability.h"
+#include "BeaconSDK/Classes/Geofence/KSGeofence.h"
+#include "BeaconSDK/Classes/Location/KSLocation.h"
+#include "BeaconSDK/Classes/Location/KSLocationDetail.h"
+#include "BeaconSDK/Classes/Logging/KSLog.h"
+#include "BeaconSDK/Classes/Manager/KSProximityManager.h"
+#include "BeaconSDK/Classes/Network/KSServerResponse.h"
+#include "BeaconSDK/Classes/Settings/KSSettingsManager.h"
+
+/// The library's version as a number, and as the text by which tools find it in a program.
+extern const double KSBeaconSDKVersionNumber;
+extern const unsigned char KSBeaconSDKVersionString[];
