@@ -1,6 +1,7 @@
 #include "BeaconSDK/Platform/Simulated/SimulatedWorld.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <numbers>
 #include <string>
@@ -44,12 +45,41 @@ double flatDistance(CLLocationCoordinate2D a, CLLocationCoordinate2D b, double c
 
 double cosineOf(double latitude) { return std::cos(latitude * kRadiansPerDegree); }
 
-/// Two independent normally distributed numbers (Box and Muller), cut at `kWidestNoise`.
-std::pair<double, double> normalPair(SplitMix64& random) {
-  const double radius = std::sqrt(-2 * std::log(1 - random.uniform()));
-  const double angle = 2 * std::numbers::pi * random.uniform();
-  const auto cut = [](double x) { return std::clamp(x, -kWidestNoise, kWidestNoise); };
-  return {cut(radius * std::cos(angle)), cut(radius * std::sin(angle))};
+/// Normally distributed numbers to draw from: far faster than computing each, and more than whole
+/// decibels can tell from the real thing. Mean and variance are exact.
+class NormalTable {
+ public:
+  static double draw(SplitMix64& random) {
+    static const NormalTable table;
+    const std::uint64_t bits = random.next();
+    const double number = table.numbers_[(bits >> 1) % kSize];
+    return (bits & 1) != 0 ? number : -number;
+  }
+
+ private:
+  static constexpr std::size_t kSize = 4096;
+
+  NormalTable() {
+    SplitMix64 random(kSize);
+    double squares = 0;
+    for (double& number : numbers_) {
+      // After Box and Muller.
+      const double radius = std::sqrt(-2 * std::log(1 - random.uniform()));
+      number = radius * std::cos(2 * std::numbers::pi * random.uniform());
+      squares += number * number;
+    }
+    const double deviation = std::sqrt(squares / kSize);
+    for (double& number : numbers_) {
+      number = std::clamp(number / deviation, -kWidestNoise, kWidestNoise);
+    }
+  }
+
+  std::array<double, kSize> numbers_{};
+};
+
+/// Radios report whole decibels, from -127 to 20.
+double reportedStrength(double strength) {
+  return static_cast<double>(static_cast<int>(std::clamp(strength, -127.0, 20.0) + 127.5) - 127);
 }
 
 /// A random static address of the radio's standard: its two highest bits are set.
@@ -104,7 +134,8 @@ struct SimulatedWorld::Sender {
 };
 
 struct SimulatedWorld::Neighbour {
-  Sender* sender;
+  const Sender* sender;
+  Broadcast* broadcast;
   /// Without noise, where the device stands now.
   double strength;
   bool inReach;
@@ -172,12 +203,13 @@ void SimulatedWorld::setListening(bool toBeacons, bool toPositions) {
 void SimulatedWorld::scheduleTick() {
   if (timer_ != 0) return;
   const double now = secondsBetween(kEpoch, clock_.now());
-  tick_ = std::max(static_cast<std::int64_t>(std::floor(now)), tick_) + 1;
-  timer_ = mainQueue_.after(Seconds{static_cast<double>(tick_) - now}, [this] { tick(); });
+  const std::int64_t next = std::max(static_cast<std::int64_t>(std::floor(now)), tick_) + 1;
+  timer_ = mainQueue_.after(Seconds{static_cast<double>(next) - now}, [this, next] { tick(next); });
 }
 
-void SimulatedWorld::tick() {
+void SimulatedWorld::tick(std::int64_t second) {
   timer_ = 0;
+  tick_ = second;
   retired_.clear();
   if (listensToPositions_) reportPosition();
   if (listensToBeacons_) reportAdvertisements();
@@ -199,11 +231,11 @@ void SimulatedWorld::reportPosition() {
     SplitMix64 random(
         SplitMix64::mix(options_.seed + SplitMix64::mix(static_cast<std::uint64_t>(tick_))));
     const double degree = kRadiansPerDegree * kEarthRadiusMetres;
-    const auto [north, east] = normalPair(random);
-    coordinate.latitude += north * options_.positionNoise.value / degree;
+    coordinate.latitude += NormalTable::draw(random) * options_.positionNoise.value / degree;
     coordinate.latitude = std::clamp(coordinate.latitude, -90.0, 90.0);
     const double cosine = std::max(cosineOf(coordinate.latitude), 1e-6);
-    coordinate.longitude += east * options_.positionNoise.value / (degree * cosine);
+    coordinate.longitude +=
+        NormalTable::draw(random) * options_.positionNoise.value / (degree * cosine);
     coordinate.longitude = std::remainder(coordinate.longitude, 360.0);
   }
   receiver_.didFix({coordinate, accuracy, now});
@@ -215,12 +247,14 @@ void SimulatedWorld::findNeighbours(CLLocationCoordinate2D place) {
   for (const auto& [id, sender] : senders_) {
     const double distance = flatDistance(place, sender->beacon.coordinate, cosine);
     if (distance <= sender->reach + kNeighbourhoodMetres) {
-      neighbours_.push_back({sender.get(), 0, false});
+      for (Broadcast& broadcast : sender->broadcasts) {
+        neighbours_.push_back({sender.get(), &broadcast, 0, false});
+      }
     }
   }
-  // Mostly in the order in which they are heard: little is left to sort in each tick.
-  std::ranges::sort(neighbours_, {}, [](const Neighbour& neighbour) {
-    return neighbour.sender->broadcasts.front().phase;
+  // With intervals of whole seconds this is the order in which they are heard in each tick.
+  std::ranges::stable_sort(neighbours_, {}, [](const Neighbour& neighbour) {
+    return std::fmod(neighbour.broadcast->phase, 1.0);
   });
   neighboursPlace_ = place;
   strengthsPlace_.reset();
@@ -259,25 +293,21 @@ void SimulatedWorld::reportAdvertisements() {
 }
 
 void SimulatedWorld::collectSignals(const Neighbour& neighbour) {
-  const Sender& sender = *neighbour.sender;
-  const SimulatedBeacon& beacon = sender.beacon;
+  const SimulatedBeacon& beacon = neighbour.sender->beacon;
+  const Broadcast& broadcast = *neighbour.broadcast;
   const auto to = static_cast<double>(tick_);
-  for (Broadcast& broadcast : neighbour.sender->broadcasts) {
-    auto number =
-        static_cast<std::int64_t>(std::floor((to - 1 - broadcast.phase) / broadcast.interval)) + 1;
-    for (;; ++number) {
-      const double at = broadcast.phase + static_cast<double>(number) * broadcast.interval;
-      if (at > to) break;
-      // Drawn afresh from the number: what is not listened to changes nothing that comes later.
-      SplitMix64 random(SplitMix64::mix(broadcast.seed + static_cast<std::uint64_t>(number)));
-      if (beacon.lossProbability > 0 && random.uniform() < beacon.lossProbability) continue;
-      double strength = neighbour.strength;
-      if (beacon.noise.value > 0) strength += beacon.noise.value * normalPair(random).first;
-      // Radios report whole decibels, from -127 to 20.
-      strength = std::clamp(std::round(strength), -127.0, 20.0);
-      if (strength < options_.sensitivity.value || !beacon.isOn(kEpoch + Seconds{at})) continue;
-      signals_.push_back({at, sender.order, &broadcast, strength});
-    }
+  const double before = std::floor((to - 1 - broadcast.phase) / broadcast.interval);
+  for (auto number = static_cast<std::int64_t>(before) + 1;; ++number) {
+    const double at = broadcast.phase + static_cast<double>(number) * broadcast.interval;
+    if (at > to) break;
+    // Drawn afresh from the number: what is not listened to changes nothing that comes later.
+    SplitMix64 random(SplitMix64::mix(broadcast.seed + static_cast<std::uint64_t>(number)));
+    if (beacon.lossProbability > 0 && random.uniform() < beacon.lossProbability) continue;
+    double strength = neighbour.strength;
+    if (beacon.noise.value > 0) strength += beacon.noise.value * NormalTable::draw(random);
+    strength = reportedStrength(strength);
+    if (strength < options_.sensitivity.value || !beacon.isOn(kEpoch + Seconds{at})) continue;
+    signals_.push_back({at, neighbour.sender->order, neighbour.broadcast, strength});
   }
 }
 

@@ -81,7 +81,7 @@ class SimulatedWorld {
 
   void insert(BeaconId id, SimulatedBeacon beacon);
   void scheduleTick();
-  void tick();
+  void tick(std::int64_t second);
   void reportPosition();
   void reportAdvertisements();
   void findNeighbours(CLLocationCoordinate2D place);
@@ -102,7 +102,7 @@ class SimulatedWorld {
   bool listensToPositions_ = false;
 
   TimerId timer_ = 0;
-  /// The second, since the world's epoch, of the next tick or, without timer, of the last one.
+  /// The second, since the world's epoch, of the last tick.
   std::int64_t tick_ = std::numeric_limits<std::int64_t>::min();
   std::int64_t lastFix_ = std::numeric_limits<std::int64_t>::min();
 
