@@ -14,6 +14,13 @@ std::string textOf(const TimelineEvent& event, const char* member) {
   return event.details[member].stringValue().value_or("");
 }
 
+bool batteryFits(const Scenario::Expectation& expectation, const TimelineEvent& event) {
+  if (!expectation.battery) return true;
+  const Dictionary* const body = event.details["body"].dictionary();
+  return body != nullptr && (*body)["batteryLevel"].isNumber() &&
+         (*body)["batteryLevel"].integerValue() == *expectation.battery;
+}
+
 bool matches(const Scenario::Expectation& expectation, const TimelineEvent& event) {
   const bool zoneFits = expectation.zone.empty() || textOf(event, "zone") == expectation.zone;
   switch (expectation.subject) {
@@ -24,7 +31,8 @@ bool matches(const Scenario::Expectation& expectation, const TimelineEvent& even
       return event.kind == TimelineKind::refusal && zoneFits &&
              textOf(event, "rule") == expectation.name;
     case Subject::statistic:
-      return event.kind == TimelineKind::statistic && textOf(event, "event") == expectation.name;
+      return event.kind == TimelineKind::statistic && zoneFits &&
+             textOf(event, "event") == expectation.name && batteryFits(expectation, event);
     case Subject::request:
       return event.kind == TimelineKind::http &&
              textOf(event, "target").starts_with(expectation.name);
@@ -48,6 +56,7 @@ std::string inWords(const Scenario::Expectation& expectation) {
   const auto subject = static_cast<std::size_t>(expectation.subject);
   std::string text = fmt::format("{} {}", kSubjects[subject], expectation.name);
   if (!expectation.zone.empty()) text += " of zone " + expectation.zone;
+  if (expectation.battery) text += fmt::format(" with battery level {}", *expectation.battery);
   const bool never = expectation.times == 0;
   text += never ? " never " : " ";
   text += verbOf(expectation.subject);

@@ -106,8 +106,10 @@ struct Scenario {
     /// The content's identifier, "beacons/enter", the name of the rule, or how the request's path
     /// begins.
     std::string name;
-    /// The portal's identifier of the zone, for contents and refusals; empty for any.
+    /// The portal's identifier of the zone, but for requests; empty for any.
     std::string zone;
+    /// The battery level that a statistic carries.
+    std::optional<int> battery;
     Seconds from{0};
     Seconds to{0};
     /// 0 for never; empty for at least once.

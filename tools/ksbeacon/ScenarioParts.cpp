@@ -339,9 +339,9 @@ Scenario::Expectation ScenarioParts::expectation(const JsonNode& node,
                                                  const std::string& path) const {
   // In the order of `Subject`.
   static const std::vector<std::string> kSubjects = {"content", "statistic", "refusal", "request"};
-  ObjectReader reader(
-      node, path, mistakes_,
-      {"content", "statistic", "refusal", "request", "zone", "from", "to", "times", "never"});
+  ObjectReader reader(node, path, mistakes_,
+                      {"content", "statistic", "refusal", "request", "zone", "battery", "from",
+                       "to", "times", "never"});
   Scenario::Expectation expectation;
   expectation.line = node.line;
   const auto given =
@@ -359,9 +359,11 @@ Scenario::Expectation ScenarioParts::expectation(const JsonNode& node,
   if (*subject == "refusal") reader.choice(*subject, refusalNames());
   if (reader.has("zone")) {
     expectation.zone = reader.text("zone");
-    if (*subject != "content" && *subject != "refusal") {
-      reader.fail("zone", "a zone only for a content or a refusal");
-    }
+    if (*subject == "request") reader.fail("zone", "no zone for a request");
+  }
+  if (reader.has("battery")) {
+    expectation.battery = static_cast<int>(reader.integer("battery", {0, 255}));
+    if (*subject != "statistic") reader.fail("battery", "a battery level only for a statistic");
   }
   std::tie(expectation.from, expectation.to) = span(reader, Seconds{0}, until_);
   if (reader.has("times")) expectation.times = static_cast<int>(reader.integer("times", {0, 1e6}));

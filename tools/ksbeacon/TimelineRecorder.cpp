@@ -204,6 +204,10 @@ void TimelineRecorder::addStatistic(const std::string& target) {
     const auto parsed = parseLocatedJson(arrived->body, "statistic");
     if (const auto* const node = std::get_if<JsonNode>(&parsed)) {
       const Value body = valueFrom(*node);
+      for (const char* const member : {"beaconId", "geofenceId"}) {
+        const Value zone = body.dictionary() ? (*body.dictionary())[member] : Value();
+        if (zone.string() != nullptr) details.set("zone", zone);
+      }
       details.set("body", body);
       text += "  " + jsonText(body);
     }

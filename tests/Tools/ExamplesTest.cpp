@@ -1,0 +1,138 @@
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <array>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "tools/ksbeacon/ScenarioReader.h"
+#include "tools/ksbeacon/Simulation.h"
+#include "tools/ksbeacon/portal/PortalServer.h"
+
+namespace ks::tool {
+namespace {
+
+const std::filesystem::path kSource = KS_SOURCE_DIR;
+
+std::string contentOf(const std::filesystem::path& file) {
+  std::ifstream stream(file);
+  EXPECT_TRUE(stream) << file;
+  return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+struct Output {
+  int code = -1;
+  std::string text;
+};
+
+/// Both streams of a command, in the order of its lines.
+Output run(const std::string& command) {
+  Output output;
+  FILE* const pipe = popen((command + " 2>&1").c_str(), "r");
+  if (pipe == nullptr) return output;
+  std::array<char, 4096> buffer{};
+  while (std::fgets(buffer.data(), buffer.size(), pipe) != nullptr) output.text += buffer.data();
+  output.code = WEXITSTATUS(pclose(pipe));
+  return output;
+}
+
+class ExampleScenarioTest : public testing::TestWithParam<std::filesystem::path> {};
+
+TEST_P(ExampleScenarioTest, MeetsItsExpectationsTwiceAlike) {
+  const auto read = readScenarioFile(GetParam());
+  ASSERT_TRUE(std::holds_alternative<Scenario>(read)) << std::get<InputError>(read).message();
+  const Scenario& scenario = std::get<Scenario>(read);
+  EXPECT_FALSE(scenario.expectations.empty());
+  std::array<std::ostringstream, 2> outputs;
+  for (std::ostringstream& output : outputs) {
+    TimelinePrinter printer(output, scenario.start,
+                            {.form = TimelinePrinter::Form::json, .log = true});
+    Timeline timeline;
+    timeline.listen([&printer](const TimelineEvent& event) { printer.print(event); });
+    SimulationOptions options;
+    options.log = true;
+    const SimulationResult result = simulate(scenario, options, timeline);
+    EXPECT_EQ(result.failure, "");
+    EXPECT_TRUE(result.portalMessages.empty());
+    for (const Expectations::Outcome& outcome : result.outcomes) {
+      EXPECT_TRUE(outcome.met) << outcome.expected << "; " << outcome.happened;
+    }
+  }
+  EXPECT_EQ(outputs[0].str(), outputs[1].str());
+  EXPECT_EQ(outputs[0].str().find("127.0.0.1"), std::string::npos);
+}
+
+std::vector<std::filesystem::path> exampleScenarios() {
+  std::vector<std::filesystem::path> files;
+  for (const auto& entry : std::filesystem::directory_iterator(kSource / "examples/scenarios")) {
+    files.push_back(entry.path());
+  }
+  std::ranges::sort(files);
+  return files;
+}
+
+INSTANTIATE_TEST_SUITE_P(Examples, ExampleScenarioTest, testing::ValuesIn(exampleScenarios()),
+                         [](const auto& test) {
+                           std::string name = test.param.stem().string();
+                           std::erase(name, '-');
+                           return name;
+                         });
+
+TEST(CommandTest, AnswersWithItsExitCode) {
+  const std::string demo = kSource / "examples/scenarios/demo.json";
+  const std::string bad = testing::TempDir() + "/bad.json";
+  std::ofstream(bad) << "{\"start\": 1}";
+  const std::string unmet = testing::TempDir() + "/unmet.json";
+  std::string text = contentOf(demo);
+  const std::string wanted = "{\"content\": \"coffee\", \"never\": true}";
+  ASSERT_NE(text.find(wanted), std::string::npos);
+  text.replace(text.find(wanted), wanted.size(), "{\"content\": \"coffee\"}");
+  const std::string folder = "\"../portal\"";
+  text.replace(text.find(folder), folder.size(), "\"" KS_SOURCE_DIR "/examples/portal\"");
+  std::ofstream(unmet) << text;
+  const struct {
+    std::string arguments;
+    int code;
+    std::string end;
+  } cases[] = {
+      {"simulate " + demo + " --json", 0, "\"}\n"},
+      {"simulate " + unmet, 1, "; it never happened\n"},
+      {"simulate " + bad, 2, bad + ":1: start: expected a text that is not empty, got 1\n"},
+      {"simulate nowhere.json", 2, "expected a file; there is none of this name\n"},
+      {"simulate", 2, "see ksbeacon --help\n"},
+      {"portal " + demo, 2, "expected a folder of portal documents\n"},
+      {"portal " + std::string(kSource / "examples/portal") + " --fault often", 2,
+       "got \"often\"\n"},
+      {"help simulate", 0, ""},
+  };
+  for (const auto& each : cases) {
+    const Output output = run(KS_COMMAND " " + each.arguments);
+    EXPECT_EQ(output.code, each.code) << each.arguments << '\n' << output.text;
+    EXPECT_TRUE(output.text.ends_with(each.end)) << each.arguments << '\n' << output.text;
+  }
+}
+
+TEST(HostTest, StandsInTheReadmeAndRuns) {
+  const std::string readme = contentOf(kSource / "README.md");
+  const std::string source = contentOf(kSource / "examples/host/main.cpp");
+  EXPECT_NE(readme.find("```cpp\n" + source + "```"), std::string::npos);
+
+  portal::PortalOptions options;
+  options.documents = kSource / "examples/portal";
+  options.username = "demo";
+  options.password = "demo";
+  const auto server = portal::PortalServer::start(options);
+  ASSERT_TRUE(server) << server.error().localizedDescription();
+  const Output output = run(KS_HOST " " + (*server)->url());
+  EXPECT_EQ(output.code, 0);
+  EXPECT_EQ(output.text, "running\nThe museum is open until six.\n");
+}
+
+}  // namespace
+}  // namespace ks::tool
