@@ -1,9 +1,8 @@
+#include <algorithm>
 #include <boost/url/encode.hpp>
-#include <boost/url/grammar/parse.hpp>
-#include <boost/url/params_encoded_view.hpp>
 #include <boost/url/parse.hpp>
+#include <boost/url/pct_string_view.hpp>
 #include <boost/url/rfc/pchars.hpp>
-#include <boost/url/rfc/query_rule.hpp>
 #include <boost/url/url.hpp>
 #include <charconv>
 #include <string_view>
@@ -88,18 +87,32 @@ NSURLRequest eventRequest(const NSURL& rootURL, const std::string& portalIdentif
       appending(rootURL, "/" + portalIdentifier + "/" + event, std::nullopt));
 }
 
+/// Nothing for text with a broken percent escape.
+std::optional<std::string> decoded(std::string_view text) {
+  const auto encoded = boost::urls::make_pct_string_view(text);
+  if (!encoded) return std::nullopt;
+  return encoded->decode();
+}
+
+/// Cuts the part before the next `separator` off `rest`.
+std::string_view nextPart(std::string_view& rest, char separator) {
+  const auto part = rest.substr(0, rest.find(separator));
+  rest.remove_prefix(std::min(part.size() + 1, rest.size()));
+  return part;
+}
+
 /// The values of all query items called `name`, in URL order. Works on any text, so also on that of
 /// a root that is no URL.
 std::vector<std::string> queryValues(const NSURLRequest& request, std::string_view name) {
-  const std::string_view text = request.url.absoluteString;
-  const auto start = text.find('?');
-  if (start == std::string_view::npos) return {};
-  const auto query = text.substr(start + 1, text.find('#', start) - start - 1);
-  const auto parsed = boost::urls::grammar::parse(query, boost::urls::query_rule);
-  if (!parsed) return {};
+  std::string_view rest = request.url.absoluteString;
+  rest = rest.substr(0, rest.find('#'));
+  nextPart(rest, '?');
   std::vector<std::string> values;
-  for (const auto& item : *parsed) {
-    if (item.key.decode() == name) values.push_back(item.value.decode());
+  while (!rest.empty()) {
+    auto item = nextPart(rest, '&');
+    const auto key = decoded(nextPart(item, '='));
+    auto value = decoded(item);
+    if (key == name && value) values.push_back(std::move(*value));
   }
   return values;
 }
