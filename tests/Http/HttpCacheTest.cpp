@@ -1,0 +1,118 @@
+#include <gmock/gmock.h>
+
+#include <ctime>
+
+#include "tests/Http/HttpFixture.h"
+#include "tests/Http/LoopbackServer.h"
+
+namespace ks::test {
+namespace {
+
+/// A reply without its date counts as old.
+std::string dateField() {
+  const std::time_t now = std::time(nullptr);
+  char text[64];
+  std::strftime(text, sizeof(text), "Date: %a, %d %b %Y %H:%M:%S GMT\r\n", std::gmtime(&now));
+  return text;
+}
+
+class HttpCacheTest : public HttpFixture {
+ protected:
+  HttpCacheTest() {
+    configuration.urlCache = {16384, 1 << 20, folder / "cache"};
+    configuration.httpAdditionalHeaders.set("Authorization", "Basic secret");
+  }
+  void restart() {
+    session.reset();
+    system.reset();
+    queue = std::make_shared<HandQueue>();
+  }
+
+  /// A document with the entity tag "a1", which must be asked for each time.
+  LoopbackServer tagged{[](auto& request) {
+    const std::string fields = "ETag: \"a1\"\r\nCache-Control: max-age=0\r\n";
+    if (request.field("If-None-Match") != "\"a1\"") return RawReply{httpReply("tagged", fields)};
+    return RawReply{"HTTP/1.1 304 Not Modified\r\n" + fields + "\r\n"};
+  }};
+};
+
+TEST_F(HttpCacheTest, RevalidatesByEntityTagAcrossRestarts) {
+  EXPECT_FALSE(fetch(request(tagged.url("/a"))).fromCache);
+  for (int round = 0; round < 4; ++round) {
+    if (round % 2 == 1) restart();
+    const auto exchange = fetch(request(tagged.url("/a")));
+    EXPECT_TRUE(exchange.fromCache) << round;
+    EXPECT_EQ(exchange.status, 200);
+    EXPECT_EQ(log->bodies.back(), "tagged");
+    const auto seen = tagged.requests().back();
+    EXPECT_EQ(seen.field("If-None-Match"), "\"a1\"");
+    EXPECT_EQ(seen.field("Authorization"), "Basic secret");
+  }
+  EXPECT_EQ(tagged.requests().size(), 5U);
+}
+
+TEST_F(HttpCacheTest, FreshDocumentsAreNotRequested) {
+  LoopbackServer server([](auto&) {
+    return RawReply{httpReply("fresh", dateField() + "Cache-Control: max-age=1000\r\n")};
+  });
+  fetch(request(server.url("/a")));
+  fetch(request(server.url("/a")));
+  restart();
+  fetch(request(server.url("/a")));
+  EXPECT_EQ(server.requests().size(), 1U);
+  EXPECT_EQ(log->bodies, std::vector<std::string>(3, "fresh"));
+}
+
+TEST_F(HttpCacheTest, DamagedCacheCountsAsEmpty) {
+  fetch(request(tagged.url("/a")));
+  restart();
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(folder / "cache")) {
+    if (entry.is_regular_file()) writeFile(entry.path(), std::string(100, '\xff'));
+  }
+  EXPECT_EQ(codeOf(fetch(request(tagged.url("/a")))), 0);
+  EXPECT_EQ(log->bodies.back(), "tagged");
+}
+
+TEST_F(HttpCacheTest, SessionsDoNotShareFolders) {
+  fetch(request(tagged.url("/a")));
+  const auto first = std::exchange(session, nullptr);
+  fetch(request(tagged.url("/a")));
+  EXPECT_FALSE(log->exchanges.back().fromCache);
+  int folders = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(folder / "cache")) {
+    folders += entry.is_directory() ? 1 : 0;
+  }
+  EXPECT_EQ(folders, 2);
+}
+
+TEST_F(HttpCacheTest, DiskCapacityIsRespected) {
+  LoopbackServer server([](auto&) {
+    return RawReply{httpReply(std::string(5000, 'x'), "Cache-Control: max-age=1000\r\n")};
+  });
+  configuration.urlCache.diskCapacity = 60'000;
+  for (int i = 0; i < 30; ++i) fetch(request(server.url("/" + std::to_string(i))));
+  restart();
+  std::uintmax_t size = 0;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(folder / "cache")) {
+    if (entry.is_regular_file()) size += entry.file_size();
+  }
+  EXPECT_GT(size, 5'000U);
+  EXPECT_LT(size, 70'000U);
+}
+
+TEST_F(HttpCacheTest, RevalidationTakesNoCredentialsAway) {
+  LoopbackServer other([](auto&) { return RawReply{httpReply("other")}; });
+  LoopbackServer server([&](auto& request) {
+    if (request.field("If-None-Match").empty()) {
+      return RawReply{httpReply("mine", "ETag: \"a1\"\r\nCache-Control: max-age=0\r\n")};
+    }
+    return RawReply{httpReply("", "Location: " + other.url("/x") + "\r\n", 302)};
+  });
+  fetch(request(server.url("/a")));
+  fetch(request(server.url("/a")));
+  for (const auto& seen : other.requests()) EXPECT_EQ(seen.field("Authorization"), "");
+  EXPECT_EQ(codeOf(log->exchanges.back()), 0);
+}
+
+}  // namespace
+}  // namespace ks::test
