@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "BeaconSDK/Platform/Api/CoreBluetooth.h"
+#include "BeaconSDK/Platform/Api/Date.h"
 #include "BeaconSDK/Platform/Api/UUID.h"
 #include "BeaconSDK/Platform/Api/Units.h"
 #include "BeaconSDK/Platform/Api/Value.h"
@@ -36,6 +37,8 @@ struct Advertisement {
   std::string address;
   /// Values outside -127 to -1 mean that the radio gave no strength.
   Dbm rssi{0};
+  /// How long ago it was received, for sources that report in batches.
+  Seconds age{0};
   std::vector<ManufacturerData> manufacturerData;
   std::vector<ServiceData> serviceData;
   /// Services that are named without data.

@@ -19,6 +19,7 @@ enum class CLErrorCode : std::int64_t {
   regionMonitoringDenied = 4,
   regionMonitoringFailure = 5,
 };
+Error locationError(CLErrorCode code);
 
 /// What the location engine needs of the device right now, so that everything else can sleep.
 struct LocationDemand {
@@ -55,6 +56,8 @@ struct LocationCounters {
   std::uint64_t fixes = 0;
   /// Fixes that were invalid, or jumps that no other fix confirmed.
   std::uint64_t rejectedFixes = 0;
+  /// Times that the store could not save.
+  std::uint64_t failedSaves = 0;
   friend bool operator==(const LocationCounters&, const LocationCounters&) = default;
 };
 
@@ -100,7 +103,7 @@ class LocationEngine : public LocationServices {
   /// Constant time; allocates only for a beacon that was not known.
   void handleAdvertisement(const Advertisement& advertisement);
   /// The same for a beacon whose frame is already known.
-  void handleBeacon(const BeaconFrame& frame, Dbm rssi);
+  void handleBeacon(const BeaconFrame& frame, Dbm rssi, Seconds age = Seconds{0});
   /// While positions are demanded fixes are expected to come again and again, also of a device that
   /// stands still. A fix that implies an impossible speed waits for the next one, or 10 s.
   void handleFix(const CLLocation& fix);
@@ -112,8 +115,9 @@ class LocationEngine : public LocationServices {
   LocationDemand demand() const;
   LocationCounters counters() const;
 
- private:
   class Core;
+
+ private:
   std::shared_ptr<Core> core_;
 };
 

@@ -1,0 +1,79 @@
+#include "BeaconSDK/Platform/Location/LocationEngine.h"
+
+#include "BeaconSDK/Platform/Location/EngineLocationManager.h"
+#include "BeaconSDK/Platform/Location/LocationEngineCore.h"
+
+namespace ks {
+
+Error locationError(CLErrorCode code) {
+  const auto text = [code] {
+    switch (code) {
+      case CLErrorCode::locationUnknown:
+        return "The location could not be determined";
+      case CLErrorCode::denied:
+        return "The application may not use the location";
+      case CLErrorCode::regionMonitoringDenied:
+        return "The application may not monitor regions";
+      case CLErrorCode::regionMonitoringFailure:
+        return "The region cannot be monitored";
+    }
+    return "";
+  };
+  return {CLErrorDomain, static_cast<std::int64_t>(code), std::string(text())};
+}
+
+LocationEngine::LocationEngine(Clock& clock, DispatchQueue& mainQueue, LocationStateStore& store,
+                               LocationDemandListener& listener)
+    : core_(std::make_shared<Core>(clock, mainQueue, store, listener)) {
+  core_->restore();
+}
+
+LocationEngine::~LocationEngine() { core_->close(); }
+
+CLAuthorizationStatus LocationEngine::authorizationStatus() const { return core_->authorization; }
+
+bool LocationEngine::isMonitoringAvailableForCircularRegions() const { return core_->positioning; }
+
+bool LocationEngine::isMonitoringAvailableForBeaconRegions() const { return core_->scanning; }
+
+std::unique_ptr<CLLocationManager> LocationEngine::makeLocationManager() {
+  return std::make_unique<EngineLocationManager>(core_);
+}
+
+void LocationEngine::setAuthorizationStatus(CLAuthorizationStatus status) {
+  core_->setAuthorizationStatus(status);
+}
+
+void LocationEngine::setBeaconScanningAvailable(bool available) {
+  core_->setBeaconScanningAvailable(available);
+}
+
+void LocationEngine::setPositioningAvailable(bool available) { core_->positioning = available; }
+
+void LocationEngine::handleAdvertisement(const Advertisement& advertisement) {
+  auto& counters = core_->counters;
+  ++counters.advertisements;
+  counters.skippedElements += advertisement.skippedElements;
+  for (const auto& data : advertisement.manufacturerData) {
+    const auto reading = readBeaconFrame(data);
+    if (reading.malformed) ++counters.skippedElements;
+    if (reading.frame) core_->handleBeacon(*reading.frame, advertisement.rssi, advertisement.age);
+  }
+}
+
+void LocationEngine::handleBeacon(const BeaconFrame& frame, Dbm rssi, Seconds age) {
+  ++core_->counters.advertisements;
+  core_->handleBeacon(frame, rssi, age);
+}
+
+void LocationEngine::handleFix(const CLLocation& fix) { core_->handleFix(fix); }
+
+void LocationEngine::positionFailed(const Error& error) { core_->positionFailed(error); }
+
+void LocationEngine::handleDisplayOn() { core_->handleDisplayOn(); }
+
+LocationDemand LocationEngine::demand() const { return core_->demand(); }
+
+LocationCounters LocationEngine::counters() const { return core_->counters; }
+
+}  // namespace ks

@@ -1,0 +1,352 @@
+#include "BeaconSDK/Platform/Location/LocationEngineCore.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "BeaconSDK/Platform/Location/RegionStateFile.h"
+
+namespace ks {
+
+namespace {
+
+// Between two saves, however much happens.
+constexpr Seconds kSavePause{1};
+// A fix should be half as uncertain as the smallest circle is large, within reason.
+constexpr double kRadiusShare = 0.5;
+constexpr Metres kCoarsestForCircles{100};
+
+}  // namespace
+
+LocationEngine::Core::Core(Clock& clock, DispatchQueue& queue, LocationStateStore& store,
+                           LocationDemandListener& listener)
+    : clock_(clock),
+      queue_(queue),
+      store_(store),
+      listener_(listener),
+      reports_(managers_, [this] { saveSoon(); }),
+      circles_(book_, reports_),
+      presence_(clock, queue, table_, book_, reports_, [this] { saveSoon(); }),
+      ranging_(clock, queue, table_),
+      updates_(clock, queue, managers_, [this] { demandMayHaveChanged(); }) {}
+
+void LocationEngine::Core::restore() {
+  const auto saved = store_.load();
+  if (!saved) return;
+  for (const auto& region : decodeRegions(*saved)) {
+    if (!book_.find(region->region->identifier())) insert(region);
+  }
+}
+
+void LocationEngine::Core::close() {
+  if (saving_.isArmed()) save();
+  for (const auto& manager : managers_.all()) {
+    manager->oneFixTimeout.cancel();
+    manager->delegate = nullptr;
+  }
+  for (const auto& [id, region] : book_.all()) {
+    region->watched = false;
+    region->silence.cancel();
+    region->requestTimeout.cancel();
+  }
+  ranging_.setAllowed(false);
+  gateTimeout_.cancel();
+}
+
+template <class Work>
+void LocationEngine::Core::post(Work work) {
+  queue_.async([weak = weak_from_this(), work = std::move(work)] {
+    if (const auto core = weak.lock()) work(*core);
+  });
+}
+
+void LocationEngine::Core::removeManager(const std::shared_ptr<ManagerState>& manager) {
+  manager->oneFixTimeout.cancel();
+  ranging_.stopAll(*manager);
+  managers_.remove(*manager);
+  demandMayHaveChanged();
+}
+
+void LocationEngine::Core::delegateChanged(const ManagerState& manager) {
+  if (manager.delegate == nullptr) return;
+  post([](Core& core) {
+    if (core.managers_.hasDelegate()) core.reports_.flush();
+  });
+}
+
+void LocationEngine::Core::wishesChanged(const std::shared_ptr<ManagerState>& manager) {
+  const bool refused = authorization == CLAuthorizationStatus::denied ||
+                       authorization == CLAuthorizationStatus::restricted;
+  if (refused && (manager->wantsUpdates || manager->wantsSignificantChanges)) {
+    post([manager](Core&) {
+      manager->tell([](auto& service, auto& delegate) {
+        delegate.didFailWithError(service, locationError(CLErrorCode::denied));
+      });
+    });
+  }
+  demandMayHaveChanged();
+}
+
+void LocationEngine::Core::requestLocation(const std::shared_ptr<ManagerState>& manager) {
+  if (authorization == CLAuthorizationStatus::denied ||
+      authorization == CLAuthorizationStatus::restricted) {
+    post([manager](Core&) {
+      manager->tell([](auto& service, auto& delegate) {
+        delegate.didFailWithError(service, locationError(CLErrorCode::denied));
+      });
+    });
+    return;
+  }
+  updates_.requestOne(manager);
+  demandMayHaveChanged();
+}
+
+bool LocationEngine::Core::canMonitor(const CLRegion* region) const {
+  if (region == nullptr || !isMonitorable(*region)) return false;
+  return positioning || dynamic_cast<const CLCircularRegion*>(region) == nullptr;
+}
+
+void LocationEngine::Core::startMonitoring(const std::shared_ptr<ManagerState>& manager,
+                                           std::shared_ptr<const CLRegion> region) {
+  if (!mayMonitor() || !canMonitor(region.get())) {
+    const auto code =
+        mayMonitor() ? CLErrorCode::regionMonitoringFailure : CLErrorCode::regionMonitoringDenied;
+    post([manager, region, code](Core&) {
+      manager->tell([&](auto& service, auto& delegate) {
+        delegate.monitoringDidFailForRegion(service, region, locationError(code));
+      });
+    });
+    return;
+  }
+  const auto watched = watch(std::move(region));
+  post([manager, watched](Core& core) { core.monitoringBegan(manager, watched); });
+  saveSoon();
+  demandMayHaveChanged();
+}
+
+std::shared_ptr<MonitoredRegion> LocationEngine::Core::watch(
+    std::shared_ptr<const CLRegion> region) {
+  auto fresh = std::make_shared<MonitoredRegion>();
+  fresh->setRegion(std::move(region));
+  if (const auto known = book_.find(fresh->region->identifier())) {
+    if (haveSameShape(*known, *fresh)) {
+      known->setRegion(fresh->region);
+      return known;
+    }
+    unwatch(known);
+  }
+  insert(fresh);
+  return fresh;
+}
+
+void LocationEngine::Core::insert(const std::shared_ptr<MonitoredRegion>& region) {
+  book_.add(region);
+  if (region->circle) {
+    circles_.add(region);
+  } else {
+    presence_.add(*region);
+  }
+}
+
+void LocationEngine::Core::unwatch(const std::shared_ptr<MonitoredRegion>& region) {
+  region->watched = false;
+  region->requestTimeout.cancel();
+  if (region->circle) {
+    circles_.remove(*region);
+  } else {
+    presence_.remove(*region);
+  }
+  book_.remove(*region);
+}
+
+void LocationEngine::Core::monitoringBegan(const std::shared_ptr<ManagerState>& manager,
+                                           const std::shared_ptr<MonitoredRegion>& region) {
+  if (!region->watched) return;
+  // A beacon region's state is told without being asked for, as soon as it is known.
+  if (region->beacons && region->confirmed) region->requesters.push_back(manager);
+  manager->tell([&](auto& service, auto& delegate) {
+    delegate.didStartMonitoringForRegion(service, region->region);
+  });
+  if (!region->watched) return;
+  if (region->circle && updates_.last()) {
+    circles_.consider(region, *updates_.last(), clock_.uptime());
+  }
+  settle(region);
+}
+
+void LocationEngine::Core::stopMonitoring(const std::string& identifier) {
+  const auto region = book_.find(identifier);
+  if (!region) return;
+  unwatch(region);
+  saveSoon();
+  demandMayHaveChanged();
+}
+
+void LocationEngine::Core::requestState(const std::shared_ptr<ManagerState>& manager,
+                                        const std::string& identifier) {
+  const auto region = book_.find(identifier);
+  if (!region) return;
+  auto& requesters = region->requesters;
+  const bool asked = std::any_of(requesters.begin(), requesters.end(), [&](const auto& requester) {
+    return requester.lock() == manager;
+  });
+  if (!asked) requesters.push_back(manager);
+  region->requestTimeout.arm(queue_, kStateRequestTimeout, [this, weak = std::weak_ptr(region)] {
+    if (const auto open = weak.lock()) reports_.answer(open, CLRegionState::unknown);
+  });
+  post([region](Core& core) { core.settle(region); });
+}
+
+void LocationEngine::Core::settle(const std::shared_ptr<MonitoredRegion>& region) {
+  if (!region->watched || region->requesters.empty()) return;
+  if (region->confirmed) {
+    reports_.answer(region, region->state);
+  } else if (region->circle) {
+    circles_.attend(*region);
+    if (updates_.last()) circles_.consider(region, *updates_.last(), clock_.uptime());
+  }
+}
+
+void LocationEngine::Core::startRanging(const std::shared_ptr<ManagerState>& manager,
+                                        std::shared_ptr<const CLBeaconRegion> region) {
+  if (!region) return;
+  ranging_.start(manager, std::move(region));
+  demandMayHaveChanged();
+}
+
+void LocationEngine::Core::stopRanging(const ManagerState& manager, const std::string& identifier) {
+  ranging_.stop(manager, identifier);
+  demandMayHaveChanged();
+}
+
+bool LocationEngine::Core::isAuthorized() const {
+  return mayMonitor() || authorization == CLAuthorizationStatus::authorizedWhenInUse;
+}
+
+void LocationEngine::Core::setAuthorizationStatus(CLAuthorizationStatus status) {
+  if (authorization.exchange(status) == status) return;
+  updateListening();
+  demandMayHaveChanged();
+  post([status](Core& core) {
+    for (const auto& manager : core.managers_.all()) {
+      manager->tell([&](auto& service, auto& delegate) {
+        delegate.didChangeAuthorizationStatus(service, status);
+      });
+    }
+    if (status == CLAuthorizationStatus::denied || status == CLAuthorizationStatus::restricted) {
+      core.updates_.fail(locationError(CLErrorCode::denied));
+      core.demandMayHaveChanged();
+    }
+  });
+}
+
+void LocationEngine::Core::setBeaconScanningAvailable(bool available) {
+  scanning = available;
+  updateListening();
+  demandMayHaveChanged();
+}
+
+void LocationEngine::Core::updateListening() {
+  presence_.setListening(scanning && mayMonitor());
+  ranging_.setAllowed(isAuthorized());
+}
+
+void LocationEngine::Core::handleBeacon(const BeaconFrame& frame, Dbm rssi, Seconds age) {
+  auto* group = table_.find(frame.proximityUUID);
+  if (group == nullptr || !isAuthorized()) return;
+  ++counters.matchedBeacons;
+  const auto now = clock_.uptime();
+  const auto time = now - std::max(age, Seconds{0});
+  auto* beacon = group->heard(frame, rssi, time, now);
+  if (beacon == nullptr) ++counters.untrackedBeacons;
+  if (!presence_.isListening()) return;
+  if (beacon != nullptr) {
+    presence_.heard(group->regionsOf(*beacon), time);
+  } else {
+    presence_.heard(group->regionsOf(frame), time);
+  }
+}
+
+void LocationEngine::Core::handleFix(const CLLocation& fix) {
+  ++counters.fixes;
+  if (!isAuthorized()) return;
+  switch (gate_.offer(fix, clock_.uptime())) {
+    case FixGate::Verdict::accepted:
+      if (gateTimeout_.isArmed()) ++counters.rejectedFixes;
+      gateTimeout_.cancel();
+      accept(fix);
+      break;
+    case FixGate::Verdict::held:
+      if (gateTimeout_.isArmed()) ++counters.rejectedFixes;
+      gateTimeout_.arm(queue_, kJumpPatience, [this] {
+        if (const auto held = gate_.release(); held && isAuthorized()) accept(*held);
+      });
+      break;
+    case FixGate::Verdict::rejected:
+      ++counters.rejectedFixes;
+      break;
+  }
+}
+
+void LocationEngine::Core::accept(const CLLocation& fix) {
+  updates_.handleFix(fix);
+  demandMayHaveChanged();
+  if (mayMonitor()) circles_.handleFix(fix, clock_.uptime());
+}
+
+void LocationEngine::Core::positionFailed(const Error& error) {
+  if (!isAuthorized()) return;
+  updates_.fail(error);
+  demandMayHaveChanged();
+}
+
+void LocationEngine::Core::handleDisplayOn() {
+  const auto regions = book_.all();
+  for (const auto& [id, region] : regions) {
+    const bool wanted = region->beacons && region->beacons->notifyEntryStateOnDisplay();
+    if (!wanted || !region->watched || !region->confirmed) continue;
+    if (region->state == CLRegionState::inside) reports_.remind(region);
+  }
+}
+
+LocationDemand LocationEngine::Core::demand() const {
+  LocationDemand demand;
+  if (!isAuthorized()) return demand;
+  demand.positionAccuracy = updates_.wantedAccuracy();
+  if (mayMonitor() && !circles_.isEmpty()) {
+    const Metres share{circles_.smallestRadius().value * kRadiusShare};
+    const auto needed = std::clamp(share, kBestAccuracy, kCoarsestForCircles);
+    demand.positionAccuracy = std::min(demand.positionAccuracy.value_or(needed), needed);
+  }
+  if (ranging_.isWanted()) {
+    demand.beaconScan = LocationDemand::BeaconScan::ranging;
+  } else if (mayMonitor() && presence_.hasRegions()) {
+    demand.beaconScan = LocationDemand::BeaconScan::monitoring;
+  }
+  return demand;
+}
+
+void LocationEngine::Core::demandMayHaveChanged() {
+  if (demandPosted_ || demand() == told_) return;
+  demandPosted_ = true;
+  post([](Core& core) {
+    core.demandPosted_ = false;
+    const auto demand = core.demand();
+    if (demand == core.told_) return;
+    core.told_ = demand;
+    core.listener_.locationDemandChanged(demand);
+  });
+}
+
+void LocationEngine::Core::saveSoon() {
+  if (saving_.isArmed()) return;
+  const auto earliest = lastSave_ ? *lastSave_ + kSavePause : clock_.uptime();
+  saving_.arm(queue_, std::max(earliest - clock_.uptime(), Seconds{0}), [this] { save(); });
+}
+
+void LocationEngine::Core::save() {
+  saving_.cancel();
+  lastSave_ = clock_.uptime();
+  if (!store_.save(encodeRegions(book_))) ++counters.failedSaves;
+}
+
+}  // namespace ks

@@ -1,0 +1,105 @@
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <optional>
+
+#include "BeaconSDK/Platform/Location/BeaconPresence.h"
+#include "BeaconSDK/Platform/Location/BeaconRanging.h"
+#include "BeaconSDK/Platform/Location/BeaconTable.h"
+#include "BeaconSDK/Platform/Location/CircleMonitor.h"
+#include "BeaconSDK/Platform/Location/FixGate.h"
+#include "BeaconSDK/Platform/Location/LocationEngine.h"
+#include "BeaconSDK/Platform/Location/LocationUpdates.h"
+#include "BeaconSDK/Platform/Location/ManagerList.h"
+#include "BeaconSDK/Platform/Location/MonitoredRegion.h"
+#include "BeaconSDK/Platform/Location/RegionReports.h"
+
+namespace ks {
+
+/// How long an explicit question for a state may stay open; then the answer is `unknown`.
+inline constexpr Seconds kStateRequestTimeout{40};
+
+/// The rooms of the location engine and what goes on between them. Managers hold it weakly: when it
+/// is gone they do nothing.
+class LocationEngine::Core : public std::enable_shared_from_this<Core> {
+ public:
+  Core(Clock& clock, DispatchQueue& queue, LocationStateStore& store,
+       LocationDemandListener& listener);
+  void restore();
+  /// Saves, and ends everything that could call back.
+  void close();
+
+  void addManager(const std::shared_ptr<ManagerState>& manager) { managers_.add(manager); }
+  void removeManager(const std::shared_ptr<ManagerState>& manager);
+  void delegateChanged(const ManagerState& manager);
+  /// What the manager wants of locations has changed.
+  void wishesChanged(const std::shared_ptr<ManagerState>& manager);
+  void requestLocation(const std::shared_ptr<ManagerState>& manager);
+  const std::optional<CLLocation>& lastLocation() const { return updates_.last(); }
+  void startMonitoring(const std::shared_ptr<ManagerState>& manager,
+                       std::shared_ptr<const CLRegion> region);
+  void stopMonitoring(const std::string& identifier);
+  void requestState(const std::shared_ptr<ManagerState>& manager, const std::string& identifier);
+  const RegionBook& regions() const { return book_; }
+  void startRanging(const std::shared_ptr<ManagerState>& manager,
+                    std::shared_ptr<const CLBeaconRegion> region);
+  void stopRanging(const ManagerState& manager, const std::string& identifier);
+
+  void setAuthorizationStatus(CLAuthorizationStatus status);
+  void setBeaconScanningAvailable(bool available);
+  void handleBeacon(const BeaconFrame& frame, Dbm rssi, Seconds age);
+  void handleFix(const CLLocation& fix);
+  void positionFailed(const Error& error);
+  void handleDisplayOn();
+  LocationDemand demand() const;
+
+  std::atomic<CLAuthorizationStatus> authorization{CLAuthorizationStatus::notDetermined};
+  std::atomic<bool> positioning = true;
+  std::atomic<bool> scanning = true;
+  LocationCounters counters;
+
+ private:
+  bool isAuthorized() const;
+  bool mayMonitor() const { return authorization == CLAuthorizationStatus::authorizedAlways; }
+  bool canMonitor(const CLRegion* region) const;
+  std::shared_ptr<MonitoredRegion> watch(std::shared_ptr<const CLRegion> region);
+  void insert(const std::shared_ptr<MonitoredRegion>& region);
+  void unwatch(const std::shared_ptr<MonitoredRegion>& region);
+  void monitoringBegan(const std::shared_ptr<ManagerState>& manager,
+                       const std::shared_ptr<MonitoredRegion>& region);
+  /// Answers who asked, as far as an answer is known.
+  void settle(const std::shared_ptr<MonitoredRegion>& region);
+  void accept(const CLLocation& fix);
+
+  /// Runs `work` in a task of its own, unless the engine has gone by then.
+  template <class Work>
+  void post(Work work);
+  void updateListening();
+  void demandMayHaveChanged();
+  void saveSoon();
+  void save();
+
+  Clock& clock_;
+  DispatchQueue& queue_;
+  LocationStateStore& store_;
+  LocationDemandListener& listener_;
+
+  ManagerList managers_;
+  RegionBook book_;
+  RegionReports reports_;
+  CircleMonitor circles_;
+  BeaconTable table_;
+  BeaconPresence presence_;
+  BeaconRanging ranging_;
+  LocationUpdates updates_;
+  FixGate gate_;
+  Wakeup gateTimeout_;
+
+  LocationDemand told_;
+  bool demandPosted_ = false;
+  Wakeup saving_;
+  std::optional<Seconds> lastSave_;
+};
+
+}  // namespace ks
