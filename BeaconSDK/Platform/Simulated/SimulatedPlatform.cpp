@@ -64,10 +64,17 @@ UNUserNotificationCenter* SimulatedPlatform::userNotificationCenter() {
 }
 
 URLLoadingSystem& SimulatedPlatform::urlLoadingSystem() {
-  if (options_.urlLoadingSystem == nullptr) {
-    throw std::logic_error("this simulated device was made without a network");
-  }
-  return *options_.urlLoadingSystem;
+  return options_.urlLoadingSystem ? *options_.urlLoadingSystem : network().loadingSystem();
+}
+
+SimulatedNetwork& SimulatedPlatform::network() {
+  std::call_once(networkOnce_, [this] {
+    HttpOptions http;
+    http.temporaryDirectory = directories_.temporary;
+    http.additionalCertificateAuthorities = options_.additionalCertificateAuthorities;
+    network_ = std::make_unique<SimulatedNetwork>(loop_, std::move(http));
+  });
+  return *network_;
 }
 
 }  // namespace ks

@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <string>
 
 #include "BeaconSDK/Platform/Api/Platform.h"
@@ -10,6 +11,7 @@
 #include "BeaconSDK/Platform/Simulated/SimulatedConsole.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedDevice.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedLoop.h"
+#include "BeaconSDK/Platform/Simulated/SimulatedNetwork.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedPlatformOptions.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedQueue.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedReachability.h"
@@ -66,6 +68,8 @@ class SimulatedPlatform : public Platform {
 
   /// Also while the device has none for the library to use.
   SimulatedUserNotificationCenter& simulatedNotificationCenter() { return userNotifications_; }
+  /// The device's own network, begun when first asked for. Any thread.
+  SimulatedNetwork& network();
 
  private:
   /// The folder of the device's state; removed at the end when it was made here.
@@ -91,6 +95,8 @@ class SimulatedPlatform : public Platform {
   SimulatedApplication application_;
   SimulatedUserNotificationCenter userNotifications_;
   SimulatedReachability reachability_;
+  std::once_flag networkOnce_;
+  std::unique_ptr<SimulatedNetwork> network_;
 };
 
 }  // namespace ks

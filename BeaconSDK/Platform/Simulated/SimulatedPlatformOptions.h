@@ -42,6 +42,9 @@ struct SimulatedPlatformOptions : SimulatedSettings {
   /// Breaks ties between queues at random, to find code that relies on their order.
   std::optional<std::uint64_t> shuffleSeed;
 
+  /// PEM certificates that the device trusts besides the system's. Empty: none.
+  std::filesystem::path additionalCertificateAuthorities;
+
   /// Each replaces the platform's own service when set.
   std::shared_ptr<URLLoadingSystem> urlLoadingSystem;
   std::shared_ptr<LocationServices> locationServices;
