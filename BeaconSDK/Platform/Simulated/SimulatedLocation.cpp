@@ -45,9 +45,7 @@ void SimulatedLocation::didReceiveAdvertisement(const Advertisement& advertiseme
 void SimulatedLocation::didFix(const CLLocation& fix) { engine_.handleFix(fix); }
 
 void SimulatedLocation::positionLost() {
-  engine_.positionFailed(Error(CLErrorDomain,
-                               static_cast<std::int64_t>(CLErrorCode::locationUnknown),
-                               "The position is not known"));
+  engine_.positionFailed(locationError(CLErrorCode::locationUnknown));
 }
 
 }  // namespace ks

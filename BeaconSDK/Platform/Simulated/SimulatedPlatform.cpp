@@ -1,7 +1,6 @@
 #include "BeaconSDK/Platform/Simulated/SimulatedPlatform.h"
 
 #include <cstdlib>
-#include <stdexcept>
 #include <system_error>
 #include <utility>
 
@@ -38,25 +37,26 @@ SimulatedPlatform::SimulatedPlatform(SimulatedPlatformOptions options)
       device_(options_),
       application_(mainQueue_, notificationCenter_),
       userNotifications_(mainQueue_, loop_->clock()),
-      reachability_(*loop_, mainQueue_) {
+      reachability_(*loop_, mainQueue_),
+      location_(loop_->clock(), mainQueue_, root_.path / "MonitoredRegions", options_) {
   std::filesystem::create_directories(directories_.temporary);
+  setAuthorizationStatus(options_.authorizationStatus);
+  setBluetoothState(options_.bluetoothState);
+  location_.setMonitoringAvailable(options_.circularMonitoringAvailable,
+                                   options_.beaconMonitoringAvailable);
 }
 
 SimulatedPlatform::~SimulatedPlatform() = default;
 
 LocationServices& SimulatedPlatform::locationServices() {
-  if (options_.locationServices == nullptr) {
-    throw std::logic_error("this simulated device was made without location services");
-  }
-  return *options_.locationServices;
+  if (options_.locationServices) return *options_.locationServices;
+  return location_.engine();
 }
 
 std::unique_ptr<CBCentralManager> SimulatedPlatform::makeCentralManager(
     CBCentralManagerDelegate& delegate) {
-  if (!options_.makeCentralManager) {
-    throw std::logic_error("this simulated device was made without a Bluetooth radio");
-  }
-  return options_.makeCentralManager(delegate);
+  if (options_.makeCentralManager) return options_.makeCentralManager(delegate);
+  return location_.radio().makeCentralManager(delegate);
 }
 
 UNUserNotificationCenter* SimulatedPlatform::userNotificationCenter() {

@@ -10,6 +10,7 @@
 #include "BeaconSDK/Platform/Simulated/SimulatedApplication.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedConsole.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedDevice.h"
+#include "BeaconSDK/Platform/Simulated/SimulatedLocation.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedLoop.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedNetwork.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedPlatformOptions.h"
@@ -68,6 +69,14 @@ class SimulatedPlatform : public Platform {
 
   /// Also while the device has none for the library to use.
   SimulatedUserNotificationCenter& simulatedNotificationCenter() { return userNotifications_; }
+  /// The world around the device, its location engine and its radio: settings of those change
+  /// there. They also work when the options replace what the library sees of them.
+  SimulatedWorld& world() { return location_.world(); }
+  SimulatedLocation& location() { return location_; }
+  void setAuthorizationStatus(CLAuthorizationStatus status) {
+    location_.engine().setAuthorizationStatus(status);
+  }
+  void setBluetoothState(CBManagerState state) { location_.setBluetoothState(state); }
   /// The device's own network, begun when first asked for. Any thread.
   SimulatedNetwork& network();
 
@@ -95,6 +104,7 @@ class SimulatedPlatform : public Platform {
   SimulatedApplication application_;
   SimulatedUserNotificationCenter userNotifications_;
   SimulatedReachability reachability_;
+  SimulatedLocation location_;
   std::once_flag networkOnce_;
   std::unique_ptr<SimulatedNetwork> network_;
 };

@@ -9,6 +9,7 @@
 
 #include "BeaconSDK/Platform/Api/Platform.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedLoop.h"
+#include "BeaconSDK/Platform/Simulated/SimulatedWorld.h"
 
 namespace ks {
 
@@ -28,7 +29,7 @@ struct SimulatedSettings {
 };
 
 /// How a simulated device begins.
-struct SimulatedPlatformOptions : SimulatedSettings {
+struct SimulatedPlatformOptions : SimulatedSettings, SimulatedWorldOptions {
   Date start = kSimulatedStart;
   /// Holds everything that outlives the process: caches, documents, user defaults, monitored
   /// regions. Empty: a fresh folder that is removed with the platform.
@@ -37,8 +38,6 @@ struct SimulatedPlatformOptions : SimulatedSettings {
   bool circularMonitoringAvailable = true;
   bool beaconMonitoringAvailable = true;
   CBManagerState bluetoothState = CBManagerState::poweredOn;
-  /// Drives noise, losses and everything else that is random in the simulated world.
-  std::uint64_t seed = 1;
   /// Breaks ties between queues at random, to find code that relies on their order.
   std::optional<std::uint64_t> shuffleSeed;
 

@@ -287,8 +287,10 @@ void SimulatedWorld::reportAdvertisements() {
   if (!std::is_sorted(signals_.begin(), signals_.end()))
     std::sort(signals_.begin(), signals_.end());
   for (const Signal& signal : signals_) {
-    signal.broadcast->advertisement.rssi = Dbm{signal.strength};
-    receiver_.didReceiveAdvertisement(signal.broadcast->advertisement);
+    Advertisement& advertisement = signal.broadcast->advertisement;
+    advertisement.rssi = Dbm{signal.strength};
+    advertisement.age = Seconds{static_cast<double>(tick_) - signal.at};
+    receiver_.didReceiveAdvertisement(advertisement);
   }
 }
 
