@@ -2,7 +2,9 @@
 
 #include <string>
 #include <variant>
+#include <vector>
 
+#include "tools/ksbeacon/GpxTrack.h"
 #include "tools/ksbeacon/ScenarioReader.h"
 
 namespace ks::tool {
@@ -147,6 +149,53 @@ TEST(ScenarioReaderTest, RefusesBrokenDocuments) {
   ASSERT_TRUE(std::holds_alternative<InputError>(missing));
   EXPECT_EQ(std::get<InputError>(missing).message(),
             "no/such/file.json: expected a file; there is none of this name");
+}
+
+TEST(GpxTrackTest, ReadsTracksRoutesAndPoints) {
+  const auto track = [](const std::string& points) {
+    return parseGpxTrack("<gpx>\n" + points + "</gpx>", "t.gpx");
+  };
+  const std::string wpt = "<wpt lat='9' lon='9'/>";
+  const struct {
+    std::string points;
+    std::size_t count;
+    double first;
+  } good[] = {
+      {wpt + "<trk><trkseg><trkpt lat='1' lon='2'/></trkseg><trkseg><trkpt lat='3' lon='4'/>"
+             "</trkseg></trk>",
+       2, 1},
+      {wpt + "<rte><rtept lat='-5.5' lon='2'><time>2026-05-04T09:00:00.25Z</time></rtept></rte>", 1,
+       -5.5},
+      {wpt, 1, 9},
+  };
+  for (const auto& each : good) {
+    const auto read = track(each.points);
+    ASSERT_TRUE(std::holds_alternative<std::vector<TrackPoint>>(read)) << each.points;
+    const auto& points = std::get<std::vector<TrackPoint>>(read);
+    EXPECT_EQ(points.size(), each.count) << each.points;
+    EXPECT_EQ(points[0].coordinate.latitude, each.first) << each.points;
+  }
+  const std::string nine = "<wpt lat='1' lon='2'>\n<time>2026-05-04T09:00:00Z</time></wpt>";
+  const std::string eight = "<wpt lat='1' lon='2'><time>2026-05-04T08:00:00Z</time></wpt>";
+  const struct {
+    std::string points, message;
+  } bad[] = {
+      {"", "t.gpx: expected a trkpt, an rtept or a wpt; there is none"},
+      {"<wpt lat='91' lon='2'/>",
+       "t.gpx:2: wpt: expected lat from -90 to 90 and lon from -180 to 180"},
+      {"<wpt lat='1' lon='nan'/>",
+       "t.gpx:2: wpt: expected lat from -90 to 90 and lon from -180 to 180"},
+      {nine + wpt, "t.gpx:3: wpt: expected a time on every point or on none"},
+      {nine + eight, "t.gpx:3: wpt: expected a time not before the point before"},
+      {"<wpt lat='1' lon='2'><time>noon</time></wpt>",
+       "t.gpx:2: time: expected a date like 2026-05-04T09:00:00Z"},
+      {"\n<wpt", "t.gpx:3: expected XML: Error parsing start element tag"},
+  };
+  for (const auto& each : bad) {
+    const auto read = track(each.points);
+    ASSERT_TRUE(std::holds_alternative<InputError>(read)) << each.points;
+    EXPECT_EQ(std::get<InputError>(read).message(), each.message);
+  }
 }
 
 }  // namespace

@@ -23,6 +23,10 @@ void Mistakes::add(const JsonNode& node, std::string member, std::string expecte
   if (!first_) first_ = InputError{file_, node.line, std::move(member), std::move(expected)};
 }
 
+void Mistakes::add(InputError mistake) {
+  if (!first_) first_ = std::move(mistake);
+}
+
 ObjectReader::ObjectReader(const JsonNode& node, std::string path, Mistakes& mistakes,
                            std::initializer_list<std::string_view> known)
     : ObjectReader(node, std::move(path), mistakes) {

@@ -18,6 +18,8 @@ class Mistakes {
   explicit Mistakes(std::string file) : file_(std::move(file)) {}
 
   void add(const JsonNode& node, std::string member, std::string expected);
+  /// A mistake in a file that the document names.
+  void add(InputError mistake);
   const std::optional<InputError>& first() const { return first_; }
 
  private:

@@ -4,9 +4,11 @@
 
 #include <algorithm>
 #include <cctype>
-#include <chrono>
 #include <cmath>
 #include <numbers>
+
+#include "tools/ksbeacon/GpxTrack.h"
+#include "tools/ksbeacon/MomentText.h"
 
 namespace ks::tool {
 
@@ -18,85 +20,14 @@ using Range = ObjectReader::Range;
 constexpr double kEarthRadius = 6371008.8;
 /// Local metres are for sites, not for countries.
 constexpr double kFarthest = 100000;
-
-/// Reads exactly `digits` decimal digits at the front and takes them off.
-std::optional<int> takeNumber(std::string_view& text, std::size_t digits) {
-  if (text.size() < digits) return std::nullopt;
-  int value = 0;
-  for (const char c : text.substr(0, digits)) {
-    if (c < '0' || c > '9') return std::nullopt;
-    value = value * 10 + (c - '0');
-  }
-  text.remove_prefix(digits);
-  return value;
-}
-
-bool take(std::string_view& text, char wanted) {
-  if (!text.starts_with(wanted)) return false;
-  text.remove_prefix(1);
-  return true;
-}
-
-/// "Z", "+02:00" or "-05:30", in seconds east of Greenwich.
-std::optional<double> takeOffset(std::string_view& text) {
-  if (take(text, 'Z')) return 0;
-  const bool west = text.starts_with('-');
-  if (!take(text, '-') && !take(text, '+')) return std::nullopt;
-  const auto hours = takeNumber(text, 2);
-  const bool colon = take(text, ':');
-  const auto minutes = takeNumber(text, 2);
-  if (!hours || !colon || !minutes || *hours > 14 || *minutes > 59) return std::nullopt;
-  return (west ? -1 : 1) * (*hours * 3600 + *minutes * 60);
-}
-
-std::optional<Date> dateFrom(std::string_view text) {
-  const auto year = takeNumber(text, 4);
-  if (!take(text, '-')) return std::nullopt;
-  const auto month = takeNumber(text, 2);
-  if (!take(text, '-')) return std::nullopt;
-  const auto day = takeNumber(text, 2);
-  if (!take(text, 'T')) return std::nullopt;
-  const auto hour = takeNumber(text, 2);
-  if (!take(text, ':')) return std::nullopt;
-  const auto minute = takeNumber(text, 2);
-  if (!take(text, ':')) return std::nullopt;
-  const auto second = takeNumber(text, 2);
-  if (!year || !month || !day || !hour || !minute || !second) return std::nullopt;
-  const auto offset = takeOffset(text);
-  if (!offset || !text.empty() || *hour > 23 || *minute > 59 || *second > 59) return std::nullopt;
-  const std::chrono::year_month_day date{std::chrono::year{*year} /
-                                         std::chrono::month{static_cast<unsigned>(*month)} /
-                                         std::chrono::day{static_cast<unsigned>(*day)}};
-  if (!date.ok() || *year < 1970) return std::nullopt;
-  const double days = std::chrono::sys_days{date}.time_since_epoch().count();
-  return dateFromSecondsSince1970(days * 86400 + *hour * 3600 + *minute * 60 + *second - *offset);
-}
-
-/// "1:30" or "2:01:30", in seconds.
-std::optional<double> momentFrom(std::string_view text) {
-  double seconds = 0;
-  int parts = 0;
-  while (parts < 3) {
-    const std::size_t digits = text.find_first_not_of("0123456789") == std::string_view::npos
-                                   ? text.size()
-                                   : text.find_first_not_of("0123456789");
-    const bool first = parts == 0;
-    if (digits == 0 || digits > 4 || (!first && digits != 2)) return std::nullopt;
-    const int value = *takeNumber(text, digits);
-    if (!first && value > 59) return std::nullopt;
-    seconds = seconds * 60 + value;
-    ++parts;
-    if (text.empty()) break;
-    if (!take(text, ':')) return std::nullopt;
-  }
-  return parts >= 2 && text.empty() ? std::optional(seconds) : std::nullopt;
-}
+constexpr Range kSpeed{0.01, 1000, " m/s"};
+constexpr Range kAccuracy{0, 10000, " metres"};
 
 }  // namespace
 
 Date readDate(ObjectReader& reader, std::string_view name) {
   const std::string text = reader.text(name);
-  if (const auto date = dateFrom(text)) return *date;
+  if (const auto date = dateFromText(text)) return *date;
   reader.fail(name, "a date like \"2026-05-04T09:00:00Z\", from 1970 on");
   return {};
 }
@@ -107,7 +38,7 @@ Seconds readMoment(ObjectReader& reader, std::string_view name, Range range,
   const JsonNode* const node = reader.find(name);
   std::optional<double> seconds;
   if (node != nullptr && node->number() != nullptr) seconds = *node->number();
-  if (node != nullptr && node->string() != nullptr) seconds = momentFrom(*node->string());
+  if (node != nullptr && node->string() != nullptr) seconds = momentFromText(*node->string());
   if (seconds && *seconds >= range.least && *seconds <= range.most) return Seconds{*seconds};
   reader.fail(name, fmt::format("seconds from {} to {}, as a number or as \"h:mm:ss\"", range.least,
                                 range.most));
@@ -144,8 +75,9 @@ CLAuthorizationStatus readPermission(ObjectReader& reader, std::string_view name
   return static_cast<CLAuthorizationStatus>(reader.choice(name, permissionNames(), kAlways));
 }
 
-ScenarioParts::ScenarioParts(ObjectReader& document, Date start, Seconds until)
-    : mistakes_(document.mistakes()), start_(start), until_(until) {
+ScenarioParts::ScenarioParts(ObjectReader& document, Date start, Seconds until,
+                             std::filesystem::path folder)
+    : mistakes_(document.mistakes()), start_(start), until_(until), folder_(std::move(folder)) {
   if (document.has("origin")) origin_ = position(document, "origin");
 }
 
@@ -234,36 +166,57 @@ Scenario::Beacon ScenarioParts::beacon(const JsonNode& node, const std::string& 
 
 Scenario::Walk ScenarioParts::walk(const JsonNode& node, const std::string& path) const {
   ObjectReader reader(node, path, mistakes_,
-                      {"from", "speed", "accuracy", "noise", "steps", "outages"});
-  constexpr Range kSpeed{0.01, 1000, " m/s"};
-  constexpr Range kAccuracy{0, 10000, " metres"};
+                      {"from", "gpx", "speed", "accuracy", "noise", "steps", "outages"});
   Scenario::Walk walk;
-  SimulatedWaypoint stop;
-  stop.coordinate = position(reader, "from");
-  stop.accuracy = {reader.number("accuracy", kAccuracy, stop.accuracy.value)};
-  stop.speed = {reader.number("speed", kSpeed, stop.speed.value)};
+  SimulatedWaypoint first;
+  first.accuracy = {reader.number("accuracy", kAccuracy, first.accuracy.value)};
+  first.speed = {reader.number("speed", kSpeed, first.speed.value)};
   walk.noise = {reader.number("noise", {0, 1000, " metres"}, 0)};
-  const MetresPerSecond usual = stop.speed;
-  walk.stops.push_back(stop);
-  reader.each("steps", [&](const JsonNode& item, const std::string& itemPath) {
-    ObjectReader step(item, itemPath, mistakes_, {"to", "speed", "accuracy", "pause"});
-    if (step.has("to") == step.has("pause")) {
-      mistakes_.add(item, itemPath, "expected either \"to\" or \"pause\"");
-    } else if (step.has("pause")) {
-      walk.stops.back().pause += readMoment(step, "pause", {0, until_.count()});
-    } else {
-      stop.coordinate = position(step, "to");
-      stop.speed = {step.number("speed", kSpeed, usual.value)};
-      stop.accuracy = {step.number("accuracy", kAccuracy, stop.accuracy.value)};
-      walk.stops.push_back(stop);
-    }
-  });
+  walk.stops.push_back(first);
+  if (reader.has("gpx")) {
+    readTrack(reader, walk);
+  } else {
+    readSteps(reader, walk);
+  }
   reader.each("outages", [&](const JsonNode& item, const std::string& itemPath) {
     ObjectReader outage(item, itemPath, mistakes_, {"from", "to"});
     const auto [from, to] = span(outage, std::nullopt, std::nullopt);
     walk.outages.push_back({start_ + from, start_ + to});
   });
   return walk;
+}
+
+void ScenarioParts::readSteps(ObjectReader& reader, Scenario::Walk& walk) const {
+  walk.stops[0].coordinate = position(reader, "from");
+  const MetresPerSecond usual = walk.stops[0].speed;
+  reader.each("steps", [&](const JsonNode& item, const std::string& path) {
+    ObjectReader step(item, path, mistakes_, {"to", "speed", "accuracy", "pause"});
+    if (step.has("to") == step.has("pause")) {
+      mistakes_.add(item, path, "expected either \"to\" or \"pause\"");
+    } else if (step.has("pause")) {
+      walk.stops.back().pause += readMoment(step, "pause", {0, until_.count()});
+    } else {
+      SimulatedWaypoint stop;
+      stop.coordinate = position(step, "to");
+      stop.speed = {step.number("speed", kSpeed, usual.value)};
+      stop.accuracy = {step.number("accuracy", kAccuracy, walk.stops.back().accuracy.value)};
+      walk.stops.push_back(stop);
+    }
+  });
+}
+
+void ScenarioParts::readTrack(ObjectReader& reader, Scenario::Walk& walk) const {
+  for (const char* const other : {"from", "steps"}) {
+    if (reader.has(other)) reader.fail(other, "either \"gpx\" or \"from\" and \"steps\"");
+  }
+  const std::string file = (folder_ / reader.text("gpx")).lexically_normal().string();
+  if (mistakes_.first()) return;
+  auto track = readGpxTrack(file);
+  if (auto* const error = std::get_if<InputError>(&track)) {
+    mistakes_.add(std::move(*error));
+    return;
+  }
+  walk.stops = stopsOf(std::get<std::vector<TrackPoint>>(track), start_, walk.stops[0]);
 }
 
 Scenario::Event ScenarioParts::event(const JsonNode& node, const std::string& path) const {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -24,7 +25,8 @@ CLAuthorizationStatus readPermission(ObjectReader& reader, std::string_view name
 /// Reads the entries of a scenario's lists, which share its origin, start and length.
 class ScenarioParts {
  public:
-  ScenarioParts(ObjectReader& document, Date start, Seconds until);
+  /// `folder` is where a track's file counts from.
+  ScenarioParts(ObjectReader& document, Date start, Seconds until, std::filesystem::path folder);
 
   Scenario::Beacon beacon(const JsonNode& node, const std::string& path) const;
   Scenario::Walk walk(const JsonNode& node, const std::string& path) const;
@@ -35,6 +37,8 @@ class ScenarioParts {
  private:
   /// Degrees, or metres east and north of the origin.
   CLLocationCoordinate2D position(ObjectReader& reader, std::string_view name) const;
+  void readSteps(ObjectReader& reader, Scenario::Walk& walk) const;
+  void readTrack(ObjectReader& reader, Scenario::Walk& walk) const;
   SimulatedBattery battery(const JsonNode& node, const std::string& path) const;
   /// "from" and "to", the second not before the first.
   std::pair<Seconds, Seconds> span(ObjectReader& reader, std::optional<Seconds> from,
@@ -43,6 +47,7 @@ class ScenarioParts {
   Mistakes& mistakes_;
   Date start_;
   Seconds until_;
+  std::filesystem::path folder_;
   std::optional<CLLocationCoordinate2D> origin_;
 };
 

@@ -1,5 +1,6 @@
 #include "tools/ksbeacon/ScenarioReader.h"
 
+#include "tools/ksbeacon/GpxTrack.h"
 #include "tools/ksbeacon/ObjectReader.h"
 #include "tools/ksbeacon/ScenarioParts.h"
 
@@ -67,7 +68,7 @@ Scenario readDocument(const JsonNode& document, const std::string& file, Mistake
   scenario.seed = static_cast<std::uint64_t>(reader.integer("seed", {0, 1e15}, 1));
   scenario.permission = readPermission(reader, "permission");
 
-  const ScenarioParts parts(reader, scenario.start, scenario.until);
+  const ScenarioParts parts(reader, scenario.start, scenario.until, scenario.file.parent_path());
   scenario.pathLossExponent = reader.number("pathLoss", {1, 8}, scenario.pathLossExponent);
   readPortal(reader.section("portal"), parts, scenario, mistakes);
   static const JsonNode kNothing{JsonNode::Members{}, 0};
@@ -103,6 +104,36 @@ std::variant<Scenario, InputError> readScenario(std::string_view text, const std
 
 std::variant<Scenario, InputError> readScenarioFile(const std::string& path) {
   return readParsed(readLocatedJson(path), path);
+}
+
+std::variant<Scenario, InputError> readTrackScenario(const std::string& path,
+                                                     const std::string& documents) {
+  auto read = readGpxTrack(path);
+  if (auto* const error = std::get_if<InputError>(&read)) return std::move(*error);
+  std::error_code ec;
+  if (!std::filesystem::is_directory(documents, ec)) {
+    return InputError{documents, 0, "", "expected a folder of portal documents"};
+  }
+  const auto& track = std::get<std::vector<TrackPoint>>(read);
+  // 2026-01-01T08:00:00Z, for tracks that name no time.
+  constexpr double kSomeMorning = 1767254400;
+  const SimulatedWaypoint usual;
+  Seconds length{0};
+  for (std::size_t i = 1; i < track.size(); ++i) {
+    const Metres way = distanceBetween(track[i - 1].coordinate, track[i].coordinate);
+    length += track[i].time ? Seconds{*track[i].time - *track[i - 1].time}
+                            : Seconds{way.value / usual.speed.value};
+  }
+  if (length.count() > kLongest) return InputError{path, 0, "", "expected a way of at most a year"};
+  Scenario scenario;
+  scenario.file = path;
+  scenario.title = scenario.file.stem().string();
+  scenario.start = track.front().time.value_or(dateFromSecondsSince1970(kSomeMorning));
+  scenario.until = length + Seconds{60};
+  scenario.portal = {documents, {"demo", "demo"}};
+  scenario.application.credentials = scenario.portal.credentials;
+  scenario.walk.stops = stopsOf(track, scenario.start, usual);
+  return scenario;
 }
 
 }  // namespace ks::tool

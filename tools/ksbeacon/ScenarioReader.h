@@ -17,4 +17,9 @@ std::variant<Scenario, InputError> readScenario(std::string_view text, const std
 /// The same for the content of `path`.
 std::variant<Scenario, InputError> readScenarioFile(const std::string& path);
 
+/// A day along a GPX track without beacons, against the portal documents in a folder: from the
+/// track's first time, or a fixed one, until a minute after its last point.
+std::variant<Scenario, InputError> readTrackScenario(const std::string& path,
+                                                     const std::string& documents);
+
 }  // namespace ks::tool

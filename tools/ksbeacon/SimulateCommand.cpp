@@ -19,6 +19,7 @@ namespace {
 
 struct Arguments {
   std::string scenario;
+  std::string documents;
   double until = -1;
   std::uint64_t seed = 0;
   std::string state;
@@ -78,7 +79,12 @@ int judge(const Scenario& scenario, const SimulationResult& result, bool json) {
 }
 
 int runSimulation(const Arguments& arguments) {
-  auto read = readScenarioFile(arguments.scenario);
+  const bool isTrack = arguments.scenario.ends_with(".gpx");
+  if (isTrack && arguments.documents.empty()) {
+    return complain("a GPX track needs --documents DIR, the portal's documents", kUsage);
+  }
+  auto read = isTrack ? readTrackScenario(arguments.scenario, arguments.documents)
+                      : readScenarioFile(arguments.scenario);
   if (auto* const error = std::get_if<InputError>(&read)) {
     return complain(error->message(), kUsage);
   }
@@ -125,9 +131,12 @@ void addSimulateCommand(CLI::App& app, int& code) {
       "  ksbeacon simulate demo.json --seed 7 --until 120         other noise, two minutes of it\n"
       "  ksbeacon simulate demo.json --state ~/device             keep the device's files\n"
       "  ksbeacon simulate demo.json --portal http://127.0.0.1:8080/app\n"
+      "  ksbeacon simulate walk.gpx --documents examples/portal   along a recorded track\n"
       "Exit codes: 0 all expectations met, 1 one failed, 2 a mistake in the scenario or the\n"
       "options. docs/scenarios.md describes scenarios, docs/timeline.md the output.");
-  command->add_option("SCENARIO", arguments->scenario, "Scenario file")->required();
+  command->add_option("SCENARIO", arguments->scenario, "Scenario file, or a GPX track")->required();
+  command->add_option("--documents", arguments->documents,
+                      "With a GPX track: the folder of the portal's documents");
   command->add_option("--until", arguments->until, "End after so many seconds of the day")
       ->check(CLI::Range(0.001, 366.0 * 24 * 3600));
   command->add_option("--seed", arguments->seed, "Seed of all noise, instead of the scenario's")
