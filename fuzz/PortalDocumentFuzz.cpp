@@ -1,0 +1,37 @@
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string_view>
+
+#include "BeaconSDK/Classes/Beacon/KSPrivateBeacon.h"
+#include "BeaconSDK/Classes/Network/KSResponseParser.h"
+#include "BeaconSDK/Platform/Simulated/SimulatedPlatform.h"
+
+namespace {
+
+/// Errors take their domain from the platform.
+bool installPlatform() {
+  ks::Platform::install(std::make_shared<ks::SimulatedPlatform>());
+  return true;
+}
+
+}  // namespace
+
+/// Portal documents of any content become records, none of them null, or one error.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  static const bool isInstalled = installPlatform();
+  static const KSResponseParser parser;
+  const std::string_view document(reinterpret_cast<const char*>(data), size);
+  const KSResponseParser::ItemConverter converters[] = {
+      KSResponseParser::convertToCategory, KSResponseParser::convertToLocation,
+      [](const ks::Dictionary& item) { return parser.convertToPrivateBeacon(item); },
+      [](const ks::Dictionary& item) { return parser.convertToGeofence(item); }};
+  for (const auto& converter : converters) {
+    const auto records = KSResponseParser::records(document, converter);
+    if (!records) continue;
+    for (const auto& record : *records) {
+      if (!record || !isInstalled) __builtin_trap();
+    }
+  }
+  return 0;
+}
