@@ -4,7 +4,6 @@
 #include <atomic>
 #include <cstdint>
 #include <optional>
-#include <source_location>
 #include <span>
 #include <string>
 #include <string_view>
@@ -59,8 +58,8 @@ namespace ks {
 
 /// A format and the line of the call that it was passed to.
 struct LogFormat {
-  LogFormat(const char* format, std::source_location where = std::source_location::current())
-      : text(format), line(static_cast<std::int32_t>(where.line())) {}
+  LogFormat(const char* format, std::int32_t callLine = __builtin_LINE())
+      : text(format), line(callLine) {}
 
   const char* text;
   std::int32_t line;

@@ -66,10 +66,11 @@ class Dictionary {
   bool erase(std::string_view key);
   void clear();
 
-  std::size_t size() const { return entries_.size(); }
-  bool empty() const { return entries_.empty(); }
-  auto begin() const { return entries_.begin(); }
-  auto end() const { return entries_.end(); }
+  using const_iterator = std::vector<Entry>::const_iterator;
+  std::size_t size() const;
+  bool empty() const;
+  const_iterator begin() const;
+  const_iterator end() const;
 
   /// As `Array::isMutable`.
   bool isMutable = false;
@@ -189,6 +190,12 @@ class Value {
 
   Content content_;
 };
+
+// Entries are complete only from here on.
+inline std::size_t Dictionary::size() const { return entries_.size(); }
+inline bool Dictionary::empty() const { return entries_.empty(); }
+inline Dictionary::const_iterator Dictionary::begin() const { return entries_.begin(); }
+inline Dictionary::const_iterator Dictionary::end() const { return entries_.end(); }
 
 bool operator==(const Array& a, const Array& b);
 bool operator==(const Set& a, const Set& b);
