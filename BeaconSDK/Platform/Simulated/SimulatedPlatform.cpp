@@ -44,6 +44,8 @@ SimulatedPlatform::SimulatedPlatform(SimulatedPlatformOptions options)
   setBluetoothState(options_.bluetoothState);
   location_.setMonitoringAvailable(options_.circularMonitoringAvailable,
                                    options_.beaconMonitoringAvailable);
+  // The device has been like this for long: nobody hears of it as a change.
+  runUntilIdle();
 }
 
 SimulatedPlatform::~SimulatedPlatform() = default;
