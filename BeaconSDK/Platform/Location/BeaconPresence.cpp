@@ -9,6 +9,8 @@ namespace {
 
 // A timer this late means that the whole device was asleep and heard nothing.
 constexpr Seconds kOversleep{5};
+// What a timer may miss its time by: nearer than this, a deadline counts as reached.
+constexpr Seconds kTimerGrain{0.001};
 
 /// Steps of a factor of two, so that what is saved changes rarely.
 Seconds savedLimit(Seconds limit) {
@@ -86,7 +88,7 @@ void BeaconPresence::look(MonitoredRegion& region, Seconds due) {
   const auto now = clock_.uptime();
   if (now - due > kOversleep) region.heard = now;
   const auto end = deadline(region);
-  if (now < end) {
+  if (now + kTimerGrain < end) {
     // A packet that comes meanwhile moves the deadline to 30 s after it or later: looking again
     // after 30 s is never too late.
     arm(region, now, std::min(end - now, kLeastSilence));

@@ -34,7 +34,7 @@ Dbm expectedRssi(Dbm measuredPower, Metres distance) {
 }
 
 double crossingMarginDb(Seconds meanGap) {
-  return std::clamp(4.8 + 1.2 * std::log10(std::max(meanGap.count(), 0.01)), 3.5, 6.0);
+  return std::clamp(4.5 + 1.5 * std::log10(std::max(meanGap.count(), 0.01)), 3.5, 6.0);
 }
 
 CLProximity proximityOf(Dbm measuredPower, Dbm rssi, CLProximity before, double marginDb) {

@@ -15,7 +15,7 @@ inline constexpr Dbm kUsualMeasuredPower{-59};
 inline constexpr Metres kImmediateBorder{0.5};
 inline constexpr Metres kNearBorder{4};
 /// How far past a border a beacon must seem to be before it has crossed it, given the mean time
-/// between its packets: 3.6 dB at 100 ms, 4.8 at 1 s (a factor of 1.74 in distance), 5.6 at 5 s.
+/// between its packets: 3.5 dB at 200 ms, 4.5 at 1 s (a factor of 1.68 in distance), 5.5 at 5 s.
 /// The less often it is heard the less its estimate can be trusted; docs/location.md shows what
 /// remains of flapping.
 double crossingMarginDb(Seconds meanGap);

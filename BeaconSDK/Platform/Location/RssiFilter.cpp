@@ -140,9 +140,9 @@ class KalmanFilter final : public RssiFilter {
   static constexpr double kLargestSurprise = 2;
   // The mean of the misses in standard deviations: its time constant, what one sample may weigh in
   // it, and from where on it means that the beacon has moved.
-  static constexpr double kMissMemory = 4;
-  static constexpr double kMissWeight = 0.5;
-  static constexpr double kMoveThreshold = 0.7;
+  static constexpr double kMissMemory = 6;
+  static constexpr double kMissWeight = 0.4;
+  static constexpr double kMoveThreshold = 0.9;
 
   double adapted(double surprise, double elapsed) {
     const double deviation = std::sqrt(variance_ + kMeasurementNoise);
@@ -179,7 +179,7 @@ std::unique_ptr<RssiFilter> makeRssiFilter(RssiFilterKind kind) {
     case RssiFilterKind::kalman:
       return std::make_unique<KalmanFilter>(KalmanFilter::Tuning{1.0, false});
     case RssiFilterKind::adaptiveKalman:
-      return std::make_unique<KalmanFilter>(KalmanFilter::Tuning{0.1, true});
+      return std::make_unique<KalmanFilter>(KalmanFilter::Tuning{0.05, true});
   }
   return nullptr;
 }

@@ -1,0 +1,117 @@
+#include "tests/Location/LocationFixture.h"
+
+namespace ks {
+namespace {
+
+using test::Events;
+
+class BeaconRangingTest : public test::LocationFixture {
+ protected:
+  /// Minor, proximity and whether the distance is known, of the last result.
+  std::vector<std::tuple<int, CLProximity, bool>> last() const {
+    std::vector<std::tuple<int, CLProximity, bool>> result;
+    for (const auto& beacon : recorder_.ranged.back()) {
+      result.emplace_back(beacon.minor, beacon.proximity, beacon.accuracy.value >= 0);
+      EXPECT_EQ(beacon.accuracy.value < 0, beacon.rssi.value == 0);
+    }
+    return result;
+  }
+  using Result = std::vector<std::tuple<int, CLProximity, bool>>;
+};
+
+TEST_F(BeaconRangingTest, ReportsNearestFirstOncePerSecond) {
+  manager_->startRangingBeaconsInRegion(beaconRegion());
+  advance(1);
+  EXPECT_EQ(last(), Result{});
+  for (int second = 0; second < 5; ++second) {
+    hear(-79, 3);
+    hear(-50, 1);
+    hear(-65, 2);
+    advance(1);
+  }
+  EXPECT_EQ(recorder_.ranged.size(), 6u);
+  using enum CLProximity;
+  EXPECT_EQ(last(), (Result{{1, immediate, true}, {2, near, true}, {3, far, true}}));
+  EXPECT_NEAR(recorder_.ranged.back()[2].accuracy.value, 10, 0.01);
+}
+
+TEST_F(BeaconRangingTest, SilentBeaconFadesOut) {
+  manager_->startRangingBeaconsInRegion(beaconRegion());
+  hearFor(6, 1, -65, 2);
+  advance(2);
+  EXPECT_EQ(last(), (Result{{2, CLProximity::near, true}}));
+  advance(3);
+  EXPECT_EQ(last(), (Result{{2, CLProximity::unknown, false}}));
+  advance(5);
+  EXPECT_EQ(last(), Result{});
+}
+
+TEST_F(BeaconRangingTest, UnusableStrengthIsUnknown) {
+  manager_->startRangingBeaconsInRegion(beaconRegion());
+  hear(127, 2);
+  hear(0, 3);
+  hear(-65, 4);
+  advance(1);
+  using enum CLProximity;
+  EXPECT_EQ(last(), (Result{{4, near, true}, {2, unknown, false}, {3, unknown, false}}));
+}
+
+TEST_F(BeaconRangingTest, SlowBeaconStaysKnown) {
+  manager_->startRangingBeaconsInRegion(beaconRegion());
+  hearFor(30, 5, -65, 2);
+  recorder_.ranged.clear();
+  hearFor(60, 5, -65, 2);
+  for (const auto& beacons : recorder_.ranged) {
+    ASSERT_EQ(beacons.size(), 1u);
+    EXPECT_EQ(beacons[0].proximity, CLProximity::near);
+  }
+}
+
+TEST_F(BeaconRangingTest, DemandFollowsUseAndTimersEnd) {
+  using enum LocationDemand::BeaconScan;
+  const auto scans = [this] {
+    run();
+    std::vector<LocationDemand::BeaconScan> result;
+    for (const auto& demand : std::exchange(demands_, {})) result.push_back(demand.beaconScan);
+    return result;
+  };
+  manager_->startMonitoringForRegion(beaconRegion());
+  EXPECT_EQ(scans(), std::vector{monitoring});
+  manager_->startRangingBeaconsInRegion(beaconRegion());
+  EXPECT_EQ(scans(), std::vector{ranging});
+  manager_->stopRangingBeaconsInRegion(*beaconRegion());
+  manager_->startRangingBeaconsInRegion(beaconRegion());
+  EXPECT_EQ(scans(), std::vector<LocationDemand::BeaconScan>{});
+  engine_->setAuthorizationStatus(CLAuthorizationStatus::authorizedWhenInUse);
+  manager_->stopRangingBeaconsInRegion(*beaconRegion());
+  EXPECT_EQ(scans(), std::vector{none});
+  advance(2);
+  EXPECT_EQ(queue_.pendingTasks(), 0u);
+}
+
+TEST_F(BeaconRangingTest, RestartingEachTickKeepsBeat) {
+  for (int i = 0; i < 10; ++i) {
+    manager_->startRangingBeaconsInRegion(beaconRegion());
+    advance(0.5);
+  }
+  EXPECT_EQ(recorder_.ranged.size(), 5u);
+  manager_.reset();
+  advance(5);
+  EXPECT_EQ(recorder_.ranged.size(), 5u);
+  EXPECT_EQ(queue_.pendingTasks(), 0u);
+}
+
+TEST_F(BeaconRangingTest, BatchedPacketsKeepTheirTimes) {
+  manager_->startRangingBeaconsInRegion(beaconRegion());
+  for (int second = 0; second < 20; ++second) {
+    for (int packet = 9; packet >= 0; --packet) {
+      engine_->handleBeacon({kUUID, 1, 1, {-59}}, {second < 15 ? -85.0 : -59.0},
+                            Seconds{packet * 0.1});
+    }
+    advance(1);
+  }
+  EXPECT_NEAR(recorder_.ranged.back()[0].accuracy.value, 1, 0.3);
+}
+
+}  // namespace
+}  // namespace ks
