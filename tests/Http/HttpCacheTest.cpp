@@ -8,6 +8,8 @@
 namespace ks::test {
 namespace {
 
+using Then = RawReply::Then;
+
 /// A reply without its date counts as old.
 std::string dateField() {
   const std::time_t now = std::time(nullptr);
@@ -71,6 +73,19 @@ TEST_F(HttpCacheTest, DamagedCacheCountsAsEmpty) {
   }
   EXPECT_EQ(codeOf(fetch(request(tagged.url("/a")))), 0);
   EXPECT_EQ(log->bodies.back(), "tagged");
+}
+
+TEST_F(HttpCacheTest, BodiesCutShortAreNotKept) {
+  std::atomic<bool> isWhole = false;
+  LoopbackServer server([&](auto&) {
+    std::string reply = httpReply("whole", "ETag: \"a1\"\r\nConnection: close\r\n");
+    return RawReply{isWhole ? reply : reply.substr(0, reply.size() - 2), Then::close};
+  });
+  EXPECT_NE(codeOf(fetch(request(server.url("/a")))), 0);
+  isWhole = true;
+  EXPECT_EQ(codeOf(fetch(request(server.url("/a")))), 0);
+  EXPECT_EQ(server.requests().back().field("If-None-Match"), "");
+  EXPECT_EQ(log->bodies.back(), "whole");
 }
 
 TEST_F(HttpCacheTest, SessionsDoNotShareFolders) {

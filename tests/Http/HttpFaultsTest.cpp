@@ -61,6 +61,15 @@ TEST_F(HttpFaultsTest, FaultyRepliesFailOnce) {
       {"body cut",
        {"HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\nhalf", Then::close},
        NSURLError::networkConnectionLost},
+      {"closing body cut",
+       {"HTTP/1.1 200 OK\r\nConnection: close\r\nContent-Length: 10\r\n\r\nhalf", Then::close},
+       NSURLError::networkConnectionLost},
+      {"gzip cut",
+       {"HTTP/1.1 200 OK\r\nConnection: close\r\nContent-Encoding: gzip\r\nContent-Length: "
+        "1000\r\n\r\n" +
+            gzipBomb(100).substr(0, 60),
+        Then::close},
+       NSURLError::networkConnectionLost},
       {"chunk cut", {chunked + "a\r\nhalf", Then::close}, NSURLError::networkConnectionLost},
       {"no HTTP", {"SSH-2.0-server\r\n\r\n", Then::close}, NSURLError::badServerResponse},
       {"silent", {"", Then::hang}, NSURLError::timedOut},

@@ -145,6 +145,7 @@ void HttpTransfer::send() {
   for (const auto& [name, value] : current_.headers) {
     soup_message_headers_replace(headers, name.c_str(), value.c_str());
   }
+  soup_message_add_flags(message_.get(), SOUP_MESSAGE_COLLECT_METRICS);
   wroteRequest_ = false;
   auto* message = message_.get();
   g_signal_connect(message, "network-event", G_CALLBACK(Callbacks::networkEvent), this);
@@ -242,7 +243,7 @@ void HttpTransfer::didReadChunk(gssize count) {
   if (outcome_.bytesReceived > job_.maximumBodySize) {
     return fail(NSURLError::dataLengthExceedsMaximum, "the reply is too long");
   }
-  if (count == 0) return finishWhenStored();
+  if (count == 0) return isCutShort() ? failCutShort() : finishWhenStored();
   if (outcome_.file) {
     if (!outcome_.file->write(chunk_.data(), size)) {
       return fail(NSURLError::cannotCreateFile, "cannot write the downloaded file");
@@ -251,6 +252,25 @@ void HttpTransfer::didReadChunk(gssize count) {
     outcome_.data.insert(outcome_.data.end(), chunk_.begin(), chunk_.begin() + count);
   }
   readChunk();
+}
+
+bool HttpTransfer::isCutShort() const {
+  auto* headers = soup_message_get_response_headers(message_.get());
+  auto* metrics = soup_message_get_metrics(message_.get());
+  if (!wroteRequest_ || metrics == nullptr || current_.httpMethod == "HEAD" ||
+      soup_message_headers_get_encoding(headers) != SOUP_ENCODING_CONTENT_LENGTH) {
+    return false;
+  }
+  return soup_message_metrics_get_response_body_bytes_received(metrics) <
+         static_cast<guint64>(soup_message_headers_get_content_length(headers));
+}
+
+void HttpTransfer::failCutShort() {
+  // libsoup takes the end of a connection that was to be closed for the body's, and stores it.
+  if (auto* cache = soup_session_get_feature(session_.get(), SOUP_TYPE_CACHE)) {
+    soup_cache_clear(SOUP_CACHE(cache));
+  }
+  fail(NSURLError::networkConnectionLost, "the reply was cut short");
 }
 
 void HttpTransfer::finishWhenStored() {

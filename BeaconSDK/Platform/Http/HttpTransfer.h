@@ -76,6 +76,8 @@ class HttpTransfer : public std::enable_shared_from_this<HttpTransfer> {
   bool openSink();
   void readChunk();
   void didReadChunk(gssize count);
+  bool isCutShort() const;
+  void failCutShort();
   void finishWhenStored();
   void progress();
   void forgetMessage();

@@ -99,7 +99,7 @@ PortalDocument parseDocument(DocumentKind kind, const std::filesystem::path& fil
   }
   json::value value = parser.release();
   if (!value.is_array()) {
-    addProblem(document, lineAt(document.text, 0), "", "expected a list of objects");
+    addProblem(document, document.lineOf(""), "", "expected a list of objects");
     return document;
   }
   document.items = std::move(value.as_array());

@@ -1,0 +1,190 @@
+#include <gmock/gmock.h>
+
+#include <atomic>
+#include <cstdlib>
+
+#include "tests/Http/HttpFixture.h"
+#include "tools/ksbeacon/portal/PortalServer.h"
+
+namespace ks::test {
+namespace {
+
+using portal::Fault;
+using portal::FaultKind;
+using portal::PortalOptions;
+using portal::PortalServer;
+
+class PortalServerTest : public HttpFixture {
+ protected:
+  PortalServerTest() {
+    portalOptions.documents = folder.path();
+    writeFile(folder / "categories.json", R"([{"id": "1", "name": "News"}])");
+  }
+  void start() {
+    auto started = PortalServer::start(portalOptions);
+    ASSERT_TRUE(started) << started.error().localizedDescription();
+    server = started.value();
+  }
+  const HttpExchange& get(const std::string& path) { return fetch(request(server->url() + path)); }
+
+  PortalOptions portalOptions;
+  std::shared_ptr<PortalServer> server;
+};
+
+TEST_F(PortalServerTest, ServesOverHttp) {
+  std::vector<std::string> requests;
+  portalOptions.onRequest = [&](const portal::PortalRequest& each) {
+    requests.push_back(each.method + " " + each.target + " " + std::to_string(each.status));
+  };
+  start();
+  EXPECT_EQ(get("/contents/categories?a=%20").status, 200);
+  EXPECT_EQ(log->bodies.back(), R"([{"id":"1","name":"News"}])");
+  auto head = request(server->url() + "/contents/categories");
+  head.httpMethod = "HEAD";
+  EXPECT_EQ(fetch(head).status, 200);
+  EXPECT_EQ(log->bodies.back(), "");
+  EXPECT_EQ(get("/nothing").status, 404);
+  EXPECT_EQ(fetch(request("http://127.0.0.1:" + std::to_string(server->port()) + "/x")).status,
+            404);
+  auto post = request(server->url() + "/beacons/enter");
+  post.httpMethod = "POST";
+  post.httpBody = Data(1 << 20, 'x');
+  EXPECT_EQ(fetch(post).status, 413);
+  server->stop();
+  EXPECT_NE(codeOf(get("/contents/categories")), 0);
+  EXPECT_THAT(requests, testing::ElementsAre("GET /contents/categories?a=%20 200",
+                                             "HEAD /contents/categories 200", "GET /nothing 404"));
+}
+
+TEST_F(PortalServerTest, RevalidatesThroughTheCache) {
+  configuration.urlCache = {0, 1 << 20, folder / "cache"};
+  portalOptions.username = "dev";
+  portalOptions.password = "secret";
+  configuration.httpAdditionalHeaders.set("Authorization", "Basic ZGV2OnNlY3JldA==\r\n");
+  start();
+  EXPECT_FALSE(get("/contents/categories").fromCache);
+  EXPECT_TRUE(get("/contents/categories").fromCache);
+  writeFile(folder / "categories.json", "[]");
+  EXPECT_FALSE(get("/contents/categories").fromCache);
+  EXPECT_EQ(log->bodies.back(), "[]");
+}
+
+TEST_F(PortalServerTest, FaultsOnRequest) {
+  std::vector<int> statuses;
+  portalOptions.onRequest = [&](const portal::PortalRequest& each) {
+    statuses.push_back(each.status);
+  };
+  portalOptions.faults = {{.kind = FaultKind::status, .status = 503, .path = "/other"},
+                          {.kind = FaultKind::status, .status = 401, .path = "", .count = 1}};
+  start();
+  const std::string document = R"([{"id":"1","name":"News"}])";
+  const std::string path = "/contents/categories";
+  EXPECT_EQ(get(path).status, 401);
+
+  server->addFault({.kind = FaultKind::truncatedBody, .path = "/contents", .count = 1});
+  EXPECT_EQ(codeOf(get(path)), static_cast<std::int64_t>(NSURLError::networkConnectionLost));
+  server->addFault({.kind = FaultKind::notJson, .path = "", .count = 1});
+  EXPECT_EQ(get(path).status, 200);
+  EXPECT_THAT(log->bodies.back(), testing::StartsWith("<html>"));
+  server->addFault({.kind = FaultKind::latency, .delay = Seconds{0.1}, .path = "", .count = 1});
+  EXPECT_EQ(get(path).status, 200);
+  EXPECT_EQ(log->bodies.back(), document);
+  server->addFault({.kind = FaultKind::slowDrip, .delay = Seconds{0.01}, .path = "", .count = 1});
+  EXPECT_EQ(get(path).status, 200);
+  EXPECT_EQ(log->bodies.back(), document);
+  // The client repeats a request whose connection was dropped while idle; hence more than one.
+  server->addFault({.kind = FaultKind::droppedConnection, .path = ""});
+  EXPECT_EQ(codeOf(get(path)), static_cast<std::int64_t>(NSURLError::networkConnectionLost));
+  server->clearFaults();
+  EXPECT_EQ(get(path).status, 200);
+  server->stop();
+  EXPECT_EQ(statuses.front(), 401);
+  EXPECT_THAT(statuses, testing::Contains(0));
+}
+
+TEST_F(PortalServerTest, StopLosesNothing) {
+  std::atomic<int> recorded = 0;
+  portalOptions.onStatistic = [&](const portal::PortalStatistic&) { ++recorded; };
+  portalOptions.statisticsFile = folder / "events";
+  portalOptions.faults = {{.kind = FaultKind::latency, .delay = Seconds{60}, .path = ""}};
+  start();
+  auto post = request(server->url() + "/geofences/enter");
+  post.httpMethod = "POST";
+  const std::string body = R"({"geofenceId": "g", "timestamp": "2018-05-04T14:03:27+0200"})";
+  post.httpBody = Data(body.begin(), body.end());
+  download(post);
+  while (recorded == 0) std::this_thread::yield();
+  server->stop();
+  server->stop();
+  runUntilEnded(1);
+  EXPECT_EQ(log->exchanges[0].status, 204);
+  EXPECT_THAT(contentOf(folder / "events"), testing::HasSubstr("\"geofenceId\":\"g\""));
+}
+
+TEST_F(PortalServerTest, StopCutsOffWhatDrips) {
+  portalOptions.faults = {{.kind = FaultKind::slowDrip, .delay = Seconds{60}, .path = ""}};
+  std::atomic<bool> requested = false;
+  portalOptions.onRequest = [&](const portal::PortalRequest&) { requested = true; };
+  start();
+  download(request(server->url() + "/contents/categories"));
+  while (!requested) std::this_thread::yield();
+  server.reset();
+  runUntilEnded(1);
+  EXPECT_EQ(codeOf(log->exchanges[0]),
+            static_cast<std::int64_t>(NSURLError::networkConnectionLost));
+}
+
+TEST_F(PortalServerTest, StartTellsWhatIsWrong) {
+  start();
+  const auto fails = [&](const PortalOptions& options) {
+    const auto started = PortalServer::start(options);
+    return started ? "" : started.error().localizedDescription();
+  };
+  auto taken = portalOptions;
+  taken.port = server->port();
+  EXPECT_THAT(fails(taken), testing::HasSubstr(std::to_string(taken.port)));
+  auto address = portalOptions;
+  address.address = "example";
+  EXPECT_THAT(fails(address), testing::HasSubstr("not an IP address"));
+  auto certificate = portalOptions;
+  certificate.tlsCertificate = folder / "none";
+  certificate.tlsKey = folder / "none";
+  EXPECT_THAT(fails(certificate), testing::HasSubstr("certificate"));
+}
+
+TEST_F(PortalServerTest, CertificatesAreVerified) {
+  const auto openssl = [&](const std::string& name, const std::string& subject) {
+    const std::string base = (folder / name).string();
+    const std::string command =
+        "openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes -days 2 -subj "
+        "/CN=test -addext subjectAltName=" +
+        subject + " -keyout " + base + ".key -out " + base + ".crt 2>/dev/null";
+    return std::system(command.c_str()) == 0;
+  };
+  ASSERT_TRUE(openssl("mine", "IP:127.0.0.1") && openssl("other", "IP:127.0.0.1") &&
+              openssl("elsewhere", "DNS:elsewhere.example"));
+  struct Case {
+    const char* served;
+    const char* trusted;
+    bool isAccepted;
+  };
+  for (const auto& [served, trusted, isAccepted] :
+       {Case{"mine", "mine", true}, Case{"mine", "", false}, Case{"mine", "other", false},
+        Case{"elsewhere", "elsewhere", false}}) {
+    portalOptions.tlsCertificate = folder / (std::string(served) + ".crt");
+    portalOptions.tlsKey = folder / (std::string(served) + ".key");
+    options.additionalCertificateAuthorities =
+        *trusted ? folder / (std::string(trusted) + ".crt") : std::filesystem::path();
+    session.reset();
+    makeSystem();
+    start();
+    EXPECT_THAT(server->url(), testing::StartsWith("https://"));
+    const auto code = codeOf(get("/contents/categories"));
+    EXPECT_EQ(code,
+              isAccepted ? 0 : static_cast<std::int64_t>(NSURLError::serverCertificateUntrusted))
+        << served << " " << trusted;
+  }
+}
+
+}  // namespace
+}  // namespace ks::test
