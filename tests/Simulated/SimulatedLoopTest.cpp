@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 
+#include <functional>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
@@ -53,6 +55,24 @@ TEST_F(SimulatedLoopTest, MovesTimeOnlyAsFarAsAsked) {
   EXPECT_TRUE(loop_->runNext());
   EXPECT_EQ(now(), 10);
   EXPECT_THAT(seen_, ElementsAre("ten"));
+}
+
+TEST_F(SimulatedLoopTest, WaitingForTheRestEnds) {
+  const Seconds deadline{0.1 + 0.2 + 1e-10};
+  int wakes = 0;
+  std::function<void()> wait = [&] {
+    const Seconds rest = deadline - loop_->clock().uptime();
+    if (++wakes < 10 && rest.count() > 0) main_.after(rest, wait);
+  };
+  wait();
+  loop_->advance(Seconds{1});
+  EXPECT_LT(wakes, 10);
+}
+
+TEST_F(SimulatedLoopTest, EndlessTasksAreToldOf) {
+  std::function<void()> again = [&] { main_.async(again); };
+  again();
+  EXPECT_THROW(loop_->advance(Seconds{1}), std::runtime_error);
 }
 
 TEST_F(SimulatedLoopTest, LateTasksRunAfterAStall) {

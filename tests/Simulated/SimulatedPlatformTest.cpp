@@ -152,20 +152,6 @@ TEST(SimulatedPlatformTest, RadioAndPermissionChangeAtRunTime) {
   EXPECT_EQ(device.locationServices().authorizationStatus(), CLAuthorizationStatus::denied);
 }
 
-TEST(SimulatedPlatformTest, SettingsChangeAtRunTime) {
-  SimulatedPlatform device;
-  EXPECT_TRUE(device.identifierManager().isAdvertisingTrackingEnabled());
-  EXPECT_NE(device.userNotificationCenter(), nullptr);
-  device.change([](SimulatedSettings& settings) {
-    settings.advertisingTrackingEnabled = false;
-    settings.locale = {"de", std::nullopt};
-    settings.hasUserNotificationCenter = false;
-  });
-  EXPECT_FALSE(device.identifierManager().isAdvertisingTrackingEnabled());
-  EXPECT_EQ(device.currentLocale().localeIdentifier(), "de");
-  EXPECT_EQ(device.userNotificationCenter(), nullptr);
-}
-
 TEST(SimulatedPlatformTest, RemovesOnlyItsOwnFolder) {
   std::filesystem::path own;
   std::filesystem::path given;

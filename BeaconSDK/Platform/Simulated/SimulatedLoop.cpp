@@ -13,7 +13,7 @@ constexpr double kTicksPerSecond = 1e9;
 
 /// Far more than any scenario needs: beyond it, tasks post each other without end and time would
 /// never move again.
-constexpr std::size_t kMostTasksAtOneMoment = 10'000'000;
+constexpr std::size_t kMostTasksAtOneMoment = 200'000;
 
 /// The transfer for which this thread posts; see `SimulatedLoop::postAs`.
 thread_local TransferId postingTransfer = 0;
@@ -32,8 +32,9 @@ SimulatedLoop::SimulatedLoop(Date start, std::optional<std::uint64_t> shuffleSee
 SimulatedLoop::~SimulatedLoop() = default;
 
 SimulatedLoop::Ticks SimulatedLoop::ticksIn(Seconds span) {
-  const double ticks = std::round(span.count() * kTicksPerSecond);
-  if (!(ticks > 0)) return 0;
+  if (!(span.count() > 0)) return 0;
+  // Whoever waits for the rest of a rounded span must see time move.
+  const double ticks = std::max(std::round(span.count() * kTicksPerSecond), 1.0);
   return ticks >= static_cast<double>(kNever) ? kNever : static_cast<Ticks>(ticks);
 }
 
