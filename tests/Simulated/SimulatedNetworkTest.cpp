@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 
+#include <future>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -41,6 +42,25 @@ struct Note : NSURLSessionDelegate {
   std::ostringstream text;
 };
 
+/// The note of three transfers, each handled before the next is heard of.
+constexpr const char* kInOrder =
+    "0 file of /first\n0 end of /first\n0 handled\n"
+    "0 file of /second\n0 end of /second\n0 handled\n"
+    "0 file of /third\n0 end of /third\n0 idle\n0 handled\n";
+
+std::shared_ptr<NSURLSession> makeSession(SimulatedPlatform& device, std::shared_ptr<Note> note) {
+  NSURLSessionConfiguration configuration;
+  configuration.identifier = "session";
+  configuration.httpMaximumConnectionsPerHost = 1;
+  return device.urlLoadingSystem().makeSession(configuration, note);
+}
+
+void start(NSURLSession& session, const LoopbackServer& server, const std::string& path) {
+  const auto task = session.downloadTaskWithRequest({{server.url(path)}, "GET", {}, {}});
+  task->setTaskDescription(path);
+  task->resume();
+}
+
 RawReply reply(const RawRequest& request) {
   if (request.target() == "/never") return {"", RawReply::Then::hang};
   return {httpReply("[]")};
@@ -53,27 +73,37 @@ TEST(SimulatedNetworkTest, TimeStandsStillWhileRepliesCome) {
   const auto run = [&] {
     SimulatedPlatform device;
     const auto note = std::make_shared<Note>(device);
-    NSURLSessionConfiguration configuration;
-    configuration.identifier = "session";
-    configuration.httpMaximumConnectionsPerHost = 1;
-    const auto session = device.urlLoadingSystem().makeSession(configuration, note);
+    const auto session = makeSession(device, note);
     device.mainQueue().after(Seconds{3}, [&] { note->write("timer"); });
-    for (const char* path : {"/first", "/second", "/third"}) {
-      const auto task = session->downloadTaskWithRequest({{server.url(path)}, "GET", {}, {}});
-      task->setTaskDescription(path);
-      task->resume();
-    }
+    for (const char* path : {"/first", "/second", "/third"}) start(*session, server, path);
     EXPECT_EQ(device.loop().transfersUnderWay(), 3U);
     device.advance(Seconds{10});
     return note->text.str();
   };
   const std::string first = run();
-  EXPECT_EQ(first,
-            "0 file of /first\n0 end of /first\n0 handled\n"
-            "0 file of /second\n0 end of /second\n0 handled\n"
-            "0 file of /third\n0 end of /third\n0 idle\n0 handled\n"
-            "3 timer\n");
+  EXPECT_EQ(first, std::string(kInOrder) + "3 timer\n");
   EXPECT_EQ(run(), first);
+}
+
+TEST(SimulatedNetworkTest, RepliesComeInOrderOfStart) {
+  // The first reply waits for the third request, which is sent when the second reply is whole.
+  std::promise<void> gate;
+  const LoopbackServer slow([opened = gate.get_future().share()](const RawRequest&) {
+    opened.wait();
+    return RawReply{httpReply("[]")};
+  });
+  const LoopbackServer quick([&](const RawRequest& request) {
+    if (request.target() == "/third") gate.set_value();
+    return RawReply{httpReply("[]")};
+  });
+  SimulatedPlatform device;
+  const auto note = std::make_shared<Note>(device);
+  const auto session = makeSession(device, note);
+  start(*session, slow, "/first");
+  start(*session, quick, "/second");
+  start(*session, quick, "/third");
+  device.runUntilIdle();
+  EXPECT_EQ(note->text.str(), kInOrder);
 }
 
 TEST(SimulatedNetworkTest, DroppedSessionsDoNotHoldTime) {

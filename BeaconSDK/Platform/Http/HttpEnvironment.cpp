@@ -40,6 +40,11 @@ std::uint64_t HttpEnvironment::beginTransfer() {
   return id;
 }
 
+void HttpEnvironment::announceReport(std::uint64_t id) {
+  if (isClosed_) return;
+  if (const auto observer = observer_.lock()) observer->transferWillReport(id);
+}
+
 void HttpEnvironment::endTransfer(const HttpExchange& exchange) {
   if (isClosed_) return;
   if (const auto observer = observer_.lock()) observer->transferDidEnd(exchange);

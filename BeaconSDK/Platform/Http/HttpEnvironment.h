@@ -33,6 +33,7 @@ class HttpEnvironment {
 
   /// Tells the observer of a new transfer and answers its identifier.
   std::uint64_t beginTransfer();
+  void announceReport(std::uint64_t id);
   void endTransfer(const HttpExchange& exchange);
 
  private:

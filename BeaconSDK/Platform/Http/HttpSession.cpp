@@ -122,6 +122,7 @@ std::uint64_t HttpSession::start(const std::shared_ptr<HttpTask>& task, bool can
     report->session = session;
     report->task = task;
     report->outcome = std::move(outcome);
+    environment->announceReport(id);
     queue->async([report = std::move(report)] {
       if (const auto strong = report->session.lock()) strong->deliver(*report);
     });

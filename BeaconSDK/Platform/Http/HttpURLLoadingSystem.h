@@ -41,6 +41,9 @@ class HttpObserver {
   /// On the thread that starts the transfer, inside `resume`, `cancel` of a task that was never
   /// resumed, or `dataWithContentsOfURL`.
   virtual void transferDidStart(std::uint64_t id) = 0;
+  /// On the worker's thread, right before the task with the transfer's events is put on the
+  /// delegate queue. Not for `dataWithContentsOfURL`.
+  virtual void transferWillReport(std::uint64_t /*id*/) {}
   /// On the session's delegate queue, in the same task of that queue as the delegate's events and
   /// right after the last of them; for `dataWithContentsOfURL` on the waiting thread, before it
   /// returns.

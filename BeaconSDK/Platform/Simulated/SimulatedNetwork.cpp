@@ -18,6 +18,12 @@ class SimulatedNetwork::Transfers : public HttpObserver {
     underWay_.emplace(id, loop_->beginTransfer());
   }
 
+  void transferWillReport(std::uint64_t id) override {
+    const std::lock_guard lock(mutex_);
+    const auto found = underWay_.find(id);
+    SimulatedLoop::postAs(found == underWay_.end() ? 0 : found->second);
+  }
+
   void transferDidEnd(const HttpExchange& exchange) override {
     Listener listener;
     {
