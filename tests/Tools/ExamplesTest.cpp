@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <filesystem>
@@ -131,7 +132,7 @@ TEST(HostTest, StandsInTheReadmeAndRuns) {
   ASSERT_TRUE(server) << server.error().localizedDescription();
   const Output output = run(KS_HOST " " + (*server)->url());
   EXPECT_EQ(output.code, 0);
-  EXPECT_EQ(output.text, "running\nThe museum is open until six.\n");
+  EXPECT_EQ(output.text, "running\nTurn left for the entrance.\nThe museum is open until six.\n");
 }
 
 }  // namespace

@@ -138,14 +138,14 @@ void TimelineRecorder::regionChanged(const CLRegion& region, CLRegionState state
 
 void TimelineRecorder::ranged(const CLBeaconRegion& region, const std::vector<CLBeacon>& beacons) {
   std::string text;
-  std::string proximities;
+  std::vector<std::string> seen;
   std::vector<Value> list;
   for (const CLBeacon& beacon : beacons) {
     const std::string name = nameOf({beacon.proximityUUID, beacon.major, beacon.minor});
     const char* const proximity = proximityInWords(static_cast<std::int64_t>(beacon.proximity));
     if (!text.empty()) text += ", ";
-    text += fmt::format("{} {}", name, proximity);
-    proximities = text;
+    seen.push_back(fmt::format("{} {}", name, proximity));
+    text += seen.back();
     if (beacon.accuracy.value >= 0) text += fmt::format(" {:.1f} m", beacon.accuracy.value);
     list.push_back(Dictionary{{"name", name},
                               {"uuid", beacon.proximityUUID.UUIDString()},
@@ -160,8 +160,10 @@ void TimelineRecorder::ranged(const CLBeaconRegion& region, const std::vector<CL
   event.text = text.empty() ? "no beacon of " + regionInWords(region) : text;
   event.details = {{"region", region.identifier()}, {"beacons", Array(std::move(list))}};
   // A terminal shows who comes, goes or changes its proximity; the order alone is no news.
-  std::string& last = lastRanging_[region.identifier()];
-  event.minor = std::exchange(last, event.text.empty() ? "" : proximities) == proximities;
+  std::ranges::sort(seen);
+  const auto [last, isFirst] = lastRanging_.try_emplace(region.identifier());
+  event.minor = !isFirst && last->second == seen;
+  last->second = std::move(seen);
   add(std::move(event));
 }
 

@@ -60,8 +60,8 @@ class TimelineRecorder : public KSEngineObserver, public LocationListener {
   std::string portalURL_;
   const Clock* clock_ = nullptr;
   std::map<BeaconIdentity, std::string> beaconNames_;
-  /// What was last ranged in each region, as text.
-  std::map<std::string, std::string> lastRanging_;
+  /// The beacons last ranged in each region with their proximities, in alphabetical order.
+  std::map<std::string, std::vector<std::string>> lastRanging_;
 
   struct Statistic {
     std::string event;
