@@ -1,0 +1,38 @@
+#include "BeaconSDK/Platform/Linux/TaskSchedule.h"
+
+namespace ks {
+
+TaskSchedule::Added TaskSchedule::add(Seconds due, Task task) {
+  const std::lock_guard lock(mutex_);
+  const TimerId identifier = ++lastIdentifier_;
+  const auto place = tasks_.emplace(Key{due, identifier}, std::move(task)).first;
+  dueOf_.emplace(identifier, due);
+  return {identifier, place == tasks_.begin()};
+}
+
+void TaskSchedule::cancel(TimerId identifier) {
+  Task dropped;  // destroyed after the lock is released: its captures may call back
+  const std::lock_guard lock(mutex_);
+  const auto due = dueOf_.find(identifier);
+  if (due == dueOf_.end()) return;
+  const auto place = tasks_.find(Key{due->second, identifier});
+  dropped = std::move(place->second);
+  tasks_.erase(place);
+  dueOf_.erase(due);
+}
+
+Task TaskSchedule::takeDue(Seconds now) {
+  const std::lock_guard lock(mutex_);
+  if (tasks_.empty() || tasks_.begin()->first.first > now) return nullptr;
+  auto node = tasks_.extract(tasks_.begin());
+  dueOf_.erase(node.key().second);
+  return std::move(node.mapped());
+}
+
+std::optional<Seconds> TaskSchedule::nextDue() const {
+  const std::lock_guard lock(mutex_);
+  if (tasks_.empty()) return std::nullopt;
+  return tasks_.begin()->first.first;
+}
+
+}  // namespace ks

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <map>
+#include <mutex>
+#include <optional>
+#include <unordered_map>
+#include <utility>
+
+#include "BeaconSDK/Platform/Api/Foundation.h"
+
+namespace ks {
+
+/// The tasks that a queue has yet to run, by the moment at which they fall due, ties in posting
+/// order. Moments are uptimes. Any thread.
+class TaskSchedule {
+ public:
+  /// The identifier is never 0. `isFirst` tells whether the task is now the next to fall due, so
+  /// that whoever sleeps until then must be woken.
+  struct Added {
+    TimerId identifier;
+    bool isFirst;
+  };
+  Added add(Seconds due, Task task);
+  /// Unknown identifiers are ignored. The task is destroyed before the call returns.
+  void cancel(TimerId identifier);
+  /// Takes the next task that is due at `now`; null when there is none.
+  Task takeDue(Seconds now);
+  /// When the next task falls due; nothing when there is none.
+  std::optional<Seconds> nextDue() const;
+
+ private:
+  using Key = std::pair<Seconds, TimerId>;
+  mutable std::mutex mutex_;
+  TimerId lastIdentifier_ = 0;
+  std::map<Key, Task> tasks_;
+  std::unordered_map<TimerId, Seconds> dueOf_;
+};
+
+}  // namespace ks

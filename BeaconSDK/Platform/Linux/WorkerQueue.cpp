@@ -1,0 +1,85 @@
+#include "BeaconSDK/Platform/Linux/WorkerQueue.h"
+
+#include <pthread.h>
+
+#include <algorithm>
+#include <string>
+
+#include "BeaconSDK/Platform/Linux/LinuxClock.h"
+
+namespace ks {
+
+WorkerQueue::WorkerQueue(const char* name) : thread_([shared = shared_] { run(shared); }) {
+  constexpr std::size_t kLongestThreadName = 15;
+  pthread_setname_np(thread_.native_handle(),
+                     std::string(name).substr(0, kLongestThreadName).c_str());
+}
+
+WorkerQueue::~WorkerQueue() {
+  {
+    const std::lock_guard lock(shared_->mutex);
+    shared_->ended = true;
+  }
+  shared_->changed.notify_one();
+  if (isCurrent()) {
+    thread_.detach();
+  } else {
+    thread_.join();
+  }
+}
+
+void WorkerQueue::sync(const Task& task) {
+  if (isCurrent()) {
+    task();
+    return;
+  }
+  std::mutex mutex;
+  std::condition_variable finished;
+  bool done = false;
+  async([&] {
+    task();
+    const std::lock_guard lock(mutex);
+    done = true;
+    finished.notify_one();
+  });
+  std::unique_lock lock(mutex);
+  finished.wait(lock, [&] { return done; });
+}
+
+TimerId WorkerQueue::after(Seconds delay, Task task) {
+  const Seconds due = monotonicUptime() + std::max(delay, Seconds{0});
+  const auto added = shared_->schedule.add(due, std::move(task));
+  if (added.isFirst) {
+    const std::lock_guard lock(shared_->mutex);
+    shared_->woken = true;
+    shared_->changed.notify_one();
+  }
+  return added.identifier;
+}
+
+void WorkerQueue::cancel(TimerId timer) { shared_->schedule.cancel(timer); }
+
+bool WorkerQueue::waitUntilDue(Shared& shared) {
+  std::unique_lock lock(shared.mutex);
+  const auto stirred = [&] { return shared.woken || shared.ended; };
+  if (const auto due = shared.schedule.nextDue()) {
+    shared.changed.wait_for(lock, *due - monotonicUptime(), stirred);
+  } else {
+    shared.changed.wait(lock, stirred);
+  }
+  shared.woken = false;
+  return !shared.ended;
+}
+
+void WorkerQueue::run(const std::shared_ptr<Shared>& shared) {
+  while (waitUntilDue(*shared)) {
+    while (Task task = shared->schedule.takeDue(monotonicUptime())) {
+      task();
+      task = nullptr;
+      const std::lock_guard lock(shared->mutex);
+      if (shared->ended) return;
+    }
+  }
+}
+
+}  // namespace ks
