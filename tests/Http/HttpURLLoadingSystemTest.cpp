@@ -196,7 +196,7 @@ TEST_F(HttpURLLoadingSystemTest, FetchesDataOnCallingThread) {
     if (request.target() == "/long") return RawReply{httpReply(std::string(2000, 'x'))};
     return RawReply{httpReply("image")};
   });
-  options.dataTimeout = Seconds{0.2};
+  options.dataTimeout = Seconds{1};
   options.maximumBodySize = 1000;
   makeSystem();
   const auto data = system->dataWithContentsOfURL({server.url("/image")});

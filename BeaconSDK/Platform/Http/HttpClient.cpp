@@ -1,7 +1,5 @@
 #include "BeaconSDK/Platform/Http/HttpClient.h"
 
-#include <libsoup/soup.h>
-
 #include <algorithm>
 #include <limits>
 #include <utility>

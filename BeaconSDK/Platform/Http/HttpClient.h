@@ -1,5 +1,7 @@
 #pragma once
 
+#include <libsoup/soup.h>
+
 #include <deque>
 #include <filesystem>
 #include <map>
@@ -14,8 +16,6 @@
 #include "BeaconSDK/Platform/Http/HttpCacheFolder.h"
 #include "BeaconSDK/Platform/Http/HttpTransfer.h"
 #include "BeaconSDK/Platform/Http/HttpWorker.h"
-
-using SoupCache = struct _SoupCache;
 
 namespace ks {
 

@@ -1,11 +1,11 @@
 #pragma once
 
+#include <glib.h>
+
 #include <string>
 
 #include "BeaconSDK/Platform/Api/Error.h"
 #include "BeaconSDK/Platform/Api/URLSession.h"
-
-using GError = struct _GError;
 
 namespace ks {
 

@@ -1,7 +1,5 @@
 #include "BeaconSDK/Platform/Http/HttpTransfer.h"
 
-#include <libsoup/soup.h>
-
 #include <cstring>
 #include <utility>
 

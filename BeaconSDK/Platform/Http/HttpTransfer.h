@@ -1,5 +1,7 @@
 #pragma once
 
+#include <libsoup/soup.h>
+
 #include <array>
 #include <cstdint>
 #include <filesystem>
@@ -13,9 +15,6 @@
 #include "BeaconSDK/Platform/Http/GLibOwned.h"
 #include "BeaconSDK/Platform/Http/HttpWorker.h"
 #include "BeaconSDK/Platform/Http/TemporaryFile.h"
-
-using SoupSession = struct _SoupSession;
-using SoupMessage = struct _SoupMessage;
 
 namespace ks {
 

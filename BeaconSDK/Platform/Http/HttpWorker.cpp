@@ -1,7 +1,5 @@
 #include "BeaconSDK/Platform/Http/HttpWorker.h"
 
-#include <glib.h>
-
 #include <algorithm>
 #include <cmath>
 #include <utility>

@@ -1,14 +1,13 @@
 #pragma once
 
+#include <glib.h>
+
 #include <deque>
 #include <functional>
 #include <mutex>
 #include <thread>
 
 #include "BeaconSDK/Platform/Api/Date.h"
-
-using GMainContext = struct _GMainContext;
-using GSource = struct _GSource;
 
 namespace ks {
 

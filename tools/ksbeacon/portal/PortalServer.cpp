@@ -208,15 +208,15 @@ void PortalServer::Impl::handle(SoupServerMessage* message, const std::string& p
 void PortalServer::Impl::answer(SoupServerMessage* message, const SiteRequest& request,
                                 const Fault* fault) {
   SiteReply reply;
-  const auto kind = fault ? std::optional(fault->kind) : std::nullopt;
-  if (kind == FaultKind::droppedConnection) {
+  const auto is = [&](FaultKind kind) { return fault != nullptr && fault->kind == kind; };
+  if (is(FaultKind::droppedConnection)) {
     reply.status = 0;
-  } else if (kind == FaultKind::status) {
+  } else if (is(FaultKind::status)) {
     reply = shortReply(fault->status, "application/json", R"({"message":"a fault on request"})");
   } else {
     reply = site->answer(request);
   }
-  if (kind == FaultKind::notJson) {
+  if (is(FaultKind::notJson)) {
     reply = shortReply(200, "text/html", "<html>this is not the document</html>");
   }
   if (options.onRequest) {
@@ -226,15 +226,15 @@ void PortalServer::Impl::answer(SoupServerMessage* message, const SiteRequest& r
   }
 
   const bool isHead = request.method == "HEAD";
-  if (kind == FaultKind::latency) {
+  if (is(FaultKind::latency)) {
     hold(message, fault->delay, [message, reply] { send(message, reply); });
-  } else if (kind == FaultKind::droppedConnection) {
+  } else if (is(FaultKind::droppedConnection)) {
     hold(message, Seconds{0}, [this, message] { replyPastLibrary(message, {}, Seconds{0}); });
-  } else if (kind == FaultKind::truncatedBody && !isHead) {
+  } else if (is(FaultKind::truncatedBody) && !isHead) {
     std::deque<std::string> pieces = {headOf(reply) + reply.body.substr(0, reply.body.size() / 2)};
     hold(message, Seconds{0},
          [this, message, pieces] { replyPastLibrary(message, pieces, Seconds{0}); });
-  } else if (kind == FaultKind::slowDrip && !isHead) {
+  } else if (is(FaultKind::slowDrip) && !isHead) {
     auto pieces = piecesOf(reply.body);
     pieces.push_front(headOf(reply));
     hold(message, Seconds{0}, [this, message, pieces, delay = fault->delay] {
