@@ -32,17 +32,14 @@ TEST_F(AlarmTest, RearmsFromItsOwnTask) {
 }
 
 TEST_F(AlarmTest, NothingRunsAfterInvalidateOrDestruction) {
-  int count = 0;
-  Alarm alarm(AlarmName::dwelling);
-  alarm.schedule(Seconds{1}, [&] { ++count; });
-  alarm.invalidate();
-  EXPECT_FALSE(alarm.isScheduled());
-  {
-    Alarm shortLived(AlarmName::dwelling);
-    shortLived.schedule(Seconds{1}, [&] { ++count; });
-  }
+  auto alarm = std::make_unique<Alarm>(AlarmName::dwelling);
+  const auto fail = [] { ADD_FAILURE() << "ran"; };
+  alarm->schedule(Seconds{1}, fail);
+  alarm->invalidate();
+  EXPECT_FALSE(alarm->isScheduled());
+  alarm->schedule(Seconds{1}, fail);
+  alarm.reset();
   advance(5);
-  EXPECT_EQ(count, 0);
   EXPECT_EQ(platform_->mainQueue().pendingTasks(), 0U);
 }
 

@@ -9,12 +9,8 @@
 namespace ks {
 namespace {
 
-struct Case {
-  std::string actual;
-  std::string expected;
-};
-
-void expectAll(const std::vector<Case>& cases) {
+/// Pairs of what was formatted and what was expected.
+void expectAll(const std::vector<std::pair<std::string, std::string>>& cases) {
   for (const auto& [actual, expected] : cases) EXPECT_EQ(actual, expected);
 }
 

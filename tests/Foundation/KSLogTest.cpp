@@ -54,22 +54,6 @@ TEST_F(KSLogTest, StaysSilentWhileOff) {
   EXPECT_EQ(platform_->console().lines(), std::vector<std::string>{"direct 1"});
 }
 
-TEST_F(KSLogTest, KeepsOrderOfEachThread) {
-  const auto logTen = [](int thread) {
-    for (int i = 0; i < 10; ++i) kLog("-[Test call]", "%d-%d", thread, i);
-  };
-  std::thread other(logTen, 2);
-  logTen(1);
-  other.join();
-  platform_->runUntilIdle();
-  std::vector<int> next{0, 0, 0};
-  for (const auto& line : posted_) {
-    const int thread = line.at(line.size() - 3) - '0';
-    EXPECT_EQ(line.back() - '0', next.at(static_cast<std::size_t>(thread))++);
-  }
-  EXPECT_EQ(posted_.size(), 20U);
-}
-
 TEST_F(KSLogTest, StampUsesWeekYearOfTheDevice) {
   platform_->advance(ks::Seconds{364 * 86400.0});  // 31 December 2026, a Thursday
   kLog("-[Test call]", "x");

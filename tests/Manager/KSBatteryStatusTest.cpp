@@ -68,10 +68,12 @@ class KSBatteryStatusTest : public ks::testing::PlatformFixture {
   std::optional<std::int64_t> levelOf(const std::unique_ptr<KSPrivateBeacon>& beacon) const {
     return status_.beaconBatteryForBeacon(*beacon);
   }
-  std::vector<std::string> console() {
-    auto lines = platform_->console().lines();
+  /// What was written since the last call, line by line.
+  std::string console() {
+    std::string text;
+    for (const auto& line : platform_->console().lines()) text += line + "\n";
     platform_->console().clear();
-    return lines;
+    return text;
   }
 
   /// The radio that the monitor under test owns.
@@ -93,15 +95,13 @@ class KSBatteryStatusTest : public ks::testing::PlatformFixture {
 TEST_F(KSBatteryStatusTest, KeysNameMinorBeforeMajor) {
   EXPECT_EQ(KSBatteryStatus::keyForBeacon(*makeBeacon("BK01", 300, 7)),
             "BK0111223344-5566-4778-8899-AABBCCDDEEFF7300");
-  const auto withoutUUID = makeBeacon("BK01", 300, 7);
-  withoutUUID->setUuid(std::nullopt);
-  const auto withoutName = makeBeacon("", 300, 7);
-  const auto withoutMinor = makeBeacon("BK01", 300, 0);
-  for (const auto* beacon : {&withoutUUID, &withoutName, &withoutMinor}) {
-    EXPECT_EQ(KSBatteryStatus::keyForBeacon(**beacon), std::nullopt);
-    status_.requestBatteryForBeacon(**beacon);
-  }
-  EXPECT_EQ(central_->scans_, 0);
+  KSPrivateBeacon withoutUUID;
+  withoutUUID.setName("BK01");
+  withoutUUID.setMinor(7);
+  status_.requestBatteryForBeacon(withoutUUID);
+  status_.requestBatteryForBeacon(*makeBeacon("", 300, 7));
+  status_.requestBatteryForBeacon(*makeBeacon("BK01", 300, 0));
+  EXPECT_EQ(central_->scans_, 0) << "what lacks a part of the key is not tracked";
 }
 
 TEST_F(KSBatteryStatusTest, ScansWhileLevelsAreMissing) {
@@ -113,8 +113,8 @@ TEST_F(KSBatteryStatusTest, ScansWhileLevelsAreMissing) {
   turnRadio(ks::CBManagerState::poweredOn);
   EXPECT_TRUE(central_->scanning_);
   EXPECT_EQ(console(),
-            (std::vector<std::string>{"CoreBluetooth BLE hardware is powered off",
-                                      "CoreBluetooth BLE hardware is powered on and ready"}));
+            "CoreBluetooth BLE hardware is powered off\n"
+            "CoreBluetooth BLE hardware is powered on and ready\n");
   status_.requestBatteryForBeacon(*second);
   EXPECT_EQ(levelOf(second), std::nullopt);
   hear(tagged("AAAA", 50));
@@ -144,53 +144,33 @@ TEST_F(KSBatteryStatusTest, ScanStartsAnewAfterSomethingWasHeard) {
 TEST_F(KSBatteryStatusTest, ReadsBothLayoutsByLength) {
   const auto beacon = makeBeacon("BK01", 300, 7);
   status_.requestBatteryForBeacon(*beacon);
-  struct Row {
-    ks::Data data;
-    std::optional<std::int64_t> level;
-  };
+  const auto later = makeBeacon("BK01-later", 1, 1);
+  status_.requestBatteryForBeacon(*later);
   ks::Data tooLong = identified(300, 7, 5);
   tooLong.push_back(0);
-  const std::vector<Row> rows{{{}, {}},
-                              {tagged("BK01", 0, 6), {}},
-                              {tagged("BK01", 1, 20), {}},
-                              {tagged("BK02", 2), {}},
-                              {tagged("BK\xC3\xA9", 3), {}},
-                              {identified(7, 300, 4), {}},
-                              {tooLong, {}},
-                              {tagged("BK01", 87, 7), 87},
-                              {tagged("BK01", 0, 19), 0},
-                              {identified(300, 7, 99), 99}};
-  for (const auto& row : rows) {
-    hear(row.data);
-    EXPECT_EQ(levelOf(beacon), row.level) << row.data.size();
+  for (const auto& data : {ks::Data{}, tagged("BK01", 0, 6), tagged("BK01", 1, 20), tooLong,
+                           tagged("BK02", 2), tagged("BK\xC3\xA9", 3), identified(7, 300, 4)}) {
+    hear(data);
+    EXPECT_EQ(levelOf(beacon), std::nullopt) << data.size();
   }
-  status_.didDiscoverPeripheral(*central_, {}, {{"kCBAdvDataServiceData", "text"}}, {-60});
-  status_.didDiscoverPeripheral(*central_, {}, {}, {-60});
+  hear(tagged("BK01", 87, 7));
+  EXPECT_EQ(levelOf(beacon), 87);
+  hear(tagged("BK01", 0, 19));
+  EXPECT_EQ(levelOf(beacon), 0);
+  hear(identified(300, 7, 99));
   EXPECT_EQ(levelOf(beacon), 99);
+  EXPECT_EQ(levelOf(later), std::nullopt) << "of one tag, the first requested gets the level";
+  status_.didDiscoverPeripheral(*central_, {}, {{"kCBAdvDataServiceData", "text"}}, {-60});
 }
 
 TEST_F(KSBatteryStatusTest, WritesWhatItReads) {
-  const auto beacon = makeBeacon("BK01", 300, 7);
-  status_.requestBatteryForBeacon(*beacon);
+  status_.requestBatteryForBeacon(*makeBeacon("BK01", 300, 7));
   hear(tagged("BK01", 87));
-  EXPECT_EQ(console(), (std::vector<std::string>{"BK01", "87"}));
+  EXPECT_EQ(console(), "BK01\n87\n");
   hear(tagged("\xFFK01", 87));
-  EXPECT_EQ(console(), std::vector<std::string>{"(null)"});
+  EXPECT_EQ(console(), "(null)\n");
   hear(identified(300, 7, 200));
-  EXPECT_EQ(console(),
-            (std::vector<std::string>{"11223344-5566-4778-8899-AABBCCDDEEFF", "300", "7", "200"}));
-  hear(identified(300, 8, 200));
-  EXPECT_EQ(console().size(), 3U);
-}
-
-TEST_F(KSBatteryStatusTest, FirstRequestedOfOneTagGetsTheLevel) {
-  const auto first = makeBeacon("BK01-entrance", 1, 2);
-  const auto second = makeBeacon("BK01-exit", 1, 1);
-  status_.requestBatteryForBeacon(*first);
-  status_.requestBatteryForBeacon(*second);
-  hear(tagged("BK01", 60));
-  EXPECT_EQ(levelOf(first), 60);
-  EXPECT_EQ(levelOf(second), std::nullopt);
+  EXPECT_EQ(console(), "11223344-5566-4778-8899-AABBCCDDEEFF\n300\n7\n200\n");
 }
 
 }  // namespace

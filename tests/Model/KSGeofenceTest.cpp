@@ -10,7 +10,7 @@ std::shared_ptr<ks::CLCircularRegion> region(const char* identifier) {
                                                 identifier);
 }
 
-TEST_F(KSGeofenceTest, RegionGivesTheIdentifier) {
+TEST_F(KSGeofenceTest, RegionGivesIdentifierAndEntryRestartsStay) {
   KSGeofence geofence;
   geofence.setIdentifier("own");
   geofence.setRefId("reference");
@@ -20,13 +20,6 @@ TEST_F(KSGeofenceTest, RegionGivesTheIdentifier) {
   geofence.setMonitoringRegion(region("r2"));
   EXPECT_EQ(geofence.identifier(), "r2");
   EXPECT_EQ(geofence.refId(), "");
-  geofence.setMonitoringRegion(nullptr);
-  EXPECT_EQ(geofence.identifier(), std::nullopt);
-  EXPECT_EQ(geofence.contentType(), 4);
-}
-
-TEST_F(KSGeofenceTest, RepeatedEntryRestartsTheStay) {
-  KSGeofence geofence;
   geofence.setInRange(true);
   advance(10);
   geofence.setInRange(true);

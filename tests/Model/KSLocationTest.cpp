@@ -4,7 +4,7 @@
 
 namespace {
 
-TEST(KSLocationTest, IdentifierMakesIdentity) {
+TEST(KSLocationTest, IdentifierMakesIdentityAndPrecisionIsSingle) {
   KSLocation location;
   KSLocation other;
   EXPECT_FALSE(location.isEqual(&other)) << "no identifier, no identity";
@@ -14,11 +14,6 @@ TEST(KSLocationTest, IdentifierMakesIdentity) {
   EXPECT_EQ(location.hash(), other.hash());
   other.identifier = "l2";
   EXPECT_FALSE(location.isEqual(&other));
-}
-
-TEST(KSLocationTest, KeepsSinglePrecision) {
-  KSLocation location;
-  location.identifier = "l1";
   location.latitude = 45.0712345F;
   EXPECT_EQ(location.coordinate().latitude, 45.071235656738281);
   EXPECT_EQ(location.description(), "l1 (null) 45.071236 0.000000");

@@ -63,7 +63,12 @@ const ks::Class KSPrivateBeacon::kClass{
 std::string KSPrivateBeacon::keyFromIdentifier(const std::optional<std::string>& identifier,
                                                const std::optional<ks::UUID>& uuid,
                                                std::int64_t minor, std::int64_t major) {
-  return ks::stringWithFormat("%@:%@_%d_%d", identifier, uuid, minor, major);
+  // As "%@:%@_%d_%d" would print them; put together by hand because caches ask for keys often.
+  const auto number = [](std::int64_t value) {
+    return std::to_string(static_cast<std::int32_t>(value));
+  };
+  return textOrAbsent(identifier) + ":" + (uuid ? uuid->UUIDString() : kAbsentText) + "_" +
+         number(minor) + "_" + number(major);
 }
 
 std::string KSPrivateBeacon::keyForBeaconRegion(const ks::CLBeaconRegion& region) {

@@ -79,8 +79,12 @@ std::optional<std::string> KSBatteryStatus::keyForBeacon(const KSPrivateBeacon& 
   if (!beacon.name() || beacon.name()->empty() || !beacon.uuid() || beacon.minor() == 0) {
     return std::nullopt;
   }
-  return ks::stringWithFormat("%@%@%tu%tu", beacon.name(), beacon.uuid(), beacon.minor(),
-                              beacon.major());
+  // As "%@%@%tu%tu" would print them; put together by hand because every ranged beacon asks.
+  const auto number = [](std::int64_t value) {
+    return std::to_string(static_cast<std::uint64_t>(value));
+  };
+  return *beacon.name() + beacon.uuid()->UUIDString() + number(beacon.minor()) +
+         number(beacon.major());
 }
 
 void KSBatteryStatus::startScanningIfNeeded() {
