@@ -16,6 +16,8 @@ int main(int argc, char** argv) {
         std::cout << zone->content()->message.value_or("") << '\n';
       });
   const auto manager = KSProximityManager::initWithUsername("demo", "demo", portal, {"it", "IT"});
-  manager->start([](const auto& error) { std::cout << (error ? "failed\n" : "running\n"); });
+  manager->start([](const std::optional<ks::Error>& error) {
+    std::cout << (error ? "failed\n" : "running\n");
+  });
   device->advance(ks::Seconds{60});
 }
