@@ -8,7 +8,7 @@ set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 add_library(ks_build_flags INTERFACE)
 target_compile_options(ks_build_flags INTERFACE -Wall -Wextra -Wpedantic -Werror)
 # g++ 12 sees overlapping copies in `"text" + std::string` when it optimises (its bug 105651).
-target_compile_options(ks_build_flags INTERFACE $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>)
+target_compile_options(ks_build_flags INTERFACE $<$<AND:$<CXX_COMPILER_ID:GNU>,$<CONFIG:Release>>:-Wno-restrict>)
 if(KS_SANITIZE)
   target_compile_options(ks_build_flags INTERFACE -fsanitize=${KS_SANITIZE} -fno-omit-frame-pointer
                                                   -fno-sanitize-recover=all)
