@@ -14,7 +14,7 @@ const Value kAbsent;
 
 /// Below this many entries a dictionary is searched entry by entry, which is faster than hashing
 /// and spares small dictionaries the memory of an index.
-constexpr std::size_t kIndexThreshold = 12;
+constexpr std::size_t kIndexThreshold = 32;
 
 std::string joined(const std::vector<Value>& items) {
   std::string text;
