@@ -107,11 +107,4 @@ TEST_F(KSContentNotifierTest, OlderDeviceShowsPlainText) {
             (ks::Dictionary{{"beaconIdentifier", "b1"}, {"contentType", 3}}));
 }
 
-TEST_F(KSContentNotifierTest, MessageBoxHasOneButton) {
-  KSContentNotifier::showMessage("Title", "Text");
-  ASSERT_EQ(platform_->application().alerts().size(), 1U);
-  EXPECT_EQ(platform_->application().alerts()[0].title, "Title");
-  EXPECT_EQ(platform_->application().alerts()[0].cancelButtonTitle, "OK");
-}
-
 }  // namespace

@@ -88,13 +88,6 @@ TEST_F(KSContentTriggerTest, FollowTrackFiresInSilence) {
   EXPECT_TRUE(scenario.beacon()->content()->blockedUntilDate);
 }
 
-TEST_F(KSContentTriggerTest, FollowTrackDwellingIsCounted) {
-  scenario.learns({.type = "FOLLOW_TRACK", .dwellingTime = 30});
-  scenario.passes(30);
-  EXPECT_THAT(scenario.heard(), IsEmpty());
-  EXPECT_THAT(scenario.statistics(), ElementsAre("beacons/enter b1", "beacons/notification b1"));
-}
-
 TEST_F(KSContentTriggerTest, DwellingFiresWhenTheTimeIsUp) {
   scenario.learns({.dwellingTime = 30});
   EXPECT_EQ(scenario.device->application().backgroundTasks().size(), 1U);

@@ -30,7 +30,7 @@ class KSProximityManagerTest : public ks::testing::ScenarioTest {
     scenario.portalAnswers("/locations", R"([{"id":"L1","refreshIntervalSeconds":)" +
                                              std::to_string(refreshInterval) + "}]");
     scenario.portalAnswers("location=L1", "[" + zone.beacon() + "]");
-    while (scenario.isAsked("/")) scenario.portalAnswers("/", 401);
+    scenario.portalRefusesAll();
   }
 };
 
@@ -70,17 +70,6 @@ TEST_F(KSProximityManagerTest, FirstStartFetchesCategoriesThenLocates) {
                                                           "significant", "request location"));
 }
 
-TEST_F(KSProximityManagerTest, KnownCategoriesStartAtOnce) {
-  scenario.starts();
-  scenario.relaunches();
-  scenario.manager->setErrorHappened(true);
-  bool ok = false;
-  scenario.manager->start([&](const auto& error) { ok = !error; });
-  EXPECT_TRUE(ok);
-  EXPECT_FALSE(scenario.manager->errorHappened());
-  EXPECT_TRUE(scenario.isAsked("/contents/categories"));
-}
-
 TEST_F(KSProximityManagerTest, RefusedPermissionFetchesCategoriesOnce) {
   scenario.location->status = ks::CLAuthorizationStatus::denied;
   scenario.starts();
@@ -116,7 +105,7 @@ TEST_F(KSProximityManagerTest, WrongCredentialsLeaveStartPending) {
   scenario.launches();
   bool answered = false;
   scenario.manager->start([&](const auto&) { answered = true; });
-  scenario.portalAnswers("/contents/categories", 401);
+  scenario.portalRefuses("/contents/categories", 401);
   EXPECT_FALSE(answered);
   EXPECT_TRUE(scenario.manager->starting());
 }
@@ -141,25 +130,13 @@ TEST_F(KSProximityManagerTest, CallbackMayReleaseTheManager) {
   EXPECT_EQ(scenario.http->session(), nullptr);
 }
 
-TEST_F(KSProximityManagerTest, BecomingActiveSchedulesRefresh) {
-  scenario.startsAtSite();
-  scenario.passes(1000);
-  scenario.device->application().becomeActive();
-  scenario.passes(0);
-  EXPECT_TRUE(scenario.logged("Schedule location refresh in 2600.000000 seconds"));
-  scenario.passes(2599);
-  EXPECT_FALSE(scenario.isAsked("/locations"));
-  scenario.passes(2);
-  EXPECT_TRUE(scenario.isAsked("/locations"));
-}
-
 TEST_F(KSProximityManagerTest, LongAbsenceRefreshesCategoriesFirst) {
   scenario.startsAtSite();
   scenario.device->application().becomeActive();
   scenario.passes(1);
   scenario.device->application().resignActive();
   scenario.passes(3601);
-  while (scenario.isAsked("/")) scenario.portalAnswers("/", 401);
+  scenario.portalRefusesAll();
   scenario.device->application().becomeActive();
   scenario.passes(0);
   EXPECT_FALSE(scenario.isAsked("/locations"));
@@ -173,6 +150,7 @@ TEST_F(KSProximityManagerTest, ForgottenTimerFiresOnceMore) {
   scenario.passes(100);
   scenario.device->application().becomeActive();
   scenario.passes(0);
+  EXPECT_TRUE(scenario.logged("Schedule location refresh in 3500.000000 seconds"));
   scenario.device->application().resignActive();
   scenario.passes(3499);
   EXPECT_FALSE(scenario.isAsked("/locations"));
@@ -220,16 +198,6 @@ TEST_F(KSProximityManagerTest, BackgroundFetchAnswersByNeed) {
   scenario.manager->setErrorHappened(true);
   EXPECT_EQ(fetches(), kNoData);
   EXPECT_TRUE(scenario.logged("Will Wait for more 3600 Seconds............... "));
-}
-
-TEST_F(KSProximityManagerTest, BackgroundFetchStartsFirst) {
-  scenario.location->status = ks::CLAuthorizationStatus::denied;
-  scenario.launches();
-  EXPECT_EQ(fetches(), kNoData);
-  scenario.location->status = ks::CLAuthorizationStatus::authorizedAlways;
-  scenario.portalAnswers("/contents/categories", R"([{"id":"shoes"}])");
-  EXPECT_EQ(fetches(), kNoData);
-  EXPECT_TRUE(scenario.logged("No locations yet"));
 }
 
 TEST_F(KSProximityManagerTest, ForeignBackgroundSessionIsIgnored) {

@@ -72,15 +72,6 @@ TEST_F(KSProximityTrackerTest, WalksDecideByProximity) {
   }
 }
 
-TEST_F(KSProximityTrackerTest, WobblingCountsOncePerStay) {
-  scenario.learns({.eventsNeeded = 9, .eventsInterval = 9000});
-  walks({kFar, kNear, kImmediate, kNear});
-  EXPECT_EQ(scenario.beacon()->content()->eventDetectionCounter, 1);
-  scenario.determines(CLRegionState::outside);
-  walks({kNear});
-  EXPECT_EQ(scenario.beacon()->content()->eventDetectionCounter, 2);
-}
-
 TEST_F(KSProximityTrackerTest, ThrottlesEachRegion) {
   scenario.learns({});
   scenario.passes(3);
@@ -139,7 +130,7 @@ TEST_F(KSProximityTrackerTest, AsksAgainWhenContentIsDue) {
   };
   scenario.sees(1);
   ASSERT_TRUE(scenario.isAsked("retrieveby=identifiers"));
-  scenario.portalAnswers("retrieveby=identifiers", 401);
+  scenario.portalRefuses("retrieveby=identifiers", 401);
   EXPECT_FALSE(asksAfter(150));
   EXPECT_TRUE(
       scenario.logged("Content-fetch is busy for beacon " + kSiteUUID.UUIDString() + " - 1 - 1"));
@@ -184,7 +175,7 @@ TEST_F(KSProximityTrackerTest, DayOfVisitsLeavesNothingBehind) {
     scenario.determines(CLRegionState::outside);
     scenario.statistics();
     scenario.passes(3400);
-    while (scenario.isAsked("/")) scenario.portalAnswers("/", 401);
+    scenario.portalRefusesAll();
   }
   EXPECT_EQ(scenario.heard().size(), 24U);
   EXPECT_LE(scenario.device->mainQueue().pendingTasks(), pending);

@@ -105,15 +105,6 @@ TEST_F(KSRegionBookTest, StateIsSharedByCurrentContent) {
   EXPECT_EQ(changed->content()->eventDetectionCounter, 0);
 }
 
-TEST_F(KSRegionBookTest, RangedStrangerIsAdded) {
-  const ks::CLBeaconRegion region(kUUID, "any");
-  const auto stranger = book_.addOrReturnBeacon(nullptr, kUUID, 1, 9, region);
-  EXPECT_EQ(stranger->state(), KSPrivateBeaconState::fresh);
-  EXPECT_EQ(find(9), stranger);
-  EXPECT_EQ(book_.addOrReturnBeacon(stranger, kUUID, 1, 9, region), stranger);
-  EXPECT_THAT(identifiers(), ElementsAre("none"));
-}
-
 /// The filed manufacturer of a beacon that stays is lost until its content comes again.
 TEST_F(KSRegionBookTest, RefreshLosesKeptManufacturer) {
   const auto first = makeBeacon(1, "a");

@@ -72,6 +72,9 @@ TEST_F(KSZoneSynchronizerTest, DroppedLocationLosesItsZones) {
       nullptr);
   const auto stored = ks::loadCacheFile(cacheFile("beaconsForLocation.dat"));
   EXPECT_THAT((*stored.dictionary())["L1"].array()->items, IsEmpty());
+  const auto locations = ks::loadCacheFile(cacheFile("locations.dat"));
+  ASSERT_EQ(locations.array()->items.size(), 1U);
+  EXPECT_EQ(locations.array()->items[0].objectOf<KSLocation>()->identifier, "L2");
 }
 
 TEST_F(KSZoneSynchronizerTest, RefreshKeepsRunTimeState) {
@@ -137,19 +140,6 @@ TEST_F(KSZoneSynchronizerTest, UnknownLocationSetsTheRegions) {
   EXPECT_THAT(scenario.location->takeCalls(),
               ElementsAre("unrange " + kSiteRegion, "unmonitor " + kSiteRegion));
   EXPECT_NE(scenario.location->regionWithIdentifier("geoFence"), nullptr);
-}
-
-TEST_F(KSZoneSynchronizerTest, FilesAreReadableByAnyReader) {
-  findsLocations(kTwoLocations);
-  scenario.portalAnswers("location=L1", "[" + PortalZone{.repeatDelay = 90}.beacon() + "]");
-  scenario.movesTo(ks::testing::kHome);
-  const auto locations = ks::loadCacheFile(cacheFile("locations.dat"));
-  ASSERT_EQ(locations.array()->items.size(), 2U);
-  EXPECT_EQ(locations.array()->items[0].objectOf<KSLocation>()->zonesSyncedOn, scenario.now());
-  const auto zones = ks::loadCacheFile(cacheFile("beaconsForLocation.dat"));
-  const auto& beacons = (*zones.dictionary())["L1"].array()->items;
-  ASSERT_EQ(beacons.size(), 1U);
-  EXPECT_EQ(beacons[0].objectOf<KSPrivateBeacon>()->identifier(), "b1");
 }
 
 TEST_F(KSZoneSynchronizerTest, ExpiredBlocksLeaveTheFile) {

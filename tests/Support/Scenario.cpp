@@ -164,7 +164,7 @@ void Scenario::portalAnswers(std::string_view urlPart, std::string body) {
   device->runUntilIdle();
 }
 
-void Scenario::portalAnswers(std::string_view urlPart, int status) {
+void Scenario::portalRefuses(std::string_view urlPart, int status) {
   http->answer(urlPart, status);
   device->runUntilIdle();
 }
@@ -172,6 +172,10 @@ void Scenario::portalAnswers(std::string_view urlPart, int status) {
 void Scenario::portalFails(std::string_view urlPart) {
   http->fail(urlPart, NSURLError::timedOut);
   device->runUntilIdle();
+}
+
+void Scenario::portalRefusesAll() {
+  while (isAsked("/")) portalRefuses("/", 401);
 }
 
 void Scenario::learns(const PortalZone& zone) {
@@ -194,7 +198,7 @@ std::vector<std::string> Scenario::statistics() {
     if (std::regex_search(body, found, kZone)) text += " " + std::string(found[1]);
     if (std::regex_search(body, found, kBattery)) text += " battery " + std::string(found[1]);
     events.push_back(text);
-    portalAnswers(url, 200);
+    portalAnswers(url, "");
   }
   return events;
 }

@@ -74,8 +74,10 @@ class Scenario : public KSEngineObserver {
 
   // The portal.
   void portalAnswers(std::string_view urlPart, std::string body);
-  void portalAnswers(std::string_view urlPart, int status);
+  void portalRefuses(std::string_view urlPart, int status);
   void portalFails(std::string_view urlPart);
+  /// Refuses whatever is still asked.
+  void portalRefusesAll();
   /// Sees the zone's beacon for the first time and has the portal say what it is.
   void learns(const PortalZone& zone);
   bool isAsked(std::string_view urlPart) const { return http->isWaitingFor(urlPart); }
