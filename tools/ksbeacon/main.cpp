@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 
+#include "tools/ksbeacon/CheckCommand.h"
 #include "tools/ksbeacon/ExitCode.h"
 #include "tools/ksbeacon/HelpFormatter.h"
 #include "tools/ksbeacon/PortalCommand.h"
@@ -19,18 +20,20 @@ int run(int argc, char** argv) {
       "Examples:\n"
       "  ksbeacon simulate examples/scenarios/demo.json           walk a device through a site\n"
       "  ksbeacon simulate examples/scenarios/demo.json --json    the same for a program\n"
-      "  ksbeacon portal examples/portal                          serve portal documents");
+      "  ksbeacon portal examples/portal                          serve portal documents\n"
+      "  ksbeacon check examples/portal                           what is wrong with them");
   app.set_version_flag("--version", "ksbeacon " KS_VERSION);
   app.require_subcommand(1);
 
   int code = ks::tool::kSuccess;
   ks::tool::addSimulateCommand(app, code);
   ks::tool::addPortalCommand(app, code);
+  ks::tool::addCheckCommand(app, code);
   std::string topic;
   CLI::App* const help =
       app.add_subcommand("help", "Show help for the command or for a subcommand");
-  help->add_option("COMMAND", topic, "simulate or portal")
-      ->check(CLI::IsMember({"simulate", "portal"}));
+  help->add_option("COMMAND", topic, "simulate, portal or check")
+      ->check(CLI::IsMember({"simulate", "portal", "check"}));
   help->callback([&] {
     const CLI::App* const command = topic.empty() ? &app : app.get_subcommand(topic);
     std::cout << command->help("", CLI::AppFormatMode::Normal);
