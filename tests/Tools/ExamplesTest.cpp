@@ -104,6 +104,7 @@ TEST(CommandTest, AnswersWithItsExitCode) {
   } cases[] = {
       {"simulate " + demo + " --json", 0, "\"}\n"},
       {"simulate " + unmet, 1, "; it never happened\n"},
+      {"simulate " + demo + " --portal http://127.0.0.1:9/app", 3, "the portal did not answer\n"},
       {"simulate " + bad, 2, bad + ":1: start: expected a text that is not empty, got 1\n"},
       {"simulate nowhere.json", 2, "expected a file; there is none of this name\n"},
       {"simulate", 2, "see ksbeacon --help\n"},

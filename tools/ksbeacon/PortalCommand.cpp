@@ -133,7 +133,11 @@ int servePortal(const Arguments& arguments) {
   const StopSignals signals;
   const bool own = !arguments.credentials.empty();
   const auto server = portal::PortalServer::start(std::move(options));
-  if (!server) return complain(server.error().localizedDescription(), kUnavailable);
+  if (!server) {
+    // The portal's own domain tells of files; all others of the network.
+    const bool isFile = server.error().domain() == "Portal";
+    return complain(server.error().localizedDescription(), isFile ? kUsage : kUnavailable);
+  }
   std::cerr << fmt::format("serving {} at {}\n{}\nstop with Ctrl-C\n", arguments.documents,
                            (*server)->url(),
                            own ? "asking for the credentials of " + arguments.credentials

@@ -111,10 +111,19 @@ int runSimulation(const Arguments& arguments) {
   Timeline timeline;
   timeline.listen([&printer](const TimelineEvent& event) { printer.print(event); });
 
+  int replies = 0;
+  int silences = 0;
+  timeline.listen([&](const TimelineEvent& event) {
+    if (event.kind == TimelineKind::http) ++(event.details["status"].isNull() ? silences : replies);
+  });
+
   const SimulationResult result = simulate(scenario, options, timeline);
   for (const std::string& message : result.portalMessages) complain(message, 0);
   // The embedded portal fails for its documents alone: it takes any free port.
   if (!result.failure.empty()) return complain(result.failure, kUsage);
+  if (!options.portalURL.empty() && silences > 0 && replies == 0) {
+    return complain(options.portalURL + ": the portal did not answer", kUnavailable);
+  }
   return judge(scenario, result, arguments.json);
 }
 
@@ -133,7 +142,8 @@ void addSimulateCommand(CLI::App& app, int& code) {
       "  ksbeacon simulate demo.json --portal http://127.0.0.1:8080/app\n"
       "  ksbeacon simulate walk.gpx --documents examples/portal   along a recorded track\n"
       "Exit codes: 0 all expectations met, 1 one failed, 2 a mistake in the scenario or the\n"
-      "options. docs/scenarios.md describes scenarios, docs/timeline.md the output.");
+      "options, 3 the other portal did not answer.\n"
+      "docs/scenarios.md describes scenarios, docs/timeline.md the output.");
   command->add_option("SCENARIO", arguments->scenario, "Scenario file, or a GPX track")->required();
   command->add_option("--documents", arguments->documents,
                       "With a GPX track: the folder of the portal's documents");
