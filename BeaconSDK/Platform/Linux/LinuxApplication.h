@@ -1,0 +1,91 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+
+#include "BeaconSDK/Platform/Api/Foundation.h"
+#include "BeaconSDK/Platform/Api/UIKit.h"
+#include "BeaconSDK/Platform/Linux/ServiceState.h"
+#include "BeaconSDK/Platform/Location/Wakeup.h"
+
+namespace ks {
+
+class SessionEvents;
+class SleepInhibitor;
+
+/// The host application as the machine sees it. Main queue only.
+///
+/// The application is active while its host says so, the session is unlocked and the machine is
+/// awake; it begins inactive. Background tasks keep the machine from going to sleep; should it do
+/// so all the same, they are told that their time is up.
+class LinuxApplication : public UIApplication {
+ public:
+  /// Runs what the application does in the background; the function it gets must be called once,
+  /// on the main queue, when the work is over.
+  using FetchHandler = std::function<void(std::function<void(UIBackgroundFetchResult)>)>;
+  /// Shows a message to the user; false when it cannot.
+  using Presenter = std::function<bool(const UILocalNotification&)>;
+
+  /// `applicationName` is who the machine's session service says holds off its sleep.
+  LinuxApplication(Clock& clock, DispatchQueue& mainQueue, NSNotificationCenter& center,
+                   Console& console, const std::string& applicationName);
+  LinuxApplication(const LinuxApplication&) = delete;
+  LinuxApplication& operator=(const LinuxApplication&) = delete;
+  ~LinuxApplication() override;
+
+  void setMinimumBackgroundFetchInterval(Seconds interval) override;
+  UIBackgroundTaskIdentifier beginBackgroundTask(std::function<void()> expirationHandler) override;
+  void endBackgroundTask(UIBackgroundTaskIdentifier task) override;
+  void scheduleLocalNotification(UILocalNotification notification) override;
+  void cancelAllLocalNotifications() override;
+  void showAlertView(const UIAlertView& alert) override;
+
+  /// The host came to the front, or went to the back.
+  void becomeActive();
+  void resignActive();
+  bool isActive() const { return active_; }
+
+  /// Called at the minimum interval, one run after the other; null for none.
+  void setBackgroundFetchHandler(FetchHandler handler);
+  /// Where local notifications and alerts go besides the log; null for none.
+  void setPresenter(Presenter presenter) { presenter_ = std::move(presenter); }
+  /// Tells every background task that its time is up, as before the process ends.
+  void expireBackgroundTasks();
+
+  ServiceState state() const;
+
+ private:
+  void updateActive();
+  void sleepChanged(bool asleep);
+  void armFetch();
+  void fetch();
+  void present(const UILocalNotification& notification);
+
+  Clock& clock_;
+  DispatchQueue& mainQueue_;
+  NSNotificationCenter& center_;
+  Console& console_;
+  Presenter presenter_;
+
+  bool foreground_ = false;
+  bool active_ = false;
+
+  FetchHandler fetchHandler_;
+  std::optional<Seconds> fetchInterval_;
+  Date lastFetch_;
+  bool fetching_ = false;
+  Wakeup fetchTimer_;
+
+  UIBackgroundTaskIdentifier lastBackgroundTask_ = UIBackgroundTaskInvalid;
+  std::map<UIBackgroundTaskIdentifier, std::function<void()>> backgroundTasks_;
+  std::map<TimerId, UILocalNotification> scheduledNotifications_;
+  /// Tells late callbacks whether the application is still there.
+  std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
+
+  std::unique_ptr<SessionEvents> session_;
+  std::unique_ptr<SleepInhibitor> inhibitor_;
+};
+
+}  // namespace ks
