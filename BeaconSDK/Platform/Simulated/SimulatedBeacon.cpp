@@ -58,13 +58,14 @@ Data batteryAdvertisement(const SimulatedBeacon& beacon) {
     tag.resize(4, ' ');
     content.assign(tag.begin(), tag.end());
   } else {
-    content.push_back(0);
     const auto& uuid = beacon.proximityUUID.bytes;
-    content.insert(content.end(), uuid.begin(), uuid.end());
+    content.resize(1 + uuid.size());
+    std::ranges::copy(uuid, content.begin() + 1);
     appendBigEndian(content, beacon.major);
     appendBigEndian(content, beacon.minor);
   }
-  content.insert(content.end(), {0, 0, beacon.battery->level});
+  appendBigEndian(content, 0);
+  content.push_back(beacon.battery->level);
   return advertisement(kServiceData16, kBatteryService, content);
 }
 
