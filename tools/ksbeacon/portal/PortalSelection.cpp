@@ -9,6 +9,7 @@
 #include <map>
 #include <optional>
 #include <set>
+#include <tuple>
 #include <unordered_map>
 
 #include "BeaconSDK/Platform/Api/CoreLocation.h"
@@ -143,12 +144,8 @@ class ZoneFilter {
   std::set<std::string> disabled_;
 };
 
-struct BeaconReference {
-  UUID uuid;
-  std::int64_t major = 0;
-  std::int64_t minor = 0;
-  friend auto operator<=>(const BeaconReference&, const BeaconReference&) = default;
-};
+/// UUID, major, minor.
+using BeaconReference = std::tuple<UUID, std::int64_t, std::int64_t>;
 
 UUID uuidOf(const json::object& beacon) {
   return UUID::fromString(text(beacon, "uuid")).value_or(UUID{});

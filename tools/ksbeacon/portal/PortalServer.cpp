@@ -20,7 +20,7 @@ namespace ks::portal {
 namespace {
 
 /// Statistics bodies are a few hundred bytes; tags may make them longer.
-constexpr goffset kMaximumRequestBody = 64 * 1024;
+constexpr goffset kMaximumRequestBody = 65536;
 /// Pieces of a body that drips.
 constexpr std::size_t kDripPieces = 16;
 /// How long a stopping server waits for replies under way.
@@ -61,7 +61,9 @@ void send(SoupServerMessage* message, const SiteReply& reply) {
 std::string headOf(const SiteReply& reply) {
   std::string head = "HTTP/1.1 " + std::to_string(reply.status) + " " +
                      soup_status_get_phrase(static_cast<guint>(reply.status)) + "\r\n";
-  for (const auto& [name, value] : reply.fields) head += name + ": " + value + "\r\n";
+  for (const auto& [name, value] : reply.fields) {
+    head.append(name).append(": ").append(value).append("\r\n");
+  }
   return head + "Content-Length: " + std::to_string(reply.body.size()) +
          "\r\nConnection: close\r\n\r\n";
 }

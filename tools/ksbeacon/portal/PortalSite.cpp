@@ -22,10 +22,14 @@ namespace json = boost::json;
 
 namespace {
 
-constexpr std::array kDocumentPaths = {"/contents/categories", "/locations",
-                                       "/beacons/unique-uuids", "/beacons", "/geofences"};
-constexpr std::array kZoneKinds = {"beacons", "geofences"};
-constexpr std::array kEvents = {"enter", "exit", "notification", "content"};
+constexpr std::array<std::string_view, 5> kDocumentPaths = {
+    "/contents/categories", "/locations", "/beacons/unique-uuids", "/beacons", "/geofences"};
+constexpr std::array<std::string_view, 2> kZoneKinds = {"beacons", "geofences"};
+constexpr std::array<std::string_view, 4> kEvents = {"enter", "exit", "notification", "content"};
+
+bool contains(const auto& names, const std::string& name) {
+  return std::find(names.begin(), names.end(), name) != names.end();
+}
 
 SiteReply message(int status, const std::string& text) {
   SiteReply reply;
@@ -93,17 +97,16 @@ SiteReply PortalSite::answer(const SiteRequest& request) {
     reply.fields.emplace_back("WWW-Authenticate", "Basic realm=\"portal\"");
     return reply;
   }
-  if (std::find(kDocumentPaths.begin(), kDocumentPaths.end(), request.path) !=
-      kDocumentPaths.end()) {
+  if (contains(kDocumentPaths, request.path)) {
     if (request.method != "GET" && request.method != "HEAD") return wrongMethod("GET, HEAD");
     return document(request);
   }
-  for (const std::string zoneKind : kZoneKinds) {
-    for (const std::string event : kEvents) {
-      if (request.path != "/" + zoneKind + "/" + event) continue;
-      if (request.method != "POST") return wrongMethod("POST");
-      return statistic(zoneKind, event, request.body);
-    }
+  const std::size_t slash = request.path.rfind('/');
+  const std::string zoneKind = slash > 0 ? request.path.substr(1, slash - 1) : "";
+  const std::string event = request.path.substr(slash + 1);
+  if (contains(kZoneKinds, zoneKind) && contains(kEvents, event)) {
+    if (request.method != "POST") return wrongMethod("POST");
+    return statistic(zoneKind, event, request.body);
   }
   return message(404, "nothing is here: " + request.path);
 }
