@@ -152,8 +152,11 @@ BeaconReading readBeaconFrame(const ManufacturerData& data) {
 }
 
 ManufacturerData makeBeaconData(const BeaconFrame& frame) {
-  ManufacturerData data{kBeaconCompany, {kBeaconType, kBeaconLength}};
+  ManufacturerData data{kBeaconCompany, {}};
   auto& bytes = data.bytes;
+  bytes.reserve(kBeaconHeader + kBeaconLength);
+  bytes.push_back(kBeaconType);
+  bytes.push_back(kBeaconLength);
   const auto& uuid = frame.proximityUUID.bytes;
   bytes.insert(bytes.end(), uuid.begin(), uuid.end());
   for (const auto number : {frame.major, frame.minor}) {

@@ -127,7 +127,7 @@ std::shared_ptr<MonitoredRegion> LocationEngine::Core::watch(
     std::shared_ptr<const CLRegion> region) {
   auto fresh = std::make_shared<MonitoredRegion>();
   fresh->setRegion(std::move(region));
-  if (const auto known = book_.find(fresh->region->identifier())) {
+  if (auto known = book_.find(fresh->region->identifier())) {
     if (haveSameShape(*known, *fresh)) {
       known->setRegion(fresh->region);
       return known;

@@ -85,8 +85,8 @@ void write(Writer& writer, const MonitoredRegion& entry) {
     writer.real(entry.circle->center().latitude);
     writer.real(entry.circle->center().longitude);
     writer.real(entry.circle->radius().value);
-    return;
   }
+  if (!entry.beacons) return;
   const auto uuid = entry.beacons->proximityUUID().bytes;
   writer.bytes.insert(writer.bytes.end(), uuid.begin(), uuid.end());
   writer.integer(entry.beacons->major().value_or(0), 2);
@@ -94,22 +94,23 @@ void write(Writer& writer, const MonitoredRegion& entry) {
   writer.integer(static_cast<std::uint64_t>(entry.silenceLimit.count()), 2);
 }
 
-std::shared_ptr<CLRegion> readCircle(Reader& reader, std::string identifier) {
+std::shared_ptr<CLRegion> readCircle(Reader& reader, const std::string& identifier) {
   CLLocationCoordinate2D center;
   center.latitude = reader.real();
   center.longitude = reader.real();
   const Metres radius{reader.real()};
-  auto region = std::make_shared<CLCircularRegion>(center, radius, std::move(identifier));
+  auto region = std::make_shared<CLCircularRegion>(center, radius, identifier);
   return isMonitorable(*region) ? region : nullptr;
 }
 
-std::shared_ptr<CLRegion> readBeacons(Reader& reader, std::string identifier, unsigned flags) {
+std::shared_ptr<CLRegion> readBeacons(Reader& reader, const std::string& identifier,
+                                      unsigned flags) {
   UUID uuid;
   std::ranges::copy(reader.take(uuid.bytes.size()), uuid.bytes.begin());
   const auto major = static_cast<std::uint16_t>(reader.integer(2));
   const auto minor = static_cast<std::uint16_t>(reader.integer(2));
   auto region = std::make_shared<CLBeaconRegion>(
-      uuid, std::move(identifier), flags & kHasMajor ? std::optional(major) : std::nullopt,
+      uuid, identifier, flags & kHasMajor ? std::optional(major) : std::nullopt,
       flags & kHasMinor ? std::optional(minor) : std::nullopt);
   region->setNotifyEntryStateOnDisplay(flags & kOnDisplay);
   return isMonitorable(*region) ? region : nullptr;
@@ -120,12 +121,12 @@ std::shared_ptr<MonitoredRegion> read(Reader& reader) {
   const auto kind = reader.integer(1);
   const auto flags = static_cast<unsigned>(reader.integer(1));
   const auto state = reader.integer(1);
-  auto identifier = reader.text();
+  const auto identifier = reader.text();
   auto entry = std::make_shared<MonitoredRegion>();
   std::shared_ptr<CLRegion> region;
-  if (kind == kCircle) region = readCircle(reader, std::move(identifier));
+  if (kind == kCircle) region = readCircle(reader, identifier);
   if (kind == kBeacons) {
-    region = readBeacons(reader, std::move(identifier), flags);
+    region = readBeacons(reader, identifier, flags);
     const Seconds limit{static_cast<double>(reader.integer(2))};
     entry->silenceLimit = std::clamp(limit, kLeastSilence, kLongestSilence);
   }
