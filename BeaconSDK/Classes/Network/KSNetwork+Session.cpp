@@ -210,7 +210,7 @@ std::optional<KSRecords> KSNetwork::processJSONAtLocation(
   if (!bytes) return KSRecords{};
   const std::string_view document(reinterpret_cast<const char*>(bytes->data()), bytes->size());
   auto records = KSResponseParser::records(document, itemConverter);
-  if (records) return std::move(*records);
+  if (records) return std::move(records.value());
   ks::NSLog("%@", records.error());
   notifyContentDownloadError(type, records.error());
   return std::nullopt;
