@@ -24,11 +24,18 @@ Registry& registry() {
 const Class Object::kClass{"NSObject", nullptr, nullptr, {}};
 
 Class::Class(std::string name, const Class* superclass, Factory factory,
-             std::vector<Property> ownProperties)
+             std::vector<Property> ownProperties, DeprecatedCoding deprecatedCoding)
     : name_(std::move(name)),
       superclass_(superclass),
       factory_(factory),
-      own_(std::move(ownProperties)) {
+      own_(std::move(ownProperties)),
+      deprecatedCoding_(std::move(deprecatedCoding)) {
+  if (deprecatedCoding_.uncodableProperties) {
+    const auto& excluded = *deprecatedCoding_.uncodableProperties;
+    std::erase_if(own_, [&](const Property& property) {
+      return std::find(excluded.begin(), excluded.end(), property.name) != excluded.end();
+    });
+  }
   const std::lock_guard lock(registry().mutex);
   registry().classes[name_] = this;
 }

@@ -4,6 +4,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -26,6 +27,15 @@ struct Property {
   std::function<void(Object&, const Value&)> set;
 };
 
+/// Operations by which classes once chose their persisted properties. A class that still answers
+/// one is warned about; the list of properties alone decides.
+struct DeprecatedCoding {
+  bool codableKeys = false;
+  bool uncodableKeys = false;
+  /// What the class's `uncodableProperties` answers: these properties are not persisted.
+  std::optional<std::vector<std::string>> uncodableProperties;
+};
+
 /// The description of a record class: name, superclass and persisted properties. One static
 /// instance per class; constructing it makes the class known by name.
 class Class {
@@ -35,7 +45,7 @@ class Class {
   /// `superclass` is null for classes that derive from the root object. `factory` makes an empty
   /// record for an archive reader; null for classes of which there are no direct instances.
   Class(std::string name, const Class* superclass, Factory factory,
-        std::vector<Property> ownProperties);
+        std::vector<Property> ownProperties, DeprecatedCoding deprecatedCoding = {});
   Class(const Class&) = delete;
   Class& operator=(const Class&) = delete;
 
@@ -44,6 +54,7 @@ class Class {
   Factory factory() const { return factory_; }
   /// The properties that the class itself declares.
   const std::vector<Property>& ownProperties() const { return own_; }
+  const DeprecatedCoding& deprecatedCoding() const { return deprecatedCoding_; }
   /// The properties of the class and its superclasses, each name once; a superclass's entry
   /// replaces a subclass's of the same name. Computed once. Any thread.
   const std::vector<Property>& codableProperties() const;
@@ -58,6 +69,7 @@ class Class {
   const Class* superclass_;
   Factory factory_;
   std::vector<Property> own_;
+  DeprecatedCoding deprecatedCoding_;
   mutable std::once_flag mergedOnce_;
   mutable std::vector<Property> merged_;
 };

@@ -38,6 +38,8 @@ struct Coding<M> {
       std::underlying_type_t<M> number{};
       Coding<std::underlying_type_t<M>>::unbox(value, number);
       member = static_cast<M>(number);
+    } else if (std::is_same_v<M, std::uint64_t> && value.largeInteger()) {
+      member = static_cast<M>(*value.largeInteger());
     } else {
       const std::int64_t number = value.integerValue();
       constexpr auto kLow = std::numeric_limits<M>::min();

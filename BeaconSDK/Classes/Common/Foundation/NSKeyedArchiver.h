@@ -4,10 +4,12 @@
 #include <cstdint>
 #include <filesystem>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <vector>
 
 #include "BeaconSDK/Classes/Common/Foundation/NSPropertyListSerialization.h"
+#include "BeaconSDK/Classes/Common/Foundation/Nesting.h"
 #include "BeaconSDK/Classes/Common/Foundation/PropertyList.h"
 #include "BeaconSDK/Classes/Common/Foundation/UniqueNodes.h"
 #include "BeaconSDK/Platform/Api/Error.h"
@@ -37,7 +39,7 @@ class NSKeyedArchiver {
   /// Binary unless told otherwise. Before `encodedData`.
   void setOutputFormat(NSPropertyListFormat format) { format_ = format; }
   /// Adds `value` under `key` to the top of the archive or, while a record is being encoded, to
-  /// that record. An absent value leaves no entry.
+  /// that record; each key once. An absent value leaves no entry.
   void encodeObject(const Value& value, std::string_view key);
   /// Ends the archive; empty when there was an error.
   Data encodedData();
@@ -51,37 +53,44 @@ class NSKeyedArchiver {
   struct Scope {
     std::vector<NodeId> keys;
     std::vector<NodeId> values;
-    std::uint32_t height = 0;
   };
 
   ObjectIndex objectIndex(const Value& value);
-  std::optional<NodeId> plainNode(const Value& value);
-  ObjectIndex indexOfPlainNode(NodeId node);
-  ObjectIndex indexOfSmallObject(const Value& value);
-  ObjectIndex indexOfContainer(const Value& value);
-  NodeId containerNode(const Value& value, Scope& scope);
-  NodeId recordNode(const Object& record, Scope& scope);
-  NodeId listOf(const std::vector<Value>& items, Scope& scope);
-  NodeId reference(const Value& value, Scope& scope);
-  NodeId classReference(const Class& objectClass);
-  NodeId classReference(std::string_view name);
-  NodeId referenceTo(ObjectIndex index);
+  ObjectIndex plainObject(const Value& value, NodeId node);
+  ObjectIndex dateObject(Date date);
+  ObjectIndex uuidObject(const UUID& uuid);
+  ObjectIndex nullObject();
+  ObjectIndex sharedObject(const Value& value);
+  ObjectIndex tooDeep();
+  NodeId contentOf(const Value& value);
+  NodeId listInstance(std::string_view className, const std::vector<Value>& items);
+  NodeId dictionaryInstance(std::string_view className, const Dictionary& dictionary);
+  NodeId recordInstance(const Object& record);
+  /// An instance of a platform class, with at most one field.
+  NodeId instance(std::string_view className, std::string_view key = {}, NodeId content = 0);
+
+  NodeId reference(const Value& value) { return references_[objectIndex(value)]; }
+  NodeId classReference(const std::vector<std::string>& chain);
   ObjectIndex addObject(NodeId node);
-  void fail(std::string reason);
 
   PropertyList list_;
   UniqueNodes unique_{list_};
+  Nesting nesting_;
   NSPropertyListFormat format_ = NSPropertyListFormat::binary;
   std::optional<Error> error_;
-  /// By object index: the object's node, the node of the reference to it, and how deeply it nests.
+  /// By object: its node, the node of the reference to it, and how deeply it nests (0 for plain
+  /// objects and for those that are being written).
   std::vector<NodeId> objects_;
   std::vector<NodeId> references_;
   std::vector<std::uint32_t> heights_;
   boost::unordered_flat_map<NodeId, ObjectIndex> plainObjects_;
-  boost::unordered_flat_map<const void*, ObjectIndex> containers_;
-  /// Keeps what `containers_` names alive, so that no address is met twice.
+  boost::unordered_flat_map<std::uint64_t, ObjectIndex> dates_;
+  boost::unordered_flat_map<UUID, ObjectIndex, std::hash<UUID>> uuids_;
+  ObjectIndex null_ = 0;
+  boost::unordered_flat_map<const void*, ObjectIndex> sharedObjects_;
+  boost::unordered_flat_map<std::string, ObjectIndex> classes_;
+  /// Keeps what `sharedObjects_` names alive, so that no address is met twice.
   std::vector<Value> retained_;
-  std::uint32_t depth_ = 0;
   Scope top_;
   Scope* scope_ = &top_;
 };

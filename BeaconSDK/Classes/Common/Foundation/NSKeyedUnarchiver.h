@@ -1,8 +1,8 @@
 #pragma once
 
+#include <boost/unordered/unordered_flat_map.hpp>
 #include <cstdint>
 #include <filesystem>
-#include <memory>
 #include <optional>
 #include <span>
 #include <string>
@@ -11,6 +11,7 @@
 
 #include "BeaconSDK/Classes/Common/Foundation/AutocodingException.h"
 #include "BeaconSDK/Classes/Common/Foundation/NSKeyedArchiver.h"
+#include "BeaconSDK/Classes/Common/Foundation/Nesting.h"
 #include "BeaconSDK/Classes/Common/Foundation/PropertyList.h"
 #include "BeaconSDK/Platform/Api/Result.h"
 
@@ -41,39 +42,57 @@ class NSKeyedUnarchiver {
   /// The first fault that was found; it ends all decoding.
   const std::optional<Error>& error() const { return error_; }
 
+  /// Is the list an archive at all?
+  static bool isArchive(const PropertyList& list);
+
  private:
   using NodeId = PropertyList::NodeId;
-  enum class State : std::uint8_t { untouched, underWay, done };
-  /// The dictionary whose entries are being asked for, and where the last one was found: keys are
+  using Kind = PropertyList::Kind;
+  /// The dictionary whose entries are being asked for, and where to look for the next one: keys are
   /// nearly always asked for in the order in which they were written.
   struct Scope {
-    NodeId dictionary;
+    NodeId dictionary = 0;
     std::size_t next = 0;
-    std::uint32_t height = 0;
+  };
+  /// What a class entry of the archive names; no class for the platform's own.
+  struct ClassEntry {
+    std::string name;
+    const Class* recordClass = nullptr;
   };
 
   void open();
-  Value decodeNode(NodeId node);
-  Value decodeReference(NodeId node);
-  Value decodeInstance(NodeId node);
-  Value decodeRecord(NodeId node, const std::string& className);
-  Value decodePlatformObject(NodeId node, std::string_view className);
-  std::vector<Value> decodeItems(NodeId node, std::string_view key);
-  Value decodeDictionary(NodeId node, bool isMutable);
-  const std::string* classNameOf(NodeId instance);
-  std::optional<NodeId> field(NodeId instance, std::string_view key, PropertyList::Kind kind);
+  /// Follows a reference, or takes a plain value that stands in its place.
+  Value decodeEntry(NodeId entry);
+  Value decodeReference(std::uint64_t index);
+  Value decodeObject(NodeId object);
+  /// A text, or data that is not an object of its own: copied at each reference, within a limit.
+  Value copyOf(NodeId object);
+  Value decodeInstance(NodeId object);
+  Value decodeRecord(NodeId object, const Class& recordClass);
+  Value decodePlatformObject(NodeId object, const std::string& className);
+  Value decodeDictionary(NodeId object, bool isMutable);
+  std::vector<Value> decodeItems(NodeId object, std::string_view key);
+  const ClassEntry* classOf(NodeId object);
+  /// The field of an instance; a fault when it is missing or of another kind.
+  std::optional<NodeId> field(NodeId object, std::string_view key, Kind kind);
   Value fail(std::string reason);
 
   PropertyList list_;
   std::optional<Error> error_;
-  std::span<const NodeId> objects_;
-  Scope top_{};
+  Nesting nesting_;
+  Scope top_;
   Scope* scope_ = &top_;
-  /// By node.
-  std::vector<State> states_;
+  NodeId objects_ = 0;
+  /// By node: the object that was made of it and how deeply that nests; 0 for none yet, and
+  /// `kUnderWay` while it is being made.
+  static constexpr std::uint32_t kUnderWay = UINT32_MAX;
   std::vector<std::uint32_t> heights_;
   std::vector<Value> values_;
-  std::uint32_t depth_ = 0;
+  boost::unordered_flat_map<NodeId, ClassEntry> classes_;
+  std::size_t textLeft_ = 0;
+  /// Each list of items belongs to one collection; a file that lets several collections name the
+  /// same list could make them grow without bound.
+  std::size_t itemsLeft_ = 0;
 };
 
 /// The object that a cache file holds under `key`; absent when the file is missing, damaged, or

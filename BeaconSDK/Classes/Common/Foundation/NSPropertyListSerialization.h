@@ -3,12 +3,11 @@
 #include <cstdint>
 #include <span>
 
+#include "BeaconSDK/Classes/Common/Foundation/PropertyList.h"
 #include "BeaconSDK/Platform/Api/Result.h"
 #include "BeaconSDK/Platform/Api/Value.h"
 
 namespace ks {
-
-class PropertyList;
 
 /// The platform's numbers.
 enum class NSPropertyListFormat : std::int64_t { xml = 100, binary = 200 };
@@ -25,9 +24,8 @@ class NSPropertyListSerialization {
   /// Reads either format. The bytes may come from anywhere.
   static Result<Value> propertyListWithData(std::span<const std::uint8_t> bytes);
 
-  /// The same without the values: what the archive reader works on.
+  /// The same without the values: what archives are made of.
   static Result<PropertyList> parse(std::span<const std::uint8_t> bytes);
-  static Result<Value> valueOf(const PropertyList& list);
   static Result<Data> dataOf(const PropertyList& list, NSPropertyListFormat format);
 };
 

@@ -45,12 +45,18 @@ class PropertyList {
   /// Containers within containers, at most. Our own files nest below ten; the bound keeps a hostile
   /// file from exhausting the stack when its values are made or destroyed.
   static constexpr std::uint32_t kMaximumNesting = 512;
+  /// Writers store equal texts up to this many bytes once, longer ones as often as they occur.
+  static constexpr std::size_t kLongestSharedText = 256;
+  /// How many bytes of text may be made from this table in all. Each value and record has its own
+  /// copy of a text, so one long text that is referenced everywhere would otherwise multiply; what
+  /// our writers share stays below the limit.
+  std::size_t textLimit() const;
 
   NodeId addNull() { return add({}); }
   NodeId addBoolean(bool value) { return add({Kind::boolean, 0, value}); }
   NodeId addInteger(std::int64_t value) { return add(integerNode(value)); }
   /// An integer above the signed range becomes a `largeInteger`.
-  NodeId addUnsigned(std::uint64_t value);
+  NodeId addUnsigned(std::uint64_t value) { return add(unsignedNode(value)); }
   NodeId addReal(double value) { return add(realNode(Kind::real, value)); }
   NodeId addDate(Date value) { return add(realNode(Kind::date, secondsSince1970(value))); }
   NodeId addUid(std::uint64_t value) { return add({Kind::uid, 0, value}); }
@@ -69,6 +75,9 @@ class PropertyList {
   static Node integerNode(std::int64_t value) {
     return {Kind::integer, 0, std::bit_cast<std::uint64_t>(value)};
   }
+  static Node unsignedNode(std::uint64_t value) {
+    return {value > INT64_MAX ? Kind::largeInteger : Kind::integer, 0, value};
+  }
   static Node realNode(Kind kind, double value) {
     return {kind, 0, std::bit_cast<std::uint64_t>(value)};
   }
@@ -76,6 +85,8 @@ class PropertyList {
   void setRoot(NodeId node) { root_ = node; }
   NodeId root() const { return root_; }
   std::size_t size() const { return nodes_.size(); }
+  /// How many items, keys and values all containers hold together.
+  std::size_t referenceCount() const { return references_.size(); }
   const Node& node(NodeId node) const { return nodes_[node]; }
   Kind kind(NodeId node) const { return nodes_[node].kind; }
   bool isContainer(NodeId node) const { return kind(node) >= Kind::array; }

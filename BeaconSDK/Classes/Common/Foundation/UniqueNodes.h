@@ -18,7 +18,8 @@ class UniqueNodes {
 
   /// The node that already has this content, or a new one. `node` is neither text nor a container.
   NodeId scalar(PropertyList::Node node) { return found({node, {}}); }
-  NodeId string(std::string_view text) { return found({{PropertyList::Kind::string, 0, 0}, text}); }
+  /// A text longer than `PropertyList::kLongestSharedText` is always a new node.
+  NodeId string(std::string_view text);
 
  private:
   struct Content {
