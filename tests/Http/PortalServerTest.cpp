@@ -152,38 +152,48 @@ TEST_F(PortalServerTest, StartTellsWhatIsWrong) {
   EXPECT_THAT(fails(certificate), testing::HasSubstr("certificate"));
 }
 
-TEST_F(PortalServerTest, CertificatesAreVerified) {
-  const auto openssl = [&](const std::string& name, const std::string& subject) {
+/// Serves with one certificate, trusts another, and answers the error code of a request.
+class CertificateTest : public PortalServerTest {
+ protected:
+  bool makeCertificate(const std::string& name, const std::string& subject) const {
     const std::string base = (folder / name).string();
     const std::string command =
         "openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes -days 2 -subj "
         "/CN=test -addext subjectAltName=" +
         subject + " -keyout " + base + ".key -out " + base + ".crt 2>/dev/null";
     return std::system(command.c_str()) == 0;
-  };
-  ASSERT_TRUE(openssl("mine", "IP:127.0.0.1") && openssl("other", "IP:127.0.0.1") &&
-              openssl("elsewhere", "DNS:elsewhere.example"));
-  struct Case {
-    const char* served;
-    const char* trusted;
-    bool isAccepted;
-  };
-  for (const auto& [served, trusted, isAccepted] :
-       {Case{"mine", "mine", true}, Case{"mine", "", false}, Case{"mine", "other", false},
-        Case{"elsewhere", "elsewhere", false}}) {
-    portalOptions.tlsCertificate = folder / (std::string(served) + ".crt");
-    portalOptions.tlsKey = folder / (std::string(served) + ".key");
-    options.additionalCertificateAuthorities =
-        *trusted ? folder / (std::string(trusted) + ".crt") : std::filesystem::path();
+  }
+  std::int64_t code(const std::string& served, const std::string& trusted) {
+    portalOptions.tlsCertificate = folder / (served + ".crt");
+    portalOptions.tlsKey = folder / (served + ".key");
+    options.additionalCertificateAuthorities = folder / (trusted + ".crt");
     session.reset();
     makeSystem();
     start();
     EXPECT_THAT(server->url(), testing::StartsWith("https://"));
-    const auto code = codeOf(get("/contents/categories"));
-    EXPECT_EQ(code,
-              isAccepted ? 0 : static_cast<std::int64_t>(NSURLError::serverCertificateUntrusted))
-        << served << " " << trusted;
+    return codeOf(get("/contents/categories"));
   }
+};
+
+// In a process of its own that ends without the leak check: LeakSanitizer cannot walk the
+// thread-local memory of the TLS module, which is loaded late.
+TEST_F(CertificateTest, ServersAreVerified) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  constexpr auto kUntrusted = static_cast<std::int64_t>(NSURLError::serverCertificateUntrusted);
+  const auto verify = [&] {
+    EXPECT_TRUE(makeCertificate("mine", "IP:127.0.0.1"));
+    EXPECT_TRUE(makeCertificate("other", "IP:127.0.0.1"));
+    EXPECT_TRUE(makeCertificate("elsewhere", "DNS:elsewhere.example"));
+    EXPECT_EQ(code("mine", "mine"), 0);
+    EXPECT_EQ(code("mine", "missing"), kUntrusted);
+    EXPECT_EQ(code("mine", "other"), kUntrusted);
+    EXPECT_EQ(code("elsewhere", "elsewhere"), kUntrusted);
+    server.reset();
+    system.reset();
+    std::filesystem::remove_all(folder.path());
+    std::_Exit(HasFailure() ? 1 : 0);
+  };
+  EXPECT_EXIT(verify(), testing::ExitedWithCode(0), "");
 }
 
 }  // namespace
