@@ -148,6 +148,7 @@ int main() {
   printExits(0.1, 0.3);
   printExits(1, 0.1);
   printExits(1, 0.3);
+  printExits(1, 0.45);
   printExits(1, 0.5);
   printExits(2, 0.5);
   printExits(5, 0.1);

@@ -54,7 +54,7 @@ TEST_F(BeaconRegionTest, WalkingAwayLeavesWithin40Seconds) {
         if (static_cast<int>(time) % 4 == 0) hear();
         advance(1);
       }
-      advance(37);
+      advance(36);
       EXPECT_EQ(take(), (Events{"outside hall", "exit hall"})) << test.interval << " " << test.loss;
       manager_->stopMonitoringForRegion(*beaconRegion());
     }
