@@ -16,7 +16,7 @@ namespace ks::tool {
 
 namespace {
 
-constexpr std::size_t kMaximumBytes = 16 * 1024 * 1024;
+constexpr std::size_t kMaximumBytes = 16UL * 1024 * 1024;
 
 int lineAt(std::string_view text, std::ptrdiff_t offset) {
   const auto end = text.begin() + std::clamp<std::ptrdiff_t>(offset, 0, std::ssize(text));

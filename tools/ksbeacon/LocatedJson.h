@@ -31,7 +31,7 @@ struct JsonNode {
 };
 
 /// Bounds for documents that somebody wrote by hand or a script made.
-inline constexpr std::size_t kMaximumDocumentBytes = 4 * 1024 * 1024;
+inline constexpr std::size_t kMaximumDocumentBytes = 4UL * 1024 * 1024;
 inline constexpr std::size_t kMaximumDocumentDepth = 32;
 
 /// Reads a JSON document (strict JSON, UTF-8, an optional byte-order mark). A member that is given
