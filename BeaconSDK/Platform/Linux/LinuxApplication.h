@@ -4,6 +4,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <string>
 
 #include "BeaconSDK/Platform/Api/Foundation.h"
 #include "BeaconSDK/Platform/Api/UIKit.h"
@@ -25,8 +26,8 @@ class LinuxApplication : public UIApplication {
   /// Runs what the application does in the background; the function it gets must be called once,
   /// on the main queue, when the work is over.
   using FetchHandler = std::function<void(std::function<void(UIBackgroundFetchResult)>)>;
-  /// Shows a message to the user; false when it cannot.
-  using Presenter = std::function<bool(const UILocalNotification&)>;
+  /// Shows a message to the user.
+  using Presenter = std::function<void(const UILocalNotification&)>;
 
   /// `applicationName` is who the machine's session service says holds off its sleep.
   LinuxApplication(Clock& clock, DispatchQueue& mainQueue, NSNotificationCenter& center,
@@ -58,7 +59,7 @@ class LinuxApplication : public UIApplication {
 
  private:
   void updateActive();
-  void sleepChanged(bool asleep);
+  void sleepChanged();
   void armFetch();
   void fetch();
   void present(const UILocalNotification& notification);

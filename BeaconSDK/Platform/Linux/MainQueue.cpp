@@ -68,6 +68,7 @@ MainQueue::MainQueue(GMainContext* context)
 }
 
 MainQueue::~MainQueue() {
+  schedule_->close();
   g_source_destroy(source_);
   g_source_unref(source_);
   g_main_context_unref(context_);
@@ -92,8 +93,7 @@ void MainQueue::sync(const Task& task) {
 }
 
 TimerId MainQueue::after(Seconds delay, Task task) {
-  const auto added =
-      schedule_->add(monotonicUptime() + std::max(delay, Seconds{0}), std::move(task));
+  const auto added = schedule_->add(dueAfter(delay), std::move(task));
   if (added.isFirst && !isCurrent()) g_main_context_wakeup(context_);
   return added.identifier;
 }

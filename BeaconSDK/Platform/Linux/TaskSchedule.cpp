@@ -1,10 +1,18 @@
 #include "BeaconSDK/Platform/Linux/TaskSchedule.h"
 
+#include "BeaconSDK/Platform/Linux/LinuxClock.h"
+
 namespace ks {
+
+Seconds dueAfter(Seconds delay) {
+  const bool isLater = delay > Seconds{0};  // false for what is not a number
+  return monotonicUptime() + (isLater ? delay : Seconds{0});
+}
 
 TaskSchedule::Added TaskSchedule::add(Seconds due, Task task) {
   const std::lock_guard lock(mutex_);
   const TimerId identifier = ++lastIdentifier_;
+  if (closed_) return {identifier, false};
   const auto place = tasks_.emplace(Key{due, identifier}, std::move(task)).first;
   dueOf_.emplace(identifier, due);
   return {identifier, place == tasks_.begin()};
@@ -33,6 +41,14 @@ std::optional<Seconds> TaskSchedule::nextDue() const {
   const std::lock_guard lock(mutex_);
   if (tasks_.empty()) return std::nullopt;
   return tasks_.begin()->first.first;
+}
+
+void TaskSchedule::close() {
+  std::map<Key, Task> dropped;  // destroyed after the lock is released: captures may call back
+  const std::lock_guard lock(mutex_);
+  closed_ = true;
+  dropped.swap(tasks_);
+  dueOf_.clear();
 }
 
 }  // namespace ks

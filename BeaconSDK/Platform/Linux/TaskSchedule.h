@@ -10,6 +10,9 @@
 
 namespace ks {
 
+/// The uptime at which a task falls due that waits for `delay`; a delay of 0 or less means now.
+Seconds dueAfter(Seconds delay);
+
 /// The tasks that a queue has yet to run, by the moment at which they fall due, ties in posting
 /// order. Moments are uptimes. Any thread.
 class TaskSchedule {
@@ -27,11 +30,15 @@ class TaskSchedule {
   Task takeDue(Seconds now);
   /// When the next task falls due; nothing when there is none.
   std::optional<Seconds> nextDue() const;
+  /// Destroys all tasks, and from then on each that is added. What the tasks hold may still use the
+  /// schedule while it goes.
+  void close();
 
  private:
   using Key = std::pair<Seconds, TimerId>;
   mutable std::mutex mutex_;
   TimerId lastIdentifier_ = 0;
+  bool closed_ = false;
   std::map<Key, Task> tasks_;
   std::unordered_map<TimerId, Seconds> dueOf_;
 };

@@ -9,6 +9,12 @@
 
 namespace ks {
 
+namespace {
+
+constexpr Seconds kLongestWait{24.0 * 60 * 60};
+
+}  // namespace
+
 WorkerQueue::WorkerQueue(const char* name) : thread_([shared = shared_] { run(shared); }) {
   constexpr std::size_t kLongestThreadName = 15;
   pthread_setname_np(thread_.native_handle(),
@@ -26,6 +32,7 @@ WorkerQueue::~WorkerQueue() {
   } else {
     thread_.join();
   }
+  shared_->schedule.close();
 }
 
 void WorkerQueue::sync(const Task& task) {
@@ -47,8 +54,7 @@ void WorkerQueue::sync(const Task& task) {
 }
 
 TimerId WorkerQueue::after(Seconds delay, Task task) {
-  const Seconds due = monotonicUptime() + std::max(delay, Seconds{0});
-  const auto added = shared_->schedule.add(due, std::move(task));
+  const auto added = shared_->schedule.add(dueAfter(delay), std::move(task));
   if (added.isFirst) {
     const std::lock_guard lock(shared_->mutex);
     shared_->woken = true;
@@ -63,7 +69,9 @@ bool WorkerQueue::waitUntilDue(Shared& shared) {
   std::unique_lock lock(shared.mutex);
   const auto stirred = [&] { return shared.woken || shared.ended; };
   if (const auto due = shared.schedule.nextDue()) {
-    shared.changed.wait_for(lock, *due - monotonicUptime(), stirred);
+    // A longer wait might not fit into the system's count of nanoseconds.
+    const Seconds left = std::min(*due - monotonicUptime(), kLongestWait);
+    shared.changed.wait_for(lock, left, stirred);
   } else {
     shared.changed.wait(lock, stirred);
   }

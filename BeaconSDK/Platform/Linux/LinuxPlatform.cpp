@@ -1,0 +1,192 @@
+#include "BeaconSDK/Platform/Linux/LinuxPlatform.h"
+
+#include <utility>
+
+#include "BeaconSDK/Platform/Http/HttpURLLoadingSystem.h"
+#include "BeaconSDK/Platform/Linux/LinuxApplication.h"
+#include "BeaconSDK/Platform/Linux/LinuxClock.h"
+#include "BeaconSDK/Platform/Linux/LinuxConsole.h"
+#include "BeaconSDK/Platform/Linux/LinuxDevice.h"
+#include "BeaconSDK/Platform/Linux/LinuxFolders.h"
+#include "BeaconSDK/Platform/Linux/LinuxLocale.h"
+#include "BeaconSDK/Platform/Linux/LinuxReachability.h"
+#include "BeaconSDK/Platform/Linux/LinuxServices.h"
+#include "BeaconSDK/Platform/Linux/LinuxUserDefaults.h"
+#include "BeaconSDK/Platform/Linux/MainQueue.h"
+#include "BeaconSDK/Platform/Linux/PrivateFile.h"
+#include "BeaconSDK/Platform/Linux/WorkerQueue.h"
+#include "BeaconSDK/Platform/Location/LocationEngine.h"
+
+namespace ks {
+
+namespace {
+
+/// Says once that there is no Bluetooth.
+class UnsupportedCentral : public CBCentralManager {
+ public:
+  UnsupportedCentral(DispatchQueue& mainQueue, CBCentralManagerDelegate& delegate) {
+    announcement_.arm(mainQueue, Seconds{0},
+                      [this, &delegate] { delegate.centralManagerDidUpdateState(*this); });
+  }
+  CBManagerState state() const override { return CBManagerState::unsupported; }
+  bool isScanning() const override { return false; }
+  void scanForPeripheralsWithServices(const std::vector<CBUUID>& /*services*/) override {}
+  void stopScan() override {}
+
+ private:
+  Wakeup announcement_;
+};
+
+HttpOptions httpOptions(const LinuxPlatformOptions& options, const Directories& directories) {
+  HttpOptions http;
+  http.temporaryDirectory = directories.temporary;
+  http.additionalCertificateAuthorities = options.additionalCertificateAuthorities;
+  return http;
+}
+
+UNNotificationRequest requestFor(const UILocalNotification& notification) {
+  UNNotificationRequest request;
+  request.identifier = "localNotification";
+  request.content.body = notification.alertBody;
+  request.content.defaultSound = notification.defaultSound;
+  request.content.userInfo = notification.userInfo;
+  return request;
+}
+
+}  // namespace
+
+/// In the order in which each needs those before it.
+struct LinuxPlatform::Services : LocationDemandListener {
+  explicit Services(const LinuxPlatformOptions& options);
+  ~Services() override;
+
+  void locationDemandChanged(const LocationDemand& demand) override {
+    if (radio) radio->locationDemandChanged(demand);
+    if (positions) positions->locationDemandChanged(demand);
+  }
+  void connect(const LinuxPlatformOptions& options);
+  void showLocalNotifications();
+
+  LinuxClock clock;
+  LinuxConsole console;
+  PrivateFolders folders;
+  LinuxUserDefaults userDefaults;
+  LinuxDevice device;
+  LinuxLocale locale;
+  NSNotificationCenter notificationCenter;
+  MainQueue mainQueue;
+  PrivateStateStore regionStore;
+  LocationEngine location;
+  LinuxReachability reachability;
+  LinuxApplication application;
+  std::unique_ptr<LinuxRadio> radio;
+  std::unique_ptr<LocationSource> positions;
+  std::unique_ptr<LinuxNotificationCenter> notifications;
+  HttpURLLoadingSystem http;
+  /// Last, so that nothing its tasks use goes before it.
+  WorkerQueue globalQueue{"KSGlobal"};
+};
+
+LinuxPlatform::Services::Services(const LinuxPlatformOptions& options)
+    : console(options.applicationName),
+      folders(options.folders.value_or(xdgFolders(options.bundleIdentifier)),
+              options.bundleIdentifier),
+      userDefaults(folders.folders().state / "UserDefaults.plist", console),
+      device(options.systemRoot, folders.folders().state, options.bundleIdentifier),
+      locale(options.systemRoot),
+      mainQueue(options.mainContext),
+      regionStore(folders.folders().state / "MonitoredRegions"),
+      location(clock, mainQueue, regionStore, *this),
+      reachability(mainQueue, options.systemRoot / "sys/class/net"),
+      application(clock, mainQueue, notificationCenter, console, options.applicationName),
+      http(httpOptions(options, folders.folders().directories),
+           [] { return std::make_shared<WorkerQueue>("KSDelegate"); }) {
+  if (!folders.state().usable) console.log(folders.state().detail);
+  if (options.connectServices) connect(options);
+}
+
+LinuxPlatform::Services::~Services() = default;
+
+void LinuxPlatform::Services::connect(const LinuxPlatformOptions& options) {
+  const LinuxServiceContext context{clock,
+                                    mainQueue,
+                                    console,
+                                    notificationCenter,
+                                    location,
+                                    folders.folders().directories,
+                                    options.applicationName,
+                                    options.bundleIdentifier};
+  // Whoever starts the program permits it; a service of positions may know better.
+  location.setAuthorizationStatus(CLAuthorizationStatus::authorizedAlways);
+  radio = makeLinuxRadio(context);
+  location.setBeaconScanningAvailable(radio != nullptr);
+  positions = makeLinuxPositions(context);
+  location.setPositioningAvailable(positions != nullptr);
+  notifications = makeLinuxNotificationCenter(context);
+  if (notifications) showLocalNotifications();
+  locationDemandChanged(location.demand());
+}
+
+void LinuxPlatform::Services::showLocalNotifications() {
+  application.setPresenter([this](const UILocalNotification& notification) {
+    notifications->addNotificationRequest(requestFor(notification),
+                                          [](const std::optional<Error>&) {});
+  });
+}
+
+LinuxPlatform::LinuxPlatform(LinuxPlatformOptions options)
+    : options_(std::move(options)), services_(std::make_unique<Services>(options_)) {}
+
+LinuxPlatform::~LinuxPlatform() = default;
+
+Clock& LinuxPlatform::clock() { return services_->clock; }
+DispatchQueue& LinuxPlatform::mainQueue() { return services_->mainQueue; }
+DispatchQueue& LinuxPlatform::globalQueue() { return services_->globalQueue; }
+NSNotificationCenter& LinuxPlatform::notificationCenter() { return services_->notificationCenter; }
+NSUserDefaults& LinuxPlatform::userDefaults() { return services_->userDefaults; }
+Console& LinuxPlatform::console() { return services_->console; }
+const Directories& LinuxPlatform::directories() const {
+  return services_->folders.folders().directories;
+}
+NSBundle LinuxPlatform::mainBundle() const { return {options_.bundleIdentifier, options_.version}; }
+NSBundle LinuxPlatform::libraryBundle() const { return {"org.ksbeacon.KSBeaconSDK", "1.0"}; }
+
+NSLocale LinuxPlatform::currentLocale() const {
+  return options_.locale ? *options_.locale : services_->locale.locale();
+}
+
+std::string LinuxPlatform::timeZoneName() const { return services_->locale.timeZoneName(); }
+LocationServices& LinuxPlatform::locationServices() { return services_->location; }
+
+std::unique_ptr<CBCentralManager> LinuxPlatform::makeCentralManager(
+    CBCentralManagerDelegate& delegate) {
+  if (services_->radio) return services_->radio->makeCentralManager(delegate);
+  return std::make_unique<UnsupportedCentral>(services_->mainQueue, delegate);
+}
+
+UNUserNotificationCenter* LinuxPlatform::userNotificationCenter() {
+  return services_->notifications.get();
+}
+
+URLLoadingSystem& LinuxPlatform::urlLoadingSystem() { return services_->http; }
+UIApplication& LinuxPlatform::application() { return services_->application; }
+UIDevice& LinuxPlatform::device() { return services_->device; }
+ASIdentifierManager& LinuxPlatform::identifierManager() { return services_->device; }
+SystemConfiguration& LinuxPlatform::systemConfiguration() { return services_->reachability; }
+LinuxApplication& LinuxPlatform::linuxApplication() { return services_->application; }
+
+LinuxNotificationCenter* LinuxPlatform::linuxNotificationCenter() {
+  return services_->notifications.get();
+}
+
+LocationEngine& LinuxPlatform::locationEngine() { return services_->location; }
+
+std::vector<ServiceState> LinuxPlatform::serviceStates() const {
+  std::vector<ServiceState> states = {services_->folders.state(), services_->application.state()};
+  if (services_->radio) states.push_back(services_->radio->state());
+  if (services_->positions) states.push_back(services_->positions->state());
+  if (services_->notifications) states.push_back(services_->notifications->state());
+  return states;
+}
+
+}  // namespace ks
