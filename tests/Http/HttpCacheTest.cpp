@@ -76,16 +76,19 @@ TEST_F(HttpCacheTest, DamagedCacheCountsAsEmpty) {
 }
 
 TEST_F(HttpCacheTest, BodiesCutShortAreNotKept) {
-  std::atomic<bool> isWhole = false;
-  LoopbackServer server([&](auto&) {
-    std::string reply = httpReply("whole", "ETag: \"a1\"\r\nConnection: close\r\n");
-    return RawReply{isWhole ? reply : reply.substr(0, reply.size() - 2), Then::close};
-  });
-  EXPECT_NE(codeOf(fetch(request(server.url("/a")))), 0);
-  isWhole = true;
-  EXPECT_EQ(codeOf(fetch(request(server.url("/a")))), 0);
-  EXPECT_EQ(server.requests().back().field("If-None-Match"), "");
-  EXPECT_EQ(log->bodies.back(), "whole");
+  for (const std::size_t size : {5U, 90'000U}) {
+    std::atomic<bool> isWhole = false;
+    const std::string body(size, 'x');
+    LoopbackServer server([&](auto&) {
+      const std::string reply = httpReply(body, "ETag: \"a1\"\r\nConnection: close\r\n");
+      return RawReply{isWhole ? reply : reply.substr(0, reply.size() - 2), Then::close};
+    });
+    EXPECT_NE(codeOf(fetch(request(server.url("/a")))), 0);
+    isWhole = true;
+    EXPECT_EQ(codeOf(fetch(request(server.url("/a")))), 0);
+    EXPECT_EQ(server.requests().back().field("If-None-Match"), "");
+    EXPECT_EQ(log->bodies.back(), body);
+  }
 }
 
 TEST_F(HttpCacheTest, SessionsDoNotShareFolders) {

@@ -241,7 +241,10 @@ void HttpTransfer::didReadChunk(gssize count) {
   if (outcome_.bytesReceived > job_.maximumBodySize) {
     return fail(NSURLError::dataLengthExceedsMaximum, "the reply is too long");
   }
-  if (count == 0) return isCutShort() ? failCutShort() : finishWhenStored();
+  if (count == 0) {
+    if (isCutShort()) return fail(NSURLError::networkConnectionLost, "the reply was cut short");
+    return finishWhenStored();
+  }
   if (outcome_.file) {
     if (!outcome_.file->write(chunk_.data(), size)) {
       return fail(NSURLError::cannotCreateFile, "cannot write the downloaded file");
@@ -253,6 +256,7 @@ void HttpTransfer::didReadChunk(gssize count) {
 }
 
 bool HttpTransfer::isCutShort() const {
+  // libsoup takes the end of a connection that was to be closed for the end of the body.
   auto* headers = soup_message_get_response_headers(message_.get());
   auto* metrics = soup_message_get_metrics(message_.get());
   if (!wroteRequest_ || metrics == nullptr || current_.httpMethod == "HEAD" ||
@@ -261,14 +265,6 @@ bool HttpTransfer::isCutShort() const {
   }
   return soup_message_metrics_get_response_body_bytes_received(metrics) <
          static_cast<guint64>(soup_message_headers_get_content_length(headers));
-}
-
-void HttpTransfer::failCutShort() {
-  // libsoup takes the end of a connection that was to be closed for the body's, and stores it.
-  if (auto* cache = soup_session_get_feature(session_.get(), SOUP_TYPE_CACHE)) {
-    soup_cache_clear(SOUP_CACHE(cache));
-  }
-  fail(NSURLError::networkConnectionLost, "the reply was cut short");
 }
 
 void HttpTransfer::finishWhenStored() {

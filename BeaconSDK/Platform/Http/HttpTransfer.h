@@ -76,7 +76,6 @@ class HttpTransfer : public std::enable_shared_from_this<HttpTransfer> {
   void readChunk();
   void didReadChunk(gssize count);
   bool isCutShort() const;
-  void failCutShort();
   void finishWhenStored();
   void progress();
   void forgetMessage();
