@@ -92,8 +92,8 @@ class Object : public std::enable_shared_from_this<Object> {
 
  protected:
   Object() = default;
-  Object(const Object&) : std::enable_shared_from_this<Object>() {}
-  Object& operator=(const Object&) { return *this; }
+  Object(const Object&) = default;
+  Object& operator=(const Object&) = default;
 };
 
 /// True when `value` is of the named class or one of its subclasses.
