@@ -65,9 +65,10 @@ Items coordinateItems(const CLLocation& location, std::string range) {
           {"range", std::move(range)}};
 }
 
+/// Without an exponent: 100000, not 1e+05. The largest float has 39 digits, the smallest 45 places.
 std::string shortestText(float number) {
-  char text[32];
-  const auto result = std::to_chars(text, text + sizeof text, number);
+  char text[64];
+  const auto result = std::to_chars(text, text + sizeof text, number, std::chars_format::fixed);
   return {text, result.ptr};
 }
 
