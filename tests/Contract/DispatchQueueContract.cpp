@@ -79,6 +79,23 @@ TEST_P(DispatchQueueContract, SyncReturnsWhenTaskIsDone) {
   EXPECT_THAT(order, ElementsAre(1, 2, 3));
 }
 
+TEST_P(DispatchQueueContract, SyncForGivesUpButRunsTask) {
+  const auto runs = std::make_shared<int>(0);
+  platform().mainQueue().async([&] {
+    EXPECT_TRUE(platform().globalQueue().syncFor([runs] { ++*runs; }, Seconds{60}));
+    EXPECT_TRUE(platform().mainQueue().syncFor([runs] { ++*runs; }, Seconds{60}));
+    EXPECT_EQ(*runs, 2);
+  });
+  runFor(Seconds{0.02});
+  // Nobody runs the main queue while this thread waits for the other one.
+  std::thread([&] {
+    EXPECT_FALSE(platform().mainQueue().syncFor([runs] { ++*runs; }, Seconds{0.001}));
+  }).join();
+  EXPECT_EQ(*runs, 2);
+  runFor(Seconds{0.02});
+  EXPECT_EQ(*runs, 3) << "late, when its caller has gone on";
+}
+
 TEST_P(DispatchQueueContract, KnowsWhetherItIsCurrent) {
   const auto current = [this] {
     return std::pair{platform().mainQueue().isCurrent(), platform().globalQueue().isCurrent()};

@@ -1,9 +1,32 @@
 #include "BeaconSDK/Platform/Api/Foundation.h"
 
 #include <algorithm>
+#include <condition_variable>
 #include <utility>
 
 namespace ks {
+
+bool DispatchQueue::syncFor(const Task& task, Seconds limit) {
+  if (isCurrent()) {
+    task();
+    return true;
+  }
+  /// Shared with the task, which may end when the caller has long gone on.
+  struct End {
+    std::mutex mutex;
+    std::condition_variable came;
+    bool hasCome = false;
+  };
+  const auto end = std::make_shared<End>();
+  async([task, end] {
+    task();
+    const std::lock_guard lock(end->mutex);
+    end->hasCome = true;
+    end->came.notify_all();
+  });
+  std::unique_lock lock(end->mutex);
+  return end->came.wait_for(lock, limit, [&] { return end->hasCome; });
+}
 
 NSNotificationCenter::Observation& NSNotificationCenter::Observation::operator=(
     Observation&& other) noexcept {

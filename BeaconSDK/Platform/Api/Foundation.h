@@ -45,6 +45,9 @@ class DispatchQueue {
   /// Runs `task` on the queue and returns when it is done; at once when called on this queue. Must
   /// not be called while the queue waits for the caller.
   virtual void sync(const Task& task) = 0;
+  /// As `sync`, but waits at most `limit`; false when the task had not ended by then. It runs all
+  /// the same, however late, so whatever it touches must belong to it.
+  virtual bool syncFor(const Task& task, Seconds limit);
   /// Runs `task` on the queue when `delay` has passed; a delay of 0 or less means now. Never
   /// returns 0.
   virtual TimerId after(Seconds delay, Task task) = 0;

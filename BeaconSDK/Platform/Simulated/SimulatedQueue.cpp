@@ -58,6 +58,13 @@ void SimulatedQueue::sync(const Task& task) {
   loop_->run(*lane_, task);
 }
 
+bool SimulatedQueue::syncFor(const Task& task, Seconds limit) {
+  if (!loop_->isLoopThread()) return DispatchQueue::syncFor(task, limit);
+  const Seconds start = loop_->clock().uptime();
+  sync(task);
+  return loop_->clock().uptime() - start <= limit;
+}
+
 bool SimulatedQueue::isCurrent() const {
   if (!loop_->isLoopThread()) return false;
   if (loop_->current_ == nullptr) return lane_->isMain;

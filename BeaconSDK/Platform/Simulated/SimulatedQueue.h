@@ -11,7 +11,8 @@ namespace ks {
 /// A serial queue stepped by a simulated loop.
 ///
 /// `sync` on the loop's thread runs what the queue owes now and then its task, in place; on another
-/// thread it waits until the loop has come to it.
+/// thread it waits until the loop has come to it. So does `syncFor`, whose limit is virtual time on
+/// the loop's thread and real time on another.
 class SimulatedQueue : public DispatchQueue {
  public:
   /// The main queue also counts as current on the loop's thread while no task runs.
@@ -24,6 +25,7 @@ class SimulatedQueue : public DispatchQueue {
 
   void async(Task task) override;
   void sync(const Task& task) override;
+  bool syncFor(const Task& task, Seconds limit) override;
   TimerId after(Seconds delay, Task task) override;
   void cancel(TimerId timer) override;
   bool isCurrent() const override;

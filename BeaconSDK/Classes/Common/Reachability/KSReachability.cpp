@@ -1,8 +1,5 @@
 #include "BeaconSDK/Classes/Common/Reachability/KSReachability.h"
 
-#include <chrono>
-#include <condition_variable>
-#include <mutex>
 #include <optional>
 #include <utility>
 
@@ -12,18 +9,9 @@
 namespace {
 
 /// Long enough for a name look-up that works, short enough for a caller on the main queue.
-constexpr std::chrono::milliseconds kReadLimit{500};
+constexpr ks::Seconds kReadLimit{0.5};
 /// 169.254.0.0, the network of link-local addresses.
 constexpr std::uint32_t kLinkLocalNetwork = 0xA9FE0000;
-
-/// Where a read of the flags leaves its result; shared, so that a read that ends after its caller
-/// went on has a place to write to.
-struct FlagRead {
-  std::mutex mutex;
-  std::condition_variable isDone;
-  bool done = false;
-  std::optional<ks::SCNetworkReachabilityFlags> flags;
-};
 
 bool has(ks::SCNetworkReachabilityFlags flags, ks::SCNetworkReachabilityFlags wanted) {
   return (flags & wanted) == wanted;
@@ -87,19 +75,12 @@ bool KSReachability::connectionRequired() const {
 
 KSNetworkStatus KSReachability::currentReachabilityStatus() const {
   if (!reachabilityRef_) return KSNetworkStatus::notReachable;
-  const auto read = std::make_shared<FlagRead>();
-  ks::Platform::current().globalQueue().async([read, handle = reachabilityRef_] {
-    const auto flags = handle->getFlags();
-    const std::lock_guard lock(read->mutex);
-    read->flags = flags;
-    read->done = true;
-    read->isDone.notify_all();
-  });
-  std::unique_lock lock(read->mutex);
-  const bool inTime = read->isDone.wait_for(lock, kReadLimit, [&] { return read->done; });
-  if (!inTime || !read->flags) return KSNetworkStatus::notReachable;
-  return localWiFiRef_ ? localWiFiStatusForFlags(*read->flags)
-                       : networkStatusForFlags(*read->flags);
+  // Shared with the read, which may end after its caller went on.
+  const auto flags = std::make_shared<std::optional<ks::SCNetworkReachabilityFlags>>();
+  const bool inTime = ks::Platform::current().globalQueue().syncFor(
+      [flags, handle = reachabilityRef_] { *flags = handle->getFlags(); }, kReadLimit);
+  if (!inTime || !*flags) return KSNetworkStatus::notReachable;
+  return localWiFiRef_ ? localWiFiStatusForFlags(**flags) : networkStatusForFlags(**flags);
 }
 
 KSNetworkStatus KSReachability::networkStatusForFlags(ks::SCNetworkReachabilityFlags flags) const {
