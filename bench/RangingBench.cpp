@@ -96,3 +96,5 @@ void simulatedDay(benchmark::State& state) {
 BENCHMARK(simulatedDay)->Iterations(1)->Unit(benchmark::kSecond);
 
 }  // namespace
+
+BENCHMARK_MAIN();

@@ -28,8 +28,8 @@ class KSLocationAccess {
   void stopMonitoringSignificantLocationChanges();
 
   const std::optional<ks::CLLocation>& currentLocation() const { return currentLocation_; }
-  void setCurrentLocation(std::optional<ks::CLLocation> location) {
-    currentLocation_ = std::move(location);
+  void setCurrentLocation(const std::optional<ks::CLLocation>& location) {
+    currentLocation_ = location;
   }
   /// The position that the service itself knows, which may be newer than what it has reported.
   std::optional<ks::CLLocation> serviceLocation() const;

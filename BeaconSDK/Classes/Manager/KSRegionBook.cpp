@@ -29,7 +29,7 @@ std::shared_ptr<KSPrivateBeacon> KSRegionBook::addOrReplaceBeaconToBeaconRegions
     append(region, beacon);
     return beacon;
   }
-  const auto known = *found->second.front();
+  auto known = *found->second.front();
   if (known != beacon) takeOver(known, *beacon);
   return known;
 }
@@ -108,7 +108,7 @@ std::shared_ptr<KSPrivateBeacon> KSRegionBook::addOrReturnBeacon(
   if (cached) return cached;
   kManagerLog("-[KSProximityManager addOrReturnBeacon:uuid:major:minor:forRegion:]",
               "No item found for beacon %@:%d;%d ; add one in cache", uuid, major, minor);
-  const auto beacon = std::make_shared<KSPrivateBeacon>();
+  auto beacon = std::make_shared<KSPrivateBeacon>();
   beacon->setUuid(uuid);
   beacon->setMajor(major);
   beacon->setMinor(minor);
