@@ -103,6 +103,8 @@ TEST(CommandTest, AnswersWithItsExitCode) {
     std::string end;
   } cases[] = {
       {"simulate " + demo + " --json", 0, "\"}\n"},
+      {"simulate " + demo + " --repeat 3", 0, "content welcome fired in 3 of 3 walks\n"},
+      {"simulate " + unmet + " --repeat 2", 1, "0 of 2 walks met all expectations\n"},
       {"simulate " + unmet, 1, "; it never happened\n"},
       {"simulate " + demo + " --portal http://127.0.0.1:9/app", 3, "the portal did not answer\n"},
       {"simulate " + bad, 2, bad + ":1: start: expected a text that is not empty, got 1\n"},

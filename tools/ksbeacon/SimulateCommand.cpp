@@ -9,6 +9,7 @@
 #include <variant>
 
 #include "tools/ksbeacon/ExitCode.h"
+#include "tools/ksbeacon/RepeatedWalks.h"
 #include "tools/ksbeacon/ScenarioReader.h"
 #include "tools/ksbeacon/Simulation.h"
 #include "tools/ksbeacon/Terminal.h"
@@ -24,6 +25,8 @@ struct Arguments {
   std::uint64_t seed = 0;
   std::string state;
   std::string portal;
+  double speed = 0;
+  std::uint64_t repeat = 0;
   bool json = false;
   bool log = false;
   bool verbose = false;
@@ -78,6 +81,24 @@ int judge(const Scenario& scenario, const SimulationResult& result, bool json) {
   return kSuccess;
 }
 
+int runRepeatedly(const Scenario& scenario, const SimulationOptions& options,
+                  const Arguments& arguments) {
+  const RepeatedWalks walks = repeatWalks(scenario, options, arguments.repeat);
+  if (!walks.failure.empty()) return complain(walks.failure, kUsage);
+  for (const auto& [content, fired] : walks.fired) {
+    std::cout << (arguments.json
+                      ? jsonText(Dictionary{
+                            {"content", content}, {"fired", fired}, {"walks", walks.walks}})
+                      : fmt::format("content {} fired in {} of {} walks", content, fired,
+                                    walks.walks))
+              << '\n';
+  }
+  if (walks.asExpected == walks.walks) return kSuccess;
+  return complain(fmt::format("{}: {} of {} walks met all expectations", scenario.file.string(),
+                              walks.asExpected, walks.walks),
+                  kFailure);
+}
+
 int runSimulation(const Arguments& arguments) {
   const bool isTrack = arguments.scenario.ends_with(".gpx");
   if (isTrack && arguments.documents.empty()) {
@@ -96,11 +117,13 @@ int runSimulation(const Arguments& arguments) {
   options.state = arguments.state;
   options.portalURL = arguments.portal;
   options.log = arguments.log;
+  options.speed = arguments.speed;
   if (!options.portalURL.empty() && !scenario.faults.empty()) {
     complain("the scenario's portal faults need the embedded portal and are left out", 0);
   }
   ProgressLine progress;
   options.progress = [&progress](double share) { progress.show(share); };
+  if (arguments.repeat > 0) return runRepeatedly(scenario, options, arguments);
 
   TimelinePrinter::Options form;
   form.form = arguments.json ? TimelinePrinter::Form::json : TimelinePrinter::Form::text;
@@ -109,7 +132,10 @@ int runSimulation(const Arguments& arguments) {
   form.log = arguments.log;
   TimelinePrinter printer(std::cout, scenario.start, form);
   Timeline timeline;
-  timeline.listen([&printer](const TimelineEvent& event) { printer.print(event); });
+  timeline.listen([&](const TimelineEvent& event) {
+    printer.print(event);
+    if (options.speed > 0) std::cout << std::flush;
+  });
 
   int replies = 0;
   int silences = 0;
@@ -138,6 +164,9 @@ void addSimulateCommand(CLI::App& app, int& code) {
       "  ksbeacon simulate examples/scenarios/demo.json           the timeline of a walk\n"
       "  ksbeacon simulate demo.json --json | jq .kind            one object per event\n"
       "  ksbeacon simulate demo.json --seed 7 --until 120         other noise, two minutes of it\n"
+      "  ksbeacon simulate demo.json --repeat 100                 how often does each content "
+      "fire?\n"
+      "  ksbeacon simulate demo.json --speed 10                   ten times faster than real time\n"
       "  ksbeacon simulate demo.json --state ~/device             keep the device's files\n"
       "  ksbeacon simulate demo.json --portal http://127.0.0.1:8080/app\n"
       "  ksbeacon simulate walk.gpx --documents examples/portal   along a recorded track\n"
@@ -155,6 +184,13 @@ void addSimulateCommand(CLI::App& app, int& code) {
                       "Folder of the device's files, kept between runs");
   command->add_option("--portal", arguments->portal,
                       "Root URL of another portal instead of the embedded one");
+  command
+      ->add_option("--speed", arguments->speed, "Simulated seconds per real second; 1: real time")
+      ->check(CLI::Range(0.001, 100000.0));
+  command
+      ->add_option("--repeat", arguments->repeat,
+                   "Walk so many times with other noise; tell how often each content fired")
+      ->check(CLI::Range(1, 100000));
   command->add_flag("--json", arguments->json, "One JSON object per line");
   command->add_flag("--log", arguments->log, "Also the library's own trace");
   command->add_flag("--verbose", arguments->verbose, "Also every ranging result, changed or not");

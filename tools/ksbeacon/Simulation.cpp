@@ -1,11 +1,13 @@
 #include "tools/ksbeacon/Simulation.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <system_error>
+#include <thread>
 #include <utility>
 
 #include "tools/ksbeacon/HostApplication.h"
@@ -151,12 +153,20 @@ class Run {
     }
   }
 
-  /// In slices, so that somebody who waits can be told how far it is.
+  /// In slices, so that somebody who waits can be told how far it is, and somebody who watches sees
+  /// time pass evenly.
   void passTime(Seconds moment) {
     constexpr int kSlices = 200;
-    const Seconds slice = std::max(Seconds{1}, end_ / kSlices);
+    constexpr Seconds kFrame{0.1};
+    const Seconds slice =
+        options_.speed > 0 ? kFrame * options_.speed : std::max(Seconds{1}, end_ / kSlices);
     while (now_ < moment) {
       now_ = std::min(moment, now_ + slice);
+      if (options_.speed > 0) {
+        std::this_thread::sleep_until(
+            begin_ +
+            std::chrono::duration_cast<std::chrono::steady_clock::duration>(now_ / options_.speed));
+      }
       if (application_) application_->runUntil(scenario_.start + now_);
       if (options_.progress) options_.progress(now_ / end_);
     }
@@ -175,6 +185,7 @@ class Run {
   StoppedClock stopped_;
   std::unique_ptr<HostApplication> application_;
   Seconds now_{0};
+  std::chrono::steady_clock::time_point begin_ = std::chrono::steady_clock::now();
   bool first_ = true;
 };
 
