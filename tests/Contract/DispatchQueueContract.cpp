@@ -14,12 +14,15 @@ using testing::ElementsAre;
 TEST_P(DispatchQueueContract, RunsTasksInPostingOrder) {
   for (DispatchQueue* queue : queues()) {
     std::vector<int> order;
-    queue->async([&] {
-      order.push_back(1);
-      queue->async([&] { order.push_back(3); });
-      EXPECT_THAT(order, ElementsAre(1)) << "never inside the call";
+    // From the queue itself, which cannot begin the first task meanwhile.
+    queue->sync([&] {
+      queue->async([&] {
+        order.push_back(1);
+        queue->async([&] { order.push_back(3); });
+        EXPECT_THAT(order, ElementsAre(1)) << "never inside the call";
+      });
+      queue->async([&] { order.push_back(2); });
     });
-    queue->async([&] { order.push_back(2); });
     runFor(Seconds{0.02});
     EXPECT_THAT(order, ElementsAre(1, 2, 3));
   }
@@ -45,18 +48,22 @@ TEST_P(DispatchQueueContract, NeverRunsCancelledTimers) {
   for (DispatchQueue* queue : queues()) {
     std::vector<int> order;
     const auto witness = std::make_shared<int>(0);
-    const TimerId cancelled = queue->after(Seconds{0}, [&, witness] { order.push_back(0); });
-    const TimerId later = queue->after(Seconds{0.02}, [&] { order.push_back(2); });
+    TimerId cancelled = 0;
+    TimerId later = 0;
     TimerId self = 0;
-    self = queue->after(Seconds{0.01}, [&] {
-      queue->cancel(self);
-      queue->cancel(later);
-      order.push_back(1);
+    queue->sync([&] {
+      cancelled = queue->after(Seconds{0}, [&, witness] { order.push_back(0); });
+      later = queue->after(Seconds{0.02}, [&] { order.push_back(2); });
+      self = queue->after(Seconds{0.01}, [&] {
+        queue->cancel(self);
+        queue->cancel(later);
+        order.push_back(1);
+      });
+      queue->cancel(cancelled);
+      queue->cancel(cancelled);
+      queue->cancel(0);
+      EXPECT_EQ(witness.use_count(), 1) << "what a task holds goes with it";
     });
-    queue->cancel(cancelled);
-    queue->cancel(cancelled);
-    queue->cancel(0);
-    EXPECT_EQ(witness.use_count(), 1) << "what a task holds goes with it";
     runFor(Seconds{0.05});
     EXPECT_THAT(order, ElementsAre(1));
     EXPECT_NE(cancelled, 0U);

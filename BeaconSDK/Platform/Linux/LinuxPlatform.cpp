@@ -102,6 +102,8 @@ LinuxPlatform::Services::Services(const LinuxPlatformOptions& options)
       http(httpOptions(options, folders.folders().directories),
            [] { return std::make_shared<WorkerQueue>("KSDelegate"); }) {
   if (!folders.state().usable) console.log(folders.state().detail);
+  // Whoever starts the program permits it; a service of positions may know better.
+  location.setAuthorizationStatus(CLAuthorizationStatus::authorizedAlways);
   if (options.connectServices) connect(options);
 }
 
@@ -116,8 +118,6 @@ void LinuxPlatform::Services::connect(const LinuxPlatformOptions& options) {
                                     folders.folders().directories,
                                     options.applicationName,
                                     options.bundleIdentifier};
-  // Whoever starts the program permits it; a service of positions may know better.
-  location.setAuthorizationStatus(CLAuthorizationStatus::authorizedAlways);
   radio = makeLinuxRadio(context);
   location.setBeaconScanningAvailable(radio != nullptr);
   positions = makeLinuxPositions(context);

@@ -74,10 +74,10 @@ class LinuxReachability::Watch : public SCNetworkReachability,
 
  private:
   std::optional<SCNetworkReachabilityFlags> flags(Seconds limit) const;
-  /// Reads the flags when they can be told without waiting, then runs `done` on the main queue.
-  void readThen(void (Watch::*done)(SCNetworkReachabilityFlags));
-  void begin(SCNetworkReachabilityFlags flags);
-  void report(SCNetworkReachabilityFlags flags);
+  /// Reads the flags once they can be told without waiting and notes them, on the main queue.
+  void readSoon();
+  /// Reports flags that differ from those before; the first since the scheduling are no change.
+  void note(SCNetworkReachabilityFlags flags);
 
   std::shared_ptr<Network> network_;
   Target target_;
@@ -169,11 +169,11 @@ std::optional<SCNetworkReachabilityFlags> LinuxReachability::Watch::flags(Second
   return 0;
 }
 
-void LinuxReachability::Watch::readThen(void (Watch::*done)(SCNetworkReachabilityFlags)) {
-  const auto read = [weak = weak_from_this(), done] {
+void LinuxReachability::Watch::readSoon() {
+  const auto read = [weak = weak_from_this()] {
     const auto self = weak.lock();
     const auto flags = self ? self->flags(Seconds{0}) : std::nullopt;
-    if (flags) ((*self).*done)(*flags);
+    if (flags) self->note(*flags);
   };
   if (target_ != Target::name) {
     read();
@@ -187,23 +187,19 @@ void LinuxReachability::Watch::readThen(void (Watch::*done)(SCNetworkReachabilit
 bool LinuxReachability::Watch::schedule() {
   scheduled_ = true;
   last_.reset();
-  readThen(&Watch::begin);
+  readSoon();
   return true;
 }
 
 void LinuxReachability::Watch::refresh() {
-  if (scheduled_) readThen(&Watch::report);
+  if (scheduled_) readSoon();
 }
 
-/// What later readings are compared with; a change that came first is not forgotten.
-void LinuxReachability::Watch::begin(SCNetworkReachabilityFlags flags) {
-  if (!last_) last_ = flags;
-}
-
-void LinuxReachability::Watch::report(SCNetworkReachabilityFlags flags) {
-  if (!scheduled_ || std::exchange(last_, flags) == flags) return;
+void LinuxReachability::Watch::note(SCNetworkReachabilityFlags flags) {
+  if (!scheduled_) return;
+  const auto before = std::exchange(last_, flags);
   const auto callback = callback_;
-  if (callback) callback(flags);
+  if (before && *before != flags && callback) callback(flags);
 }
 
 LinuxReachability::LinuxReachability(DispatchQueue& mainQueue,

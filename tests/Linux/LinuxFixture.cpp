@@ -1,0 +1,119 @@
+#include "tests/Linux/LinuxFixture.h"
+
+#include <fcntl.h>
+#include <glib.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+#include "BeaconSDK/Platform/Linux/LinuxClock.h"
+
+namespace ks::test {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+pid_t spawn(const std::vector<std::string>& arguments) {
+  std::vector<char*> texts;
+  for (const auto& argument : arguments) texts.push_back(const_cast<char*>(argument.c_str()));
+  texts.push_back(nullptr);
+  const pid_t pid = fork();
+  if (pid == 0) {
+    const int nowhere = open("/dev/null", O_RDWR);
+    dup2(nowhere, 1);
+    dup2(nowhere, 2);
+    execvp(texts[0], texts.data());
+    _exit(127);
+  }
+  return pid;
+}
+
+}  // namespace
+
+TemporaryFolder::TemporaryFolder() {
+  std::string pattern = (fs::temp_directory_path() / "kslinux-XXXXXX").string();
+  path_ = mkdtemp(pattern.data());
+}
+
+TemporaryFolder::~TemporaryFolder() {
+  std::error_code ignored;
+  fs::remove_all(path_, ignored);
+}
+
+ChildProcess::ChildProcess(const std::vector<std::string>& arguments) : pid_(spawn(arguments)) {}
+
+ChildProcess& ChildProcess::operator=(ChildProcess&& other) noexcept {
+  end();
+  pid_ = std::exchange(other.pid_, -1);
+  return *this;
+}
+
+void ChildProcess::end() {
+  if (pid_ <= 0) return;
+  kill(pid_, SIGKILL);
+  waitpid(std::exchange(pid_, -1), nullptr, 0);
+}
+
+bool run(const std::vector<std::string>& arguments) {
+  int status = 0;
+  const pid_t pid = spawn(arguments);
+  return pid > 0 && waitpid(pid, &status, 0) == pid && WIFEXITED(status) &&
+         WEXITSTATUS(status) == 0;
+}
+
+PrivateBus::PrivateBus() {
+  writeText(
+      folder_.path() / "bus.conf",
+      "<busconfig><type>custom</type><listen>unix:path=" + (folder_.path() / "socket").string() +
+          "</listen><auth>EXTERNAL</auth><policy context=\"default\">"
+          "<allow send_destination=\"*\" eavesdrop=\"true\"/><allow eavesdrop=\"true\"/>"
+          "<allow own=\"*\"/></policy></busconfig>");
+  const std::string address = "unix:path=" + (folder_.path() / "socket").string();
+  setenv("DBUS_SYSTEM_BUS_ADDRESS", address.c_str(), 1);
+  setenv("DBUS_SESSION_BUS_ADDRESS", address.c_str(), 1);
+  start();
+}
+
+void PrivateBus::start() {
+  std::error_code ignored;
+  fs::remove(folder_.path() / "socket", ignored);
+  daemon_ = ChildProcess({"dbus-daemon", "--nofork", "--nopidfile",
+                          "--config-file=" + (folder_.path() / "bus.conf").string()});
+  runLoopUntil([&] { return fs::exists(folder_.path() / "socket", ignored); });
+}
+
+bool runLoopUntil(const std::function<bool()>& condition, Seconds limit) {
+  const Seconds end = monotonicUptime() + limit;
+  while (!condition()) {
+    if (monotonicUptime() > end) return false;
+    if (g_main_context_iteration(nullptr, FALSE) == 0) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+  }
+  return true;
+}
+
+void runLoopFor(Seconds span) {
+  const Seconds end = monotonicUptime() + span;
+  runLoopUntil([&] { return monotonicUptime() >= end; }, span * 2);
+}
+
+void writeText(const fs::path& file, const std::string& text) {
+  fs::create_directories(file.parent_path());
+  std::ofstream(file, std::ios::binary | std::ios::trunc) << text;
+}
+
+std::string readText(const fs::path& file) {
+  std::ifstream in(file, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), {}};
+}
+
+}  // namespace ks::test

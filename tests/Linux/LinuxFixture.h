@@ -1,0 +1,74 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "BeaconSDK/Platform/Api/Foundation.h"
+
+namespace ks::test {
+
+/// A folder that goes with the object.
+class TemporaryFolder {
+ public:
+  TemporaryFolder();
+  TemporaryFolder(const TemporaryFolder&) = delete;
+  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+  ~TemporaryFolder();
+  const std::filesystem::path& path() const { return path_; }
+
+ private:
+  std::filesystem::path path_;
+};
+
+/// A program that runs as long as the object lives.
+class ChildProcess {
+ public:
+  ChildProcess() = default;
+  explicit ChildProcess(const std::vector<std::string>& arguments);
+  ChildProcess(ChildProcess&& other) noexcept : pid_(std::exchange(other.pid_, -1)) {}
+  ChildProcess& operator=(ChildProcess&& other) noexcept;
+  ~ChildProcess() { end(); }
+  void end();
+  bool isRunning() const { return pid_ > 0; }
+
+ private:
+  pid_t pid_ = -1;
+};
+
+/// Runs a program to its end; true when it succeeded.
+bool run(const std::vector<std::string>& arguments);
+
+/// One message bus that serves this process as system and session bus, from its making on.
+class PrivateBus {
+ public:
+  PrivateBus();
+  bool isRunning() const { return daemon_.isRunning(); }
+  void stop() { daemon_.end(); }
+  /// At the same address as before.
+  void start();
+
+ private:
+  TemporaryFolder folder_;
+  ChildProcess daemon_;
+};
+
+/// Runs the default main context until `condition` holds; false after `limit`.
+bool runLoopUntil(const std::function<bool()>& condition, Seconds limit = Seconds{10});
+/// Runs it for `span`.
+void runLoopFor(Seconds span);
+
+/// Keeps what is logged.
+class RecordingConsole : public Console {
+ public:
+  void log(std::string_view message) override { lines.emplace_back(message); }
+  std::vector<std::string> lines;
+};
+
+void writeText(const std::filesystem::path& file, const std::string& text);
+std::string readText(const std::filesystem::path& file);
+
+}  // namespace ks::test
