@@ -77,8 +77,9 @@ TEST_F(KSProximityManagerTest, RefusedPermissionFetchesCategoriesOnce) {
   EXPECT_FALSE(scenario.manager->started());
   EXPECT_EQ(scenario.manager->settingsManager().contentCategories().size(), 2U);
   EXPECT_TRUE(scenario.logged("Will refresh locations"));
-  scenario.starts();
-  EXPECT_EQ(scenario.startResult, "Wrong location manager authorization status");
+  bool refused = false;
+  scenario.manager->start([&](const auto& error) { refused = error.has_value(); });
+  EXPECT_TRUE(refused);
   EXPECT_THAT(scenario.http->waitingURLs(), IsEmpty());
   EXPECT_EQ(scenario.location->manager, nullptr);
 

@@ -72,6 +72,15 @@ TEST_F(KSProximityTrackerTest, WalksDecideByProximity) {
   }
 }
 
+TEST_F(KSProximityTrackerTest, WobblingCountsOncePerStay) {
+  scenario.learns({.eventsNeeded = 9, .eventsInterval = 9000});
+  walks({kFar, kNear, kImmediate, kNear});
+  EXPECT_EQ(scenario.beacon()->content()->eventDetectionCounter, 1);
+  scenario.determines(CLRegionState::outside);
+  walks({kNear});
+  EXPECT_EQ(scenario.beacon()->content()->eventDetectionCounter, 2);
+}
+
 TEST_F(KSProximityTrackerTest, ThrottlesEachRegion) {
   scenario.learns({});
   scenario.passes(3);
@@ -83,6 +92,9 @@ TEST_F(KSProximityTrackerTest, ThrottlesEachRegion) {
   scenario.passes(0.1);
   scenario.ranges(beaconsFrom(1, 2));
   EXPECT_TRUE(scenario.logged("didRangeBeacons: " + kSiteRegion + ", beacon count: 2"));
+  scenario.determines(CLRegionState::inside);
+  scenario.ranges(beaconsFrom(1, 3));
+  EXPECT_TRUE(scenario.logged("beacon count: 3")) << "entering begins anew";
 }
 
 TEST_F(KSProximityTrackerTest, EmptyRegionIsMonitoredAnew) {
@@ -137,6 +149,9 @@ TEST_F(KSProximityTrackerTest, AsksAgainWhenContentIsDue) {
   EXPECT_TRUE(asksAfter(3)) << "hung";
   EXPECT_TRUE(scenario.logged("Content-fetch is expired for beacon " + kSiteUUID.UUIDString() +
                               " - 1 - 1 ; retry fetch from server"));
+  scenario.portalRefuses("retrieveby=identifiers", 401);
+  EXPECT_FALSE(asksAfter(3)) << "the retry has its own time";
+  EXPECT_TRUE(asksAfter(151));
   scenario.portalAnswers("retrieveby=identifiers", "[]");
   EXPECT_FALSE(asksAfter(600));
   EXPECT_TRUE(asksAfter(3)) << "perhaps there is content by now";

@@ -1,13 +1,12 @@
 #pragma once
 
+#include <boost/unordered/unordered_flat_set.hpp>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
-
-#include <boost/unordered/unordered_flat_set.hpp>
 
 #include "BeaconSDK/Classes/Manager/KSBatteryStatus.h"
 
