@@ -70,7 +70,7 @@ std::optional<Date> dateFromText(std::string_view text) {
                                          std::chrono::month{static_cast<unsigned>(*month)} /
                                          std::chrono::day{static_cast<unsigned>(*day)}};
   if (!date.ok() || *year < 1970) return std::nullopt;
-  const double days = std::chrono::sys_days{date}.time_since_epoch().count();
+  const auto days = static_cast<double>(std::chrono::sys_days{date}.time_since_epoch().count());
   return dateFromSecondsSince1970(days * 86400 + *hour * 3600 + *minute * 60 + *second + fraction -
                                   *offset);
 }
