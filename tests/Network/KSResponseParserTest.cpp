@@ -135,12 +135,14 @@ TEST_F(KSResponseParserTest, OtherDateFormsAreNoDate) {
 
 TEST_F(KSResponseParserTest, OddMembersReadAsDefaults) {
   const auto odd = zone(R"("id":[1],"name":{},"uuid":"F7826DA6","location":"l1","schedule":"s",
-      "major":"x1","minor":"99999999999","model":1e3,"manufacturer":-0,"locationZone":false)");
+      "major":"x1","minor":"99999999999","model":1e5,"manufacturer":-0,"locationZone":false,
+      "manufacturerId":0.0001)");
   EXPECT_FALSE(odd->identifier() || odd->name() || odd->uuid() || odd->locationIdentifier());
   EXPECT_FALSE(odd->schedule());
   EXPECT_EQ(odd->major(), 0);
   EXPECT_EQ(odd->minor(), std::numeric_limits<std::int32_t>::max());
-  EXPECT_EQ(odd->model(), "1000");
+  EXPECT_EQ(odd->model(), "100000");
+  EXPECT_EQ(odd->manufacturerIdentifier(), "0.0001");
   EXPECT_EQ(odd->manufacturer(), "0");
   EXPECT_EQ(odd->locationZone(), "0");
   const auto far = geofence(R"("id":1,"latitude":"-1e999","radius":"inf","longitude":" +1.5 m")");

@@ -25,9 +25,9 @@ TEST_F(NSURLRequestKSTest, BuildsEachReadRequest) {
        "/locations?retrieveby=coordinate&latitude=45.071235&longitude=-7.680000&range=7",
        locations},
       {locationsRequest(kRoot, std::nullopt), "/locations?", locations},
-      {beaconsUniqueIdentifiersRequest(kRoot, kTurin, 100),
+      {beaconsUniqueIdentifiersRequest(kRoot, kTurin, 100000),
        "/beacons/unique-uuids?retrieveby=coordinate&latitude=45.071235&longitude=-7.680000"
-       "&range=100",
+       "&range=100000",
        zonesForLocation},
       {beaconsUniqueIdentifiersRequest(kRoot, std::nullopt, 0.1F), "/beacons/unique-uuids?",
        unknown},

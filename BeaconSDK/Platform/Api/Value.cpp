@@ -224,8 +224,15 @@ bool operator==(const Dictionary& a, const Dictionary& b) {
 }
 
 std::string numberDescription(double number) {
+  // Written out as people do; the fewest characters would make "1e+05" of an identifier 100000.
+  constexpr double kLeastWrittenOut = 1e-4;
+  constexpr double kWrittenOutBelow = 1e21;
+  const double size = std::abs(number);
+  const bool isWrittenOut = size == 0 || (size >= kLeastWrittenOut && size < kWrittenOutBelow);
   char text[32];
-  const auto result = std::to_chars(text, text + sizeof text, number);
+  const auto result =
+      std::to_chars(text, text + sizeof text, number,
+                    isWrittenOut ? std::chars_format::fixed : std::chars_format::scientific);
   return {text, result.ptr};
 }
 

@@ -202,7 +202,7 @@ bool operator==(const Set& a, const Set& b);
 /// Equal keys with equal values; the order takes no part.
 bool operator==(const Dictionary& a, const Dictionary& b);
 
-/// The shortest decimal text that reads back as `number`: 1 for 1.0, 2.5, 1e+300.
+/// The fewest digits that read back as `number`: 1 for 1.0, 2.5, 100000, 0.0001, 1e-05, 1e+21.
 std::string numberDescription(double number);
 
 }  // namespace ks
