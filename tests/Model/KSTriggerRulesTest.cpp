@@ -88,6 +88,12 @@ TEST_F(KSTriggerRulesTest, CountsEventsWithinOnePeriod) {
   content_.updateEventDetectionCounter();
   content_.updateEventDetectionCounter();
   expectAnswer(true, "");
+  content_.firstEventDetectedOn.reset();
+  content_.updateEventDetectionCounter();
+  EXPECT_EQ(content_.eventDetectionCounter, 4) << "a missing date counts as now";
+  content_.notifyAfterEventsInterval = -1;
+  content_.updateEventDetectionCounter();
+  EXPECT_EQ(content_.eventDetectionCounter, 1);
 }
 
 TEST_F(KSTriggerRulesTest, CountsUnlessOneEventIsEnough) {

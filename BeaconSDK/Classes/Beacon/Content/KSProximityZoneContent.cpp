@@ -103,10 +103,10 @@ bool KSProximityZoneContent::canTriggerAction() const {
 void KSProximityZoneContent::updateEventDetectionCounter() {
   if (notifyAfterEventsCount == 1) return;
   const ks::Date now = currentDate();
+  const double elapsed = ks::secondsBetween(firstEventDetectedOn.value_or(now), now);
   if (eventDetectionCounter == 0) {
     firstEventDetectedOn = now;
-  } else if (firstEventDetectedOn &&
-             ks::secondsBetween(*firstEventDetectedOn, now) > notifyAfterEventsInterval) {
+  } else if (elapsed > notifyAfterEventsInterval) {
     firstEventDetectedOn = now;
     eventDetectionCounter = 0;
   }
