@@ -137,12 +137,13 @@ void KSNetwork::loadContentForBeacons(
 std::optional<ks::NSURLQueryItem> KSNetwork::queryItemForDisabledCategories(
     const std::vector<std::shared_ptr<KSProximityZoneContentCategory>>& categories) {
   if (categories.empty()) return std::nullopt;
-  std::optional<std::string> list;
+  std::string list;
+  const char* separator = "";
   for (const auto& category : categories) {
     if (!category->identifier || category->identifier == kLocalCategoryIdentifier) continue;
-    list = list ? *list + "," + *category->identifier : *category->identifier;
+    list.append(std::exchange(separator, ",")).append(*category->identifier);
   }
-  return ks::NSURLQueryItem{"dc", list.value_or("")};
+  return ks::NSURLQueryItem{"dc", std::move(list)};
 }
 
 std::vector<ks::NSURLQueryItem> KSNetwork::queryItemsForTags(const ks::Dictionary& tags) {

@@ -55,8 +55,8 @@ class KSNetwork : public ks::NSURLSessionDelegate, public std::enable_shared_fro
   KSContentCompletionBlock completionBlock() const;
   void setCompletionBlock(KSContentCompletionBlock block);
 
-  /// Cancels all transfers for good, without reports; to start another one afterwards is a
-  /// programming fault and has no effect.
+  /// Cancels all transfers for good; each download under way still ends in its report. To start
+  /// another one afterwards is a programming fault and has no effect.
   void reset();
 
   void loadProximityZoneContentCategories();

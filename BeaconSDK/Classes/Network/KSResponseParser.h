@@ -26,7 +26,7 @@ class NSDateFormatter;
 ///   with one;
 /// - a number beyond the range of its field (32-bit integer, float or double) becomes the nearest
 ///   end of that range, so no record ever holds an infinite number.
-/// The outcome of unusual JSON stands at `ks::valueFromJSON`.
+/// The outcome of unusual JSON stands at `ks::NSJSONSerialization`.
 class KSResponseParser {
  public:
   /// Makes one record of a cleaned-up object; never null.

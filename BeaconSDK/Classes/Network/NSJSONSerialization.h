@@ -18,9 +18,9 @@ inline constexpr std::size_t kMaximumDepth = 128;
 /// their members.
 ///
 /// Unusual documents each have one outcome:
-/// - a byte-order mark before the document is skipped; anything but blanks after it is an error,
-/// and
-///   so are an empty document, invalid UTF-8 and an escaped surrogate without its partner;
+/// - a byte-order mark before the document is skipped; anything but blanks after the document is an
+///   error, and so are an empty document, invalid UTF-8 and an escaped surrogate without its
+///   partner;
 /// - of members with the same name the last wins, at the first one's place;
 /// - integers from -2^63 to 2^64-1 are exact; larger ones and all numbers with a fraction or an
 ///   exponent become the nearest double; -0 is the integer 0, -0.0 the double;
