@@ -1,0 +1,56 @@
+#include <gmock/gmock.h>
+
+#include <filesystem>
+
+#include "BeaconSDK/Classes/Common/Foundation/NSFileManager+Helpers.h"
+#include "BeaconSDK/Platform/Simulated/SimulatedPlatform.h"
+
+namespace ks {
+
+using testing::UnorderedElementsAre;
+
+class NSFileManagerHelpersTest : public testing::Test {
+ protected:
+  NSFileManagerHelpersTest() { Platform::install(device_); }
+  ~NSFileManagerHelpersTest() override { Platform::install(nullptr); }
+  std::shared_ptr<SimulatedPlatform> device_ = std::make_shared<SimulatedPlatform>();
+  std::filesystem::path temporary_ = device_->directories().temporary;
+};
+
+TEST_F(NSFileManagerHelpersTest, PathsLieInTheirFolders) {
+  const Directories& folders = device_->directories();
+  EXPECT_EQ(NSFileManagerHelpers::cacheFilePath("a/b.dat"), folders.caches / "a/b.dat");
+  EXPECT_EQ(NSFileManagerHelpers::cacheFilePath("/etc"), folders.caches / "etc");
+  EXPECT_EQ(NSFileManagerHelpers::documentsFilePath("x"), folders.documents / "x");
+  EXPECT_EQ(NSFileManagerHelpers::tempFilePath("1-2.dat"), folders.temporary / "1-2.dat");
+  EXPECT_FALSE(std::filesystem::exists(folders.caches / "a"));
+}
+
+TEST_F(NSFileManagerHelpersTest, ListsFoldersOnly) {
+  const auto root = temporary_ / "list";
+  std::filesystem::create_directories(root / "one");
+  std::filesystem::create_directories(root / "two/inner");
+  ASSERT_TRUE(writeFile(root / "file", Data{1}));
+  EXPECT_THAT(NSFileManagerHelpers::directoryList(root),
+              UnorderedElementsAre(root / "one", root / "two"));
+  EXPECT_TRUE(NSFileManagerHelpers::directoryList(root / "missing").empty());
+}
+
+TEST_F(NSFileManagerHelpersTest, FailedWritesKeepTheOldFile) {
+  const auto file = temporary_ / "file.dat";
+  ASSERT_TRUE(writeFileAtomically(file, Data{1, 2}));
+  EXPECT_EQ(std::filesystem::status(file).permissions(),
+            std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+  ASSERT_TRUE(writeFileAtomically(file, Data{3}));
+  EXPECT_EQ(readFile(file), Data{3});
+  EXPECT_FALSE(writeFileAtomically(temporary_ / "no" / "file.dat", Data{4}));
+  EXPECT_FALSE(writeFileAtomically(temporary_, Data{5}));
+  EXPECT_FALSE(readFile(temporary_));
+  std::size_t left = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(temporary_)) {
+    left += entry.is_regular_file() ? 1 : 0;
+  }
+  EXPECT_EQ(left, 1U) << "nothing half written stays behind";
+}
+
+}  // namespace ks
