@@ -13,7 +13,7 @@ namespace ks {
 
 namespace {
 
-constexpr std::size_t kLongestRelease = 64 * 1024;
+constexpr std::size_t kLongestRelease = std::size_t{64} * 1024;
 
 /// The value of VERSION_ID, whose quotes are those of a shell.
 std::string distributionVersion(const std::filesystem::path& etc) {

@@ -26,7 +26,7 @@ fs::path pathFromEnvironment(const char* variable) {
 
 fs::path homeFolder() {
   if (fs::path home = pathFromEnvironment("HOME"); !home.empty()) return home;
-  std::array<char, 16 * 1024> text{};
+  std::array<char, std::size_t{16} * 1024> text{};
   passwd entry = {};
   passwd* found = nullptr;
   getpwuid_r(geteuid(), &entry, text.data(), text.size(), &found);

@@ -17,7 +17,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr std::size_t kLongestSettings = 64 * 1024;
+constexpr std::size_t kLongestSettings = std::size_t{64} * 1024;
 
 std::string localeOfEnvironment() {
   for (const char* variable : {"LC_ALL", "LC_MESSAGES", "LANG"}) {

@@ -11,7 +11,7 @@ namespace ks {
 namespace {
 
 /// The library keeps two small values; a host may keep many more.
-constexpr std::size_t kLongestFile = 16 * 1024 * 1024;
+constexpr std::size_t kLongestFile = std::size_t{16} * 1024 * 1024;
 
 }  // namespace
 

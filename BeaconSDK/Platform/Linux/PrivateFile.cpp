@@ -17,8 +17,8 @@ namespace fs = std::filesystem;
 namespace {
 
 /// Many times what a thousand monitored regions take.
-constexpr std::size_t kLongestState = 16 * 1024 * 1024;
-constexpr std::size_t kLongestLineFile = 64 * 1024;
+constexpr std::size_t kLongestState = std::size_t{16} * 1024 * 1024;
+constexpr std::size_t kLongestLineFile = std::size_t{64} * 1024;
 
 class Descriptor {
  public:
@@ -93,7 +93,7 @@ std::optional<Data> readFileUpTo(const fs::path& path, std::size_t limit) {
     return std::nullopt;
   }
   Data bytes;
-  constexpr std::size_t kChunk = 16 * 1024;
+  constexpr std::size_t kChunk = std::size_t{16} * 1024;
   while (bytes.size() <= limit) {
     const std::size_t before = bytes.size();
     bytes.resize(before + kChunk);

@@ -155,7 +155,7 @@ ServiceState SessionEvents::state() const {
     return {"Session", false,
             "no login service on the system bus: lock and sleep go unnoticed, and background "
             "work does not hold off sleep",
-            "apt install elogind dbus, or boot with systemd"};
+            "apt install elogind"};
   }
   if (session_.empty()) {
     return {"Session", true, "told of sleep; this process belongs to no session that locks", ""};
