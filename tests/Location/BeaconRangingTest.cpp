@@ -113,5 +113,19 @@ TEST_F(BeaconRangingTest, BatchedPacketsKeepTheirTimes) {
   EXPECT_NEAR(recorder_.ranged.back()[0].accuracy.value, 1, 0.3);
 }
 
+TEST_F(BeaconRangingTest, ListenerHearsStrangersToo) {
+  engine_->setAuthorizationStatus(CLAuthorizationStatus::denied);
+  std::vector<std::string> heard;
+  engine_->setAdvertisementListener(
+      [&](const Advertisement& advertisement) { heard.push_back(advertisement.address); });
+  run();
+  EXPECT_EQ(demands_.back().beaconScan, LocationDemand::BeaconScan::ranging);
+  engine_->handleAdvertisement({"AA:BB:CC:DD:EE:FF", {-70}, {}, {}, {}, {}, 0});
+  EXPECT_EQ(heard, Events{"AA:BB:CC:DD:EE:FF"});
+  engine_->setAdvertisementListener(nullptr);
+  run();
+  EXPECT_EQ(demands_.back(), LocationDemand{});
+}
+
 }  // namespace
 }  // namespace ks

@@ -99,8 +99,9 @@ LinuxPlatform::Services::Services(const LinuxPlatformOptions& options)
       location(clock, mainQueue, regionStore, *this),
       reachability(mainQueue, options.systemRoot / "sys/class/net"),
       application(clock, mainQueue, notificationCenter, console, options.applicationName),
-      http(httpOptions(options, folders.folders().directories),
-           [] { return std::make_shared<WorkerQueue>("KSDelegate"); }) {
+      http(
+          httpOptions(options, folders.folders().directories),
+          [] { return std::make_shared<WorkerQueue>("KSDelegate"); }, options.httpObserver) {
   if (!folders.state().usable) console.log(folders.state().detail);
   // Whoever starts the program permits it; a service of positions may know better.
   location.setAuthorizationStatus(CLAuthorizationStatus::authorizedAlways);

@@ -13,6 +13,7 @@ typedef struct _GMainContext GMainContext;
 
 namespace ks {
 
+class HttpObserver;
 class LinuxApplication;
 class LinuxNotificationCenter;
 class LocationEngine;
@@ -43,6 +44,8 @@ struct LinuxPlatformOptions {
   std::filesystem::path systemRoot = "/";
   /// PEM certificates that are trusted besides the system's. Empty: none.
   std::filesystem::path additionalCertificateAuthorities;
+  /// Watches every transfer; held weakly.
+  std::weak_ptr<HttpObserver> httpObserver;
   /// False leaves out Bluetooth, positions and notifications: for tools that need none of them.
   bool connectServices = true;
 };

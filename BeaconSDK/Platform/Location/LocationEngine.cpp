@@ -1,5 +1,7 @@
 #include "BeaconSDK/Platform/Location/LocationEngine.h"
 
+#include <utility>
+
 #include "BeaconSDK/Platform/Location/EngineLocationManager.h"
 #include "BeaconSDK/Platform/Location/LocationEngineCore.h"
 
@@ -53,6 +55,7 @@ void LocationEngine::setPositioningAvailable(bool available) { core_->positionin
 void LocationEngine::handleAdvertisement(const Advertisement& advertisement) {
   auto& counters = core_->counters;
   ++counters.advertisements;
+  core_->tellListener(advertisement);
   counters.skippedElements += advertisement.skippedElements;
   for (const auto& data : advertisement.manufacturerData) {
     const auto reading = readBeaconFrame(data);
@@ -75,5 +78,9 @@ void LocationEngine::handleDisplayOn() { core_->handleDisplayOn(); }
 LocationDemand LocationEngine::demand() const { return core_->demand(); }
 
 LocationCounters LocationEngine::counters() const { return core_->counters; }
+
+void LocationEngine::setAdvertisementListener(AdvertisementListener listener) {
+  core_->setAdvertisementListener(std::move(listener));
+}
 
 }  // namespace ks

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -114,6 +115,12 @@ class LocationEngine : public LocationServices {
 
   LocationDemand demand() const;
   LocationCounters counters() const;
+
+  using AdvertisementListener = std::function<void(const Advertisement&)>;
+  /// Hears all that the radio hears, whoever sent it: for showing a person what is around. While
+  /// there is a listener every advertisement is demanded, also without authorization. Null for
+  /// none; not from within the listener.
+  void setAdvertisementListener(AdvertisementListener listener);
 
   class Core;
 

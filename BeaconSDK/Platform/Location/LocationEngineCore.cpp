@@ -310,6 +310,7 @@ void LocationEngine::Core::handleDisplayOn() {
 
 LocationDemand LocationEngine::Core::demand() const {
   LocationDemand demand;
+  if (advertisementListener_) demand.beaconScan = LocationDemand::BeaconScan::ranging;
   if (!isAuthorized()) return demand;
   demand.positionAccuracy = updates_.wantedAccuracy();
   if (mayMonitor() && !circles_.isEmpty()) {
@@ -319,10 +320,15 @@ LocationDemand LocationEngine::Core::demand() const {
   }
   if (ranging_.isWanted()) {
     demand.beaconScan = LocationDemand::BeaconScan::ranging;
-  } else if (mayMonitor() && presence_.hasRegions()) {
+  } else if (!advertisementListener_ && mayMonitor() && presence_.hasRegions()) {
     demand.beaconScan = LocationDemand::BeaconScan::monitoring;
   }
   return demand;
+}
+
+void LocationEngine::Core::setAdvertisementListener(AdvertisementListener listener) {
+  advertisementListener_ = std::move(listener);
+  demandMayHaveChanged();
 }
 
 void LocationEngine::Core::demandMayHaveChanged() {

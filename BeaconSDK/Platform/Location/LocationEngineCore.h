@@ -53,6 +53,10 @@ class LocationEngine::Core : public std::enable_shared_from_this<Core> {
   void positionFailed(const Error& error);
   void handleDisplayOn();
   LocationDemand demand() const;
+  void setAdvertisementListener(AdvertisementListener listener);
+  void tellListener(const Advertisement& advertisement) const {
+    if (advertisementListener_) advertisementListener_(advertisement);
+  }
 
   std::atomic<CLAuthorizationStatus> authorization{CLAuthorizationStatus::notDetermined};
   std::atomic<bool> positioning = true;
@@ -96,6 +100,7 @@ class LocationEngine::Core : public std::enable_shared_from_this<Core> {
   FixGate gate_;
   Wakeup gateTimeout_;
 
+  AdvertisementListener advertisementListener_;
   LocationDemand told_;
   bool demandPosted_ = false;
   Wakeup saving_;
