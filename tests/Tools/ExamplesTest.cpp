@@ -113,7 +113,10 @@ TEST(CommandTest, AnswersWithItsExitCode) {
       {"portal " + demo, 2, "expected a folder of portal documents\n"},
       {"portal " + std::string(kSource / "examples/portal") + " --fault often", 2,
        "got \"often\"\n"},
-      {"help simulate", 0, ""},
+      {"portal " + std::string(kSource / "examples/portal") + " --address 192.0.2.1", 3,
+       "Cannot assign requested address\n"},
+      {"help simulate", 0, "changed or not\n"},
+      {"help", 0, "Show help for the command or for a subcommand\n"},
   };
   for (const auto& each : cases) {
     const Output output = run(KS_COMMAND " " + each.arguments);

@@ -134,9 +134,8 @@ int servePortal(const Arguments& arguments) {
   const bool own = !arguments.credentials.empty();
   const auto server = portal::PortalServer::start(std::move(options));
   if (!server) {
-    // The portal's own domain tells of files; all others of the network.
-    const bool isFile = server.error().domain() == "Portal";
-    return complain(server.error().localizedDescription(), isFile ? kUsage : kUnavailable);
+    const bool isBusy = server.error().code() == portal::kPortalCannotListen;
+    return complain(server.error().localizedDescription(), isBusy ? kUnavailable : kUsage);
   }
   std::cerr << fmt::format("serving {} at {}\n{}\nstop with Ctrl-C\n", arguments.documents,
                            (*server)->url(),

@@ -15,6 +15,7 @@ RepeatedWalks repeatWalks(const Scenario& scenario, SimulationOptions options,
     }
   }
   const auto whole = std::exchange(options.progress, nullptr);
+  options.everyRanging = false;
   const std::uint64_t first = options.seed.value_or(scenario.seed);
   for (; walks.walks < count; ++walks.walks) {
     std::set<std::string> fired;

@@ -118,6 +118,7 @@ int runSimulation(const Arguments& arguments) {
   options.portalURL = arguments.portal;
   options.log = arguments.log;
   options.speed = arguments.speed;
+  options.everyRanging = arguments.json || arguments.verbose;
   if (!options.portalURL.empty() && !scenario.faults.empty()) {
     complain("the scenario's portal faults need the embedded portal and are left out", 0);
   }

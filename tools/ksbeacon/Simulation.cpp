@@ -226,7 +226,7 @@ SimulationResult simulate(const Scenario& scenario, const SimulationOptions& opt
     expectations.note(event);
     timeline.add(event);
   });
-  recorder = std::make_shared<TimelineRecorder>(scenario, watched, url);
+  recorder = std::make_shared<TimelineRecorder>(scenario, watched, url, options.everyRanging);
   Run run(scenario, options, server.get(), recorder, url);
   run.run();
   if (server) server->stop();

@@ -22,6 +22,8 @@ struct SimulationOptions {
   /// Another portal's root; empty: the embedded one.
   std::string portalURL;
   bool log = false;
+  /// Each ranging result with all its beacons; otherwise only changes, which is faster.
+  bool everyRanging = true;
   /// Simulated seconds per real second; 0: as fast as it goes.
   double speed = 0;
   /// Told now and then how much of the day is over, 0 to 1.

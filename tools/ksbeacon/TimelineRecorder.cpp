@@ -52,6 +52,10 @@ std::string errorInWords(const Error& error) {
   }
 }
 
+TimelineRecorder::BeaconIdentity identityOf(const CLBeacon& beacon) {
+  return {beacon.proximityUUID, beacon.major, beacon.minor};
+}
+
 std::string regionInWords(const CLRegion& region) {
   if (const auto* beacons = dynamic_cast<const CLBeaconRegion*>(&region)) {
     return "beacons " + beacons->proximityUUID().UUIDString();
@@ -62,8 +66,11 @@ std::string regionInWords(const CLRegion& region) {
 }  // namespace
 
 TimelineRecorder::TimelineRecorder(const Scenario& scenario, Timeline& timeline,
-                                   std::string portalURL)
-    : timeline_(timeline), start_(scenario.start), portalURL_(std::move(portalURL)) {
+                                   std::string portalURL, bool everyRanging)
+    : timeline_(timeline),
+      start_(scenario.start),
+      portalURL_(std::move(portalURL)),
+      everyRanging_(everyRanging) {
   for (const Scenario::Beacon& beacon : scenario.beacons) {
     const SimulatedBeacon& radio = beacon.radio;
     beaconNames_[{radio.proximityUUID, radio.major, radio.minor}] = beacon.name;
@@ -137,34 +144,57 @@ void TimelineRecorder::regionChanged(const CLRegion& region, CLRegionState state
 }
 
 void TimelineRecorder::ranged(const CLBeaconRegion& region, const std::vector<CLBeacon>& beacons) {
-  std::string text;
-  std::vector<std::string> seen;
-  std::vector<Value> list;
-  for (const CLBeacon& beacon : beacons) {
-    const std::string name = nameOf({beacon.proximityUUID, beacon.major, beacon.minor});
-    const char* const proximity = proximityInWords(static_cast<std::int64_t>(beacon.proximity));
-    if (!text.empty()) text += ", ";
-    seen.push_back(fmt::format("{} {}", name, proximity));
-    text += seen.back();
-    if (beacon.accuracy.value >= 0) text += fmt::format(" {:.1f} m", beacon.accuracy.value);
-    list.push_back(Dictionary{{"name", name},
-                              {"uuid", beacon.proximityUUID.UUIDString()},
-                              {"major", beacon.major},
-                              {"minor", beacon.minor},
-                              {"proximity", proximity},
-                              {"distance", rounded(beacon.accuracy.value, 100)},
-                              {"rssi", rounded(beacon.rssi.value, 10)}});
-  }
   TimelineEvent event;
   event.kind = TimelineKind::ranging;
-  event.text = text.empty() ? "no beacon of " + regionInWords(region) : text;
-  event.details = {{"region", region.identifier()}, {"beacons", Array(std::move(list))}};
-  // A terminal shows who comes, goes or changes its proximity; the order alone is no news.
-  std::ranges::sort(seen);
-  const auto [last, isFirst] = lastRanging_.try_emplace(region.identifier());
-  event.minor = !isFirst && last->second == seen;
-  last->second = std::move(seen);
+  event.text = changesIn(region, beacons);
+  event.minor = event.text.empty();
+  if (everyRanging_) {
+    event.details = {{"region", region.identifier()}, {"beacons", rangingDetails(beacons)}};
+    if (event.minor) event.text = "no change";
+  } else if (event.minor) {
+    return;
+  }
   add(std::move(event));
+}
+
+Array TimelineRecorder::rangingDetails(const std::vector<CLBeacon>& beacons) const {
+  std::vector<Value> list;
+  for (const CLBeacon& beacon : beacons) {
+    list.push_back(
+        Dictionary{{"name", nameOf(identityOf(beacon))},
+                   {"uuid", beacon.proximityUUID.UUIDString()},
+                   {"major", beacon.major},
+                   {"minor", beacon.minor},
+                   {"proximity", proximityInWords(static_cast<std::int64_t>(beacon.proximity))},
+                   {"distance", rounded(beacon.accuracy.value, 100)},
+                   {"rssi", rounded(beacon.rssi.value, 10)}});
+  }
+  return Array(std::move(list));
+}
+
+std::string TimelineRecorder::changesIn(const CLBeaconRegion& region,
+                                        const std::vector<CLBeacon>& beacons) {
+  const auto [entry, isFirst] = lastRanging_.try_emplace(region.identifier());
+  std::map<BeaconIdentity, CLProximity>& last = entry->second;
+  std::map<BeaconIdentity, CLProximity> gone = last;
+  std::vector<std::string> changes;
+  for (const CLBeacon& beacon : beacons) {
+    const BeaconIdentity identity = identityOf(beacon);
+    gone.erase(identity);
+    const auto [known, isNew] = last.try_emplace(identity, beacon.proximity);
+    if (std::exchange(known->second, beacon.proximity) == beacon.proximity && !isNew) continue;
+    changes.push_back(fmt::format("{} {}", nameOf(identity),
+                                  proximityInWords(static_cast<std::int64_t>(beacon.proximity))));
+    if (beacon.accuracy.value >= 0) {
+      changes.back() += fmt::format(" {:.1f} m", beacon.accuracy.value);
+    }
+  }
+  for (const auto& [identity, proximity] : gone) {
+    last.erase(identity);
+    changes.push_back(nameOf(identity) + " gone");
+  }
+  if (beacons.empty() && isFirst) return "no beacon of " + regionInWords(region);
+  return fmt::format("{}", fmt::join(changes, ", "));
 }
 
 void TimelineRecorder::monitoringFailed(const CLRegion* region, const Error& error) {

@@ -23,8 +23,13 @@ namespace ks::tool {
 /// Everything but `statisticArrived` runs on the simulated device's own thread.
 class TimelineRecorder : public KSEngineObserver, public LocationListener {
  public:
+  using BeaconIdentity = std::tuple<UUID, std::uint16_t, std::uint16_t>;
+
   /// The scenario and the timeline must outlive the recorder. `clock` changes with the device.
-  TimelineRecorder(const Scenario& scenario, Timeline& timeline, std::string portalURL);
+  /// With `everyRanging` each ranging result is an event with all its beacons; otherwise only those
+  /// beacons make one that are new, gone or at another proximity.
+  TimelineRecorder(const Scenario& scenario, Timeline& timeline, std::string portalURL,
+                   bool everyRanging = true);
 
   /// The clock of the device that reports from now on.
   void follow(const Clock& clock) { clock_ = &clock; }
@@ -47,21 +52,24 @@ class TimelineRecorder : public KSEngineObserver, public LocationListener {
   void transferEnded(const HttpExchange& exchange);
 
  private:
-  using BeaconIdentity = std::tuple<UUID, std::uint16_t, std::uint16_t>;
-
   void add(TimelineEvent event);
   std::string nameOf(const BeaconIdentity& beacon) const;
   /// What stands behind the portal's root: "/locations?range=7".
   std::string targetOf(const NSURL& url) const;
+  Array rangingDetails(const std::vector<CLBeacon>& beacons) const;
+  /// What changed since the last result of the region, in words; empty when nothing but distances
+  /// did. Remembers the result.
+  std::string changesIn(const CLBeaconRegion& region, const std::vector<CLBeacon>& beacons);
   void addStatistic(const std::string& target);
 
   Timeline& timeline_;
   Date start_;
   std::string portalURL_;
+  bool everyRanging_;
   const Clock* clock_ = nullptr;
   std::map<BeaconIdentity, std::string> beaconNames_;
-  /// The beacons last ranged in each region with their proximities, in alphabetical order.
-  std::map<std::string, std::vector<std::string>> lastRanging_;
+  /// The proximity of each beacon last ranged in each region.
+  std::map<std::string, std::map<BeaconIdentity, CLProximity>, std::less<>> lastRanging_;
 
   struct Statistic {
     std::string event;

@@ -34,9 +34,14 @@ int run(int argc, char** argv) {
       app.add_subcommand("help", "Show help for the command or for a subcommand");
   help->add_option("COMMAND", topic, "simulate, portal or check")
       ->check(CLI::IsMember({"simulate", "portal", "check"}));
+  help->footer("");
   help->callback([&] {
     const CLI::App* const command = topic.empty() ? &app : app.get_subcommand(topic);
-    std::cout << command->help("", CLI::AppFormatMode::Normal);
+    // The application itself would answer with the help of the subcommand under way.
+    std::string text = command->get_formatter()->make_help(
+        command, topic.empty() ? "ksbeacon" : "ksbeacon " + topic, CLI::AppFormatMode::Normal);
+    text.erase(text.find_last_not_of('\n') + 1);
+    std::cout << text << '\n';
   });
 
   try {

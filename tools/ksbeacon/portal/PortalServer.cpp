@@ -161,7 +161,8 @@ std::optional<Error> PortalServer::Impl::listen() {
                                               static_cast<SoupServerListenOptions>(flags), &error);
   const GLibOwned<GError> owned(error);
   if (!isListening) {
-    return failure(options.address + ":" + std::to_string(options.port) + ": " + error->message);
+    return Error("Portal", kPortalCannotListen,
+                 options.address + ":" + std::to_string(options.port) + ": " + error->message);
   }
   GSList* uris = soup_server_get_uris(server.get());
   port = static_cast<std::uint16_t>(g_uri_get_port(static_cast<GUri*>(uris->data)));

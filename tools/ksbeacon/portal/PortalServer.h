@@ -9,6 +9,10 @@
 
 namespace ks::portal {
 
+/// The code of the error that says that address and port cannot be had now; all other errors tell
+/// of wrong options and files.
+inline constexpr std::int64_t kPortalCannotListen = 2;
+
 /// The development portal: an HTTP server on a thread of its own that serves portal documents from
 /// a folder, checks credentials and records statistics.
 ///
