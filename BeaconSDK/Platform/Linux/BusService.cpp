@@ -1,7 +1,13 @@
 #include "BeaconSDK/Platform/Linux/BusService.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+#include <optional>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -21,34 +27,75 @@ struct VariantDeleter {
 };
 using Variant = std::unique_ptr<GVariant, VariantDeleter>;
 
+/// Empty when there is none. The session bus is looked for here because GLib would start one, and
+/// wait for it.
+std::string addressOf(MessageBus bus) {
+  if (bus == MessageBus::system) {
+    const GLibOwned<gchar> address(
+        g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr));
+    return address ? address.get() : "";
+  }
+  const char* const address = std::getenv("DBUS_SESSION_BUS_ADDRESS");
+  if (address != nullptr && *address != '\0') return address;
+  const char* const runtime = std::getenv("XDG_RUNTIME_DIR");
+  const std::string folder =
+      runtime != nullptr && *runtime == '/' ? runtime : "/run/user/" + std::to_string(geteuid());
+  std::error_code ignored;
+  if (!std::filesystem::is_socket(folder + "/bus", ignored)) return "";
+  const GLibOwned<gchar> escaped(g_dbus_address_escape_value((folder + "/bus").c_str()));
+  return std::string("unix:path=") + escaped.get();
+}
+
+bool contains(GVariant* names, const std::string& name) {
+  GVariantIter iterator;
+  g_variant_iter_init(&iterator, names);
+  const gchar* each = nullptr;
+  while (g_variant_iter_next(&iterator, "&s", &each) != FALSE) {
+    if (name == each) return true;
+  }
+  return false;
+}
+
 }  // namespace
 
 /// What callbacks of GIO reach through a weak reference.
 class BusService::Core : public std::enable_shared_from_this<Core> {
  public:
-  Core(std::string name, DispatchQueue& queue, std::function<void(bool)> presence)
-      : name_(std::move(name)), queue_(queue), presence_(std::move(presence)) {}
+  Core(std::string name, DispatchQueue& queue, std::function<void(bool)> presence,
+       BusOptions options)
+      : name_(std::move(name)),
+        queue_(queue),
+        presenceChanged_(std::move(presence)),
+        options_(options) {}
   Core(const Core&) = delete;
   Core& operator=(const Core&) = delete;
   ~Core() { close(); }
 
   void connect();
   void close();
-  bool isPresent() const { return present_; }
+  bool isPresent() const { return present_.value_or(false); }
   void call(const BusCall& call, Reply reply);
-  void addSignal(std::string path, std::string interface, std::string member, const char* type,
-                 Signal handler);
+  std::uint64_t addSignals(const BusSignals& signals, PathSignal handler);
   void removeSignals(const std::string& path);
+  void removeSignals(std::uint64_t number);
+  void addObject(BusObject object);
 
  private:
   struct Subscription {
     std::uint64_t number;
-    std::string path;
-    std::string interface;
-    std::string member;
+    BusSignals signals;
     std::string type;
-    std::shared_ptr<Signal> handler;
+    std::shared_ptr<PathSignal> handler;
     guint identifier = 0;
+  };
+  struct Exported {
+    std::shared_ptr<BusObject> object;
+    guint identifier = 0;
+  };
+  /// What a call to an object carries.
+  struct ObjectTarget {
+    std::weak_ptr<Core> core;
+    std::shared_ptr<BusObject> object;
   };
   /// What a signal's callback carries.
   struct SignalTarget {
@@ -63,9 +110,11 @@ class BusService::Core : public std::enable_shared_from_this<Core> {
   void connected(GObjectOwned<GDBusConnection> connection);
   void disconnected();
   void retryLater();
-  void setPresent(bool present);
+  void setPresent(bool present, const gchar* owner = "");
   void subscribe(Subscription& subscription);
-  void signalArrived(std::uint64_t number, GVariant* parameters);
+  void signalArrived(std::uint64_t number, const gchar* path, GVariant* parameters);
+  void unsubscribe(const Subscription& subscription);
+  void offer(Exported& exported);
   gpointer weakSelf() { return new std::weak_ptr<Core>(weak_from_this()); }
   static void freeWeak(gpointer weak) { delete static_cast<std::weak_ptr<Core>*>(weak); }
   static std::shared_ptr<Core> lock(gpointer weak) {
@@ -74,14 +123,19 @@ class BusService::Core : public std::enable_shared_from_this<Core> {
 
   const std::string name_;
   DispatchQueue& queue_;
-  std::function<void(bool)> presence_;
+  std::function<void(bool)> presenceChanged_;
+  const BusOptions options_;
   GObjectOwned<GCancellable> cancellable_{g_cancellable_new()};
   GObjectOwned<GDBusConnection> connection_;
   gulong closedHandler_ = 0;
   guint watch_ = 0;
-  bool present_ = false;
+  /// The service's own address; empty while it is away.
+  std::string owner_;
+  /// Absent until the bus has answered, or could not be asked.
+  std::optional<bool> present_;
   std::uint64_t lastSubscription_ = 0;
   std::vector<Subscription> subscriptions_;
+  std::vector<Exported> objects_;
   Seconds nextRetry_ = kFirstRetry;
   Wakeup retry_;
 };
@@ -90,7 +144,9 @@ void BusService::Core::connect() {
   const GLibOwned<gchar> address(
       g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr));
   if (!address) {
-    retryLater();
+    queue_.async([weak = weak_from_this()] {
+      if (const auto core = weak.lock()) core->retryLater();
+    });
     return;
   }
   const auto done = [](GObject*, GAsyncResult* result, gpointer weak) {
@@ -104,6 +160,7 @@ void BusService::Core::connect() {
     if (connection) {
       core->connected(std::move(connection));
     } else {
+      core->setPresence(BusPresence::noBus);
       core->retryLater();
     }
   };
@@ -111,7 +168,7 @@ void BusService::Core::connect() {
       static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
                                         G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION);
   // A connection of its own: the shared one would end the process together with the bus.
-  g_dbus_connection_new_for_address(address.get(), kFlags, nullptr, cancellable_.get(), done,
+  g_dbus_connection_new_for_address(address.c_str(), kFlags, nullptr, cancellable_.get(), done,
                                     weakSelf());
 }
 
@@ -125,8 +182,9 @@ void BusService::Core::connected(GObjectOwned<GDBusConnection> connection) {
       connection_.get(), "closed", G_CALLBACK(closed), weakSelf(),
       [](gpointer weak, GClosure*) { freeWeak(weak); }, G_CONNECT_DEFAULT);
   for (Subscription& subscription : subscriptions_) subscribe(subscription);
-  const auto appeared = [](GDBusConnection*, const gchar*, const gchar*, gpointer weak) {
-    if (const auto core = lock(weak)) core->setPresent(true);
+  for (Exported& exported : objects_) offer(exported);
+  const auto appeared = [](GDBusConnection*, const gchar*, const gchar* owner, gpointer weak) {
+    if (const auto core = lock(weak)) core->setPresent(true, owner);
   };
   const auto vanished = [](GDBusConnection*, const gchar*, gpointer weak) {
     if (const auto core = lock(weak)) core->setPresent(false);
@@ -138,10 +196,11 @@ void BusService::Core::connected(GObjectOwned<GDBusConnection> connection) {
 
 void BusService::Core::close() {
   g_cancellable_cancel(cancellable_.get());
-  presence_ = nullptr;
+  presenceChanged_ = nullptr;
   disconnected();
   retry_.cancel();
   subscriptions_.clear();
+  objects_.clear();
 }
 
 void BusService::Core::disconnected() {
@@ -152,20 +211,25 @@ void BusService::Core::disconnected() {
     g_dbus_connection_signal_unsubscribe(connection_.get(),
                                          std::exchange(subscription.identifier, 0));
   }
+  for (Exported& exported : objects_) {
+    if (exported.identifier == 0) continue;
+    g_dbus_connection_unregister_object(connection_.get(), std::exchange(exported.identifier, 0));
+  }
   g_signal_handler_disconnect(connection_.get(), std::exchange(closedHandler_, 0));
   g_dbus_connection_close(connection_.get(), nullptr, nullptr, nullptr);
   connection_.reset();
-  setPresent(false);
   retryLater();
 }
 
 void BusService::Core::retryLater() {
-  if (!presence_) return;
+  if (!presenceChanged_) return;
   retry_.arm(queue_, nextRetry_, [this] { connect(); });
   nextRetry_ = std::min(nextRetry_ * 2, kLastRetry);
+  setPresent(false);
 }
 
-void BusService::Core::setPresent(bool present) {
+void BusService::Core::setPresent(bool present, const gchar* owner) {
+  owner_ = owner;
   if (std::exchange(present_, present) == present) return;
   const auto presence = presence_;
   if (presence) presence(present);
@@ -173,7 +237,7 @@ void BusService::Core::setPresent(bool present) {
 
 void BusService::Core::call(const BusCall& call, Reply reply) {
   const Variant parameters(call.parameters ? g_variant_ref_sink(call.parameters) : nullptr);
-  if (!present_) {
+  if (!isPresent()) {
     queue_.async([weak = weak_from_this(), reply = std::move(reply)] {
       if (!weak.lock()) return;
       const GLibOwned<GError> error(
@@ -196,69 +260,129 @@ void BusService::Core::call(const BusCall& call, Reply reply) {
   g_dbus_connection_call_with_unix_fd_list(
       connection_.get(), name_.c_str(), call.path.c_str(), call.interface.c_str(),
       call.method.c_str(), parameters.get(),
-      call.replyType ? G_VARIANT_TYPE(call.replyType) : nullptr, G_DBUS_CALL_FLAGS_NO_AUTO_START,
+      call.replyType ? G_VARIANT_TYPE(call.replyType) : nullptr,
+      options_.mayStart ? G_DBUS_CALL_FLAGS_NONE : G_DBUS_CALL_FLAGS_NO_AUTO_START,
       static_cast<gint>(call.timeout.count() * kMilliseconds), nullptr, cancellable_.get(), done,
       new PendingCall{weak_from_this(), std::move(reply)});
 }
 
-void BusService::Core::addSignal(std::string path, std::string interface, std::string member,
-                                 const char* type, Signal handler) {
-  subscriptions_.push_back({++lastSubscription_, std::move(path), std::move(interface),
-                            std::move(member), type, std::make_shared<Signal>(std::move(handler))});
+std::uint64_t BusService::Core::addSignals(const BusSignals& signals, PathSignal handler) {
+  subscriptions_.push_back({++lastSubscription_, signals, signals.type,
+                            std::make_shared<PathSignal>(std::move(handler))});
   if (connection_) subscribe(subscriptions_.back());
+  return lastSubscription_;
 }
 
 void BusService::Core::removeSignals(const std::string& path) {
   std::erase_if(subscriptions_, [&](const Subscription& subscription) {
-    if (subscription.path != path) return false;
-    if (connection_) {
-      g_dbus_connection_signal_unsubscribe(connection_.get(), subscription.identifier);
-    }
+    if (subscription.signals.path != path) return false;
+    unsubscribe(subscription);
     return true;
   });
 }
 
+void BusService::Core::removeSignals(std::uint64_t number) {
+  std::erase_if(subscriptions_, [&](const Subscription& subscription) {
+    if (subscription.number != number) return false;
+    unsubscribe(subscription);
+    return true;
+  });
+}
+
+void BusService::Core::unsubscribe(const Subscription& subscription) {
+  if (!connection_) return;
+  g_dbus_connection_signal_unsubscribe(connection_.get(), subscription.identifier);
+}
+
 void BusService::Core::subscribe(Subscription& subscription) {
-  const auto arrived = [](GDBusConnection*, const gchar*, const gchar*, const gchar*, const gchar*,
-                          GVariant* parameters, gpointer data) {
+  const auto arrived = [](GDBusConnection*, const gchar*, const gchar* path, const gchar*,
+                          const gchar*, GVariant* parameters, gpointer data) {
     const auto* target = static_cast<SignalTarget*>(data);
-    if (const auto core = target->core.lock()) core->signalArrived(target->number, parameters);
+    if (const auto core = target->core.lock()) {
+      core->signalArrived(target->number, path, parameters);
+    }
   };
+  const auto orAny = [](const std::string& text) { return text.empty() ? nullptr : text.c_str(); };
+  const BusSignals& signals = subscription.signals;
   subscription.identifier = g_dbus_connection_signal_subscribe(
-      connection_.get(), name_.c_str(), subscription.interface.c_str(), subscription.member.c_str(),
-      subscription.path.c_str(), nullptr, G_DBUS_SIGNAL_FLAGS_NONE, arrived,
+      connection_.get(), name_.c_str(), orAny(signals.interface), orAny(signals.member),
+      orAny(signals.path), orAny(signals.argument0), G_DBUS_SIGNAL_FLAGS_NONE, arrived,
       new SignalTarget{weak_from_this(), subscription.number},
       [](gpointer data) { delete static_cast<SignalTarget*>(data); });
 }
 
-void BusService::Core::signalArrived(std::uint64_t number, GVariant* parameters) {
+void BusService::Core::signalArrived(std::uint64_t number, const gchar* path,
+                                     GVariant* parameters) {
   const auto found = std::find_if(subscriptions_.begin(), subscriptions_.end(),
                                   [&](const Subscription& each) { return each.number == number; });
   if (found == subscriptions_.end()) return;
   if (!g_variant_is_of_type(parameters, G_VARIANT_TYPE(found->type.c_str()))) return;
   // The handler may end its own subscription.
   const auto handler = found->handler;
-  (*handler)(parameters);
+  (*handler)(path, parameters);
+}
+
+void BusService::Core::addObject(BusObject object) {
+  objects_.push_back({std::make_shared<BusObject>(std::move(object))});
+  if (connection_) offer(objects_.back());
+}
+
+void BusService::Core::offer(Exported& exported) {
+  const auto called = [](GDBusConnection*, const gchar* sender, const gchar*, const gchar*,
+                         const gchar* method, GVariant* parameters,
+                         GDBusMethodInvocation* invocation, gpointer data) {
+    const auto* target = static_cast<ObjectTarget*>(data);
+    const auto core = target->core.lock();
+    if (!core || core->owner_.empty() || core->owner_ != sender) {
+      g_dbus_method_invocation_return_error_literal(invocation, G_DBUS_ERROR,
+                                                    G_DBUS_ERROR_ACCESS_DENIED,
+                                                    "only the service itself may call this");
+      return;
+    }
+    const auto object = target->object;
+    g_dbus_method_invocation_return_value(invocation, object->call(method, parameters));
+  };
+  const auto asked = [](GDBusConnection*, const gchar*, const gchar*, const gchar*,
+                        const gchar* property, GError**, gpointer data) {
+    return static_cast<ObjectTarget*>(data)->object->property(property);
+  };
+  static const GDBusInterfaceVTable kTable{called, asked, nullptr, {}};
+  GDBusNodeInfo* const node = g_dbus_node_info_new_for_xml(exported.object->description, nullptr);
+  exported.identifier = g_dbus_connection_register_object(
+      connection_.get(), exported.object->path.c_str(), node->interfaces[0], &kTable,
+      new ObjectTarget{weak_from_this(), exported.object},
+      [](gpointer data) { delete static_cast<ObjectTarget*>(data); }, nullptr);
+  g_dbus_node_info_unref(node);
 }
 
 BusService::BusService(std::string name, DispatchQueue& queue,
-                       std::function<void(bool present)> presence)
-    : core_(std::make_shared<Core>(std::move(name), queue, std::move(presence))) {
+                       std::function<void(bool present)> presence, BusOptions options)
+    : core_(std::make_shared<Core>(std::move(name), queue, std::move(presence), options)) {
   core_->connect();
 }
 
 BusService::~BusService() { core_->close(); }
 
-bool BusService::isPresent() const { return core_->isPresent(); }
+BusPresence BusService::presence() const { return core_->presence(); }
 
 void BusService::call(const BusCall& call, Reply reply) { core_->call(call, std::move(reply)); }
 
 void BusService::onSignal(std::string path, std::string interface, std::string member,
                           const char* type, Signal handler) {
-  core_->addSignal(std::move(path), std::move(interface), std::move(member), type,
-                   std::move(handler));
+  core_->addSignals({std::move(path), std::move(interface), std::move(member), "", type},
+                    [handler = std::move(handler)](std::string_view, GVariant* parameters) {
+                      handler(parameters);
+                    });
+}
+
+std::uint64_t BusService::onSignals(const BusSignals& signals, PathSignal handler) {
+  return core_->addSignals(signals, std::move(handler));
 }
 
 void BusService::forgetSignals(const std::string& path) { core_->removeSignals(path); }
+
+void BusService::forgetSignals(std::uint64_t subscription) { core_->removeSignals(subscription); }
+
+void BusService::exportObject(BusObject object) { core_->addObject(std::move(object)); }
 
 }  // namespace ks
