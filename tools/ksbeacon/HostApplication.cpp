@@ -4,9 +4,6 @@
 
 #include <utility>
 
-#include "BeaconSDK/Classes/Beacon/Content/KSProximityZoneContentCategory.h"
-#include "BeaconSDK/Classes/Logging/KSLog.h"
-
 namespace ks::tool {
 
 namespace {
@@ -28,12 +25,6 @@ SimulatedPlatformOptions deviceOptions(const Scenario& scenario,
   return options;
 }
 
-/// What a person sees of a content: its title and its message, as far as it has them.
-std::string shownText(const std::string& title, const std::string& message) {
-  if (title.empty() || message.empty()) return title + message;
-  return title + ": " + message;
-}
-
 }  // namespace
 
 HostApplication::HostApplication(const Scenario& scenario,
@@ -50,9 +41,7 @@ HostApplication::HostApplication(const Scenario& scenario,
 }
 
 HostApplication::~HostApplication() {
-  observations_.clear();
-  announced_.clear();
-  manager_.reset();
+  library_.reset();
   device_.network().setListener(nullptr);
   Platform::install(nullptr);
 }
@@ -65,15 +54,6 @@ void HostApplication::buildWorld() {
 }
 
 void HostApplication::observe() {
-  NSNotificationCenter& center = device_.notificationCenter();
-  observations_.push_back(
-      center.addObserver(KSProximityManagerTriggerContentNotification,
-                         [this](const NSNotification& notification) { announced(notification); }));
-  observations_.push_back(
-      center.addObserver(DebugLogNotification, [this](const NSNotification& notification) {
-        recorder_->say(TimelineKind::log,
-                       notification.userInfo[DebugLogMessageKey].stringValue().value_or(""));
-      }));
   device_.network().setListener(
       [this](const HttpExchange& exchange) { recorder_->transferEnded(exchange); });
   device_.simulatedNotificationCenter().setListener(
@@ -92,50 +72,24 @@ void HostApplication::observe() {
 }
 
 void HostApplication::start(const Launch& launch) {
-  KSProximityManager::enableLogging(launch.log);
   const Scenario::Application& application = scenario_.application;
-  manager_ = KSProximityManager::initWithUsername(application.credentials.username,
-                                                  application.credentials.password,
-                                                  NSURL{launch.portalURL}, device_.currentLocale());
-  if (!manager_) {
-    say("the library cannot be made: its cache folder is missing");
-    return;
-  }
-  manager_->setEngineObserver(recorder_);
-  say(launch.first ? "launched" : "launched again");
+  LibraryHost::Options options;
+  options.username = application.credentials.username;
+  options.password = application.credentials.password;
+  options.portalURL = launch.portalURL;
   if (launch.first) {
-    for (const auto& [name, value] : application.tags) {
-      manager_->settingsManager().setTag(name, value);
-    }
+    options.tags = application.tags;
+    options.disabledCategories = application.disabledCategories;
   }
-  manager_->start([this, first = launch.first](const std::optional<Error>& error) {
-    if (error) return say("the library did not start: " + error->localizedDescription());
-    say("the library runs");
-    if (!first) return;
-    for (const std::string& category : scenario_.application.disabledCategories) {
-      switchCategory(category, false);
-    }
-  });
+  options.showsNotifications = application.showsNotifications;
+  options.log = launch.log;
+  library_.emplace(recorder_, std::move(options));
+  if (!library_->launch(launch.first ? "launched" : "launched again")) return;
   if (application.foreground) device_.application().becomeActive();
 }
 
-void HostApplication::announced(const NSNotification& notification) {
-  const auto zone = KSProximityManager::proximityZoneFromNotification(notification);
-  if (!zone || !zone->content()) return;
-  const KSProximityZoneContent& content = *zone->content();
-  const std::string identifier = content.identifier.value_or("");
-  const std::string text = shownText(content.title.value_or(""), content.message.value_or(""));
-  recorder_->say(TimelineKind::notification, fmt::format("content {} announced", identifier),
-                 {{"action", "announced"},
-                  {"zone", zone->identifier().value_or("")},
-                  {"content", identifier},
-                  {"text", text}});
-  announced_[identifier] = zone;
-  if (scenario_.application.showsNotifications) manager_->showNotificationForProximityZone(zone);
-}
-
 void HostApplication::apply(const Scenario::Event& event) {
-  if (!manager_) return;
+  if (library_->manager() == nullptr) return;
   switch (event.kind) {
     case Kind::becomeActive:
       say("becomes active");
@@ -146,7 +100,7 @@ void HostApplication::apply(const Scenario::Event& event) {
       device_.application().resignActive();
       return;
     case Kind::backgroundFetch:
-      fetchInBackground();
+      library_->fetchInBackground();
       return;
     case Kind::setPermission:
       say(fmt::format("location permission becomes {}", permissionName(event.permission)));
@@ -154,15 +108,17 @@ void HostApplication::apply(const Scenario::Event& event) {
       return;
     case Kind::retry:
       say("tries to start again");
-      manager_->retry();
+      library_->manager()->retry();
       return;
     case Kind::reset:
       say("resets the library");
-      manager_->reset();
+      library_->manager()->reset();
       return;
     case Kind::openContent:
+      library_->openContent(event.name);
+      return;
     case Kind::showNotification:
-      applyToContent(event);
+      library_->showContent(event.name);
       return;
     default:
       applySettings(event);
@@ -170,7 +126,7 @@ void HostApplication::apply(const Scenario::Event& event) {
 }
 
 void HostApplication::applySettings(const Scenario::Event& event) {
-  KSSettingsManager& settings = manager_->settingsManager();
+  KSSettingsManager& settings = library_->manager()->settingsManager();
   switch (event.kind) {
     case Kind::setTag:
       say(fmt::format("sets tag {} to {}", event.name, event.value));
@@ -186,43 +142,11 @@ void HostApplication::applySettings(const Scenario::Event& event) {
       return;
     case Kind::enableCategory:
     case Kind::disableCategory:
-      switchCategory(event.name, event.kind == Kind::enableCategory);
+      library_->switchCategory(event.name, event.kind == Kind::enableCategory);
       return;
     default:
       return;
   }
-}
-
-void HostApplication::applyToContent(const Scenario::Event& event) {
-  const auto found = announced_.find(event.name);
-  if (found == announced_.end()) {
-    say(fmt::format("has no content {} to open: it was not announced", event.name));
-  } else if (event.kind == Kind::openContent) {
-    say("the user opens content " + event.name);
-    manager_->incrementLoyaltyForProximityZone(found->second);
-  } else {
-    say("has content " + event.name + " shown");
-    manager_->showNotificationForProximityZone(found->second);
-  }
-}
-
-void HostApplication::fetchInBackground() {
-  say("is woken for a background fetch");
-  manager_->performFetchWithCompletionHandler([this](UIBackgroundFetchResult result) {
-    say(result == UIBackgroundFetchResult::newData ? "background fetch: new data"
-                                                   : "background fetch: no data");
-  });
-}
-
-void HostApplication::switchCategory(const std::string& identifier, bool enabled) {
-  KSSettingsManager& settings = manager_->settingsManager();
-  for (const auto& category : settings.contentCategories()) {
-    if (category->identifier != identifier) continue;
-    say(fmt::format("switches category {} {}", identifier, enabled ? "on" : "off"));
-    settings.enableContentCategory(*category, enabled);
-    return;
-  }
-  say(fmt::format("knows no category {} to switch", identifier));
 }
 
 }  // namespace ks::tool

@@ -1,12 +1,12 @@
 #pragma once
 
 #include <filesystem>
-#include <map>
 #include <memory>
+#include <optional>
 #include <string>
 
-#include "BeaconSDK/Classes/Manager/KSProximityManager.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedPlatform.h"
+#include "tools/ksbeacon/LibraryHost.h"
 #include "tools/ksbeacon/RecordingPlatform.h"
 #include "tools/ksbeacon/Scenario.h"
 #include "tools/ksbeacon/TimelineRecorder.h"
@@ -47,21 +47,14 @@ class HostApplication {
   void buildWorld();
   void observe();
   void start(const Launch& launch);
-  void announced(const NSNotification& notification);
-  void switchCategory(const std::string& identifier, bool enabled);
   void applySettings(const Scenario::Event& event);
-  void applyToContent(const Scenario::Event& event);
-  void fetchInBackground();
   void say(std::string text) { recorder_->say(TimelineKind::application, std::move(text)); }
 
   const Scenario& scenario_;
   std::shared_ptr<TimelineRecorder> recorder_;
   SimulatedPlatform device_;
   std::shared_ptr<RecordingPlatform> platform_;
-  std::vector<NSNotificationCenter::Observation> observations_;
-  std::shared_ptr<KSProximityManager> manager_;
-  /// The zones that were announced, by their contents' identifiers.
-  std::map<std::string, std::shared_ptr<KSProximityZone>> announced_;
+  std::optional<LibraryHost> library_;
 };
 
 }  // namespace ks::tool

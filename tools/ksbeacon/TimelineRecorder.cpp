@@ -65,12 +65,16 @@ std::string regionInWords(const CLRegion& region) {
 
 }  // namespace
 
+TimelineRecorder::TimelineRecorder(Date start, Timeline& timeline, std::string portalURL,
+                                   bool everyRanging)
+    : timeline_(timeline),
+      start_(start),
+      portalURL_(std::move(portalURL)),
+      everyRanging_(everyRanging) {}
+
 TimelineRecorder::TimelineRecorder(const Scenario& scenario, Timeline& timeline,
                                    std::string portalURL, bool everyRanging)
-    : timeline_(timeline),
-      start_(scenario.start),
-      portalURL_(std::move(portalURL)),
-      everyRanging_(everyRanging) {
+    : TimelineRecorder(scenario.start, timeline, std::move(portalURL), everyRanging) {
   for (const Scenario::Beacon& beacon : scenario.beacons) {
     const SimulatedBeacon& radio = beacon.radio;
     beaconNames_[{radio.proximityUUID, radio.major, radio.minor}] = beacon.name;

@@ -19,8 +19,8 @@ namespace ks::tool {
 
 /// Turns what the device, the engine and the transfers report into lines of the timeline.
 ///
-/// Lines hold nothing of the machine that the simulation runs on: no port, no path, no real time.
-/// Everything but `statisticArrived` runs on the simulated device's own thread.
+/// Lines hold nothing of the machine that the program runs on: no port, no path, and in a
+/// simulation no real time. Everything but `statisticArrived` runs on the device's own thread.
 class TimelineRecorder : public KSEngineObserver, public LocationListener {
  public:
   using BeaconIdentity = std::tuple<UUID, std::uint16_t, std::uint16_t>;
@@ -30,6 +30,8 @@ class TimelineRecorder : public KSEngineObserver, public LocationListener {
   /// beacons make one that are new, gone or at another proximity.
   TimelineRecorder(const Scenario& scenario, Timeline& timeline, std::string portalURL,
                    bool everyRanging = true);
+  /// For a device whose beacons nobody has named.
+  TimelineRecorder(Date start, Timeline& timeline, std::string portalURL, bool everyRanging);
 
   /// The clock of the device that reports from now on.
   void follow(const Clock& clock) { clock_ = &clock; }

@@ -1,0 +1,73 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "BeaconSDK/Classes/Manager/KSProximityManager.h"
+#include "tools/ksbeacon/TimelineRecorder.h"
+
+namespace ks::tool {
+
+/// An application's dealings with the library on the current platform: makes it, starts it, says
+/// what its user wants and tells the timeline what comes of it. Main queue only.
+class LibraryHost {
+ public:
+  struct Options {
+    std::string username;
+    std::string password;
+    std::string portalURL;
+    /// Set at the launch.
+    std::vector<std::pair<std::string, std::string>> tags;
+    /// Switched when the library runs.
+    std::vector<std::string> enabledCategories;
+    std::vector<std::string> disabledCategories;
+    /// Has each announced content shown as a local notification.
+    bool showsNotifications = true;
+    /// Has the library write its trace.
+    bool log = false;
+    /// Told how each attempt to start ended, after the timeline; may be empty.
+    std::function<void(const std::optional<Error>&)> started;
+  };
+
+  LibraryHost(std::shared_ptr<TimelineRecorder> recorder, Options options);
+  LibraryHost(const LibraryHost&) = delete;
+  LibraryHost& operator=(const LibraryHost&) = delete;
+  /// As when the process is killed: nothing is told to the library.
+  ~LibraryHost();
+
+  /// False when the library cannot be made.
+  bool launch(const std::string& announcement);
+  /// Does nothing while the library runs or is starting.
+  void start();
+  /// Null until the launch.
+  KSProximityManager* manager() { return manager_.get(); }
+  void fetchInBackground(KSProximityManager::FetchCompletion completion = {});
+  void switchCategory(const std::string& identifier, bool enabled);
+  /// The user opens an announced content, or has it shown again.
+  void openContent(const std::string& identifier);
+  void showContent(const std::string& identifier);
+  void say(std::string text) { recorder_->say(TimelineKind::application, std::move(text)); }
+
+ private:
+  void observe();
+  void startEnded(const std::optional<Error>& error);
+  void announced(const NSNotification& notification);
+  std::shared_ptr<KSProximityZone> announcedZone(const std::string& content);
+
+  std::shared_ptr<TimelineRecorder> recorder_;
+  Options options_;
+  std::vector<NSNotificationCenter::Observation> observations_;
+  std::shared_ptr<KSProximityManager> manager_;
+  /// The zones that were announced, by their contents' identifiers.
+  std::map<std::string, std::shared_ptr<KSProximityZone>> announced_;
+};
+
+/// What a person sees of a content: its title and its message, as far as it has them.
+std::string shownText(const std::string& title, const std::string& message);
+
+}  // namespace ks::tool
