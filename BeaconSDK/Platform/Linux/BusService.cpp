@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
-#include <optional>
 #include <system_error>
 #include <utility>
 #include <vector>
@@ -73,7 +72,7 @@ class BusService::Core : public std::enable_shared_from_this<Core> {
 
   void connect();
   void close();
-  bool isPresent() const { return present_.value_or(false); }
+  BusPresence presence() const { return presence_; }
   void call(const BusCall& call, Reply reply);
   std::uint64_t addSignals(const BusSignals& signals, PathSignal handler);
   void removeSignals(const std::string& path);
@@ -110,7 +109,9 @@ class BusService::Core : public std::enable_shared_from_this<Core> {
   void connected(GObjectOwned<GDBusConnection> connection);
   void disconnected();
   void retryLater();
-  void setPresent(bool present, const gchar* owner = "");
+  void askWhetherStartable();
+  void watch();
+  void setPresence(BusPresence presence, const gchar* owner = "");
   void subscribe(Subscription& subscription);
   void signalArrived(std::uint64_t number, const gchar* path, GVariant* parameters);
   void unsubscribe(const Subscription& subscription);
@@ -131,8 +132,8 @@ class BusService::Core : public std::enable_shared_from_this<Core> {
   guint watch_ = 0;
   /// The service's own address; empty while it is away.
   std::string owner_;
-  /// Absent until the bus has answered, or could not be asked.
-  std::optional<bool> present_;
+  BusPresence presence_ = BusPresence::unknown;
+  bool startable_ = false;
   std::uint64_t lastSubscription_ = 0;
   std::vector<Subscription> subscriptions_;
   std::vector<Exported> objects_;
@@ -141,9 +142,8 @@ class BusService::Core : public std::enable_shared_from_this<Core> {
 };
 
 void BusService::Core::connect() {
-  const GLibOwned<gchar> address(
-      g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr));
-  if (!address) {
+  const std::string address = addressOf(options_.bus);
+  if (address.empty()) {
     queue_.async([weak = weak_from_this()] {
       if (const auto core = weak.lock()) core->retryLater();
     });
@@ -160,7 +160,6 @@ void BusService::Core::connect() {
     if (connection) {
       core->connected(std::move(connection));
     } else {
-      core->setPresence(BusPresence::noBus);
       core->retryLater();
     }
   };
@@ -183,11 +182,37 @@ void BusService::Core::connected(GObjectOwned<GDBusConnection> connection) {
       [](gpointer weak, GClosure*) { freeWeak(weak); }, G_CONNECT_DEFAULT);
   for (Subscription& subscription : subscriptions_) subscribe(subscription);
   for (Exported& exported : objects_) offer(exported);
+  if (options_.mayStart) {
+    askWhetherStartable();
+  } else {
+    watch();
+  }
+}
+
+void BusService::Core::askWhetherStartable() {
+  const auto done = [](GObject* source, GAsyncResult* result, gpointer weak) {
+    const Variant reply(g_dbus_connection_call_finish(G_DBUS_CONNECTION(source), result, nullptr));
+    const auto core = lock(weak);
+    freeWeak(weak);
+    if (!core || core->connection_.get() != G_DBUS_CONNECTION(source)) return;
+    const Variant names(reply ? g_variant_get_child_value(reply.get(), 0) : nullptr);
+    core->startable_ = names && contains(names.get(), core->name_);
+    core->watch();
+  };
+  constexpr gint kTimeoutMilliseconds = 5000;
+  g_dbus_connection_call(connection_.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                         "org.freedesktop.DBus", "ListActivatableNames", nullptr,
+                         G_VARIANT_TYPE("(as)"), G_DBUS_CALL_FLAGS_NONE, kTimeoutMilliseconds,
+                         cancellable_.get(), done, weakSelf());
+}
+
+void BusService::Core::watch() {
   const auto appeared = [](GDBusConnection*, const gchar*, const gchar* owner, gpointer weak) {
-    if (const auto core = lock(weak)) core->setPresent(true, owner);
+    if (const auto core = lock(weak)) core->setPresence(BusPresence::present, owner);
   };
   const auto vanished = [](GDBusConnection*, const gchar*, gpointer weak) {
-    if (const auto core = lock(weak)) core->setPresent(false);
+    const auto core = lock(weak);
+    if (core) core->setPresence(core->startable_ ? BusPresence::startable : BusPresence::absent);
   };
   watch_ = g_bus_watch_name_on_connection(connection_.get(), name_.c_str(),
                                           G_BUS_NAME_WATCHER_FLAGS_NONE, appeared, vanished,
@@ -218,6 +243,7 @@ void BusService::Core::disconnected() {
   g_signal_handler_disconnect(connection_.get(), std::exchange(closedHandler_, 0));
   g_dbus_connection_close(connection_.get(), nullptr, nullptr, nullptr);
   connection_.reset();
+  startable_ = false;
   retryLater();
 }
 
@@ -225,19 +251,25 @@ void BusService::Core::retryLater() {
   if (!presenceChanged_) return;
   retry_.arm(queue_, nextRetry_, [this] { connect(); });
   nextRetry_ = std::min(nextRetry_ * 2, kLastRetry);
-  setPresent(false);
+  setPresence(BusPresence::noBus);
 }
 
-void BusService::Core::setPresent(bool present, const gchar* owner) {
+void BusService::Core::setPresence(BusPresence presence, const gchar* owner) {
   owner_ = owner;
-  if (std::exchange(present_, present) == present) return;
-  const auto presence = presence_;
-  if (presence) presence(present);
+  const BusPresence before = std::exchange(presence_, presence);
+  const bool present = presence == BusPresence::present;
+  const bool isNews = before == BusPresence::unknown ||
+                      present != (before == BusPresence::present) ||
+                      presence == BusPresence::startable;
+  if (before == presence || !isNews) return;
+  // The callback may end the service object.
+  const auto changed = presenceChanged_;
+  if (changed) changed(present);
 }
 
 void BusService::Core::call(const BusCall& call, Reply reply) {
   const Variant parameters(call.parameters ? g_variant_ref_sink(call.parameters) : nullptr);
-  if (!isPresent()) {
+  if (presence_ != BusPresence::present && presence_ != BusPresence::startable) {
     queue_.async([weak = weak_from_this(), reply = std::move(reply)] {
       if (!weak.lock()) return;
       const GLibOwned<GError> error(

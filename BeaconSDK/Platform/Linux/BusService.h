@@ -76,8 +76,8 @@ class BusService {
   using Signal = std::function<void(GVariant* parameters)>;
   using PathSignal = std::function<void(std::string_view path, GVariant* parameters)>;
 
-  /// `presence` is told once whether the service is there, and then of every change.
-  /// `presence` is also called, with false, when a service that may be started becomes startable.
+  /// `presence` is told once whether the service is there, and then of every change; also, with
+  /// false, when an absent service becomes startable.
   BusService(std::string name, DispatchQueue& queue, std::function<void(bool present)> presence,
              BusOptions options = {});
   BusService(const BusService&) = delete;

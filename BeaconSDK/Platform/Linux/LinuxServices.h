@@ -5,7 +5,7 @@
 
 #include "BeaconSDK/Platform/Api/CoreBluetooth.h"
 #include "BeaconSDK/Platform/Api/Foundation.h"
-#include "BeaconSDK/Platform/Api/UserNotifications.h"
+#include "BeaconSDK/Platform/Linux/LinuxNotificationCenter.h"
 #include "BeaconSDK/Platform/Linux/ServiceState.h"
 #include "BeaconSDK/Platform/Location/LocationEngine.h"
 
@@ -43,12 +43,6 @@ class LinuxRadio : public LocationSource {
   /// The centrals may outlive the radio and are then unsupported.
   virtual std::unique_ptr<CBCentralManager> makeCentralManager(
       CBCentralManagerDelegate& delegate) = 0;
-};
-
-/// The desktop's notifications.
-class LinuxNotificationCenter : public UNUserNotificationCenter {
- public:
-  virtual ServiceState state() const = 0;
 };
 
 /// Each makes the platform's service of its kind; null where the library was built without it.
