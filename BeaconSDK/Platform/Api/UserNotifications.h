@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <optional>
@@ -11,6 +12,19 @@
 #include "BeaconSDK/Platform/Api/Value.h"
 
 namespace ks {
+
+/// The domain and codes of the centre's errors, the platform's numbers.
+inline constexpr const char* UNErrorDomain = "UNErrorDomain";
+enum class UNError : std::int64_t {
+  notificationsNotAllowed = 1,
+  attachmentInvalidURL = 100,
+  attachmentInvalidFileSize = 102,
+  attachmentMoveIntoDataStoreFailed = 104,
+  notificationInvalidNoDate = 1400,
+};
+
+/// A repeating trigger must not be shorter.
+inline constexpr Seconds kShortestNotificationRepeat{60};
 
 /// A file shown with a notification.
 struct UNNotificationAttachment {

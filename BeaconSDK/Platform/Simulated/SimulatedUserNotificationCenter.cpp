@@ -46,7 +46,7 @@ std::optional<Error> SimulatedUserNotificationCenter::accept(UNNotificationReque
   }
   const auto& trigger = request.trigger;
   if (!(trigger.timeInterval.count() > 0) ||
-      (trigger.repeats && trigger.timeInterval < kShortestRepeat)) {
+      (trigger.repeats && trigger.timeInterval < kShortestNotificationRepeat)) {
     return makeError(UNError::notificationInvalidNoDate,
                      "The trigger's time interval is too short");
   }

@@ -13,22 +13,12 @@
 
 namespace ks {
 
-/// The domain and codes of the centre's errors, the platform's numbers.
-inline constexpr const char* UNErrorDomain = "UNErrorDomain";
-enum class UNError : std::int64_t {
-  notificationsNotAllowed = 1,
-  attachmentInvalidURL = 100,
-  notificationInvalidNoDate = 1400,
-};
-
 /// A notification centre that shows notifications to whoever listens, when virtual time comes to
 /// their trigger. Pending requests end with the process. Main queue only.
 class SimulatedUserNotificationCenter : public UNUserNotificationCenter {
  public:
   /// The oldest delivered notifications go first.
   static constexpr std::size_t kMostDelivered = 1000;
-  /// A repeating trigger must not be shorter; the platform's own rule.
-  static constexpr Seconds kShortestRepeat{60};
 
   struct Notification {
     Date date;
