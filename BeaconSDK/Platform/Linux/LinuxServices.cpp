@@ -6,10 +6,6 @@ std::unique_ptr<LinuxRadio> makeLinuxRadio(const LinuxServiceContext& /*context*
   return nullptr;
 }
 
-std::unique_ptr<LocationSource> makeLinuxPositions(const LinuxServiceContext& /*context*/) {
-  return nullptr;
-}
-
 std::unique_ptr<LinuxNotificationCenter> makeLinuxNotificationCenter(
     const LinuxServiceContext& /*context*/) {
   return nullptr;
