@@ -1,3 +1,5 @@
+#include <functional>
+
 #include "tests/Location/LocationFixture.h"
 #include "tests/Location/RadioWalk.h"
 
@@ -123,16 +125,22 @@ TEST_F(BeaconRegionTest, CrossingWaitsForDelegate) {
 
 TEST_F(BeaconRegionTest, DeafDeviceDoesNotLeave) {
   monitor(beaconRegion());
-  hearFor(10, 1);
-  take();
-  engine_->setBeaconScanningAvailable(false);
-  advance(600);
-  EXPECT_EQ(take(), Events{});
-  engine_->setBeaconScanningAvailable(true);
-  advance(29);
-  EXPECT_EQ(take(), Events{});
-  advance(2);
-  EXPECT_EQ(take(), (Events{"outside hall", "exit hall"}));
+  const std::function<void(bool)> ways[] = {
+      [&](bool deaf) { engine_->setBeaconScanningAvailable(!deaf); },
+      [&](bool deaf) { engine_->setBeaconScanningPaused(deaf); },
+  };
+  for (const auto& makeDeaf : ways) {
+    hearFor(10, 1);
+    take();
+    makeDeaf(true);
+    advance(600);
+    EXPECT_EQ(take(), Events{});
+    makeDeaf(false);
+    advance(29);
+    EXPECT_EQ(take(), Events{});
+    advance(2);
+    EXPECT_EQ(take(), (Events{"outside hall", "exit hall"}));
+  }
 }
 
 TEST_F(BeaconRegionTest, SleepIsNoSilence) {

@@ -11,6 +11,7 @@ struct GLibDeleter {
   void operator()(GError* error) const { g_error_free(error); }
   void operator()(GUri* uri) const { g_uri_unref(uri); }
   void operator()(gchar* text) const { g_free(text); }
+  void operator()(GVariant* variant) const { g_variant_unref(variant); }
 };
 template <class T>
 using GLibOwned = std::unique_ptr<T, GLibDeleter>;

@@ -21,10 +21,7 @@ namespace {
 constexpr Seconds kFirstRetry{1};
 constexpr Seconds kLastRetry{60};
 
-struct VariantDeleter {
-  void operator()(GVariant* variant) const { g_variant_unref(variant); }
-};
-using Variant = std::unique_ptr<GVariant, VariantDeleter>;
+using Variant = GLibOwned<GVariant>;
 
 /// Empty when there is none. The session bus is looked for here because GLib would start one, and
 /// wait for it.
@@ -78,6 +75,7 @@ class BusService::Core : public std::enable_shared_from_this<Core> {
   void removeSignals(const std::string& path);
   void removeSignals(std::uint64_t number);
   void addObject(BusObject object);
+  void removeObjects(const std::string& path);
 
  private:
   struct Subscription {
@@ -359,6 +357,16 @@ void BusService::Core::addObject(BusObject object) {
   if (connection_) offer(objects_.back());
 }
 
+void BusService::Core::removeObjects(const std::string& path) {
+  std::erase_if(objects_, [&](const Exported& exported) {
+    if (exported.object->path != path) return false;
+    if (exported.identifier != 0) {
+      g_dbus_connection_unregister_object(connection_.get(), exported.identifier);
+    }
+    return true;
+  });
+}
+
 void BusService::Core::offer(Exported& exported) {
   const auto called = [](GDBusConnection*, const gchar* sender, const gchar*, const gchar*,
                          const gchar* method, GVariant* parameters,
@@ -379,7 +387,8 @@ void BusService::Core::offer(Exported& exported) {
     return static_cast<ObjectTarget*>(data)->object->property(property);
   };
   static const GDBusInterfaceVTable kTable{called, asked, nullptr, {}};
-  GDBusNodeInfo* const node = g_dbus_node_info_new_for_xml(exported.object->description, nullptr);
+  GDBusNodeInfo* const node =
+      g_dbus_node_info_new_for_xml(exported.object->description.c_str(), nullptr);
   exported.identifier = g_dbus_connection_register_object(
       connection_.get(), exported.object->path.c_str(), node->interfaces[0], &kTable,
       new ObjectTarget{weak_from_this(), exported.object},
@@ -416,5 +425,7 @@ void BusService::forgetSignals(const std::string& path) { core_->removeSignals(p
 void BusService::forgetSignals(std::uint64_t subscription) { core_->removeSignals(subscription); }
 
 void BusService::exportObject(BusObject object) { core_->addObject(std::move(object)); }
+
+void BusService::withdrawObjects(const std::string& path) { core_->removeObjects(path); }
 
 }  // namespace ks

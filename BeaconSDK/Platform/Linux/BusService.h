@@ -38,7 +38,7 @@ struct BusSignals {
 struct BusObject {
   std::string path;
   /// The interface in the bus's introspection form, within a <node>.
-  const char* description = nullptr;
+  std::string description;
   /// Returns the reply's parameters, null for none. The parameters have the described type.
   std::function<GVariant*(std::string_view method, GVariant* parameters)> call;
   /// Only described properties are asked for. May be null when there are none.
@@ -100,6 +100,8 @@ class BusService {
   void forgetSignals(std::uint64_t subscription);
   /// Offers an object for as long as the service object lives, over restarts of the bus.
   void exportObject(BusObject object);
+  /// Takes the objects at `path` back; none of their functions is called any more.
+  void withdrawObjects(const std::string& path);
 
  private:
   class Core;

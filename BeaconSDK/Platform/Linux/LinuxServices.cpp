@@ -1,9 +1,11 @@
 #include "BeaconSDK/Platform/Linux/LinuxServices.h"
 
+#include "BeaconSDK/Platform/Linux/BlueZRadio.h"
+
 namespace ks {
 
-std::unique_ptr<LinuxRadio> makeLinuxRadio(const LinuxServiceContext& /*context*/) {
-  return nullptr;
+std::unique_ptr<LinuxRadio> makeLinuxRadio(const LinuxServiceContext& context) {
+  return std::make_unique<BlueZRadio>(context);
 }
 
 std::unique_ptr<LinuxNotificationCenter> makeLinuxNotificationCenter(

@@ -40,7 +40,7 @@ class LocationSource {
 /// The Bluetooth radio: feeds the location engine with advertisements and makes scanners.
 class LinuxRadio : public LocationSource {
  public:
-  /// The centrals may outlive the radio and are then unsupported.
+  /// The centrals may outlive the radio and are then inert.
   virtual std::unique_ptr<CBCentralManager> makeCentralManager(
       CBCentralManagerDelegate& delegate) = 0;
 };

@@ -50,6 +50,10 @@ void LocationEngine::setBeaconScanningAvailable(bool available) {
   core_->setBeaconScanningAvailable(available);
 }
 
+void LocationEngine::setBeaconScanningPaused(bool paused) {
+  core_->setBeaconScanningPaused(paused);
+}
+
 void LocationEngine::setPositioningAvailable(bool available) { core_->positioning = available; }
 
 void LocationEngine::handleAdvertisement(const Advertisement& advertisement) {

@@ -96,8 +96,11 @@ class LocationEngine : public LocationServices {
 
   /// Delegates are told of a change in a task of its own.
   void setAuthorizationStatus(CLAuthorizationStatus status);
-  /// False while the radio cannot listen: silence then proves nothing. True at first.
+  /// False where the device has no radio, which stops listening too. True at first.
   void setBeaconScanningAvailable(bool available);
+  /// True while the radio cannot listen for now: silence then proves nothing. Beacon regions can be
+  /// monitored all the same. False at first.
+  void setBeaconScanningPaused(bool paused);
   /// False where the device has no source of positions. True at first.
   void setPositioningAvailable(bool available);
 

@@ -245,8 +245,13 @@ void LocationEngine::Core::setBeaconScanningAvailable(bool available) {
   demandMayHaveChanged();
 }
 
+void LocationEngine::Core::setBeaconScanningPaused(bool paused) {
+  scanningPaused_ = paused;
+  updateListening();
+}
+
 void LocationEngine::Core::updateListening() {
-  presence_.setListening(scanning && mayMonitor());
+  presence_.setListening(scanning && !scanningPaused_ && mayMonitor());
   ranging_.setAllowed(isAuthorized());
 }
 

@@ -48,6 +48,7 @@ class LocationEngine::Core : public std::enable_shared_from_this<Core> {
 
   void setAuthorizationStatus(CLAuthorizationStatus status);
   void setBeaconScanningAvailable(bool available);
+  void setBeaconScanningPaused(bool paused);
   void handleBeacon(const BeaconFrame& frame, Dbm rssi, Seconds age);
   void handleFix(const CLLocation& fix);
   void positionFailed(const Error& error);
@@ -89,6 +90,7 @@ class LocationEngine::Core : public std::enable_shared_from_this<Core> {
   LocationStateStore& store_;
   LocationDemandListener& listener_;
 
+  bool scanningPaused_ = false;
   ManagerList managers_;
   RegionBook book_;
   RegionReports reports_;
