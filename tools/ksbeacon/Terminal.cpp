@@ -1,5 +1,6 @@
 #include "tools/ksbeacon/Terminal.h"
 
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -13,6 +14,14 @@ bool errorIsTerminal() { return isatty(STDERR_FILENO) == 1; }
 bool outputTakesColours() {
   const char* const plain = std::getenv("NO_COLOR");
   return outputIsTerminal() && (plain == nullptr || *plain == '\0');
+}
+
+TerminalSize outputSize() {
+  winsize size = {};
+  if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_row == 0 || size.ws_col == 0) {
+    return {};
+  }
+  return {size.ws_row, size.ws_col};
 }
 
 }  // namespace ks::tool

@@ -7,6 +7,7 @@
 #include "tools/ksbeacon/CheckCommand.h"
 #include "tools/ksbeacon/ExitCode.h"
 #include "tools/ksbeacon/HelpFormatter.h"
+#include "tools/ksbeacon/InspectCommand.h"
 #include "tools/ksbeacon/PortalCommand.h"
 #include "tools/ksbeacon/SimulateCommand.h"
 
@@ -29,6 +30,7 @@ int run(int argc, char** argv) {
   ks::tool::addSimulateCommand(app, code);
   ks::tool::addPortalCommand(app, code);
   ks::tool::addCheckCommand(app, code);
+  ks::tool::addInspectCommand(app, code);
   std::string topic;
   CLI::App* const help =
       app.add_subcommand("help", "Show help for the command or for a subcommand");

@@ -87,6 +87,14 @@ std::optional<std::string> KSBatteryStatus::keyForBeacon(const KSPrivateBeacon& 
          number(beacon.major());
 }
 
+std::optional<std::uint8_t> KSBatteryStatus::levelInServiceData(const ks::Data& data) {
+  if (data.size() >= kTaggedMinSize && data.size() <= kTaggedMaxSize) {
+    return data[kTaggedLevelOffset];
+  }
+  return data.size() == kIdentifiedSize ? std::optional(data[kIdentifiedLevelOffset])
+                                        : std::nullopt;
+}
+
 void KSBatteryStatus::startScanningIfNeeded() {
   if (centralManager_->state() != ks::CBManagerState::poweredOn || waitingCount_ == 0) return;
   // A scan reports each peripheral once, so a beacon that was heard before it was wanted answers

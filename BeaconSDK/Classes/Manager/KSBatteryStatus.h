@@ -31,6 +31,8 @@ class KSBatteryStatus : public ks::CBCentralManagerDelegate {
   /// Name, UUID, minor and major in a row. A beacon without a name or UUID, or with minor 0, has
   /// none.
   static std::optional<std::string> keyForBeacon(const KSPrivateBeacon& beacon);
+  /// The level in a beacon's service data, of either layout; nothing for data of another length.
+  static std::optional<std::uint8_t> levelInServiceData(const ks::Data& data);
   void startScanningIfNeeded();
   void stopScanningIfNeeded();
 
