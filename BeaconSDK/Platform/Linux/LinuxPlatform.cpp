@@ -44,15 +44,6 @@ HttpOptions httpOptions(const LinuxPlatformOptions& options, const Directories& 
   return http;
 }
 
-UNNotificationRequest requestFor(const UILocalNotification& notification) {
-  UNNotificationRequest request;
-  request.identifier = "localNotification";
-  request.content.body = notification.alertBody;
-  request.content.defaultSound = notification.defaultSound;
-  request.content.userInfo = notification.userInfo;
-  return request;
-}
-
 }  // namespace
 
 /// In the order in which each needs those before it.
@@ -129,10 +120,8 @@ void LinuxPlatform::Services::connect(const LinuxPlatformOptions& options) {
 }
 
 void LinuxPlatform::Services::showLocalNotifications() {
-  application.setPresenter([this](const UILocalNotification& notification) {
-    notifications->addNotificationRequest(requestFor(notification),
-                                          [](const std::optional<Error>&) {});
-  });
+  application.setPresenter(
+      [this](const UILocalNotification& notification) { notifications->present(notification); });
 }
 
 LinuxPlatform::LinuxPlatform(LinuxPlatformOptions options)

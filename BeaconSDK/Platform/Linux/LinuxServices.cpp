@@ -1,6 +1,7 @@
 #include "BeaconSDK/Platform/Linux/LinuxServices.h"
 
 #include "BeaconSDK/Platform/Linux/BlueZRadio.h"
+#include "BeaconSDK/Platform/Linux/DesktopNotificationCenter.h"
 
 namespace ks {
 
@@ -9,8 +10,8 @@ std::unique_ptr<LinuxRadio> makeLinuxRadio(const LinuxServiceContext& context) {
 }
 
 std::unique_ptr<LinuxNotificationCenter> makeLinuxNotificationCenter(
-    const LinuxServiceContext& /*context*/) {
-  return nullptr;
+    const LinuxServiceContext& context) {
+  return std::make_unique<DesktopNotificationCenter>(context);
 }
 
 }  // namespace ks

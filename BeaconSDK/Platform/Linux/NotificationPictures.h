@@ -1,0 +1,45 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <vector>
+
+#include "BeaconSDK/Platform/Api/Result.h"
+#include "BeaconSDK/Platform/Api/UserNotifications.h"
+
+namespace ks {
+
+/// A notification's pictures in files of its own, which go with the object. Either may be empty.
+struct NotificationPictures {
+  NotificationPictures() = default;
+  NotificationPictures(const NotificationPictures&) = delete;
+  NotificationPictures& operator=(const NotificationPictures&) = delete;
+  ~NotificationPictures();
+
+  /// Stands for the sender.
+  std::filesystem::path icon;
+  /// What is told of.
+  std::filesystem::path image;
+};
+
+/// Takes copies of attached pictures, readable for their owner alone, so that the originals may go.
+class NotificationPictureStore {
+ public:
+  /// The limit of the platform whose notifications these are.
+  static constexpr std::uintmax_t kLargestPicture = 10'000'000;
+
+  explicit NotificationPictureStore(std::filesystem::path folder) : folder_(std::move(folder)) {}
+
+  /// The first picture whose thumbnail is not hidden is the icon and the first other one the image;
+  /// a single picture is both. What no desktop draws, as sounds and films, is left out; what cannot
+  /// be read, is too large or cannot be kept is an error.
+  Result<std::shared_ptr<const NotificationPictures>> take(
+      const std::vector<UNNotificationAttachment>& attachments);
+
+ private:
+  const std::filesystem::path folder_;
+  std::uint64_t lastNumber_ = 0;
+};
+
+}  // namespace ks
