@@ -81,8 +81,7 @@ void Scenario::installDevice(Date start) {
 }
 
 void Scenario::launches() {
-  manager = KSProximityManager::initWithUsername("user", "secret", NSURL{"https://portal.test/app"},
-                                                 device->currentLocale());
+  manager = KSProximityManager::initWithUsername("user", "secret", portal, device->currentLocale());
   ASSERT_NE(manager, nullptr);
   manager->setEngineObserver(self_);
 }

@@ -99,6 +99,7 @@ class Scenario : public KSEngineObserver {
   std::shared_ptr<ScriptedLocationServices> location = std::make_shared<ScriptedLocationServices>();
   std::shared_ptr<test::FakeURLLoadingSystem> http = std::make_shared<test::FakeURLLoadingSystem>();
   std::shared_ptr<SimulatedPlatform> device;
+  NSURL portal{"https://portal.test/app"};
   std::shared_ptr<KSProximityManager> manager;
   /// What the last start answered: nothing yet, "" for success, or the error's text.
   std::optional<std::string> startResult;
