@@ -100,7 +100,7 @@ struct HttpTransfer::Callbacks {
     HttpTransfer& transfer = of(data);
     transfer.storing_ = false;
     // Later, not inside the cache's own handling.
-    if (transfer.bodyIsWhole_) transfer.silence_.start(Seconds{0});
+    if (transfer.bodyEnded_) transfer.silence_.start(Seconds{0});
   }
 };
 
@@ -112,8 +112,8 @@ HttpTransfer::HttpTransfer(SoupSession* session, HttpJob job, Completion complet
       alive_(std::move(alive)),
       cancellable_(g_cancellable_new()),
       silence_([this] {
-        if (bodyIsWhole_) {
-          finish();
+        if (bodyEnded_) {
+          settle();
         } else {
           fail(NSURLError::timedOut, "nothing arrived for too long");
         }
@@ -242,8 +242,7 @@ void HttpTransfer::didReadChunk(gssize count) {
     return fail(NSURLError::dataLengthExceedsMaximum, "the reply is too long");
   }
   if (count == 0) {
-    if (isCutShort()) return fail(NSURLError::networkConnectionLost, "the reply was cut short");
-    return finishWhenStored();
+    return settleWhenStored();
   }
   if (outcome_.file) {
     if (!outcome_.file->write(chunk_.data(), size)) {
@@ -267,16 +266,26 @@ bool HttpTransfer::isCutShort() const {
          static_cast<guint64>(soup_message_headers_get_content_length(headers));
 }
 
-void HttpTransfer::finishWhenStored() {
-  bodyIsWhole_ = true;
+void HttpTransfer::settleWhenStored() {
+  bodyEnded_ = true;
   outcome_.fromCache = !wroteRequest_;
   if (outcome_.file) outcome_.file->close();
-  if (!storing_) return finish();
+  if (!storing_) return settle();
   silence_.start(kStoringTimeout);
 }
 
+void HttpTransfer::settle() {
+  if (!isCutShort()) return finish();
+  // libsoup has stored the body as if it were whole and would serve it when the server confirms its
+  // tag. It drops no single entry: all are fetched again, which costs little.
+  if (auto* cache = soup_session_get_feature(session_.get(), SOUP_TYPE_CACHE)) {
+    soup_cache_clear(SOUP_CACHE(cache));
+  }
+  fail(NSURLError::networkConnectionLost, "the reply was cut short");
+}
+
 void HttpTransfer::progress() {
-  if (completion_ && !bodyIsWhole_) silence_.start(job_.requestTimeout);
+  if (completion_ && !bodyEnded_) silence_.start(job_.requestTimeout);
 }
 
 void HttpTransfer::forgetMessage() {

@@ -72,11 +72,11 @@ class HttpTransfer : public std::enable_shared_from_this<HttpTransfer> {
   bool attachBody(SoupMessage* message);
   void didReceiveHeaders(GObjectOwned<GInputStream> stream);
   bool followRedirect(int status);
-  bool openSink();
   void readChunk();
   void didReadChunk(gssize count);
   bool isCutShort() const;
-  void finishWhenStored();
+  void settleWhenStored();
+  void settle();
   void progress();
   void forgetMessage();
   void fail(Error error);
@@ -97,7 +97,7 @@ class HttpTransfer : public std::enable_shared_from_this<HttpTransfer> {
   GObjectOwned<GCancellable> cancellable_;
   bool wroteRequest_ = false;
   bool storing_ = false;
-  bool bodyIsWhole_ = false;
+  bool bodyEnded_ = false;
   HttpTimer silence_;
   HttpTimer resource_;
   std::array<char, 65536> chunk_;
