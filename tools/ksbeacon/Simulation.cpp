@@ -2,42 +2,19 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstdlib>
 #include <map>
 #include <memory>
 #include <mutex>
-#include <system_error>
 #include <thread>
 #include <utility>
 
 #include "tools/ksbeacon/HostApplication.h"
+#include "tools/ksbeacon/TemporaryFolder.h"
 #include "tools/ksbeacon/portal/PortalServer.h"
 
 namespace ks::tool {
 
 namespace {
-
-/// The folder of a device that nobody wants to keep.
-class TemporaryFolder {
- public:
-  TemporaryFolder() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "ksbeacon-XXXXXX").string();
-    if (mkdtemp(pattern.data()) == nullptr) {
-      throw std::system_error(errno, std::generic_category(), "cannot make a folder at " + pattern);
-    }
-    path_ = pattern;
-  }
-  ~TemporaryFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-  }
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-  const std::filesystem::path& path() const { return path_; }
-
- private:
-  std::filesystem::path path_;
-};
 
 /// The time of a device that is switched off.
 class StoppedClock : public Clock {
@@ -180,6 +157,7 @@ class Run {
   std::string url_;
   Seconds end_;
   CLAuthorizationStatus permission_;
+  /// Of a device that nobody wants to keep.
   std::unique_ptr<TemporaryFolder> temporary_;
   std::multimap<Seconds, std::function<void()>> agenda_;
   StoppedClock stopped_;

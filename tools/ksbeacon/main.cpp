@@ -10,6 +10,8 @@
 #include "tools/ksbeacon/InspectCommand.h"
 #include "tools/ksbeacon/PortalCommand.h"
 #include "tools/ksbeacon/SimulateCommand.h"
+#include "tools/ksbeacon/device/DoctorCommand.h"
+#include "tools/ksbeacon/device/ScanCommand.h"
 
 namespace {
 
@@ -30,6 +32,8 @@ int run(int argc, char** argv) {
   ks::tool::addSimulateCommand(app, code);
   ks::tool::addPortalCommand(app, code);
   ks::tool::addCheckCommand(app, code);
+  ks::tool::addScanCommand(app, code);
+  ks::tool::addDoctorCommand(app, code);
   ks::tool::addInspectCommand(app, code);
   std::string topic;
   CLI::App* const help =

@@ -79,7 +79,7 @@ struct LinuxPlatform::Services : LocationDemandListener {
 };
 
 LinuxPlatform::Services::Services(const LinuxPlatformOptions& options)
-    : console(options.applicationName),
+    : console(options.applicationName, options.logDescriptor),
       folders(options.folders.value_or(xdgFolders(options.bundleIdentifier)),
               options.bundleIdentifier),
       userDefaults(folders.folders().state / "UserDefaults.plist", console),

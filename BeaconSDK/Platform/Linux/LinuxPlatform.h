@@ -46,6 +46,8 @@ struct LinuxPlatformOptions {
   std::filesystem::path additionalCertificateAuthorities;
   /// Watches every transfer; held weakly.
   std::weak_ptr<HttpObserver> httpObserver;
+  /// Where log lines go: standard error; -1 for nowhere.
+  int logDescriptor = 2;
   /// False leaves out Bluetooth, positions and notifications: for tools that need none of them.
   bool connectServices = true;
 };

@@ -1,0 +1,65 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "BeaconSDK/Platform/Location/Advertisement.h"
+#include "BeaconSDK/Platform/Location/PacketGaps.h"
+#include "BeaconSDK/Platform/Location/Proximity.h"
+#include "BeaconSDK/Platform/Location/RssiFilter.h"
+
+namespace ks::tool {
+
+/// What is known of a beacon that was heard.
+struct HeardBeacon {
+  BeaconFrame frame;
+  /// The sender of the last packet, as "AA:BB:CC:DD:EE:FF".
+  std::string address;
+  /// Of the last packet with a usable strength, as it came and smoothed; absent before that.
+  std::optional<Dbm> rssi;
+  std::optional<Dbm> filteredRssi;
+  /// From the smoothed strength; -1 while that is unknown.
+  Metres distance{-1};
+  CLProximity proximity = CLProximity::unknown;
+  /// The mean time between packets; absent while only one is known.
+  std::optional<Seconds> interval;
+  /// As the beacon sends it, 0 to 255; absent until it does.
+  std::optional<int> battery;
+  /// Since the last packet.
+  Seconds silence{0};
+};
+
+/// The beacons around, whoever owns them. Holds at most `kMostBeacons`, and each until it was
+/// silent for `kMemory`.
+class BeaconList {
+ public:
+  static constexpr std::size_t kMostBeacons = 4096;
+  static constexpr Seconds kMemory{60};
+
+  /// `now` never goes back; the packet came the advertisement's age before.
+  void hear(const Advertisement& advertisement, Seconds now);
+  /// The nearest first, those of unknown distance last. Forgets silent ones.
+  std::vector<HeardBeacon> beacons(Seconds now);
+
+ private:
+  using Identity = std::tuple<UUID, std::uint16_t, std::uint16_t>;
+  struct Entry {
+    HeardBeacon beacon;
+    Seconds heard{0};
+    std::unique_ptr<RssiFilter> filter = makeRssiFilter();
+    PacketGaps gaps;
+  };
+  void hear(Entry& entry, const Advertisement& advertisement, Seconds time);
+  void forget(Seconds now);
+
+  std::map<Identity, Entry> entries_;
+  /// Battery levels by sender: they may come in packets of their own.
+  std::map<std::string, int> batteries_;
+};
+
+}  // namespace ks::tool

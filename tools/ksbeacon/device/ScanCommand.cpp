@@ -1,0 +1,151 @@
+#include "tools/ksbeacon/device/ScanCommand.h"
+
+#include <algorithm>
+#include <csignal>
+#include <iostream>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "BeaconSDK/Platform/Location/LocationEngine.h"
+#include "BeaconSDK/Platform/Location/Wakeup.h"
+#include "tools/ksbeacon/ExitCode.h"
+#include "tools/ksbeacon/Terminal.h"
+#include "tools/ksbeacon/device/BeaconList.h"
+#include "tools/ksbeacon/device/ScanText.h"
+#include "tools/ksbeacon/device/Services.h"
+
+namespace ks::tool {
+
+namespace {
+
+struct Arguments {
+  double span = 0;
+  bool json = false;
+};
+
+constexpr Seconds kBetweenViews{1};
+
+/// Shows once a second what was heard: on a terminal the whole table, else a line for each beacon
+/// that was heard since the last time.
+class Scan {
+ public:
+  explicit Scan(bool json) : json_(json), live_(!json && outputIsTerminal()) {
+    platform_.locationEngine().setAdvertisementListener([this](const Advertisement& heard) {
+      ++packets_;
+      list_.hear(heard, platform_.clock().uptime());
+    });
+    for (const int signal : {SIGINT, SIGTERM}) {
+      machine_.loop().onSignal(signal, [this] { machine_.loop().quit(); });
+    }
+    tick();
+  }
+  Scan(const Scan&) = delete;
+  Scan& operator=(const Scan&) = delete;
+  ~Scan() { platform_.locationEngine().setAdvertisementListener(nullptr); }
+
+  int run(std::optional<Seconds> span) {
+    if (live_) std::cout << "\033[?1049h\033[?25l" << std::flush;
+    if (span) {
+      machine_.loop().runFor(*span);
+    } else {
+      machine_.loop().run();
+    }
+    show();
+    if (live_) std::cout << "\033[?25h\033[?1049l" << std::flush;
+    const ServiceState radio = machine_.bluetooth();
+    if (radio.usable || packets_ > 0) return kSuccess;
+    std::cerr << "ksbeacon: " << complaint(radio) << '\n';
+    return kUnavailable;
+  }
+
+ private:
+  void tick() {
+    timer_.arm(platform_.mainQueue(), kBetweenViews, [this] {
+      show();
+      tick();
+    });
+  }
+
+  void show() {
+    const Seconds now = platform_.clock().uptime();
+    const auto beacons = list_.beacons(now);
+    if (live_) {
+      showTable(beacons);
+    } else {
+      for (const HeardBeacon& beacon : beacons) {
+        if (now - beacon.silence > lastView_) showLine(beacon);
+      }
+    }
+    lastView_ = now;
+    std::cout << std::flush;
+    tellRadio();
+  }
+
+  void showTable(const std::vector<HeardBeacon>& beacons) {
+    const TerminalSize size = outputSize();
+    const ServiceState radio = machine_.bluetooth();
+    std::string text = radio.usable ? "Bluetooth: " + radio.detail : complaint(radio);
+    text = "\033[H" + text.substr(0, size.columns) + "\033[K\n\033[K\n";
+    for (std::string& line : beaconTable(beacons, std::max<std::size_t>(size.rows, 6) - 3)) {
+      line.pop_back();
+      text += line.substr(0, size.columns) + "\033[K\n";
+    }
+    std::cout << text << "\033[J";
+  }
+
+  void showLine(const HeardBeacon& beacon) {
+    if (json_) {
+      std::cout << beaconJson(beacon, platform_.clock().now()) << '\n';
+      return;
+    }
+    if (!std::exchange(headed_, true)) std::cout << beaconHeading() << '\n';
+    std::cout << beaconLine(beacon) << '\n';
+  }
+
+  /// Whoever waits for beacons learns why none comes.
+  void tellRadio() {
+    const ServiceState radio = machine_.bluetooth();
+    const std::string text = radio.usable ? "" : complaint(radio);
+    if (!live_ && text != told_ && !text.empty()) {
+      std::cerr << "ksbeacon: " << text << "; waiting\n";
+    }
+    told_ = text;
+  }
+
+  bool json_;
+  bool live_;
+  bool headed_ = false;
+  std::uint64_t packets_ = 0;
+  BeaconList list_;
+  Seconds lastView_{0};
+  std::string told_;
+  MachineView machine_;
+  LinuxPlatform& platform_ = machine_.platform();
+  Wakeup timer_;
+};
+
+}  // namespace
+
+void addScanCommand(CLI::App& app, int& code) {
+  auto arguments = std::make_shared<Arguments>();
+  CLI::App* const command = app.add_subcommand("scan", "Show the beacons around");
+  command->footer(
+      "Examples:\n"
+      "  ksbeacon scan                            a live table, nearest first\n"
+      "  ksbeacon scan --for 10 > beacons.txt     a line per beacon and second\n"
+      "  ksbeacon scan --json | jq .distance      one JSON object per line\n"
+      "RSSI is smoothed, raw is the last packet's, both in dBm. The interval is the mean time\n"
+      "between packets, the battery's level what the beacon sends, 0 to 255. No portal is needed.\n"
+      "Exit codes: 0 ended by its time or by Ctrl-C, 2 a wrong option, 3 Bluetooth cannot be used\n"
+      "(ksbeacon doctor tells what to do).");
+  command->add_option("--for", arguments->span, "End after so many seconds")
+      ->check(CLI::Range(0.1, 366.0 * 24 * 3600));
+  command->add_flag("--json", arguments->json, "One JSON object per line");
+  command->callback([arguments, &code] {
+    Scan scan(arguments->json);
+    code = scan.run(arguments->span > 0 ? std::optional(Seconds{arguments->span}) : std::nullopt);
+  });
+}
+
+}  // namespace ks::tool
