@@ -62,6 +62,10 @@ void ChildProcess::end() {
   waitpid(std::exchange(pid_, -1), nullptr, 0);
 }
 
+void ChildProcess::signal(int number) const {
+  if (pid_ > 0) kill(pid_, number);
+}
+
 bool run(const std::vector<std::string>& arguments) {
   int status = 0;
   const pid_t pid = spawn(arguments);
@@ -70,10 +74,12 @@ bool run(const std::vector<std::string>& arguments) {
 }
 
 PrivateBus::PrivateBus() {
+  fs::create_directory(folder_.path() / "services");
   writeText(
       folder_.path() / "bus.conf",
       "<busconfig><type>custom</type><listen>unix:path=" + (folder_.path() / "socket").string() +
-          "</listen><auth>EXTERNAL</auth><policy context=\"default\">"
+          "</listen><servicedir>" + (folder_.path() / "services").string() +
+          "</servicedir><auth>EXTERNAL</auth><policy context=\"default\">"
           "<allow send_destination=\"*\" eavesdrop=\"true\"/><allow eavesdrop=\"true\"/>"
           "<allow own=\"*\"/></policy></busconfig>");
   const std::string address = "unix:path=" + (folder_.path() / "socket").string();
@@ -88,6 +94,13 @@ void PrivateBus::start() {
   daemon_ = ChildProcess({"dbus-daemon", "--nofork", "--nopidfile",
                           "--config-file=" + (folder_.path() / "bus.conf").string()});
   runLoopUntil([&] { return fs::exists(folder_.path() / "socket", ignored); });
+}
+
+void PrivateBus::offer(const std::string& name, const std::string& command) {
+  writeText(folder_.path() / "services" / (name + ".service"),
+            "[D-BUS Service]\nName=" + name + "\nExec=" + command + "\n");
+  run({"gdbus", "call", "--session", "-d", "org.freedesktop.DBus", "-o", "/org/freedesktop/DBus",
+       "-m", "org.freedesktop.DBus.ReloadConfig"});
 }
 
 bool runLoopUntil(const std::function<bool()>& condition, Seconds limit) {

@@ -33,6 +33,7 @@ class ChildProcess {
   ChildProcess& operator=(ChildProcess&& other) noexcept;
   ~ChildProcess() { end(); }
   void end();
+  void signal(int number) const;
   bool isRunning() const { return pid_ > 0; }
 
  private:
@@ -50,6 +51,8 @@ class PrivateBus {
   void stop() { daemon_.end(); }
   /// At the same address as before.
   void start();
+  /// Lets calls to `name` start a program, which must end with the bus.
+  void offer(const std::string& name, const std::string& command);
 
  private:
   TemporaryFolder folder_;
