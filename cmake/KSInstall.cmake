@@ -6,10 +6,7 @@ include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
 set(ks_installed KSPlatformApi KSFoundation KSModel KSPortal KSReachability KSEngine KSLocationEngine
-                 KSHttp KSSimulated)
-add_library(KSBeaconSDK INTERFACE)
-add_library(KSBeaconSDK::KSBeaconSDK ALIAS KSBeaconSDK)
-target_link_libraries(KSBeaconSDK INTERFACE KSEngine KSReachability)
+                 KSHttp KSSimulated KSLinux)
 
 foreach(target ${ks_installed})
   target_include_directories(${target} INTERFACE
@@ -20,7 +17,7 @@ endforeach()
 install(TARGETS KSBeaconSDK ${ks_installed} EXPORT KSBeaconSDKTargets
         ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/BeaconSDK DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/KSBeaconSDK
-        FILES_MATCHING PATTERN "*.h" PATTERN "Linux" EXCLUDE)
+        FILES_MATCHING PATTERN "*.h")
 install(FILES ${PROJECT_SOURCE_DIR}/BeaconSDK/KSBeaconSDK.h
         DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/KSBeaconSDK)
 

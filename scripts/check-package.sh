@@ -10,4 +10,4 @@ cmake --build --preset release
 cmake --install build/release --prefix "$prefix" >/dev/null
 cmake -S tests/Package -B build/consumer -G Ninja -DCMAKE_BUILD_TYPE=Release -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
 cmake --build build/consumer
-build/consumer/consumer
+env -u XDG_DATA_HOME -u XDG_CACHE_HOME -u XDG_STATE_HOME HOME="$PWD/build/consumer/home" build/consumer/consumer

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "BeaconSDK/Platform/Linux/LinuxPlatform.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedPlatform.h"
 
 /// Runs the library on a simulated device that refuses the location permission: `start` must say so.
@@ -14,6 +15,7 @@ int main() {
   device->setAuthorizationStatus(ks::CLAuthorizationStatus::denied);
   manager->start([&](const std::optional<ks::Error>& error) { refused = error.has_value(); });
   device->runUntilIdle();
-  std::printf("%s", KSBeaconSDKVersionString);
+  const ks::LinuxPlatform machine(ks::LinuxPlatformOptions{.connectServices = false});
+  std::printf("%s on %s\n", KSBeaconSDKVersionString, machine.timeZoneName().c_str());
   return refused ? 0 : 1;
 }
