@@ -19,6 +19,7 @@ test_packages=(
   libbenchmark-dev libgmock-dev libgtest-dev
   libplist-utils openssl python3 git
   dbus iproute2 libglib2.0-bin python3-dbusmock
+  geoclue-2.0 gpsd python3-dbus python3-gi
 )
 
 wanted=()

@@ -29,8 +29,8 @@ constexpr Seconds kLastRetry{60};
 constexpr Seconds kPatience{5};
 /// Answers that wait for a person, or for an agent to speak for one.
 constexpr Seconds kPersonLimit{3600};
-/// A machine with nothing but a satellite receiver has no position as coarse as a street.
-constexpr Seconds kCoarsePatience{30};
+constexpr Seconds kFirstSilence{60};
+constexpr Seconds kLongestSilence{600};
 constexpr double kMicrosecond = 1e-6;
 
 }  // namespace
@@ -46,6 +46,7 @@ GeoClue::GeoClue(Clock& clock, DispatchQueue& queue, std::string desktopId,
       queue_(queue),
       desktopId_(std::move(desktopId)),
       listener_(std::move(listener)),
+      silenceLimit_(kFirstSilence),
       nextRetry_(kFirstRetry) {}
 
 void GeoClue::setWanted(std::optional<Metres> wanted) {
@@ -54,6 +55,7 @@ void GeoClue::setWanted(std::optional<Metres> wanted) {
   wanted_ = wanted;
   if (same) return;
   coarseIsSilent_ = false;
+  silenceLimit_ = kFirstSilence;
   end();
   if (wanted) begin();
 }
@@ -81,9 +83,10 @@ void GeoClue::dropClient() {
   unreadLocation_.clear();
   reading_ = false;
   active_ = false;
+  hasPosition_ = false;
   retry_.cancel();
   patience_.cancel();
-  coarsePatience_.cancel();
+  silence_.cancel();
 }
 
 void GeoClue::presenceChanged() {
@@ -202,20 +205,25 @@ void GeoClue::started() {
   permission_ = Permission::given;
   nextRetry_ = kFirstRetry;
   retry_.cancel();
-  if (request_.accuracyLevel != kExact) {
-    coarsePatience_.arm(queue_, kCoarsePatience, [this] {
-      coarseIsSilent_ = true;
-      end();
-      begin();
-    });
-  }
+  awaitPosition();
   setStatus({Stage::ready, "GeoClue has no position", ""});
+}
+
+void GeoClue::awaitPosition() {
+  silence_.arm(queue_, hasPosition_ ? kLongestSilence : silenceLimit_, [this] {
+    if (!hasPosition_) {
+      coarseIsSilent_ = true;
+      silenceLimit_ = std::min(silenceLimit_ * 2, kLongestSilence);
+    }
+    end();
+    begin();
+  });
 }
 
 void GeoClue::refused(const std::string& reason) {
   active_ = false;
   permission_ = Permission::refused;
-  coarsePatience_.cancel();
+  silence_.cancel();
   setStatus({Stage::unusable, "GeoClue refuses positions to " + desktopId_ + ": " + reason,
              "allow location in the desktop's privacy settings"});
 }
@@ -276,7 +284,8 @@ void GeoClue::locationRead(GVariant* properties) {
         static_cast<double>(seconds) + static_cast<double>(microseconds) * kMicrosecond;
     report->age = Seconds{std::max(secondsSince1970(clock_.now()) - taken, 0.0)};
   }
-  coarsePatience_.cancel();
+  hasPosition_ = true;
+  awaitPosition();
   setStatus({Stage::ready, "GeoClue gives positions", ""});
   listener_.reported(*report);
 }

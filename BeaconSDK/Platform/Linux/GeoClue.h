@@ -54,6 +54,7 @@ class GeoClue {
   void started();
   void refused(const std::string& reason);
   void activityChanged(GVariant* parameters);
+  void awaitPosition();
   void readLocation();
   void locationRead(GVariant* properties);
   void fail(std::string detail, std::string mend);
@@ -68,6 +69,8 @@ class GeoClue {
   std::optional<Metres> wanted_;
   /// Nothing as coarse as was wanted came, so the exact sources are asked.
   bool coarseIsSilent_ = false;
+  /// How long it may still be silent before a new client asks.
+  Seconds silenceLimit_;
   Permission permission_ = Permission::unknown;
   PositionSourceStatus status_;
   std::unique_ptr<BusService> service_;
@@ -77,6 +80,7 @@ class GeoClue {
   /// A request for a client is under way.
   bool asking_ = false;
   bool active_ = false;
+  bool hasPosition_ = false;
   /// The newest position that was announced; empty when it has been read.
   std::string unreadLocation_;
   bool reading_ = false;
@@ -84,7 +88,7 @@ class GeoClue {
   Seconds nextRetry_;
   Wakeup retry_;
   Wakeup patience_;
-  Wakeup coarsePatience_;
+  Wakeup silence_;
 };
 
 }  // namespace ks

@@ -1,6 +1,7 @@
 #include "BeaconSDK/Platform/Linux/LinuxPositions.h"
 
 #include <memory>
+#include <tuple>
 #include <utility>
 
 namespace ks {
@@ -10,11 +11,6 @@ namespace {
 using Stage = PositionSourceStatus::Stage;
 
 constexpr const char* kServiceName = "Positions";
-
-/// What does not change as fixes come and go.
-std::string summary(const PositionSourceStatus& status, const char* name) {
-  return status.stage == Stage::ready ? std::string(name) + " is usable" : status.detail;
-}
 
 }  // namespace
 
@@ -70,9 +66,9 @@ void LinuxPositions::sourcesChanged() {
   const auto& gpsd = gpsd_.status();
   if (geoClue.stage == Stage::unusable) choice_.forget(PositionSource::geoClue);
   if (!wanted_ || geoClue.stage == Stage::starting || gpsd.stage == Stage::starting) return;
-  const auto line =
-      refused_ ? geoClue.detail : summary(geoClue, "GeoClue") + "; " + summary(gpsd, "gpsd");
-  if (std::exchange(logged_, line) != line) context_.console.log("Positions: " + line);
+  const std::tuple logged(refused_, geoClue.stage, gpsd.stage);
+  if (std::exchange(logged_, logged) != logged)
+    context_.console.log("Positions: " + state().detail);
   const bool hopeless = geoClue.stage == Stage::unusable && gpsd.stage == Stage::unusable;
   if (std::exchange(hopeless_, hopeless) == hopeless || !hopeless) return;
   context_.location.positionFailed(locationError(CLErrorCode::locationUnknown));

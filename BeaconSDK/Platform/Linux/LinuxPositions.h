@@ -2,7 +2,7 @@
 
 #include <cstdint>
 #include <optional>
-#include <string>
+#include <tuple>
 
 #include "BeaconSDK/Platform/Linux/GeoClue.h"
 #include "BeaconSDK/Platform/Linux/Gpsd.h"
@@ -41,7 +41,8 @@ class LinuxPositions : public LocationSource {
   std::optional<Metres> wanted_;
   bool refused_ = false;
   bool hopeless_ = false;
-  std::string logged_;
+  /// Whether refused, and the sources' stages, when last logged.
+  std::optional<std::tuple<bool, PositionSourceStatus::Stage, PositionSourceStatus::Stage>> logged_;
   PositionChoice choice_;
   Wakeup repeat_;
   Wakeup permission_;
