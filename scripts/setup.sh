@@ -20,6 +20,7 @@ test_packages=(
   libplist-utils openssl python3 git
   dbus iproute2 libglib2.0-bin python3-dbusmock
   geoclue-2.0 gpsd python3-dbus python3-gi
+  dunst libgtk-4-dev xvfb
 )
 
 wanted=()

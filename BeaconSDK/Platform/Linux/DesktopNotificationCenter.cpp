@@ -164,6 +164,8 @@ void DesktopNotificationCenter::opened(NotificationService::Number number,
   if (found == delivered_.end()) return;
   const UNNotificationResponse response{std::move(found->request), activationToken};
   delivered_.erase(found);
+  // Not every service does so by itself.
+  service_.close(number);
   // The handler may replace itself.
   const ResponseHandler respond = respond_;
   if (respond) respond(response);
