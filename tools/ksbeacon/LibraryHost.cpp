@@ -119,6 +119,22 @@ void LibraryHost::showContent(const std::string& identifier) {
   manager_->showNotificationForProximityZone(zone);
 }
 
+void LibraryHost::openNotification(const Dictionary& userInfo) {
+  const std::string identifier = userInfo["beaconIdentifier"].stringValue().value_or("");
+  const auto zone = manager_->proximityZoneForIdentifier(
+      identifier, static_cast<KSContentDownloadType>(userInfo["contentType"].integerValue()));
+  if (!zone || !zone->content()) return say("the user opens a content that is gone");
+  say("the user opens content " + zone->content()->identifier.value_or(""));
+  manager_->incrementLoyaltyForProximityZone(zone);
+}
+
+void LibraryHost::refresh() {
+  start();
+  manager_->setErrorHappened(false);
+  if (manager_->lastLocationsRefreshDate()) manager_->setLastLocationsRefreshDate(Date{});
+  fetchInBackground();
+}
+
 std::string shownText(const std::string& title, const std::string& message) {
   if (title.empty() || message.empty()) return title + message;
   return title + ": " + message;

@@ -51,6 +51,10 @@ class LibraryHost {
   /// The user opens an announced content, or has it shown again.
   void openContent(const std::string& identifier);
   void showContent(const std::string& identifier);
+  /// The user opens the notification with this information.
+  void openNotification(const Dictionary& userInfo);
+  /// Asks the portal anew for all that is older than now.
+  void refresh();
   void say(std::string text) { recorder_->say(TimelineKind::application, std::move(text)); }
 
  private:

@@ -11,6 +11,7 @@
 #include "tools/ksbeacon/PortalCommand.h"
 #include "tools/ksbeacon/SimulateCommand.h"
 #include "tools/ksbeacon/device/DoctorCommand.h"
+#include "tools/ksbeacon/device/RunCommand.h"
 #include "tools/ksbeacon/device/ScanCommand.h"
 
 namespace {
@@ -32,6 +33,7 @@ int run(int argc, char** argv) {
   ks::tool::addSimulateCommand(app, code);
   ks::tool::addPortalCommand(app, code);
   ks::tool::addCheckCommand(app, code);
+  ks::tool::addRunCommand(app, code);
   ks::tool::addScanCommand(app, code);
   ks::tool::addDoctorCommand(app, code);
   ks::tool::addInspectCommand(app, code);

@@ -2,12 +2,50 @@
 
 #include <glib-unix.h>
 #include <glib.h>
+#include <signal.h>
+#include <sys/eventfd.h>
+#include <sys/time.h>
+#include <unistd.h>
 
 #include <cmath>
+#include <cstdint>
+#include <cstdlib>
 #include <utility>
 #include <vector>
 
 namespace ks {
+
+namespace {
+
+constexpr long kMicroseconds = 1000000;
+
+/// What the signal handlers reach.
+int stopEvent = -1;
+itimerval stopLimit = {};
+
+void stopRequested(int) {
+  setitimer(ITIMER_REAL, &stopLimit, nullptr);
+  const std::uint64_t one = 1;
+  if (write(stopEvent, &one, sizeof one) < 0) _exit(EXIT_FAILURE);
+}
+
+void limitPassed(int) { _exit(EXIT_FAILURE); }
+
+void handle(int number, void (*handler)(int)) {
+  struct sigaction action = {};
+  action.sa_handler = handler;
+  action.sa_flags = SA_RESTART;
+  sigaction(number, &action, nullptr);
+}
+
+gboolean call(gpointer handler) {
+  (*static_cast<std::function<void()>*>(handler))();
+  return G_SOURCE_CONTINUE;
+}
+
+void destroy(gpointer handler) { delete static_cast<std::function<void()>*>(handler); }
+
+}  // namespace
 
 struct MainLoop::Impl {
   Impl() : loop(g_main_loop_new(nullptr, FALSE)) {}
@@ -49,15 +87,25 @@ void MainLoop::quit() {
 }
 
 void MainLoop::onSignal(int number, std::function<void()> handler) {
-  using Handler = std::function<void()>;
-  const auto call = [](gpointer data) -> gboolean {
-    // The handler may end the loop, not the loop object.
-    (*static_cast<Handler*>(data))();
+  impl_->sources.push_back(g_unix_signal_add_full(
+      G_PRIORITY_HIGH, number, call, new std::function<void()>(std::move(handler)), destroy));
+}
+
+void MainLoop::onStop(Seconds limit, std::function<void()> handler) {
+  const auto microseconds = static_cast<long>(limit.count() * kMicroseconds);
+  stopLimit.it_value = {microseconds / kMicroseconds, microseconds % kMicroseconds};
+  stopEvent = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+  const auto arrived = [](gint event, GIOCondition, gpointer data) -> gboolean {
+    std::uint64_t count = 0;
+    if (read(event, &count, sizeof count) > 0) call(data);
     return G_SOURCE_CONTINUE;
   };
-  impl_->sources.push_back(
-      g_unix_signal_add_full(G_PRIORITY_HIGH, number, call, new Handler(std::move(handler)),
-                             [](gpointer data) { delete static_cast<Handler*>(data); }));
+  impl_->sources.push_back(g_unix_fd_add_full(G_PRIORITY_HIGH, stopEvent, G_IO_IN, arrived,
+                                              new std::function<void()>(std::move(handler)),
+                                              destroy));
+  handle(SIGALRM, limitPassed);
+  handle(SIGTERM, stopRequested);
+  handle(SIGINT, stopRequested);
 }
 
 }  // namespace ks

@@ -24,6 +24,10 @@ class MainLoop {
   /// Calls `handler` from the loop each time the signal comes: SIGHUP, SIGINT, SIGTERM, SIGUSR1,
   /// SIGUSR2 or SIGWINCH. As long as the loop object lives the signal has no other effect.
   void onSignal(int number, std::function<void()> handler);
+  /// The same for SIGTERM and SIGINT, which ask the program to end. If it has not ended `limit`
+  /// after the first of them, because something keeps the main thread waiting, the process ends as
+  /// it is, with exit code 1. One loop of a process.
+  void onStop(Seconds limit, std::function<void()> handler);
 
  private:
   struct Impl;

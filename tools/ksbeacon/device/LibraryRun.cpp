@@ -1,0 +1,119 @@
+#include "tools/ksbeacon/device/LibraryRun.h"
+
+#include <fmt/format.h>
+
+#include <csignal>
+#include <iostream>
+#include <utility>
+
+#include "BeaconSDK/Platform/Linux/LinuxApplication.h"
+#include "BeaconSDK/Platform/Linux/LinuxNotificationCenter.h"
+#include "tools/ksbeacon/ExitCode.h"
+
+namespace ks::tool {
+
+namespace {
+
+LinuxPlatformOptions watched(LinuxPlatformOptions options,
+                             const std::shared_ptr<TransferWatch>& transfers) {
+  options.httpObserver = transfers;
+  return options;
+}
+
+}  // namespace
+
+LibraryRun::LibraryRun(LibraryRunOptions options)
+    : options_(std::move(options)),
+      device_(watched(options_.platform, transfers_)),
+      printer_(std::cout, device_.clock().now(), options_.form),
+      recorder_(std::make_shared<TimelineRecorder>(
+          device_.clock().now(), timeline_, options_.library.portalURL, options_.everyRanging)),
+      platform_(std::make_shared<RecordingPlatform>(device_, *recorder_)),
+      code_(kSuccess) {
+  Platform::install(platform_);
+  recorder_->follow(device_.clock());
+  timeline_.listen([this](const TimelineEvent& event) {
+    printer_.print(event);
+    printed();
+  });
+  transfers_->follow(device_.mainQueue(), [this](const HttpExchange& exchange) {
+    recorder_->transferEnded(exchange);
+    if (stopping_ && transfers_->underWay() == 0) loop_.quit();
+  });
+  options_.library.started = [this](const std::optional<Error>& error) { started(error); };
+  loop_.onStop(kStopLimit, [this] { stop(); });
+  loop_.onSignal(SIGHUP, [this] { refresh(); });
+}
+
+LibraryRun::~LibraryRun() {
+  library_.reset();
+  Platform::install(nullptr);
+}
+
+int LibraryRun::run() {
+  library_.emplace(recorder_, options_.library);
+  if (!library_->launch("launched")) return kUnavailable;
+  device_.linuxApplication().setBackgroundFetchHandler(
+      [this](KSProximityManager::FetchCompletion done) {
+        library_->fetchInBackground(std::move(done));
+      });
+  device_.linuxApplication().setMinimumBackgroundFetchInterval(kBetweenFetches);
+  if (auto* const center = device_.linuxNotificationCenter()) {
+    center->setResponseHandler([this](const UNNotificationResponse& response) {
+      library_->openNotification(response.request.content.userInfo);
+    });
+  }
+  device_.linuxApplication().becomeActive();
+  serviceManager_.ready();
+  watch();
+  loop_.run();
+  return code_;
+}
+
+void LibraryRun::started(const std::optional<Error>& error) {
+  if (!error) {
+    retryDelay_.succeeded();
+    serviceManager_.status("the library runs");
+    return;
+  }
+  const Seconds delay = retryDelay_.next();
+  library_->say(fmt::format("tries again in {:.0f} s", delay.count()));
+  serviceManager_.status("the library did not start: " + error->localizedDescription());
+  retry_.arm(device_.mainQueue(), delay, [this] { library_->start(); });
+}
+
+/// Whoever reads the timeline sees it as it happens; when nobody does any more, it ends.
+void LibraryRun::printed() {
+  if (std::cout.flush() || stopping_) return;
+  code_ = kFailure;
+  stopping_ = true;
+  std::cerr << "ksbeacon: nobody reads the output any more\n";
+  loop_.quit();
+}
+
+void LibraryRun::refresh() {
+  if (stopping_) return;
+  serviceManager_.reloading();
+  library_->refresh();
+  serviceManager_.ready();
+}
+
+void LibraryRun::stop() {
+  if (std::exchange(stopping_, true)) return;
+  serviceManager_.stopping();
+  library_->say("ends");
+  device_.linuxApplication().expireBackgroundTasks();
+  library_->manager()->settingsManager().save();
+  library_->manager()->settingsManager().saveTags();
+  if (transfers_->underWay() == 0) return loop_.quit();
+  farewell_.arm(device_.mainQueue(), kFarewell, [this] { loop_.quit(); });
+}
+
+void LibraryRun::watch() {
+  const auto interval = serviceManager_.watchInterval();
+  if (!interval) return;
+  serviceManager_.alive();
+  watch_.arm(device_.mainQueue(), *interval, [this] { watch(); });
+}
+
+}  // namespace ks::tool

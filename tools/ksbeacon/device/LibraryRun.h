@@ -1,0 +1,88 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "BeaconSDK/Platform/Linux/LinuxPlatform.h"
+#include "BeaconSDK/Platform/Linux/MainLoop.h"
+#include "BeaconSDK/Platform/Location/Wakeup.h"
+#include "tools/ksbeacon/LibraryHost.h"
+#include "tools/ksbeacon/RecordingPlatform.h"
+#include "tools/ksbeacon/Timeline.h"
+#include "tools/ksbeacon/device/ServiceManager.h"
+#include "tools/ksbeacon/device/TransferWatch.h"
+
+namespace ks::tool {
+
+/// How long to wait before the next attempt to start: longer each time, and from the beginning
+/// after a success.
+class RetryDelay {
+ public:
+  Seconds next() {
+    const Seconds delay = next_;
+    next_ = std::min(next_ * 2, kLongest);
+    return delay;
+  }
+  void succeeded() { next_ = kFirst; }
+
+ private:
+  static constexpr Seconds kFirst{5};
+  static constexpr Seconds kLongest{300};
+  Seconds next_ = kFirst;
+};
+
+struct LibraryRunOptions {
+  LinuxPlatformOptions platform;
+  /// `started` is the run's own.
+  LibraryHost::Options library;
+  TimelinePrinter::Options form;
+  /// Each ranging result with all its beacons; otherwise only changes.
+  bool everyRanging = false;
+};
+
+/// The library on this machine, from its launch to the end of the process. Installs the platform
+/// meanwhile. Main thread.
+class LibraryRun {
+ public:
+  explicit LibraryRun(LibraryRunOptions options);
+  LibraryRun(const LibraryRun&) = delete;
+  LibraryRun& operator=(const LibraryRun&) = delete;
+  ~LibraryRun();
+
+  /// Until a signal asks for the end; answers the exit code. Transfers under way then have
+  /// `kFarewell` to end.
+  int run();
+
+ private:
+  /// Of the two seconds in which the process must be gone.
+  static constexpr Seconds kFarewell{1};
+  static constexpr Seconds kStopLimit{1.9};
+  /// As often as systems for phones wake their applications.
+  static constexpr Seconds kBetweenFetches{900};
+
+  void started(const std::optional<Error>& error);
+  void printed();
+  void refresh();
+  void stop();
+  void watch();
+
+  LibraryRunOptions options_;
+  ServiceManager serviceManager_;
+  MainLoop loop_;
+  std::shared_ptr<TransferWatch> transfers_ = std::make_shared<TransferWatch>();
+  LinuxPlatform device_;
+  Timeline timeline_;
+  TimelinePrinter printer_;
+  std::shared_ptr<TimelineRecorder> recorder_;
+  std::shared_ptr<RecordingPlatform> platform_;
+  std::optional<LibraryHost> library_;
+  RetryDelay retryDelay_;
+  Wakeup retry_;
+  Wakeup watch_;
+  Wakeup farewell_;
+  bool stopping_ = false;
+  int code_;
+};
+
+}  // namespace ks::tool

@@ -1,0 +1,163 @@
+#include "tools/ksbeacon/device/RunCommand.h"
+
+#include <sys/stat.h>
+
+#include <csignal>
+#include <filesystem>
+#include <iostream>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tools/ksbeacon/ExitCode.h"
+#include "tools/ksbeacon/Terminal.h"
+#include "tools/ksbeacon/device/LibraryRun.h"
+#include "tools/ksbeacon/device/Password.h"
+
+namespace ks::tool {
+
+namespace {
+
+struct Arguments {
+  PasswordSources password;
+  std::string state;
+  std::string authorities;
+  std::vector<std::string> tags;
+  std::vector<std::string> enabledCategories;
+  std::vector<std::string> disabledCategories;
+  bool quiet = false;
+  bool json = false;
+  bool log = false;
+  bool verbose = false;
+};
+
+int complain(const std::string& text, int code) {
+  std::cerr << "ksbeacon: " << text << '\n';
+  return code;
+}
+
+/// "user@host:port" of a URL with a scheme.
+std::string_view authorityOf(std::string_view url) {
+  url.remove_prefix(url.find("://") + 3);
+  return url.substr(0, url.find_first_of("/?#"));
+}
+
+std::string_view hostOf(std::string_view url) {
+  const std::string_view authority = authorityOf(url);
+  if (authority.starts_with('[')) return authority.substr(0, authority.find(']') + 1);
+  return authority.substr(0, authority.find(':'));
+}
+
+/// What is wrong with a portal's root URL; empty when nothing is.
+std::string checkURL(const std::string& url) {
+  if (!url.starts_with("http://") && !url.starts_with("https://")) {
+    return "expected a URL that begins with https:// or http://, got \"" + url + "\"";
+  }
+  if (authorityOf(url).find('@') != std::string_view::npos) {
+    return "a URL must hold no user and no password: other users can read arguments";
+  }
+  return hostOf(url).empty() ? "expected a URL with a host, got \"" + url + "\"" : "";
+}
+
+std::string checkTag(const std::string& tag) {
+  return tag.find('=') == std::string::npos || tag.front() == '='
+             ? "expected NAME=VALUE, got \"" + tag + "\""
+             : "";
+}
+
+bool isEncryptedOrLocal(const std::string& url) {
+  const std::string_view host = hostOf(url);
+  return url.starts_with("https://") || host == "localhost" || host == "[::1]" ||
+         host.starts_with("127.");
+}
+
+LibraryRunOptions optionsFor(const Arguments& arguments, std::string password) {
+  LibraryRunOptions options;
+  options.platform.version = KS_VERSION;
+  options.platform.additionalCertificateAuthorities = arguments.authorities;
+  if (!arguments.state.empty()) {
+    const std::filesystem::path state = std::filesystem::absolute(arguments.state);
+    options.platform.folders =
+        LinuxFolders{{state / "caches", state / "documents", {}}, state / "state"};
+  }
+  LibraryHost::Options& library = options.library;
+  library.username = arguments.password.user;
+  library.password = std::move(password);
+  library.portalURL = arguments.password.portalURL;
+  for (const std::string& tag : arguments.tags) {
+    library.tags.emplace_back(tag.substr(0, tag.find('=')), tag.substr(tag.find('=') + 1));
+  }
+  library.enabledCategories = arguments.enabledCategories;
+  library.disabledCategories = arguments.disabledCategories;
+  library.showsNotifications = !arguments.quiet;
+  library.log = arguments.log;
+  options.form.form = arguments.json ? TimelinePrinter::Form::json : TimelinePrinter::Form::text;
+  options.form.colours = !arguments.json && outputTakesColours();
+  options.form.everything = arguments.verbose;
+  options.form.log = arguments.log;
+  options.everyRanging = arguments.json || arguments.verbose;
+  return options;
+}
+
+int runLibrary(Arguments arguments) {
+  std::string& url = arguments.password.portalURL;
+  while (url.ends_with('/')) url.pop_back();
+  auto password = findPassword(arguments.password);
+  if (!password) return complain(password.error().localizedDescription(), kUsage);
+  if (!isEncryptedOrLocal(url)) {
+    complain(url + ": the password travels unencrypted; https:// keeps it secret", 0);
+  }
+  // Whatever is written, by whichever part: for its owner alone.
+  umask(S_IRWXG | S_IRWXO);
+  // A reader that goes away is noticed at the next line.
+  std::signal(SIGPIPE, SIG_IGN);
+  return LibraryRun(optionsFor(arguments, *password)).run();
+}
+
+}  // namespace
+
+void addRunCommand(CLI::App& app, int& code) {
+  auto arguments = std::make_shared<Arguments>();
+  CLI::App* const command = app.add_subcommand("run", "Run the library on this machine");
+  command->footer(
+      "Examples:\n"
+      "  ksbeacon run --portal https://portal.example.com/app --user kiosk-7\n"
+      "  ksbeacon run --portal http://127.0.0.1:8080/app --user demo --password-file "
+      "demo.password\n"
+      "  ksbeacon run ... --json | jq 'select(.kind == \"trigger\")'\n"
+      "  ksbeacon run ... --tag language=it --disable-category 2\n"
+      "  systemctl enable --now ksbeacon                      as a service of the machine\n"
+      "The password comes from --password-file, else from the service manager's credential\n"
+      "ksbeacon.password, else from the user's secret store, where this puts it:\n"
+      "  secret-tool store --label=ksbeacon application ksbeacon portal URL user NAME\n"
+      "SIGTERM and SIGINT save and end it within 2 seconds, SIGHUP asks the portal anew.\n"
+      "Exit codes: 0 ended by a signal, 1 nobody read the output any more or the end took too\n"
+      "long, 2 a wrong option or no password, 3 its folders cannot be written.");
+  command->add_option("--portal", arguments->password.portalURL, "The portal's root URL")
+      ->required()
+      ->check(checkURL);
+  command->add_option("--user", arguments->password.user, "Name of the portal's user")->required();
+  command->add_option("--password-file", arguments->password.file,
+                      "File with the password, readable by its owner alone");
+  command->add_option("--credential", arguments->password.credential,
+                      "Name of the service manager's credential instead of ksbeacon.password");
+  command->add_option("--tag", arguments->tags, "Set a tag, NAME=VALUE; may be given again")
+      ->check(checkTag);
+  command->add_option("--enable-category", arguments->enabledCategories,
+                      "Switch a content category on; may be given again");
+  command->add_option("--disable-category", arguments->disabledCategories,
+                      "Switch a content category off; may be given again");
+  command->add_option("--state", arguments->state, "Folder of its files instead of the user's own");
+  command
+      ->add_option("--ca", arguments->authorities,
+                   "PEM file of certificate authorities to trust besides the system's")
+      ->check(CLI::ExistingFile);
+  command->add_flag("--no-notifications", arguments->quiet, "Show no notifications");
+  command->add_flag("--json", arguments->json, "One JSON object per line");
+  command->add_flag("--log", arguments->log, "Also the library's own trace");
+  command->add_flag("--verbose", arguments->verbose, "Also every ranging result, changed or not");
+  command->callback([arguments, &code] { code = runLibrary(*arguments); });
+}
+
+}  // namespace ks::tool
