@@ -1,6 +1,9 @@
 #include <gmock/gmock.h>
 
 #include <cmath>
+#include <cstddef>
+#include <filesystem>
+#include <iterator>
 #include <memory>
 #include <string>
 #include <vector>
@@ -12,9 +15,6 @@
 
 namespace ks::test {
 
-using testing::AllOf;
-using testing::Contains;
-using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
@@ -89,6 +89,64 @@ class RealGeoClueTest : public LinuxPositionsTest {
   }
   NmeaTrack walk_{"unix", 5};
   RealGeoClue geoClue_{walk_, kApplication};
+};
+
+/// With a stand-in of GeoClue that says what no real one does.
+class StandInGeoClueTest : public LinuxPositionsTest {
+ protected:
+  static constexpr const char* kName = "org.freedesktop.GeoClue2";
+  static constexpr const char* kManager = "/org/freedesktop/GeoClue2/Manager";
+  static constexpr const char* kClient = "org.freedesktop.GeoClue2.Client";
+
+  static bool mock(const std::string& path, const std::string& method,
+                   std::vector<std::string> arguments) {
+    std::vector<std::string> command = {"gdbus", "call", "--system",
+                                        "-d",    kName,  "-o",
+                                        path,    "-m",   "org.freedesktop.DBus.Mock." + method};
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    return run(command);
+  }
+  /// `start` is what the client's method does, in Python.
+  void serve(const std::string& start) {
+    service_ = ChildProcess({"/usr/bin/python3", "-m", "dbusmock", "--system", kName, kManager,
+                             "org.freedesktop.GeoClue2.Manager"});
+    ASSERT_TRUE(run({"gdbus", "wait", "--system", kName, "--timeout", "20"}));
+    ASSERT_TRUE(
+        mock(kManager, "AddObject",
+             {"/client", kClient, "{'DesktopId': <''>, 'Active': <false>}", "@a(ssss) []"}));
+    ASSERT_TRUE(mock("/client", "AddMethod", {kClient, "Start", "", "", start}));
+    ASSERT_TRUE(mock(kManager, "AddMethod",
+                     {"org.freedesktop.GeoClue2.Manager", "GetClient", "", "o",
+                      "ret = dbus.ObjectPath('/client')"}));
+  }
+  static bool announce(const std::string& path, const std::string& properties) {
+    return mock(kManager, "AddObject",
+                {path, "org.freedesktop.GeoClue2.Location", properties, "@a(ssss) []"}) &&
+           mock("/client", "EmitSignal",
+                {kClient, "LocationUpdated", "oo",
+                 "[<objectpath '/'>, <objectpath '" + path + "'>]"});
+  }
+  ChildProcess service_;
+};
+
+/// What answers at gpsd's port: sends `bytes`, a Python expression, and waits.
+class Impostor {
+ public:
+  explicit Impostor(const std::string& bytes)
+      : process_({"/usr/bin/python3", "-c",
+                  "import socket, time\n"
+                  "server = socket.create_server(('127.0.0.1', " +
+                      std::to_string(port_) +
+                      "))\n"
+                      "while True:\n"
+                      "  client = server.accept()[0]\n"
+                      "  client.sendall(" +
+                      bytes + ")\n  time.sleep(1)\n"}) {}
+  std::uint16_t port() const { return port_; }
+
+ private:
+  std::uint16_t port_ = freePort();
+  ChildProcess process_;
 };
 
 }  // namespace
@@ -177,7 +235,7 @@ TEST_F(RealGeoClueTest, TheMoreCertainSourceWins) {
   runLoopFor(Seconds{1});
   EXPECT_TRUE(hearsOf(45.0701, Seconds{0})) << "17 m are better than 50 m";
   gpsd.stop();
-  EXPECT_TRUE(hearsOf(45.0700, Seconds{12})) << "7 s later they are not";
+  EXPECT_TRUE(hearsOf(45.0700, Seconds{12})) << "which stands still, so it is told again";
   gpsd.start();
   EXPECT_TRUE(hearsOf(45.0701));
   EXPECT_THAT(positions_->state().detail, "GeoClue gives positions; gpsd gives positions");
@@ -199,6 +257,93 @@ TEST_F(LinuxPositionsTest, FollowsRealGpsdAndItsRestart) {
   gpsd.start();
   EXPECT_TRUE(hearsOf(45.0702));
   EXPECT_THAT(console_.lines, SizeIs(3)) << "usable, not, and again";
+}
+
+TEST_F(LinuxPositionsTest, LeavesNoConnectionBehind) {
+  NmeaTrack receiver("tcp");
+  receiver.follow({{45.0700, 7.6868}});
+  RealGpsd gpsd(receiver);
+  const auto openFiles = [] {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+  };
+  std::vector<std::ptrdiff_t> counts;
+  begin(gpsd.port());
+  for (int round = 0; round < 3; ++round) {
+    manager_->startUpdatingLocation();
+    ASSERT_TRUE(says("GeoClue is not there; gpsd gives positions"));
+    manager_->stopUpdatingLocation();
+    ASSERT_TRUE(says("nothing asks"));
+    runLoopFor(Seconds{0.2});
+    counts.push_back(openFiles());
+  }
+  EXPECT_EQ(counts[1], counts[2]);
+  EXPECT_LE(counts[0], counts[1]) << "the bus library's thread stays";
+}
+
+TEST_F(LinuxPositionsTest, SurvivesWhateverAnswersForGpsd) {
+  Impostor stranger("b'HTTP/1.1 400 Bad Request\\r\\n'");
+  begin(stranger.port());
+  EXPECT_TRUE(says("somebody else answers"));
+  positions_.reset();
+  Impostor hostile(
+      "b'{\"class\":\"VERSION\"}\\n' + b'x' * 50_000_000 + b'\\n\\0\\xff\\n{\"class\":\"TPV\"}\\n' "
+      "+ "
+      "b'{\"class\":\"TPV\",\"mode\":3,\"lat\":45.07,\"lon\":7.68}\\n' * 20_000 + "
+      "b'{\"class\":\"TPV\",\"mode\":3,\"lat\":45.0701,\"lon\":7.68}\\n'");
+  console_.lines.clear();
+  positions_ = std::make_unique<LinuxPositions>(context_, hostile.port());
+  positions_->locationDemandChanged(engine_.demand());
+  EXPECT_TRUE(hearsOf(45.0701));
+  EXPECT_EQ(engine_.counters().fixes, 20001U);
+  EXPECT_LE(console_.lines.size(), 4U);
+}
+
+TEST_F(StandInGeoClueTest, ReadsOnlyWhatHasTheRightTypes) {
+  serve("");
+  begin();
+  ASSERT_TRUE(says("GeoClue has no position"));
+  for (const char* const properties :
+       {"{'Latitude': <'45.07'>, 'Longitude': <7.68>, 'Accuracy': <5.0>}",
+        "{'Latitude': <45.07>, 'Longitude': <uint32 7>, 'Accuracy': <5.0>}",
+        "{'Latitude': <45.07>, 'Longitude': <7.68>, 'Accuracy': <true>}",
+        "{'Latitude': <1e300>, 'Longitude': <7.68>, 'Accuracy': <5.0>}", "{'Other': <1>}"}) {
+    static int number = 0;
+    ASSERT_TRUE(announce("/wrong" + std::to_string(++number), properties));
+  }
+  EXPECT_TRUE(says("GeoClue sends positions that cannot be read"));
+  ASSERT_TRUE(mock("/client", "EmitSignal", {kClient, "LocationUpdated", "s", "[<'/wrong1'>]"}));
+  ASSERT_TRUE(mock("/client", "UpdateProperties", {kClient, "{'Active': <'no'>}"}));
+  EXPECT_THAT(fixes_, IsEmpty());
+  const double now = std::floor(secondsSince1970(clock_.now()));
+  ASSERT_TRUE(announce("/right",
+                       "{'Latitude': <45.07>, 'Longitude': <7.68>, 'Accuracy': <0.0>, "
+                       "'Altitude': <-1.7976931348623157e308>, 'Speed': <-1.0>, "
+                       "'Heading': <-1.0>, 'Timestamp': <(uint64 " +
+                           std::to_string(static_cast<long>(now) - 100) + ", uint64 0)>}"));
+  EXPECT_TRUE(hearsOf(45.07));
+  EXPECT_NEAR(secondsSince1970(fixes_.back().timestamp), now - 100, 0.01);
+  EXPECT_TRUE(positions_->state().usable);
+  EXPECT_EQ(engine_.authorizationStatus(), CLAuthorizationStatus::authorizedAlways);
+}
+
+TEST_F(StandInGeoClueTest, OutlivesFailuresAndFloods) {
+  serve(
+      "self.calls = getattr(self, 'calls', 0) + 1\n"
+      "if self.calls == 1: raise dbus.exceptions.DBusException('busy', name='org.test.Busy')");
+  ASSERT_TRUE(announce("/place", "{'Latitude': <45.07>, 'Longitude': <7.68>, 'Accuracy': <9.0>}"));
+  begin();
+  ASSERT_TRUE(says("GeoClue does not start: "));
+  EXPECT_FALSE(positions_->state().usable);
+  ASSERT_TRUE(says("GeoClue has no position")) << "tried again";
+  ASSERT_TRUE(mock("/client", "AddMethod",
+                   {kClient, "Flood", "", "",
+                    "for i in range(5000): self.EmitSignal('" + std::string(kClient) +
+                        "', 'LocationUpdated', 'oo', [dbus.ObjectPath('/'), "
+                        "dbus.ObjectPath('/place' if i > 4990 else '/nowhere')])"}));
+  ASSERT_TRUE(run({"gdbus", "call", "--system", "-d", kName, "-o", "/client", "-m",
+                   std::string(kClient) + ".Flood"}));
+  EXPECT_TRUE(hearsOf(45.07));
+  EXPECT_LE(engine_.counters().fixes, 10U);
 }
 
 }  // namespace ks::test

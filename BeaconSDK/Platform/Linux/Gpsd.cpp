@@ -71,7 +71,8 @@ void Gpsd::Connection::open(std::uint16_t port) {
       self->read();
     } else {
       const bool nobody = g_error_matches(error, G_IO_ERROR, G_IO_ERROR_CONNECTION_REFUSED) != 0;
-      self->end(nobody ? "is not running" : std::string("cannot be reached: ") + error->message);
+      self->end(nobody ? "gpsd is not running"
+                       : std::string("gpsd cannot be reached: ") + error->message);
     }
   };
   g_socket_client_connect_async(client.get(), G_SOCKET_CONNECTABLE(address.get()),
@@ -85,7 +86,7 @@ void Gpsd::Connection::read() {
     const gssize count = g_input_stream_read_finish(G_INPUT_STREAM(source), result, nullptr);
     if (self->closed_) return;
     if (count <= 0) {
-      self->end("has closed the connection");
+      self->end("gpsd has closed the connection");
       return;
     }
     self->lines_.add({self->buffer_.data(), static_cast<std::size_t>(count)},
@@ -145,7 +146,7 @@ void Gpsd::connect() {
       [this](std::string reason) { failed(std::move(reason)); },
   });
   connection_->open(port_);
-  patience_.arm(queue_, kIntroductionLimit, [this] { failed("does not introduce itself"); });
+  patience_.arm(queue_, kIntroductionLimit, [this] { failed("gpsd does not introduce itself"); });
 }
 
 void Gpsd::disconnect() {
@@ -159,7 +160,7 @@ void Gpsd::failed(std::string detail) {
   disconnect();
   retry_.arm(queue_, nextRetry_, [this] { connect(); });
   nextRetry_ = std::min(nextRetry_ * 2, kLastRetry);
-  setStatus({PositionSourceStatus::Stage::unusable, "gpsd " + std::move(detail),
+  setStatus({PositionSourceStatus::Stage::unusable, std::move(detail),
              "apt install gpsd && systemctl enable --now gpsd.socket"});
 }
 
@@ -167,7 +168,7 @@ void Gpsd::lineArrived(std::string_view line) {
   const GpsdLine read = readGpsdLine(line);
   if (!introduced_) {
     if (!std::holds_alternative<GpsdIntroduction>(read)) {
-      failed("does not answer at its port, but somebody else");
+      failed("somebody else answers at the port of gpsd");
       return;
     }
     introduced_ = true;
