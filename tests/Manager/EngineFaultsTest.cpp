@@ -88,6 +88,35 @@ TEST_F(EngineFaultsTest, NoBluetoothMeansNoLevels) {
   EXPECT_THAT(scenario.statistics(), Contains("beacons/notification b1"));
 }
 
+/// Nothing is ever answered: cached zones work on, and another manager finds the portal.
+TEST_F(EngineFaultsTest, DeadSessionCostsOnlyThePortal) {
+  scenario.startsAtSite();
+  scenario.manager->setLastLocationsRefreshDate(std::nullopt);
+  scenario.passes(3600);
+  scenario.portalAnswers("/locations", R"([{"id":"L1","refreshIntervalSeconds":60}])");
+  scenario.portalAnswers("location=L1", "[" + PortalZone{}.beacon() + "]");
+  scenario.portalRefusesAll();
+  scenario.heard();
+  scenario.manager.reset();
+
+  faulty->fail(Fault::makeSession, 1);
+  scenario.launches();
+  scenario.starts();
+  EXPECT_EQ(faulty->failures(), 1);
+  EXPECT_EQ(scenario.startResult, "") << "the categories were known";
+  scenario.movesTo(ks::testing::kHome);
+  scenario.sees(1, CLProximity::near);
+  EXPECT_THAT(scenario.heard(), ElementsAre("trigger b1"));
+  scenario.passes(7200);
+  EXPECT_THAT(scenario.http->waitingURLs(), IsEmpty());
+  scenario.manager->reset();
+
+  scenario.launches();
+  scenario.startsAtSite();
+  visits(2);
+  EXPECT_THAT(scenario.heard(), ElementsAre("trigger b2"));
+}
+
 TEST_F(EngineFaultsTest, FailedDownloadLeavesLaterOnes) {
   scenario.startsAtSite();
   scenario.sees(1, CLProximity::near);

@@ -86,6 +86,13 @@ TEST_F(KSContentTriggerTest, FollowTrackFiresInSilence) {
   EXPECT_THAT(scenario.heard(), IsEmpty());
   EXPECT_THAT(scenario.statistics(), ElementsAre("beacons/enter b1"));
   EXPECT_TRUE(scenario.beacon()->content()->blockedUntilDate);
+
+  scenario.learns({.id = "b2", .minor = 2, .type = "FOLLOW_TRACK", .dwellingTime = 30});
+  scenario.statistics();
+  scenario.passes(30);
+  EXPECT_THAT(scenario.heard(), IsEmpty());
+  EXPECT_THAT(scenario.statistics(), ElementsAre("beacons/notification b2"))
+      << "a stay is counted all the same";
 }
 
 TEST_F(KSContentTriggerTest, DwellingFiresWhenTheTimeIsUp) {

@@ -77,6 +77,17 @@ TEST_F(KSZoneSynchronizerTest, DroppedLocationLosesItsZones) {
   EXPECT_EQ(locations.array()->items[0].objectOf<KSLocation>()->identifier, "L2");
 }
 
+/// As when the list changed while its zones were on the way.
+TEST_F(KSZoneSynchronizerTest, UnlistedLocationKeepsZonesUntold) {
+  findsLocations(kTwoLocations);
+  refreshesLocations(R"([{"id":"L2"}])");
+  scenario.heard();
+  scenario.portalAnswers("location=L1", "[" + PortalZone{}.beacon() + "]");
+  EXPECT_NE(scenario.beacon("b1"), nullptr);
+  EXPECT_THAT(scenario.heard(), IsEmpty());
+  EXPECT_FALSE(scenario.manager->locations()[0]->zonesSyncedOn);
+}
+
 TEST_F(KSZoneSynchronizerTest, RefreshKeepsRunTimeState) {
   findsLocations(kTwoLocations);
   const PortalZone zone{.repeatDelay = 5000, .eventsNeeded = 2, .eventsInterval = 9000};

@@ -14,6 +14,8 @@ enum class Fault {
   none,
   storeDefaults,
   synchronizeDefaults,
+  /// The session is dead from the start: nothing that it is asked for is ever reported.
+  makeSession,
   loadData,
   addNotification,
   backgroundTask,
@@ -99,7 +101,10 @@ class FaultyPlatform : public Platform {
     std::shared_ptr<NSURLSession> makeSession(
         NSURLSessionConfiguration configuration,
         std::weak_ptr<NSURLSessionDelegate> delegate) override {
-      return device().urlLoadingSystem().makeSession(std::move(configuration), std::move(delegate));
+      auto session =
+          device().urlLoadingSystem().makeSession(std::move(configuration), std::move(delegate));
+      if (owner.strikes(Fault::makeSession)) session->invalidateAndCancel();
+      return session;
     }
     std::optional<Data> dataWithContentsOfURL(const NSURL& url) override {
       if (owner.strikes(Fault::loadData)) return std::nullopt;
