@@ -16,10 +16,11 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr const char* kPython = "/usr/bin/python3";
+constexpr const char* kName = "org.freedesktop.GeoClue2";
 constexpr const char* kGeoClue = "/usr/libexec/geoclue";
 /// The only configuration that the service reads.
 constexpr const char* kGeoClueConfiguration = "/etc/geoclue/geoclue.conf";
-const fs::path kScripts = fs::path(__FILE__).parent_path();
+const fs::path kScripts = KS_TEST_FOLDER;
 
 /// Runs the shell command in namespaces of its own, in which its user may mount.
 std::vector<std::string> isolated(const std::string& command) {
@@ -99,10 +100,23 @@ RealGeoClue::RealGeoClue(const NmeaTrack& track, std::string desktopId) {
           std::move(desktopId) + "]\nallowed=true\nsystem=false\nusers=\n");
 }
 
+std::vector<std::string> RealGeoClue::command() const {
+  return isolated(mounting(folder_.path() / "geoclue.conf") + " && exec " + kGeoClue +
+                  " --timeout=0");
+}
+
+void RealGeoClue::offer(PrivateBus& bus) const {
+  std::string script = "#!/bin/sh\nexec";
+  for (const std::string& argument : command()) script += " \"" + argument + "\"";
+  const auto file = folder_.path() / "start";
+  writeText(file, script + "\n");
+  fs::permissions(file, fs::perms::owner_all);
+  bus.offer(kName, file.string());
+}
+
 bool RealGeoClue::start() {
-  service_ = ChildProcess(isolated(mounting(folder_.path() / "geoclue.conf") + " && exec " +
-                                   kGeoClue + " --timeout=0"));
-  return run({"gdbus", "wait", "--system", "org.freedesktop.GeoClue2", "--timeout", "20"});
+  service_ = ChildProcess(command());
+  return run({"gdbus", "wait", "--system", kName, "--timeout", "20"});
 }
 
 bool RealGeoClue::startAgent(int level) {

@@ -57,6 +57,8 @@ class RealGeoClue {
   /// Each returns when the service or the agent is there.
   bool start();
   void stop() { service_.end(); }
+  /// Instead of `start`: whoever asks for the service starts it.
+  void offer(PrivateBus& bus) const;
   /// Nobody gets a client before there is an agent; `level` 0 permits nothing.
   bool startAgent(int level = 8);
   /// The user's privacy switch.
@@ -65,6 +67,8 @@ class RealGeoClue {
   bool isInUse() const;
 
  private:
+  std::vector<std::string> command() const;
+
   TemporaryFolder folder_;
   ChildProcess service_;
   ChildProcess agent_;

@@ -98,9 +98,6 @@ void GeoClue::presenceChanged() {
     case BusPresence::unknown:
       break;
     case BusPresence::noBus:
-      setStatus(
-          {Stage::unusable, "there is no system bus to reach GeoClue by", "apt install dbus"});
-      break;
     case BusPresence::absent:
       setStatus({Stage::unusable, "GeoClue is not there", "apt install geoclue-2.0"});
       break;
@@ -206,7 +203,7 @@ void GeoClue::started() {
   nextRetry_ = kFirstRetry;
   retry_.cancel();
   awaitPosition();
-  setStatus({Stage::ready, "GeoClue has no position", ""});
+  setStatus({Stage::ready, "GeoClue runs but has no position yet", ""});
 }
 
 void GeoClue::awaitPosition() {

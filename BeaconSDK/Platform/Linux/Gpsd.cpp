@@ -175,12 +175,12 @@ void Gpsd::lineArrived(std::string_view line) {
     saidUnreadable_ = false;
     patience_.cancel();
     connection_->send(kGpsdWatch);
-    setStatus({PositionSourceStatus::Stage::ready, "gpsd has no fix", ""});
+    setStatus({PositionSourceStatus::Stage::ready, "gpsd runs but has no fix", ""});
   } else if (std::holds_alternative<GpsdUnreadable>(read)) {
     if (std::exchange(saidUnreadable_, true)) return;
     setStatus({PositionSourceStatus::Stage::unusable, "gpsd sends what cannot be read", ""});
   } else if (std::holds_alternative<GpsdNoFix>(read)) {
-    setStatus({PositionSourceStatus::Stage::ready, "gpsd has no fix", ""});
+    setStatus({PositionSourceStatus::Stage::ready, "gpsd runs but has no fix", ""});
   } else if (const auto* const report = std::get_if<PositionReport>(&read)) {
     nextRetry_ = kFirstRetry;
     setStatus({PositionSourceStatus::Stage::ready, "gpsd gives positions", ""});
