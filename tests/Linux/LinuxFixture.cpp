@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <glib.h>
 #include <signal.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -21,15 +22,15 @@ namespace fs = std::filesystem;
 
 namespace {
 
-pid_t spawn(const std::vector<std::string>& arguments) {
+pid_t spawn(const std::vector<std::string>& arguments, const fs::path& output = "/dev/null") {
   std::vector<char*> texts;
   for (const auto& argument : arguments) texts.push_back(const_cast<char*>(argument.c_str()));
   texts.push_back(nullptr);
   const pid_t pid = fork();
   if (pid == 0) {
-    const int nowhere = open("/dev/null", O_RDWR);
-    dup2(nowhere, 1);
-    dup2(nowhere, 2);
+    const int file = open(output.c_str(), O_WRONLY | O_CREAT | O_APPEND, S_IRUSR | S_IWUSR);
+    dup2(file, 1);
+    dup2(file, 2);
     execvp(texts[0], texts.data());
     _exit(127);
   }
@@ -48,7 +49,8 @@ TemporaryFolder::~TemporaryFolder() {
   fs::remove_all(path_, ignored);
 }
 
-ChildProcess::ChildProcess(const std::vector<std::string>& arguments) : pid_(spawn(arguments)) {}
+ChildProcess::ChildProcess(const std::vector<std::string>& arguments, const fs::path& output)
+    : pid_(spawn(arguments, output)) {}
 
 ChildProcess& ChildProcess::operator=(ChildProcess&& other) noexcept {
   end();
@@ -64,6 +66,16 @@ void ChildProcess::end() {
 
 void ChildProcess::signal(int number) const {
   if (pid_ > 0) kill(pid_, number);
+}
+
+std::optional<int> ChildProcess::wait(Seconds limit) {
+  int status = 0;
+  if (!runLoopUntil([&] { return waitpid(pid_, &status, WNOHANG) == pid_; }, limit)) {
+    return std::nullopt;
+  }
+  pid_ = -1;
+  if (!WIFEXITED(status)) return std::nullopt;
+  return WEXITSTATUS(status);
 }
 
 bool run(const std::vector<std::string>& arguments) {

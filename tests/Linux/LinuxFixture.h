@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -28,12 +29,16 @@ class TemporaryFolder {
 class ChildProcess {
  public:
   ChildProcess() = default;
-  explicit ChildProcess(const std::vector<std::string>& arguments);
+  /// Both of its streams go into the file.
+  explicit ChildProcess(const std::vector<std::string>& arguments,
+                        const std::filesystem::path& output = "/dev/null");
   ChildProcess(ChildProcess&& other) noexcept : pid_(std::exchange(other.pid_, -1)) {}
   ChildProcess& operator=(ChildProcess&& other) noexcept;
   ~ChildProcess() { end(); }
   void end();
   void signal(int number) const;
+  /// The exit code, when the program ends by itself in time.
+  std::optional<int> wait(Seconds limit = Seconds{10});
   bool isRunning() const { return pid_ > 0; }
 
  private:
