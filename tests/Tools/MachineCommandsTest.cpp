@@ -1,0 +1,84 @@
+#include <gmock/gmock.h>
+
+#include <cstdlib>
+#include <string>
+
+#include "tests/Linux/BluetoothAir.h"
+#include "tests/Tools/CommandRunner.h"
+
+namespace ks::test {
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+const UUID kUUID = *UUID::fromString("E2C56DB5-DFFB-48D2-B060-D0F5A71096E0");
+
+class MachineCommandsTest : public testing::Test {
+ protected:
+  MachineCommandsTest() { setenv("XDG_CACHE_HOME", folder_.path().c_str(), 1); }
+  ~MachineCommandsTest() override { unsetenv("XDG_CACHE_HOME"); }
+
+  TemporaryFolder folder_;
+  PrivateBus bus_;
+  BluetoothAir air_;
+};
+
+TEST_F(MachineCommandsTest, DoctorNamesWhatIsMissingAndItsMend) {
+  auto result = runCommand(KS_COMMAND " doctor --wait 1");
+  EXPECT_EQ(result.code, 3);
+  EXPECT_THAT(result.output, testing::StartsWith("ok      Folders       caches lie in " +
+                                                 folder_.path().string()));
+  for (const char* const service : {"Bluetooth", "Positions", "Notifications", "Secret store"}) {
+    EXPECT_THAT(result.output, testing::ContainsRegex("missing " + std::string(service) +
+                                                      " +[^\n]+\n +mend: [^\n]+\n"));
+  }
+  EXPECT_THAT(result.errors, HasSubstr("the library could not run"));
+
+  air_.startDaemon();
+  air_.addAdapter(false, true);
+  result = runCommand(KS_COMMAND " doctor --wait 1 --json");
+  EXPECT_EQ(result.code, 3) << "switched off";
+  air_.setPowered(true);
+  result = runCommand(KS_COMMAND " doctor --wait 1 --json");
+  EXPECT_EQ(result.code, 0) << result.output;
+  EXPECT_THAT(result.output, HasSubstr(R"({"service":"Bluetooth","usable":true,)"));
+  EXPECT_EQ(result.errors, "");
+}
+
+TEST_F(MachineCommandsTest, ScanShowsStrangers) {
+  air_.startDaemon();
+  air_.addAdapter(true, true);
+  BackgroundCommand scan(KS_COMMAND " scan --json --for 5");
+  const auto packet = [&](int rssi) {
+    Data bytes = beaconBytes({kUUID, 7, 9, {-59}});
+    const Data battery = batteryBytes("BK01", 87);
+    air_.advertise("AA:BB:CC:DD:EE:01", rssi, bytes);
+    air_.advertise("AA:BB:CC:DD:EE:01", rssi, battery);
+  };
+  EXPECT_TRUE(runLoopUntil([&] {
+    packet(-69);
+    runLoopFor(Seconds{0.1});
+    return scan.output().find("\"battery\":87") != std::string::npos;
+  })) << scan.output();
+  EXPECT_EQ(scan.wait(), 0);
+  EXPECT_THAT(scan.output(),
+              testing::ContainsRegex(R"("uuid":"E2C56DB5-DFFB-48D2-B060-D0F5A71096E0","major":7,)"
+                                     R"("minor":9,"address":"AA:BB:CC:DD:EE:01",)"
+                                     R"("measuredPower":-59,"rssi":-69,"rawRssi":-69,)"
+                                     R"("distance":3.16,"proximity":"near","interval":0.[0-9]+,)"
+                                     R"("battery":87,"silence":[0-9.]+})"));
+  EXPECT_EQ(scan.errors(), "");
+}
+
+TEST_F(MachineCommandsTest, ScanSaysWhyNothingComes) {
+  BackgroundCommand scan(KS_COMMAND " scan --for 2.5");
+  EXPECT_TRUE(runLoopUntil([&] { return scan.errors().ends_with("; waiting\n"); }));
+  EXPECT_EQ(scan.wait(), 3);
+  EXPECT_EQ(scan.output(), "");
+  EXPECT_THAT(scan.errors(), HasSubstr("\nksbeacon: Bluetooth: there is no Bluetooth daemon"));
+  EXPECT_EQ(runCommand(KS_COMMAND " scan --for never").code, 2);
+}
+
+}  // namespace
+}  // namespace ks::test
