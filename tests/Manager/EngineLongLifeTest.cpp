@@ -1,33 +1,10 @@
-#include <atomic>
-#include <cstdlib>
-#include <new>
-
+#include "tests/Support/LiveObjects.h"
 #include "tests/Support/Scenario.h"
 
 using ks::CLProximity;
 using ks::CLRegionState;
 using ks::testing::PortalZone;
 using testing::Contains;
-using testing::IsEmpty;
-
-namespace {
-
-/// What `new` has given and nobody has given back.
-std::atomic<std::int64_t> liveObjects = 0;
-
-}  // namespace
-
-void* operator new(std::size_t size) {
-  void* const memory = std::malloc(size);
-  if (memory == nullptr) throw std::bad_alloc();
-  ++liveObjects;
-  return memory;
-}
-void operator delete(void* memory) noexcept {
-  if (memory != nullptr) --liveObjects;
-  std::free(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept { operator delete(memory); }
 
 namespace {
 
@@ -141,7 +118,7 @@ class EngineLongLifeTest : public ks::testing::ScenarioTest {
         if (entry.is_regular_file()) all.bytesOnDisk += entry.file_size();
       }
     }
-    all.objects = liveObjects;
+    all.objects = ks::testing::liveObjects();
     return all;
   }
 
