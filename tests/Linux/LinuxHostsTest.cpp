@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <signal.h>
 
+#include <atomic>
 #include <cstdlib>
 
 #include "tests/Linux/BluetoothAir.h"
@@ -86,6 +87,45 @@ TEST_F(LinuxHostsTest, GtkHostShowsServicesAsTheyComeAndGo) {
   end();
 }
 
+TEST_F(LinuxHostsTest, GtkHostShowsAContentAndReportsItsOpening) {
+  for (const auto& reason : {VirtualScreen::reasonNotTo(), RealGeoClue::reasonNotTo()}) {
+    if (!reason.empty()) GTEST_SKIP() << reason;
+  }
+  if (!run({"sh", "-c", "command -v dunst"})) GTEST_SKIP() << "no dunst here";
+  const VirtualScreen screen;
+  const ChildProcess dunst({"dunst", "-conf", "/dev/null"});
+  NmeaTrack walk("unix");
+  walk.follow({{45.07, 7.68599}});
+  RealGeoClue geoClue(walk, "org.ksbeacon.examples.gtk");
+  ASSERT_TRUE(geoClue.start() && geoClue.startAgent());
+  BluetoothAir air;
+  air.startDaemon();
+  air.addAdapter(true, true);
+  std::atomic<int> opened = 0;
+  portal::PortalOptions options;
+  options.documents = KS_SOURCE_DIR "/examples/portal";
+  options.onStatistic = [&](const portal::PortalStatistic& statistic) {
+    if (statistic.event == "content") ++opened;
+  };
+  const auto server = portal::PortalServer::start(options);
+  ASSERT_TRUE(server) << server.error().localizedDescription();
+
+  start(KS_GTK_HOST, (*server)->url());
+  const auto uuid = *UUID::fromString("4B8E1A60-5D0C-4F3B-9E57-0C1D2E3F4A5B");
+  const Data entrance = beaconBytes({uuid, 1, 1, Dbm{-59}});
+  const auto isShown = [&] {
+    air.advertise("C0:00:00:00:00:01", -58, entrance);
+    runLoopFor(Seconds{0.1});
+    return run({"sh", "-c", "test $(dunstctl count displayed) = 1"});
+  };
+  ASSERT_TRUE(runLoopUntil(isShown, Seconds{40})) << readText(output_);
+  runLoopFor(Seconds{1});
+  screen.keep("gtk-content");
+  EXPECT_TRUE(run({"dunstctl", "action"}));
+  EXPECT_TRUE(runLoopUntil([&] { return opened == 1; }));
+  screen.keep("gtk-opened");
+  end();
+}
 #endif
 
 }  // namespace ks::test
