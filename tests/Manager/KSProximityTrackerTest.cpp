@@ -178,23 +178,4 @@ TEST_F(KSProximityTrackerTest, BeaconsShareAContent) {
   EXPECT_THAT(scenario.heard(), IsEmpty());
 }
 
-/// What a visit begins ends with it: timers, background tasks, waiting requests.
-TEST_F(KSProximityTrackerTest, DayOfVisitsLeavesNothingBehind) {
-  KSProximityManager::enableLogging(false);
-  scenario.learns({.repeatDelay = 60, .dwellingTime = 10});
-  const auto pending = scenario.device->mainQueue().pendingTasks();
-  for (int hour = 0; hour < 24; ++hour) {
-    for (const auto proximity : {kFar, kNear, kFar}) scenario.sees(1, proximity);
-    scenario.passes(20);
-    if (hour % 2 == 0) scenario.sees(1);
-    scenario.determines(CLRegionState::outside);
-    scenario.statistics();
-    scenario.passes(3400);
-    scenario.portalRefusesAll();
-  }
-  EXPECT_EQ(scenario.heard().size(), 24U);
-  EXPECT_LE(scenario.device->mainQueue().pendingTasks(), pending);
-  EXPECT_THAT(scenario.device->application().backgroundTasks(), IsEmpty());
-}
-
 }  // namespace

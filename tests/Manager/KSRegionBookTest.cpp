@@ -105,6 +105,21 @@ TEST_F(KSRegionBookTest, StateIsSharedByCurrentContent) {
   EXPECT_EQ(changed->content()->eventDetectionCounter, 0);
 }
 
+/// Strangers under the site's UUID cost bounded memory, and never the site's own beacons.
+TEST_F(KSRegionBookTest, FloodForgetsTheOldestStranger) {
+  const ks::CLBeaconRegion region(kUUID, "any");
+  const auto range = [&](std::int64_t minor) {
+    return book_.addOrReturnBeacon(find(minor), kUUID, 1, minor, region);
+  };
+  const auto own = range(1);
+  own->setIdentifier("own");
+  for (std::int64_t minor = 2; minor <= 6000; ++minor) range(minor);
+  EXPECT_EQ(identifiers().size(), KSRegionBook::kMostUnknownBeacons + 1);
+  EXPECT_EQ(find(1), own);
+  EXPECT_EQ(find(1903), nullptr);
+  EXPECT_NE(find(1905), nullptr);
+}
+
 /// The filed manufacturer of a beacon that stays is lost until its content comes again.
 TEST_F(KSRegionBookTest, RefreshLosesKeptManufacturer) {
   const auto first = makeBeacon(1, "a");

@@ -64,14 +64,17 @@ void KSRegionBook::removeBeaconFromBeaconRegions(const KSPrivateBeacon& beacon) 
   if (beacon.content() && beacon.content()->dwellingTime != 0) dwelling_.removeDwellingItem(beacon);
   const auto guard = lock();
   const auto region = regionsByKey_.find(beacon.regionKey());
-  if (region == regionsByKey_.end()) return;
-  auto& places = region->second->places_;
+  if (region != regionsByKey_.end()) remove(*region->second, beacon);
+}
+
+void KSRegionBook::remove(Region& region, const KSPrivateBeacon& beacon) {
+  auto& places = region.places_;
   const auto found = places.find(Region::identityOf(beacon));
   if (found == places.end()) return;
   const auto leave = [&](Region::Place place) {
     if (!(*place)->isEqual(&beacon)) return false;
     unindexContent(*place);
-    region->second->beacons_.erase(place);
+    region.beacons_.erase(place);
     return true;
   };
   auto& same = found->second;
@@ -113,8 +116,19 @@ std::shared_ptr<KSPrivateBeacon> KSRegionBook::addOrReturnBeacon(
   beacon->setMajor(major);
   beacon->setMinor(minor);
   const auto guard = lock();
-  append(regionForKey(KSPrivateBeacon::keyForBeaconRegion(region)), beacon);
+  Region& filed = regionForKey(KSPrivateBeacon::keyForBeaconRegion(region));
+  makeRoom(filed);
+  append(filed, beacon);
+  filed.unknown_.push_back(beacon);
   return beacon;
+}
+
+void KSRegionBook::makeRoom(Region& region) {
+  while (region.unknown_.size() >= kMostUnknownBeacons) {
+    const auto oldest = region.unknown_.front().lock();
+    region.unknown_.pop_front();
+    if (oldest && !oldest->identifier()) remove(region, *oldest);
+  }
 }
 
 std::optional<KSBeaconList> KSRegionBook::beaconsInRegion(const ks::CLBeaconRegion& region) const {

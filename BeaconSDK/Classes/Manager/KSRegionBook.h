@@ -5,6 +5,7 @@
 #include <boost/unordered/unordered_flat_set.hpp>
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <list>
 #include <memory>
 #include <mutex>
@@ -29,6 +30,11 @@ class KSRegionBook {
  public:
   KSRegionBook(const KSBlockedContents& blockedContents, KSDwellingZones& dwelling)
       : blockedContents_(blockedContents), dwelling_(dwelling) {}
+
+  /// Ranged beacons without portal data that one region keeps at most. Anybody can send any number
+  /// of majors and minors under a known UUID; beyond this the oldest of them is forgotten, and
+  /// asked about anew when it is ranged again.
+  static constexpr std::size_t kMostUnknownBeacons = 4096;
 
   /// The beacons of one region, in the order in which they came to be known.
   class Region;
@@ -69,6 +75,9 @@ class KSRegionBook {
 
   Region& regionForKey(const std::string& key);
   void append(Region& region, const std::shared_ptr<KSPrivateBeacon>& beacon);
+  /// Forgets the oldest unknown beacon when there are too many.
+  void makeRoom(Region& region);
+  void remove(Region& region, const KSPrivateBeacon& beacon);
   void takeOver(const std::shared_ptr<KSPrivateBeacon>& known, const KSPrivateBeacon& beacon);
   void indexContent(const std::shared_ptr<KSPrivateBeacon>& beacon);
   void unindexContent(const std::shared_ptr<KSPrivateBeacon>& beacon);
@@ -112,4 +121,6 @@ class KSRegionBook::Region {
   std::string key_;
   std::list<std::shared_ptr<KSPrivateBeacon>> beacons_;
   boost::unordered_flat_map<Identity, Places, IdentityHash> places_;
+  /// Ranged before the portal told of them, the oldest first; some may be known or gone by now.
+  std::deque<std::weak_ptr<KSPrivateBeacon>> unknown_;
 };
