@@ -106,6 +106,7 @@ TEST(ScenarioReaderTest, TellsEachMistakeOnOneLine) {
       {"{\"pause\": 5}", "{}", "s.json:14: walk.steps[0]: expected either \"to\" or \"pause\""},
       {"\"do\": \"setTag\"", "\"do\": \"dance\"",
        "s.json:17: events[0].do: expected one of becomeActive, resignActive, backgroundFetch, "
+       "backgroundTransfer, "
        "setPermission, setTag, deleteTag, clearTags, enableCategory, disableCategory, restart, "
        "retry, reset, openContent, showNotification, got \"dance\""},
       {"\"value\": \"b\"", "\"content\": \"b\"",

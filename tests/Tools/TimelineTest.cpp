@@ -86,7 +86,7 @@ TEST(TimelineTest, PrintsTextAndJson) {
   EXPECT_EQ(printed(event, {}),
             " 1:02:05.042  refusal       content c1 of zone b1: category 7 off\n");
   EXPECT_EQ(printed(event, {.form = TimelinePrinter::Form::json}),
-            R"({"at":3725.042,"date":"2018-05-04 13:05:32 +0000","kind":"refusal",)"
+            R"({"at":3725.042,"date":"2018-05-04T13:05:32.042Z","kind":"refusal",)"
             R"("content":"c1","zone":"b1","event":"enter","rule":"category","category":"7"})"
             "\n");
   event.text = "a\nb\033[2J";

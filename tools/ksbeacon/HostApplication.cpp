@@ -102,6 +102,9 @@ void HostApplication::apply(const Scenario::Event& event) {
     case Kind::backgroundFetch:
       library_->fetchInBackground();
       return;
+    case Kind::backgroundTransfer:
+      library_->finishBackgroundTransfers();
+      return;
     case Kind::setPermission:
       say(fmt::format("location permission becomes {}", permissionName(event.permission)));
       device_.setAuthorizationStatus(event.permission);

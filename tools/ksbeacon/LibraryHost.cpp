@@ -87,6 +87,12 @@ void LibraryHost::fetchInBackground(KSProximityManager::FetchCompletion completi
       });
 }
 
+void LibraryHost::finishBackgroundTransfers() {
+  say("is woken for background transfers");
+  manager_->handleEventsForBackgroundURLSession(KSProximityManager::kSessionIdentifier,
+                                                [this] { say("background transfers are done"); });
+}
+
 void LibraryHost::switchCategory(const std::string& identifier, bool enabled) {
   KSSettingsManager& settings = manager_->settingsManager();
   for (const auto& category : settings.contentCategories()) {

@@ -47,6 +47,9 @@ class LibraryHost {
   /// Null until the launch.
   KSProximityManager* manager() { return manager_.get(); }
   void fetchInBackground(KSProximityManager::FetchCompletion completion = {});
+  /// As when the system wakes the application for its background session: the timeline is told when
+  /// the transfers under way, or the next ones, have ended.
+  void finishBackgroundTransfers();
   void switchCategory(const std::string& identifier, bool enabled);
   /// The user opens an announced content, or has it shown again.
   void openContent(const std::string& identifier);

@@ -65,6 +65,7 @@ struct Scenario {
       becomeActive,
       resignActive,
       backgroundFetch,
+      backgroundTransfer,
       setPermission,
       setTag,
       deleteTag,

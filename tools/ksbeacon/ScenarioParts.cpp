@@ -223,9 +223,9 @@ Scenario::Event ScenarioParts::event(const JsonNode& node, const std::string& pa
   using Kind = Scenario::Event::Kind;
   // In the order of `Kind`.
   static const std::vector<std::string> kNames = {
-      "becomeActive", "resignActive", "backgroundFetch", "setPermission",   "setTag",
-      "deleteTag",    "clearTags",    "enableCategory",  "disableCategory", "restart",
-      "retry",        "reset",        "openContent",     "showNotification"};
+      "becomeActive", "resignActive", "backgroundFetch", "backgroundTransfer", "setPermission",
+      "setTag",       "deleteTag",    "clearTags",       "enableCategory",     "disableCategory",
+      "restart",      "retry",        "reset",           "openContent",        "showNotification"};
   ObjectReader reader(
       node, path, mistakes_,
       {"at", "do", "tag", "value", "category", "content", "permission", "downtime"});

@@ -1,5 +1,6 @@
 #include "tools/ksbeacon/Timeline.h"
 
+#include <fmt/chrono.h>
 #include <fmt/format.h>
 
 #include <cmath>
@@ -36,6 +37,14 @@ std::string onOneLine(std::string text) {
   return text;
 }
 
+/// As RFC 3339 has it, to the millisecond.
+std::string dateInUTC(Date date) {
+  const auto milliseconds = static_cast<std::int64_t>(std::llround(secondsSince1970(date) * 1000));
+  return fmt::format("{:%Y-%m-%dT%H:%M:%S}.{:03}Z",
+                     fmt::gmtime(static_cast<std::time_t>(milliseconds / 1000)),
+                     milliseconds % 1000);
+}
+
 }  // namespace
 
 void TimelinePrinter::print(const TimelineEvent& event) {
@@ -61,7 +70,7 @@ void TimelinePrinter::printText(const TimelineEvent& event) {
 void TimelinePrinter::printJson(const TimelineEvent& event) {
   Dictionary line;
   line.set("at", std::round(event.at.count() * 1000) / 1000);
-  line.set("date", dateDescription(start_ + event.at));
+  line.set("date", dateInUTC(start_ + event.at));
   line.set("kind", timelineKindName(event.kind));
   for (const auto& [name, value] : event.details) line.set(name, value);
   stream_ << jsonText(line) << '\n';
