@@ -91,7 +91,7 @@ TEST_F(LinuxNotificationTest, KeepsPicturesWhileTheyAreShown) {
 }
 
 TEST_F(LinuxNotificationTest, RefusesWhatItCannotTake) {
-  makeCenter();
+  start(kAll);
   mkfifo((folder_.path() / "pipe").c_str(), 0600);
   std::filesystem::resize_file(file("huge", "GIF89a"),
                                NotificationPictureStore::kLargestPicture + 1);
