@@ -15,6 +15,8 @@ using Variant = GLibOwned<GVariant>;
 
 constexpr Seconds kFirstRetry{1};
 constexpr Seconds kLastRetry{60};
+/// The daemon takes its name before it has found the adapters.
+constexpr Seconds kAdapterGrace{3};
 /// More adapters than this are left out: nobody has them.
 constexpr std::size_t kMostAdapters = 16;
 /// "/org/bluez/hci0/dev_AA_BB_CC_DD_EE_FF" has 37.
@@ -61,12 +63,14 @@ void BlueZRadio::presenceChanged(bool present) {
   retry_.cancel();
   nextRetry_ = kFirstRetry;
   if (present) {
+    adapterGrace_.arm(queue_, kAdapterGrace, [this] { update(); });
     readObjects();
     return;
   }
+  adapterGrace_.cancel();
   adapters_.clear();
   devices_.clear();
-  daemon_ = daemon_ == Daemon::unknown || daemon_ == Daemon::absent ? Daemon::absent : Daemon::gone;
+  daemon_ = wasKnown_ ? Daemon::gone : Daemon::absent;
   update();
 }
 
@@ -99,6 +103,7 @@ void BlueZRadio::objectsRead(GVariant* reply, const GError* error) {
   }
   nextRetry_ = kFirstRetry;
   daemon_ = Daemon::known;
+  wasKnown_ = true;
   const Variant objects(g_variant_get_child_value(reply, 0));
   GVariantIter each;
   g_variant_iter_init(&each, objects.get());
@@ -164,6 +169,7 @@ BlueZAdapter* BlueZRadio::addAdapter(std::string_view path) {
       BlueZAdapter::Listener{[this](std::string_view device) { deviceFound(device); },
                              [this] { update(); }});
   adapters_.emplace(path, added);
+  adapterGrace_.cancel();
   added->setListening(listening_);
   return added.get();
 }
@@ -244,6 +250,7 @@ CBManagerState BlueZRadio::managerState() const {
     case Daemon::known:
       break;
   }
+  if (adapters_.empty() && adapterGrace_.isArmed()) return scanning_.state();
   if (adapters_.empty()) return CBManagerState::unsupported;
   if (!anyAdapter([](const BlueZAdapter& adapter) { return adapter.isPowered(); })) {
     return CBManagerState::poweredOff;
@@ -262,9 +269,11 @@ void BlueZRadio::update() {
   location_.setBeaconScanningPaused(
       !anyAdapter([](const BlueZAdapter& adapter) { return adapter.isListening(); }));
   auto state = this->state();
+  if (adapterGrace_.isArmed()) return;
   const bool worse = !state.usable && state != told_;
   const bool better = state.usable && !told_.usable && !told_.name.empty();
-  if (worse || better) console_.log(state.name + ": " + state.detail);
+  if (worse) console_.log(state.name + ": " + state.detail);
+  if (better) console_.log(state.name + ": usable again");
   told_ = std::move(state);
 }
 

@@ -28,7 +28,8 @@ class BlueZRadio : public LinuxRadio {
   std::unique_ptr<CBCentralManager> makeCentralManager(CBCentralManagerDelegate& delegate) override;
 
   /// `unsupported` without a daemon or adapter, `resetting` while the daemon that was there is
-  /// away, `unauthorized` when the bus refuses, `unknown` until it has answered.
+  /// away, `unauthorized` when the bus refuses, `unknown` until it has answered. A daemon that has
+  /// just come has 3 s to find an adapter.
   CBManagerState managerState() const;
 
  private:
@@ -80,6 +81,9 @@ class BlueZRadio : public LinuxRadio {
   bool readAgain_ = false;
   Seconds nextRetry_{1};
   Wakeup retry_;
+  /// Armed while the daemon may still be looking for adapters.
+  Wakeup adapterGrace_;
+  bool wasKnown_ = false;
   ServiceState told_;
 
   BusService service_;

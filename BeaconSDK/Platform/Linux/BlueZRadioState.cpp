@@ -41,6 +41,9 @@ ServiceState BlueZRadio::state() const {
     case Daemon::known:
       break;
   }
+  if (adapterGrace_.isArmed()) {
+    return {kName, false, "the Bluetooth daemon has just started", ""};
+  }
   switch (managerState()) {
     case CBManagerState::unsupported:
       return {kName, false, "there is no Bluetooth adapter",
