@@ -163,14 +163,22 @@ void addPortalCommand(CLI::App& app, int& code) {
       "slow:SECONDS, truncate, not-json, drop, each with @PATH for some requests only.");
   command->add_option("DIR", arguments->documents, "Folder of the documents")->required();
   command->add_option("--port", arguments->port, "Port to listen on; 0 picks a free one")
+      ->type_name("PORT")
       ->capture_default_str();
   command->add_option("--address", arguments->address, "Address to listen on")
+      ->type_name("ADDRESS")
       ->capture_default_str();
-  command->add_option("--record", arguments->record, "Append statistics to this file, one a line");
-  command->add_option("--credentials", arguments->credentials,
-                      "JSON file with \"username\" and \"password\"");
-  command->add_option("--tls", arguments->tls, "Certificate and key, PEM files")->expected(2);
-  command->add_option("--fault", arguments->faults, "Answer wrongly; may be given again");
+  command->add_option("--record", arguments->record, "Append statistics to this file, one a line")
+      ->type_name("FILE");
+  command
+      ->add_option("--credentials", arguments->credentials,
+                   "JSON file with \"username\" and \"password\"")
+      ->type_name("FILE");
+  command->add_option("--tls", arguments->tls, "Certificate and key, PEM files")
+      ->type_name("FILE")
+      ->expected(2);
+  command->add_option("--fault", arguments->faults, "Answer wrongly; may be given again")
+      ->type_name("FAULT");
   command->add_flag("--json", arguments->json, "One JSON object per line");
   command->callback([arguments, &code] { code = servePortal(*arguments); });
 }

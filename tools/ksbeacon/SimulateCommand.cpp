@@ -175,23 +175,32 @@ void addSimulateCommand(CLI::App& app, int& code) {
       "options, 3 the other portal did not answer.\n"
       "docs/scenarios.md describes scenarios, docs/timeline.md the output.");
   command->add_option("SCENARIO", arguments->scenario, "Scenario file, or a GPX track")->required();
-  command->add_option("--documents", arguments->documents,
-                      "With a GPX track: the folder of the portal's documents");
+  command
+      ->add_option("--documents", arguments->documents,
+                   "With a GPX track: the folder of the portal's documents")
+      ->type_name("DIR");
   command->add_option("--until", arguments->until, "End after so many seconds of the day")
-      ->check(CLI::Range(0.001, 366.0 * 24 * 3600));
+      ->type_name("SECONDS")
+      ->check(CLI::Range(0.001, 366.0 * 24 * 3600).description(""));
   command->add_option("--seed", arguments->seed, "Seed of all noise, instead of the scenario's")
-      ->check(CLI::PositiveNumber);
-  command->add_option("--state", arguments->state,
-                      "Folder of the device's files, kept between runs");
-  command->add_option("--portal", arguments->portal,
-                      "Root URL of another portal instead of the embedded one");
+      ->type_name("NUMBER")
+      ->check(CLI::Validator(CLI::PositiveNumber).description(""));
+  command
+      ->add_option("--state", arguments->state, "Folder of the device's files, kept between runs")
+      ->type_name("DIR");
+  command
+      ->add_option("--portal", arguments->portal,
+                   "Root URL of another portal instead of the embedded one")
+      ->type_name("URL");
   command
       ->add_option("--speed", arguments->speed, "Simulated seconds per real second; 1: real time")
-      ->check(CLI::Range(0.001, 100000.0));
+      ->type_name("FACTOR")
+      ->check(CLI::Range(0.001, 100000.0).description(""));
   command
       ->add_option("--repeat", arguments->repeat,
                    "Walk so many times with other noise; tell how often each content fired")
-      ->check(CLI::Range(1, 100000));
+      ->type_name("NUMBER")
+      ->check(CLI::Range(1, 100000).description(""));
   command->add_flag("--json", arguments->json, "One JSON object per line");
   command->add_flag("--log", arguments->log, "Also the library's own trace");
   command->add_flag("--verbose", arguments->verbose, "Also every ranging result, changed or not");

@@ -2,7 +2,6 @@
 #include <exception>
 #include <iostream>
 #include <memory>
-#include <string>
 
 #include "tools/ksbeacon/CheckCommand.h"
 #include "tools/ksbeacon/ExitCode.h"
@@ -13,11 +12,14 @@
 #include "tools/ksbeacon/device/DoctorCommand.h"
 #include "tools/ksbeacon/device/RunCommand.h"
 #include "tools/ksbeacon/device/ScanCommand.h"
+#include "tools/ksbeacon/manual/HelpCommand.h"
 
 namespace {
 
 int run(int argc, char** argv) {
-  CLI::App app("A simulated device and a development portal for proximity engagement.");
+  CLI::App app(
+      "Proximity engagement: the library on this machine, a simulated device to try campaigns on, "
+      "and a development portal.");
   app.name("ksbeacon");
   app.formatter(std::make_shared<ks::tool::HelpFormatter>());
   app.footer(
@@ -25,7 +27,12 @@ int run(int argc, char** argv) {
       "  ksbeacon simulate examples/scenarios/demo.json           walk a device through a site\n"
       "  ksbeacon simulate examples/scenarios/demo.json --json    the same for a program\n"
       "  ksbeacon portal examples/portal                          serve portal documents\n"
-      "  ksbeacon check examples/portal                           what is wrong with them");
+      "  ksbeacon check examples/portal                           what is wrong with them\n"
+      "  ksbeacon doctor                                          what of this machine is ready\n"
+      "  ksbeacon scan                                            the beacons around\n"
+      "  ksbeacon run --portal https://portal.example.com/app --user kiosk-7\n"
+      "  ksbeacon help run                                        examples and options of a "
+      "command");
   app.set_version_flag("--version", "ksbeacon " KS_VERSION);
   app.require_subcommand(1);
 
@@ -37,20 +44,7 @@ int run(int argc, char** argv) {
   ks::tool::addScanCommand(app, code);
   ks::tool::addDoctorCommand(app, code);
   ks::tool::addInspectCommand(app, code);
-  std::string topic;
-  CLI::App* const help =
-      app.add_subcommand("help", "Show help for the command or for a subcommand");
-  help->add_option("COMMAND", topic, "simulate, portal or check")
-      ->check(CLI::IsMember({"simulate", "portal", "check"}));
-  help->footer("");
-  help->callback([&] {
-    const CLI::App* const command = topic.empty() ? &app : app.get_subcommand(topic);
-    // The application itself would answer with the help of the subcommand under way.
-    std::string text = command->get_formatter()->make_help(
-        command, topic.empty() ? "ksbeacon" : "ksbeacon " + topic, CLI::AppFormatMode::Normal);
-    text.erase(text.find_last_not_of('\n') + 1);
-    std::cout << text << '\n';
-  });
+  ks::tool::addHelpCommands(app);
 
   try {
     app.parse(argc, argv);

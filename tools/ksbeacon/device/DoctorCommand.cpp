@@ -105,7 +105,8 @@ void addDoctorCommand(CLI::App& app, int& code) {
   command
       ->add_option("--wait", arguments->patience,
                    "Seconds that services have to answer; less when all are ready sooner")
-      ->check(CLI::Range(0.1, 600.0))
+      ->type_name("SECONDS")
+      ->check(CLI::Range(0.1, 600.0).description(""))
       ->capture_default_str();
   command->add_flag("--json", arguments->json, "One JSON object per line");
   command->callback(

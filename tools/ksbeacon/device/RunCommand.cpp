@@ -66,6 +66,11 @@ std::string checkTag(const std::string& tag) {
              : "";
 }
 
+std::string checkFile(const std::string& file) {
+  std::error_code ec;
+  return std::filesystem::is_regular_file(file, ec) ? "" : "expected a file, got \"" + file + "\"";
+}
+
 bool isEncryptedOrLocal(const std::string& url) {
   const std::string_view host = hostOf(url);
   return url.starts_with("https://") || host == "localhost" || host == "[::1]" ||
@@ -135,24 +140,38 @@ void addRunCommand(CLI::App& app, int& code) {
       "Exit codes: 0 ended by a signal, 1 nobody read the output any more or the end took too\n"
       "long, 2 a wrong option or no password, 3 its folders cannot be written.");
   command->add_option("--portal", arguments->password.portalURL, "The portal's root URL")
+      ->type_name("URL")
       ->required()
       ->check(checkURL);
-  command->add_option("--user", arguments->password.user, "Name of the portal's user")->required();
-  command->add_option("--password-file", arguments->password.file,
-                      "File with the password, readable by its owner alone");
-  command->add_option("--credential", arguments->password.credential,
-                      "Name of the service manager's credential instead of ksbeacon.password");
+  command->add_option("--user", arguments->password.user, "Name of the portal's user")
+      ->type_name("NAME")
+      ->required();
+  command
+      ->add_option("--password-file", arguments->password.file,
+                   "File with the password, readable by its owner alone")
+      ->type_name("FILE");
+  command
+      ->add_option("--credential", arguments->password.credential,
+                   "Name of the service manager's credential instead of ksbeacon.password")
+      ->type_name("NAME");
   command->add_option("--tag", arguments->tags, "Set a tag, NAME=VALUE; may be given again")
+      ->type_name("NAME=VALUE")
       ->check(checkTag);
-  command->add_option("--enable-category", arguments->enabledCategories,
-                      "Switch a content category on; may be given again");
-  command->add_option("--disable-category", arguments->disabledCategories,
-                      "Switch a content category off; may be given again");
-  command->add_option("--state", arguments->state, "Folder of its files instead of the user's own");
+  command
+      ->add_option("--enable-category", arguments->enabledCategories,
+                   "Switch a content category on; may be given again")
+      ->type_name("ID");
+  command
+      ->add_option("--disable-category", arguments->disabledCategories,
+                   "Switch a content category off; may be given again")
+      ->type_name("ID");
+  command->add_option("--state", arguments->state, "Folder of its files instead of the user's own")
+      ->type_name("DIR");
   command
       ->add_option("--ca", arguments->authorities,
                    "PEM file of certificate authorities to trust besides the system's")
-      ->check(CLI::ExistingFile);
+      ->type_name("FILE")
+      ->check(checkFile);
   command->add_flag("--no-notifications", arguments->quiet, "Show no notifications");
   command->add_flag("--json", arguments->json, "One JSON object per line");
   command->add_flag("--log", arguments->log, "Also the library's own trace");

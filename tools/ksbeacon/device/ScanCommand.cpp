@@ -140,7 +140,8 @@ void addScanCommand(CLI::App& app, int& code) {
       "Exit codes: 0 ended by its time or by Ctrl-C, 2 a wrong option, 3 Bluetooth cannot be used\n"
       "(ksbeacon doctor tells what to do).");
   command->add_option("--for", arguments->span, "End after so many seconds")
-      ->check(CLI::Range(0.1, 366.0 * 24 * 3600));
+      ->type_name("SECONDS")
+      ->check(CLI::Range(0.1, 366.0 * 24 * 3600).description(""));
   command->add_flag("--json", arguments->json, "One JSON object per line");
   command->callback([arguments, &code] {
     Scan scan(arguments->json);
