@@ -198,6 +198,7 @@ NSKeyedArchiver::NodeId NSKeyedArchiver::classReference(const std::vector<std::s
   const auto [known, isNew] = classes_.try_emplace(chain[0], 0);
   if (isNew) {
     std::vector<NodeId> names;
+    names.reserve(chain.size());
     for (const auto& name : chain) names.push_back(unique_.string(name));
     const NodeId keys[] = {unique_.string(kClassNameKey), unique_.string(kClassChainKey)};
     const NodeId values[] = {names[0], list_.addArray(names)};
