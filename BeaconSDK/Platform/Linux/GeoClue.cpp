@@ -5,6 +5,8 @@
 #include <limits>
 #include <utility>
 
+#include "BeaconSDK/Platform/Http/GLibOwned.h"
+
 namespace ks {
 
 namespace {
@@ -26,18 +28,31 @@ constexpr double kThresholdShare = 0.1;
 constexpr Seconds kFirstRetry{5};
 constexpr Seconds kLastRetry{60};
 /// After this time an answer that waits for a person is a state of its own.
-constexpr Seconds kPatience{5};
+constexpr Seconds kPatience{2};
 /// Answers that wait for a person, or for an agent to speak for one.
 constexpr Seconds kPersonLimit{3600};
 constexpr Seconds kFirstSilence{60};
 constexpr Seconds kLongestSilence{600};
 constexpr double kMicrosecond = 1e-6;
 
+/// What the service says of itself, fit for one line.
+std::string textOf(const GError& error) {
+  constexpr glong kLongest = 200;
+  const GLibOwned<GError> copy(g_error_copy(&error));
+  g_dbus_error_strip_remote_error(copy.get());
+  const glong length = std::min(g_utf8_strlen(copy->message, -1), kLongest);
+  std::string text = GLibOwned<gchar>(g_utf8_substring(copy->message, 0, length)).get();
+  std::replace_if(
+      text.begin(), text.end(), [](unsigned char byte) { return byte < ' '; }, ' ');
+  return text;
+}
+
 }  // namespace
 
 GeoClueRequest geoClueRequest(Metres wanted) {
   const double threshold = std::clamp(wanted.value * kThresholdShare, 0.0, 1000.0);
-  return {wanted <= kCoarsestExact ? kExact : kStreet, static_cast<std::uint32_t>(threshold)};
+  return {wanted.value <= kCoarsestExact.value ? kExact : kStreet,
+          static_cast<std::uint32_t>(threshold)};
 }
 
 GeoClue::GeoClue(Clock& clock, DispatchQueue& queue, std::string desktopId,
@@ -63,7 +78,7 @@ void GeoClue::setWanted(std::optional<Metres> wanted) {
 void GeoClue::begin() {
   request_ = geoClueRequest(*wanted_);
   if (coarseIsSilent_) request_.accuracyLevel = kExact;
-  status_ = {Stage::starting, "GeoClue is asked", ""};
+  status_ = {Stage::starting, "GeoClue has not answered yet", ""};
   nextRetry_ = kFirstRetry;
   service_ = std::make_unique<BusService>(
       kName, queue_, [this](bool) { presenceChanged(); }, BusOptions{.mayStart = true});
@@ -98,6 +113,9 @@ void GeoClue::presenceChanged() {
     case BusPresence::unknown:
       break;
     case BusPresence::noBus:
+      setStatus({Stage::unusable, "GeoClue is out of reach without a system bus",
+                 "systemctl start dbus"});
+      break;
     case BusPresence::absent:
       setStatus({Stage::unusable, "GeoClue is not there", "apt install geoclue-2.0"});
       break;
@@ -128,8 +146,7 @@ void GeoClue::getClient() {
                    asking_ = false;
                    patience_.cancel();
                    if (reply == nullptr) {
-                     fail(std::string("gives no client: ") + error->message,
-                          "systemctl status geoclue");
+                     fail("gives no client: " + textOf(*error), "systemctl status geoclue");
                      return;
                    }
                    const gchar* path = nullptr;
@@ -189,12 +206,12 @@ void GeoClue::start() {
 
 void GeoClue::startFailed(const GError& error) {
   if (g_error_matches(&error, G_DBUS_ERROR, G_DBUS_ERROR_ACCESS_DENIED) == FALSE) {
-    fail(std::string("does not start: ") + error.message, "systemctl status geoclue");
+    fail("does not start: " + textOf(error), "systemctl status geoclue");
     return;
   }
   // Nobody tells when that changes.
   retry();
-  refused(error.message);
+  refused(textOf(error));
 }
 
 void GeoClue::started() {

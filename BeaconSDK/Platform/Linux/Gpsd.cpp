@@ -130,7 +130,7 @@ Gpsd::~Gpsd() { disconnect(); }
 void Gpsd::setWanted(bool wanted) {
   if (wanted == (status_.stage != PositionSourceStatus::Stage::idle)) return;
   if (wanted) {
-    status_ = {PositionSourceStatus::Stage::starting, "gpsd is asked", ""};
+    status_ = {PositionSourceStatus::Stage::starting, "gpsd has not answered yet", ""};
     nextRetry_ = kFirstRetry;
     connect();
   } else {
