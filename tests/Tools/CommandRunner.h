@@ -1,35 +1,32 @@
 #pragma once
 
-#include <sys/types.h>
-
 #include <string>
-#include <vector>
 
 #include "tests/Linux/LinuxFixture.h"
 
 namespace ks::test {
 
-/// A program whose output goes to files. Killed with the object.
+/// A program whose streams go to files. Ends with the object.
 class BackgroundCommand {
  public:
-  explicit BackgroundCommand(const std::string& shellCommand);
-  BackgroundCommand(const BackgroundCommand&) = delete;
-  BackgroundCommand& operator=(const BackgroundCommand&) = delete;
-  ~BackgroundCommand();
+  explicit BackgroundCommand(const std::string& shellCommand)
+      : process_(
+            {"sh", "-c", "exec " + shellCommand + " 2>" + (folder_.path() / "errors").string()},
+            folder_.path() / "output") {}
 
-  pid_t pid() const { return pid_; }
-  void signal(int number) const;
-  /// The exit code; 128 and the signal's number after a signal; -1 when it still runs after
-  /// `limit`.
-  int wait(Seconds limit = Seconds{10});
+  void signal(int number) const { process_.signal(number); }
+  /// The exit code; -1 when it still runs after `limit`, or was killed.
+  int wait(Seconds limit = Seconds{10}) { return process_.wait(limit).value_or(-1); }
   std::string output() const { return readText(folder_.path() / "output"); }
   std::string errors() const { return readText(folder_.path() / "errors"); }
   /// Whether it writes `text` within `limit`.
-  bool writes(const std::string& text, Seconds limit = Seconds{10}) const;
+  bool writes(const std::string& text, Seconds limit = Seconds{10}) const {
+    return runLoopUntil([&] { return output().find(text) != std::string::npos; }, limit);
+  }
 
  private:
   TemporaryFolder folder_;
-  pid_t pid_ = -1;
+  ChildProcess process_;
 };
 
 struct CommandResult {
@@ -38,6 +35,10 @@ struct CommandResult {
   std::string errors;
 };
 /// To its end, or for half a minute.
-CommandResult runCommand(const std::string& shellCommand);
+inline CommandResult runCommand(const std::string& shellCommand) {
+  BackgroundCommand command(shellCommand);
+  const int code = command.wait(Seconds{30});
+  return {code, command.output(), command.errors()};
+}
 
 }  // namespace ks::test
