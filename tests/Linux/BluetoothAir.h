@@ -27,6 +27,13 @@ class BluetoothAir {
   void refuse(const char* method, const char* error) {
     call("Refuse", g_variant_new("(ss)", method, error));
   }
+  /// Asked for its objects, the daemon runs this line of its own language; the reply has a type.
+  void answerObjects(const char* type, const char* line) {
+    call("AddMethod",
+         g_variant_new("(sssss)", "org.freedesktop.DBus.ObjectManager", "GetManagedObjects", "",
+                       type, line),
+         "/", "org.freedesktop.DBus.Mock");
+  }
   void advertise(const std::string& address, int rssi, const Data& bytes) {
     call("Advertise", g_variant_new("(ssn@ay)", "hci0", address.c_str(), rssi, array(bytes)));
   }

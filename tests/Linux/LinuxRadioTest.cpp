@@ -141,10 +141,13 @@ TEST_F(LinuxRadioTest, ListensNoMoreThanWanted) {
                                          "RegisterMonitor hci0 every", "StopDiscovery hci0"));
   manager_->stopMonitoringForRegion(*region());
   EXPECT_THAT(callsUntil(1), ElementsAre("UnregisterMonitor hci0 every"));
-  const auto before = engine_.counters();
-  air_.advertise("C0:00:00:00:00:02", -60, beacon());
   runLoopFor(Seconds{0.05});
-  EXPECT_EQ(engine_.counters(), before);
+  air_.advertise("C0:00:00:00:00:01", -90, beacon());
+  air_.emit("/org/bluez/hci0/dev_C0_00_00_00_00_01", "org.freedesktop.DBus.Properties",
+            "PropertiesChanged", "sa{sv}as",
+            "[<'org.bluez.Device1'>, <{'RSSI': <int16 -40>}>, <@as []>]");
+  EXPECT_FALSE(runLoopUntil([] { return g_main_context_pending(nullptr) != FALSE; }, Seconds{0.3}))
+      << "nothing wakes the process, whatever others have the daemon do";
 }
 
 TEST_F(LinuxRadioTest, HearsEveryAdvertisementWithStrength) {
@@ -243,6 +246,35 @@ TEST_F(LinuxRadioTest, NamesWhatIsMissing) {
   manager_->startMonitoringForRegion(region());
   EXPECT_TRUE(becomes(State::unauthorized));
   EXPECT_THAT(radio_->state().mend, HasSubstr("usermod"));
+}
+
+TEST_F(LinuxRadioTest, OutlivesUselessAnswers) {
+  struct {
+    const char* type;
+    const char* line;
+    State state;
+    const char* mend;
+  } const answers[] = {
+      {"s",
+       "raise dbus.exceptions.DBusException('', name='org.freedesktop.DBus.Error.AccessDenied')",
+       State::unauthorized, "usermod"},
+      {"s", "ret = 'nothing'", State::unknown, "restart"},
+      {"a{oa{sa{sv}}}", "ret = {'/org/bluez/hci0': {'org.bluez.Adapter1': {'Powered': 'yes'}}}",
+       State::poweredOff, "bluetoothctl"},
+  };
+  for (const auto& answer : answers) {
+    startDaemon();
+    air_.answerObjects(answer.type, answer.line);
+    startRadio();
+    EXPECT_TRUE(runLoopUntil([&] {
+      return radio_->state().mend.find(answer.mend) != std::string::npos;
+    })) << answer.line;
+    EXPECT_EQ(central_->state(), answer.state) << answer.line;
+    air_.stopDaemon();
+    startDaemon();
+    EXPECT_TRUE(becomes(State::poweredOn)) << answer.line;
+    air_.stopDaemon();
+  }
 }
 
 TEST_F(LinuxRadioTest, ScansForServiceData) {
