@@ -115,6 +115,12 @@ TEST_F(LinuxNotificationTest, RefusesWhatItCannotTake) {
   never.trigger = {Seconds{59}, true};
   EXPECT_EQ(add(never), static_cast<std::int64_t>(UNError::notificationInvalidNoDate));
   EXPECT_THAT(center_->pendingNotificationRequests(), IsEmpty());
+  never.trigger = {Seconds{59}, false};
+  for (std::size_t i = 0; i < DesktopNotificationCenter::kMostPending; ++i) {
+    never.identifier = std::to_string(i);
+    EXPECT_EQ(add(never), 0);
+  }
+  EXPECT_EQ(add(request("full", "full")), kNotAllowed);
 }
 
 TEST_F(LinuxNotificationTest, ReplacesAndTakesBackByIdentifier) {

@@ -59,8 +59,9 @@ std::optional<Error> DesktopNotificationCenter::accept(UNNotificationRequest req
 }
 
 std::optional<Error> DesktopNotificationCenter::refusal() {
-  if (service_.mayBeUsable()) return std::nullopt;
-  const std::string reason = service_.state().detail;
+  const bool isFull = pending_.size() >= kMostPending;
+  if (service_.mayBeUsable() && !isFull) return std::nullopt;
+  const std::string reason = isFull ? "too many wait already" : service_.state().detail;
   service_.tellTrouble(reason);
   return makeError(UNError::notificationsNotAllowed, "Notifications cannot be shown: " + reason);
 }

@@ -22,6 +22,8 @@ namespace ks {
 /// it, for `kLongestDelay` at most. Pending requests end with the process.
 class DesktopNotificationCenter : public LinuxNotificationCenter {
  public:
+  /// No device of the platform keeps more.
+  static constexpr std::size_t kMostPending = 64;
   /// The oldest delivered notifications are forgotten first; they stay on the screen.
   static constexpr std::size_t kMostDelivered = 100;
   /// Later than this, news of where somebody was are not news any more.
@@ -29,8 +31,8 @@ class DesktopNotificationCenter : public LinuxNotificationCenter {
 
   explicit DesktopNotificationCenter(const LinuxServiceContext& context);
 
-  /// Refused with an error: when no service is there, when an attachment cannot be taken, when the
-  /// trigger could not be met.
+  /// Refused with an error: when no service is there, when too many wait already, when an attachment
+  /// cannot be taken, when the trigger could not be met.
   void addNotificationRequest(UNNotificationRequest request,
                               std::function<void(const std::optional<Error>&)> completion) override;
   void setResponseHandler(ResponseHandler handler) override { respond_ = std::move(handler); }
@@ -68,7 +70,7 @@ class DesktopNotificationCenter : public LinuxNotificationCenter {
   using PendingList = std::list<Pending>;
 
   std::optional<Error> accept(UNNotificationRequest request);
-  /// The error of a request that nobody could show.
+  /// The error of a request that nobody could show, or that is one too many.
   std::optional<Error> refusal();
   PendingList::iterator add(UNNotificationRequest request, Pictures pictures);
   void schedule(UNNotificationRequest request, Pictures pictures);
