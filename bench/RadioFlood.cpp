@@ -12,6 +12,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <string>
 
@@ -30,7 +31,10 @@ struct Flood {
   unsigned perSecond = 2000;
   unsigned seconds = 5;
   unsigned devices = 200;
-  unsigned total() const { return perSecond == 0 ? 100'000 : perSecond * seconds; }
+  unsigned total() const { return (perSecond == 0 ? kUnpaced : perSecond) * seconds; }
+
+ private:
+  static constexpr unsigned kUnpaced = 20'000;
 };
 
 const char* const kDaemon =
@@ -80,10 +84,17 @@ class Sender {
         kInterval, [](gpointer self) { return static_cast<Sender*>(self)->burst(); }, data);
   }
 
+  /// Sends what is due by now.
   gboolean burst() {
-    constexpr unsigned kBurstsPerSecond = 100;
-    const unsigned burst = flood_.perSecond == 0 ? 1000 : flood_.perSecond / kBurstsPerSecond;
-    for (unsigned i = 0; i < burst && sent_ < flood_.total(); ++i, ++sent_) send();
+    constexpr unsigned kUnpacedBurst = 1000;
+    const auto now = ks::monotonicUptime();
+    if (sent_ == 0) start_ = now;
+    const auto due = static_cast<unsigned>((now - start_).count() * flood_.perSecond) + 1;
+    const unsigned until = flood_.perSecond == 0 ? sent_ + kUnpacedBurst : due;
+    while (sent_ < std::min(until, flood_.total())) {
+      send();
+      ++sent_;
+    }
     // Waits for the bus, or else everything would pile up here.
     g_dbus_connection_flush_sync(connection_.get(), nullptr, nullptr);
     return sent_ < flood_.total() ? G_SOURCE_CONTINUE : G_SOURCE_REMOVE;
@@ -116,6 +127,7 @@ class Sender {
   const Flood flood_;
   GObjectOwned<GDBusConnection> connection_;
   unsigned sent_ = 0;
+  ks::Seconds start_{0};
 };
 
 struct NoStore : ks::LocationStateStore {
