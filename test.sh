@@ -3,6 +3,7 @@
 #
 # usage: ./test.sh          everything
 #        ./test.sh quick    the sanitized build and its tests only
+#        ./test.sh long     everything, and Bluetooth's real daemon in a virtual machine
 set -uo pipefail
 cd "$(dirname "$0")"
 
@@ -73,4 +74,9 @@ export TSAN_OPTIONS=ignore_noninstrumented_modules=1:halt_on_error=1
 step "build with ThreadSanitizer" build tsan ConcurrentTests
 step "concurrent suites with ThreadSanitizer" run_tests tsan -L concurrent
 step "clang-tidy" check_tidy
+if [ "$mode" = long ]; then
+  step "set up the virtual machine" scripts/setup.sh machine &&
+    step "build the radio's probe" build debug RadioProbe &&
+    step "Bluetooth in a virtual machine" scripts/bluetooth-vm.sh build/debug/tests/Linux/RadioProbe
+fi
 finish

@@ -2,9 +2,10 @@
 # Installs what building, running and testing need and the machine lacks. Debian 12; apt-get as root
 # or through sudo, and only when something is missing.
 #
-# usage: scripts/setup.sh build|test...
-#   build  what the library, the command and the demo need
-#   test   what ./test.sh needs on top of that
+# usage: scripts/setup.sh build|test|machine...
+#   build    what the library, the command and the demo need
+#   test     what ./test.sh needs on top of that
+#   machine  what the virtual machine of ./test.sh long needs on top of that
 set -euo pipefail
 
 # libboost1.81-dev replaces Debian's default libboost-dev (1.74) where that one is installed.
@@ -24,12 +25,17 @@ test_packages=(
   fish gnome-keyring groff-base libsecret-tools zsh
 )
 
+machine_packages=(bluez busybox-static cpio kmod qemu-system-x86)
+
 wanted=()
 for group in "${@:-build}"; do
   case "$group" in
     build) wanted+=("${build_packages[@]}") ;;
     test) wanted+=("${build_packages[@]}" "${test_packages[@]}") ;;
-    *) echo "setup: unknown group '$group' (build or test)" >&2; exit 2 ;;
+    machine)
+      wanted+=("${build_packages[@]}" "${test_packages[@]}" "${machine_packages[@]}")
+      ;;
+    *) echo "setup: unknown group '$group' (build, test or machine)" >&2; exit 2 ;;
   esac
 done
 
