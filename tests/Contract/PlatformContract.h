@@ -20,11 +20,15 @@ class PlatformUnderTest {
   virtual void runFor(Seconds span) = 0;
   /// Ends the process, as it were, and begins another on the same device.
   virtual void restart() = 0;
+  /// Carries the device to a place, where positions can be tried.
+  virtual void moveTo(CLLocationCoordinate2D /*place*/) {}
 };
 
 struct PlatformParameter {
   std::string name;
   std::function<std::unique_ptr<PlatformUnderTest>()> make;
+  /// Why it cannot be tried on this machine; empty when it can. May be null.
+  std::function<std::string()> reasonNotTo = nullptr;
   friend std::ostream& operator<<(std::ostream& out, const PlatformParameter& parameter) {
     return out << parameter.name;
   }
@@ -34,12 +38,26 @@ struct PlatformParameter {
 /// it.
 class PlatformContract : public testing::TestWithParam<PlatformParameter> {
  protected:
+  void SetUp() override {
+    const auto& reasonNotTo = GetParam().reasonNotTo;
+    if (reasonNotTo && !reasonNotTo().empty()) GTEST_SKIP() << reasonNotTo();
+    device_ = GetParam().make();
+  }
   Platform& platform() { return device_->platform(); }
   void runFor(Seconds span) { device_->runFor(span); }
   void restart() { device_->restart(); }
+  void moveTo(CLLocationCoordinate2D place) { device_->moveTo(place); }
+  /// Lets the platform work until `condition` holds; false after `limit`.
+  bool eventually(const std::function<bool()>& condition, Seconds limit = Seconds{10}) {
+    constexpr Seconds kBetweenLooks{0.1};
+    for (Seconds waited{0}; waited < limit && !condition(); waited += kBetweenLooks) {
+      runFor(kBetweenLooks);
+    }
+    return condition();
+  }
 
  private:
-  std::unique_ptr<PlatformUnderTest> device_ = GetParam().make();
+  std::unique_ptr<PlatformUnderTest> device_;
 };
 
 class DispatchQueueContract : public PlatformContract {
@@ -53,5 +71,6 @@ class NotificationCenterContract : public PlatformContract {};
 class UserDefaultsContract : public PlatformContract {};
 class ApplicationContract : public PlatformContract {};
 class UserNotificationCenterContract : public PlatformContract {};
+class LocationContract : public PlatformContract {};
 
 }  // namespace ks::test

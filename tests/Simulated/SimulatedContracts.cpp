@@ -12,6 +12,7 @@ class SimulatedUnderTest : public PlatformUnderTest {
  public:
   Platform& platform() override { return *device_; }
   void runFor(Seconds span) override { device_->advance(span); }
+  void moveTo(CLLocationCoordinate2D place) override { device_->world().placeDevice(place); }
   void restart() override {
     SimulatedPlatformOptions options;
     options.root = root_.directories().caches / "device";
@@ -42,5 +43,6 @@ INSTANTIATE_TEST_SUITE_P(Simulated, NotificationCenterContract, kSimulated);
 INSTANTIATE_TEST_SUITE_P(Simulated, UserDefaultsContract, kSimulated);
 INSTANTIATE_TEST_SUITE_P(Simulated, ApplicationContract, kSimulated);
 INSTANTIATE_TEST_SUITE_P(Simulated, UserNotificationCenterContract, kSimulated);
+INSTANTIATE_TEST_SUITE_P(Simulated, LocationContract, kSimulated);
 
 }  // namespace ks::test
