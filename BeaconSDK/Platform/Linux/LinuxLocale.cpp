@@ -116,7 +116,7 @@ NSLocale LinuxLocale::locale() const {
 std::string LinuxLocale::timeZoneName() const {
   if (const char* const variable = std::getenv("TZ"); variable != nullptr && *variable != '\0') {
     const std::string value = *variable == ':' ? variable + 1 : variable;
-    const std::string name = value.starts_with('/') ? zoneOfPath(value) : value;
+    std::string name = value.starts_with('/') ? zoneOfPath(value) : value;
     if (isZoneName(name)) return name;
   }
   std::error_code error;
