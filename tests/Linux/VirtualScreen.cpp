@@ -40,13 +40,17 @@ VirtualScreen::VirtualScreen() {
       ChildProcess({"Xvfb", "-displayfd", std::to_string(ends[1]), "-fbdir",
                     folder_.path().string(), "-screen", "0", "800x400x24", "-nolisten", "tcp"});
   close(ends[1]);
+  // The number comes before its line break, which tells that the server is ready.
   pollfd ready{ends[0], POLLIN, 0};
   constexpr int kLimitMilliseconds = 10000;
-  std::array<char, 16> number{};
-  if (poll(&ready, 1, kLimitMilliseconds) == 1) {
-    const auto size = read(ends[0], number.data(), number.size());
-    // The number ends with a line break.
-    if (size > 1) display_ = ":" + std::string(number.data(), static_cast<std::size_t>(size) - 1);
+  std::string number;
+  char byte = 0;
+  while (poll(&ready, 1, kLimitMilliseconds) == 1 && read(ends[0], &byte, 1) == 1) {
+    if (byte == '\n') {
+      display_ = ":" + number;
+      break;
+    }
+    number += byte;
   }
   close(ends[0]);
   setenv("DISPLAY", display_.c_str(), 1);

@@ -31,11 +31,12 @@ class DesktopNotificationCenter : public LinuxNotificationCenter {
 
   explicit DesktopNotificationCenter(const LinuxServiceContext& context);
 
-  /// Refused with an error: when no service is there, when too many wait already, when an attachment
-  /// cannot be taken, when the trigger could not be met.
+  /// Refused with an error: when no service is there, when too many wait already, when an
+  /// attachment cannot be taken, when the trigger could not be met.
   void addNotificationRequest(UNNotificationRequest request,
                               std::function<void(const std::optional<Error>&)> completion) override;
   void setResponseHandler(ResponseHandler handler) override { respond_ = std::move(handler); }
+  void setDeliveryHandler(DeliveryHandler handler) override { deliver_ = std::move(handler); }
   void present(const UILocalNotification& notification) override;
   std::vector<UNNotificationRequest> pendingNotificationRequests() const override;
   std::vector<UNNotificationRequest> deliveredNotifications() const override;
@@ -90,6 +91,7 @@ class DesktopNotificationCenter : public LinuxNotificationCenter {
   DispatchQueue& mainQueue_;
   NotificationPictureStore store_;
   ResponseHandler respond_;
+  DeliveryHandler deliver_;
   PendingList pending_;
   std::deque<Delivered> delivered_;
   std::uint64_t lastLocal_ = 0;
