@@ -122,10 +122,10 @@ TEST_F(KSContentTriggerTest, LosingTheZoneEndsDwellingUncounted) {
   scenario.learns({.dwellingTime = 30});
   scenario.statistics();
   scenario.movesTo({45.2, 7.68});
+  EXPECT_THAT(scenario.device->application().backgroundTasks(), IsEmpty());
   scenario.passes(60);
   EXPECT_THAT(scenario.heard(), IsEmpty());
   EXPECT_THAT(scenario.statistics(), IsEmpty());
-  EXPECT_THAT(scenario.device->application().backgroundTasks(), IsEmpty());
 }
 
 TEST_F(KSContentTriggerTest, ExitDwellingComparesTheStay) {

@@ -77,6 +77,9 @@ TEST_F(KSProximityManagerTest, RefusedPermissionFetchesCategoriesOnce) {
   EXPECT_FALSE(scenario.manager->started());
   EXPECT_EQ(scenario.manager->settingsManager().contentCategories().size(), 2U);
   EXPECT_TRUE(scenario.logged("Will refresh locations"));
+  scenario.device->application().becomeActive();
+  scenario.passes(0);
+  EXPECT_TRUE(scenario.logged("Schedule refresh proximity zones timer"));
   bool refused = false;
   scenario.manager->start([&](const auto& error) { refused = error.has_value(); });
   EXPECT_TRUE(refused);
@@ -84,8 +87,11 @@ TEST_F(KSProximityManagerTest, RefusedPermissionFetchesCategoriesOnce) {
   EXPECT_EQ(scenario.location->manager, nullptr);
 
   scenario.location->status = ks::CLAuthorizationStatus::authorizedAlways;
+  scenario.manager->setErrorHappened(true);
   scenario.manager->retry();
   EXPECT_TRUE(scenario.manager->started());
+  EXPECT_FALSE(scenario.manager->errorHappened());
+  EXPECT_TRUE(scenario.isAsked("/contents/categories"));
 }
 
 TEST_F(KSProximityManagerTest, OutageAtStartIsRetried) {
@@ -133,13 +139,17 @@ TEST_F(KSProximityManagerTest, CallbackMayReleaseTheManager) {
 
 TEST_F(KSProximityManagerTest, LongAbsenceRefreshesCategoriesFirst) {
   scenario.startsAtSite();
-  scenario.device->application().becomeActive();
-  scenario.passes(1);
-  scenario.device->application().resignActive();
-  scenario.passes(3601);
-  scenario.portalRefusesAll();
-  scenario.device->application().becomeActive();
-  scenario.passes(0);
+  const auto returnsAfter = [&](double seconds) {
+    scenario.device->application().resignActive();
+    scenario.passes(0);
+    scenario.portalRefusesAll();
+    scenario.manager->setLastLocationsRefreshDate(scenario.now() - ks::Seconds{seconds});
+    scenario.device->application().becomeActive();
+    scenario.passes(0);
+    return scenario.isAsked("/contents/categories");
+  };
+  EXPECT_FALSE(returnsAfter(3600));
+  EXPECT_TRUE(returnsAfter(3600.1));
   EXPECT_FALSE(scenario.isAsked("/locations"));
   scenario.portalAnswers("/contents/categories", R"([{"id":"shoes"}])");
   EXPECT_TRUE(scenario.isAsked("/locations"));
@@ -182,6 +192,12 @@ TEST_F(KSProximityManagerTest, ZonesAreCheckedAMinuteAfterActivation) {
   scenario.portalAnswers("location=L1", "[]");
   scenario.passes(120);
   EXPECT_FALSE(scenario.isAsked("location=L1")) << "the check must not repeat by itself";
+  scenario.device->application().resignActive();
+  scenario.device->application().becomeActive();
+  scenario.passes(30);
+  scenario.device->application().resignActive();
+  scenario.passes(60);
+  EXPECT_FALSE(scenario.isAsked("location=L1")) << "in the background";
 }
 
 TEST_F(KSProximityManagerTest, BackgroundFetchAnswersByNeed) {
@@ -233,8 +249,13 @@ TEST_F(KSProximityManagerTest, NotificationReadersAnswerOnlyTheirKey) {
 TEST_F(KSProximityManagerTest, ResetForgetsAllButBlocks) {
   scenario.startsAtSite();
   scenario.learns({.repeatDelay = -1});
+  scenario.filesWritten();
+  const auto session = scenario.http->session();
   scenario.manager->reset();
   scenario.passes(0);
+  EXPECT_TRUE(session->isInvalid);
+  EXPECT_THAT(scenario.filesWritten(), ElementsAre("beaconsForLocation.dat", "locations.dat"));
+  EXPECT_THAT(scenario.location->takeCalls(), testing::Contains("no significant"));
   EXPECT_FALSE(scenario.manager->started());
   EXPECT_THAT(scenario.location->regions, IsEmpty());
   EXPECT_EQ(scenario.location->delegate, nullptr);

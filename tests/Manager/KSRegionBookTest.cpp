@@ -63,12 +63,14 @@ TEST_F(KSRegionBookTest, KnownBeaconTakesOverPortalData) {
   known->setProximity(2);
   const auto fresh = makeBeacon(1, "new", "d");
   fresh->setState(KSPrivateBeaconState::contentFetched);
+  fresh->setValidUntil(now());
 
   EXPECT_EQ(book_.addOrReplaceBeaconToBeaconRegions(fresh), known);
   EXPECT_EQ(known->identifier(), "new");
   EXPECT_EQ(known->content(), fresh->content());
   EXPECT_EQ(known->content()->eventDetectionCounter, 4);
   EXPECT_EQ(known->contentFetchedSince(), now());
+  EXPECT_EQ(known->validUntil(), now());
   EXPECT_TRUE(known->sentEnterEvent());
   EXPECT_FALSE(known->inRange());
   EXPECT_EQ(known->proximity(), 0);
@@ -132,6 +134,8 @@ TEST_F(KSRegionBookTest, RefreshLosesKeptManufacturer) {
   EXPECT_EQ(rooms_.cache.beaconForManufacturerId("m1"), nullptr);
   rooms_.synchronizer.newBeaconsFetched({second});
   EXPECT_EQ(rooms_.cache.beaconForManufacturerId("m1"), second);
+  rooms_.cache.forgetNeighbourhood();
+  EXPECT_EQ(rooms_.cache.beaconForManufacturerId("m1"), nullptr);
 }
 
 }  // namespace

@@ -157,10 +157,14 @@ TEST_F(KSRegionMonitorTest, GeofenceEventsFollowTheContent) {
     scenario.movesTo(metresNorth(number * 7000));
     scenario.portalAnswers("/geofences", "[" + zone.geofence() + "]");
     scenario.portalRefusesAll();
+    scenario.determines(CLRegionState::outside, zone.id);
+    EXPECT_THAT(scenario.decisions(), IsEmpty()) << number << ": not entered yet";
     scenario.crossesInto(zone.id);
     EXPECT_EQ(scenario.decisions(), entering) << number;
     scenario.crossesOutOf(zone.id);
     EXPECT_EQ(scenario.decisions(), leaving) << number;
+    scenario.determines(CLRegionState::outside, zone.id);
+    EXPECT_THAT(scenario.decisions(), IsEmpty()) << number << ": left before";
     scenario.statistics();
   }
 }
@@ -195,13 +199,14 @@ TEST_F(KSRegionMonitorTest, BeaconExitsFollowTheContent) {
     scenario.sees(minor, seen);
     scenario.decisions();
     scenario.statistics();
+    scenario.filesWritten();
     scenario.determines(CLRegionState::outside);
+    EXPECT_THAT(scenario.filesWritten(), Contains("beaconsForLocation.dat"));
     EXPECT_EQ(scenario.decisions(), leaving) << about;
     EXPECT_EQ(scenario.beacon(zone.id)->content()->eventDetectionCounter, counted) << about;
     EXPECT_EQ(scenario.beacon(zone.id)->proximity(), 0);
     EXPECT_THAT(scenario.statistics(), ElementsAre("beacons/exit " + zone.id));
   }
-  EXPECT_THAT(scenario.filesWritten(), Contains("beaconsForLocation.dat"));
 }
 
 }  // namespace

@@ -48,6 +48,8 @@ TEST_F(KSZoneSynchronizerTest, ListedLocationsGetTheirZones) {
   scenario.portalAnswers("location=L2", "[]");
   EXPECT_THAT(scenario.heard(), ElementsAre("locations", "zones L1", "zones L2"));
   EXPECT_NE(scenario.beacon("b1"), nullptr);
+  const auto stored = ks::loadCacheFile(cacheFile("locations.dat"));
+  EXPECT_EQ(stored.array()->items[1].objectOf<KSLocation>()->zonesSyncedOn, scenario.now());
   EXPECT_THAT(scenario.location->takeCalls(),
               testing::Not(testing::Contains("range " + kSiteRegion)))
       << "a real location's zones change no region";
@@ -65,8 +67,10 @@ TEST_F(KSZoneSynchronizerTest, KnownLocationsKeepTheirDate) {
 
 TEST_F(KSZoneSynchronizerTest, DroppedLocationLosesItsZones) {
   findsLocations(kTwoLocations);
-  scenario.portalAnswers("location=L1", "[" + PortalZone{}.beacon() + "]");
+  scenario.portalAnswers("location=L1", "[" + PortalZone{.dwellingTime = 9999}.beacon() + "]");
+  scenario.sees(1);
   refreshesLocations(R"([{"id":"L2"}])");
+  EXPECT_THAT(scenario.device->application().backgroundTasks(), IsEmpty()) << "of its dwelling";
   EXPECT_EQ(
       scenario.manager->proximityZoneForIdentifier("b1", KSContentDownloadType::contentForBeacons),
       nullptr);
@@ -101,6 +105,43 @@ TEST_F(KSZoneSynchronizerTest, RefreshKeepsRunTimeState) {
   EXPECT_NE(scenario.beacon(), before);
   EXPECT_EQ(scenario.beacon()->content()->eventDetectionCounter, 1);
   EXPECT_TRUE(scenario.beacon()->sentEnterEvent());
+  scenario.passes(700);
+  scenario.manager->performFetchWithCompletionHandler([](auto) {});
+  scenario.portalAnswers("location=L1", "[" + PortalZone{.contentId = "other"}.beacon() + "]");
+  EXPECT_EQ(scenario.beacon()->content()->eventDetectionCounter, 0);
+}
+
+/// A content that has fired at one zone stays blocked at each that brings it anew.
+TEST_F(KSZoneSynchronizerTest, BlocksReachEveryNewZone) {
+  findsLocations(kTwoLocations);
+  const PortalZone fired{.repeatDelay = 5000};
+  PortalZone other = fired;
+  scenario.portalAnswers("location=L1", "[" + fired.beacon() + "]");
+  scenario.sees(1);
+  const auto until = scenario.beacon()->content()->blockedUntilDate;
+  EXPECT_TRUE(until);
+  other.id = "listed";
+  other.minor = 2;
+  scenario.portalAnswers("location=L2", "[" + other.beacon() + "]");
+  EXPECT_EQ(scenario.beacon("listed")->content()->blockedUntilDate, until);
+  other.id = "fetched";
+  other.minor = 3;
+  scenario.learns(other);
+  EXPECT_EQ(scenario.beacon("fetched")->content()->blockedUntilDate, until);
+  scenario.passes(3600);
+  scenario.portalAnswers("/geofences", "[" + other.geofence() + "]");
+  const auto fences = scenario.manager->prefetchGeofences();
+  EXPECT_EQ((*fences.find("fetched"))->content()->blockedUntilDate, until);
+}
+
+TEST_F(KSZoneSynchronizerTest, NextRefreshCountsFromTheReply) {
+  findsLocations("[]");
+  scenario.passes(3700);
+  scenario.portalAnswers("/locations", "[]");
+  scenario.passes(3599);
+  EXPECT_FALSE(scenario.isAsked("/locations"));
+  scenario.passes(1);
+  EXPECT_TRUE(scenario.isAsked("/locations"));
 }
 
 TEST_F(KSZoneSynchronizerTest, UnreadableReplyLosesNothing) {

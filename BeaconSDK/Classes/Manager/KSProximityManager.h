@@ -66,7 +66,8 @@ class KSProximityManager : public ks::Object, private ks::CLLocationManagerDeleg
   void start(StartCompletion completion);
   /// `start` without interest in the result.
   void retry();
-  /// For the application's background-fetch hook. `completion` runs before downloads have ended.
+  /// For the application's background-fetch hook. Starts the library first if need be. `completion`
+  /// runs before downloads have ended; while the library is starting it does not run.
   void performFetchWithCompletionHandler(FetchCompletion completion);
   /// For the application's background-transfer hook: keeps the handler when the session is the
   /// library's, and ignores it otherwise.
