@@ -6,8 +6,10 @@
 #include <memory>
 #include <ostream>
 #include <string>
+#include <vector>
 
 #include "BeaconSDK/Platform/Api/Platform.h"
+#include "BeaconSDK/Platform/Location/Advertisement.h"
 
 namespace ks::test {
 
@@ -22,6 +24,10 @@ class PlatformUnderTest {
   virtual void restart() = 0;
   /// Carries the device to a place, where positions can be tried.
   virtual void moveTo(CLLocationCoordinate2D /*place*/) {}
+  /// Lets exactly these beacons advertise their frame and battery level around the device, where
+  /// Bluetooth can be tried.
+  virtual void setBeaconsAround(const std::vector<BeaconFrame>& /*beacons*/) {}
+  virtual void setBluetoothPowered(bool /*powered*/) {}
 };
 
 struct PlatformParameter {
@@ -47,6 +53,10 @@ class PlatformContract : public testing::TestWithParam<PlatformParameter> {
   void runFor(Seconds span) { device_->runFor(span); }
   void restart() { device_->restart(); }
   void moveTo(CLLocationCoordinate2D place) { device_->moveTo(place); }
+  void setBeaconsAround(const std::vector<BeaconFrame>& beacons) {
+    device_->setBeaconsAround(beacons);
+  }
+  void setBluetoothPowered(bool powered) { device_->setBluetoothPowered(powered); }
   /// Lets the platform work until `condition` holds; false after `limit`.
   bool eventually(const std::function<bool()>& condition, Seconds limit = Seconds{10}) {
     constexpr Seconds kBetweenLooks{0.1};
@@ -72,5 +82,6 @@ class UserDefaultsContract : public PlatformContract {};
 class ApplicationContract : public PlatformContract {};
 class UserNotificationCenterContract : public PlatformContract {};
 class LocationContract : public PlatformContract {};
+class BluetoothContract : public PlatformContract {};
 
 }  // namespace ks::test

@@ -1,5 +1,7 @@
 #include <filesystem>
 #include <memory>
+#include <utility>
+#include <vector>
 
 #include "BeaconSDK/Platform/Simulated/SimulatedPlatform.h"
 #include "tests/Contract/PlatformContract.h"
@@ -13,6 +15,22 @@ class SimulatedUnderTest : public PlatformUnderTest {
   Platform& platform() override { return *device_; }
   void runFor(Seconds span) override { device_->advance(span); }
   void moveTo(CLLocationCoordinate2D place) override { device_->world().placeDevice(place); }
+  void setBeaconsAround(const std::vector<BeaconFrame>& beacons) override {
+    for (const auto id : std::exchange(beacons_, {})) device_->world().removeBeacon(id);
+    for (const auto& frame : beacons) {
+      SimulatedBeacon beacon;
+      beacon.coordinate = device_->world().devicePosition().coordinate;
+      beacon.proximityUUID = frame.proximityUUID;
+      beacon.major = frame.major;
+      beacon.minor = frame.minor;
+      beacon.interval = Seconds{0.1};
+      beacon.battery.emplace().interval = Seconds{0.5};
+      beacons_.push_back(device_->world().addBeacon(beacon));
+    }
+  }
+  void setBluetoothPowered(bool powered) override {
+    device_->setBluetoothState(powered ? CBManagerState::poweredOn : CBManagerState::poweredOff);
+  }
   void restart() override {
     SimulatedPlatformOptions options;
     options.root = root_.directories().caches / "device";
@@ -25,6 +43,7 @@ class SimulatedUnderTest : public PlatformUnderTest {
   /// Only for its folder, which goes when the test is over.
   SimulatedPlatform root_;
   std::unique_ptr<SimulatedPlatform> device_ = makeDevice();
+  std::vector<SimulatedWorld::BeaconId> beacons_;
 
   std::unique_ptr<SimulatedPlatform> makeDevice() {
     SimulatedPlatformOptions options;
@@ -44,5 +63,6 @@ INSTANTIATE_TEST_SUITE_P(Simulated, UserDefaultsContract, kSimulated);
 INSTANTIATE_TEST_SUITE_P(Simulated, ApplicationContract, kSimulated);
 INSTANTIATE_TEST_SUITE_P(Simulated, UserNotificationCenterContract, kSimulated);
 INSTANTIATE_TEST_SUITE_P(Simulated, LocationContract, kSimulated);
+INSTANTIATE_TEST_SUITE_P(Simulated, BluetoothContract, kSimulated);
 
 }  // namespace ks::test

@@ -269,7 +269,7 @@ void BlueZRadio::update() {
   location_.setBeaconScanningPaused(
       !anyAdapter([](const BlueZAdapter& adapter) { return adapter.isListening(); }));
   auto state = this->state();
-  if (adapterGrace_.isArmed()) return;
+  if (adapterGrace_.isArmed() || daemon_ == Daemon::unknown) return;
   const bool worse = !state.usable && state != told_;
   const bool better = state.usable && !told_.usable && !told_.name.empty();
   if (worse) console_.log(state.name + ": " + state.detail);

@@ -10,7 +10,6 @@ namespace {
 
 constexpr const char* kName = "Bluetooth";
 constexpr const char* kRestart = "systemctl restart bluetooth";
-constexpr const char* kPermit = "usermod -aG bluetooth \"$USER\"   # as root, then log in again";
 
 /// Where distributions keep the daemon's program.
 constexpr const char* kPrograms[] = {"/usr/libexec/bluetooth/bluetoothd",
@@ -23,6 +22,9 @@ const char* startCommand() {
   });
   return isInstalled ? "systemctl enable --now bluetooth" : "apt install bluez";
 }
+
+/// Takes effect at the next log-in.
+std::string permitCommand() { return std::string("usermod -aG bluetooth ") + g_get_user_name(); }
 
 }  // namespace
 
@@ -37,7 +39,8 @@ ServiceState BlueZRadio::state() const {
     case Daemon::silent:
       return {kName, false, "the Bluetooth daemon does not answer", kRestart};
     case Daemon::refused:
-      return {kName, false, "the system bus does not let this user reach Bluetooth", kPermit};
+      return {kName, false, "the system bus does not let this user reach Bluetooth",
+              permitCommand()};
     case Daemon::known:
       break;
   }
@@ -52,7 +55,7 @@ ServiceState BlueZRadio::state() const {
       return {kName, false, "the Bluetooth adapter is off",
               "rfkill unblock bluetooth; bluetoothctl power on"};
     case CBManagerState::unauthorized:
-      return {kName, false, "this user may not use the Bluetooth adapter", kPermit};
+      return {kName, false, "this user may not use the Bluetooth adapter", permitCommand()};
     default:
       return poweredState();
   }
