@@ -56,9 +56,8 @@ class LinuxWithDesktop : public PlatformUnderTest {
 
  private:
   PrivateBus bus_;
-  ChildProcess service_{
-      {"/usr/bin/python3", "-m", "dbusmock", "--session", "--template",
-       std::filesystem::path(__FILE__).replace_filename("notifications.py").string()}};
+  ChildProcess service_{{"/usr/bin/python3", "-m", "dbusmock", "--session", "--template",
+                         script("notifications.py").string()}};
   LinuxUnderTest device_{true};
 };
 

@@ -78,6 +78,8 @@ std::optional<int> ChildProcess::wait(Seconds limit) {
   return WEXITSTATUS(status);
 }
 
+fs::path script(const std::string& name) { return fs::path(KS_TEST_FOLDER) / name; }
+
 bool run(const std::vector<std::string>& arguments) {
   int status = 0;
   const pid_t pid = spawn(arguments);

@@ -45,6 +45,9 @@ class ChildProcess {
   pid_t pid_ = -1;
 };
 
+/// A script in the folder of these tests.
+std::filesystem::path script(const std::string& name);
+
 /// Runs a program to its end; true when it succeeded.
 bool run(const std::vector<std::string>& arguments);
 

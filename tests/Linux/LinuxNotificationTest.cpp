@@ -231,9 +231,8 @@ TEST_F(LinuxNotificationTest, RecoversFromAServiceThatHangs) {
 }
 
 TEST_F(LinuxNotificationTest, StartsTheServiceOnDemand) {
-  bus_.offer(kName,
-             "/usr/bin/python3 -m dbusmock --session --template " +
-                 std::filesystem::path(__FILE__).replace_filename("notifications.py").string());
+  bus_.offer(kName, "/usr/bin/python3 -m dbusmock --session --template " +
+                        script("notifications.py").string());
   makeCenter();
   ASSERT_TRUE(becomes("the first notification starts"));
   EXPECT_TRUE(center_->state().usable);

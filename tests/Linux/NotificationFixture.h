@@ -32,8 +32,7 @@ class NotificationFixture : public testing::Test {
 
   static ChildProcess standIn(const std::string& parameters) {
     return ChildProcess({"/usr/bin/python3", "-m", "dbusmock", "--session", "--template",
-                         std::filesystem::path(__FILE__).replace_filename("notifications.py"), "-p",
-                         parameters});
+                         script("notifications.py").string(), "-p", parameters});
   }
   void makeCenter() { center_ = std::make_unique<DesktopNotificationCenter>(context_); }
   bool becomes(const std::string& detail) {
