@@ -33,6 +33,8 @@ constexpr Seconds kPatience{2};
 constexpr Seconds kPersonLimit{3600};
 constexpr Seconds kFirstSilence{60};
 constexpr Seconds kLongestSilence{600};
+/// Rarer after a position: an unchanged one is silent too, and some agents ask the user every time.
+constexpr Seconds kRenewal{1800};
 constexpr double kMicrosecond = 1e-6;
 
 /// What the service says of itself, fit for one line.
@@ -121,7 +123,7 @@ void GeoClue::presenceChanged() {
       break;
     case BusPresence::startable:
       if (lost) {
-        fail("has ended", "systemctl status geoclue");
+        fail("has ended", "systemctl restart geoclue");
         break;
       }
       [[fallthrough]];
@@ -146,7 +148,7 @@ void GeoClue::getClient() {
                    asking_ = false;
                    patience_.cancel();
                    if (reply == nullptr) {
-                     fail("gives no client: " + textOf(*error), "systemctl status geoclue");
+                     fail("gives no client: " + textOf(*error), "systemctl restart geoclue");
                      return;
                    }
                    const gchar* path = nullptr;
@@ -206,7 +208,7 @@ void GeoClue::start() {
 
 void GeoClue::startFailed(const GError& error) {
   if (g_error_matches(&error, G_DBUS_ERROR, G_DBUS_ERROR_ACCESS_DENIED) == FALSE) {
-    fail("does not start: " + textOf(error), "systemctl status geoclue");
+    fail("does not start: " + textOf(error), "systemctl restart geoclue");
     return;
   }
   // Nobody tells when that changes.
@@ -224,7 +226,7 @@ void GeoClue::started() {
 }
 
 void GeoClue::awaitPosition() {
-  silence_.arm(queue_, hasPosition_ ? kLongestSilence : silenceLimit_, [this] {
+  silence_.arm(queue_, hasPosition_ ? kRenewal : silenceLimit_, [this] {
     if (!hasPosition_) {
       coarseIsSilent_ = true;
       silenceLimit_ = std::min(silenceLimit_ * 2, kLongestSilence);
