@@ -26,7 +26,10 @@ GeoClueRequest geoClueRequest(Metres wanted);
 ///
 /// The bus connection and the client exist only while positions are wanted; the service is started
 /// through the bus then. What fails is tried again after 5 s, doubled up to a minute; a service
-/// that comes is used at once. Main thread only; nothing blocks.
+/// that comes is used at once. A client that gets no position for a minute is replaced by a new
+/// one, later clients after twice the time up to ten minutes, and one whose positions have stopped
+/// after half an hour: the service does not look again by itself for a receiver that was missing,
+/// and one that has only satellites has nothing coarse. Main thread only; nothing blocks.
 class GeoClue {
  public:
   enum class Permission { unknown, given, refused };

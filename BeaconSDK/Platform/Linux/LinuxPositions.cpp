@@ -67,8 +67,9 @@ void LinuxPositions::sourcesChanged() {
   if (geoClue.stage == Stage::unusable) choice_.forget(PositionSource::geoClue);
   if (!wanted_ || geoClue.stage == Stage::starting || gpsd.stage == Stage::starting) return;
   const std::tuple logged(refused_, geoClue.stage, gpsd.stage);
-  if (std::exchange(logged_, logged) != logged)
+  if (std::exchange(logged_, logged) != logged) {
     context_.console.log("Positions: " + state().detail);
+  }
   const bool hopeless = geoClue.stage == Stage::unusable && gpsd.stage == Stage::unusable;
   if (std::exchange(hopeless_, hopeless) == hopeless || !hopeless) return;
   context_.location.positionFailed(locationError(CLErrorCode::locationUnknown));
