@@ -10,9 +10,9 @@ namespace ks::test {
 class BackgroundCommand {
  public:
   explicit BackgroundCommand(const std::string& shellCommand)
-      : process_(
-            {"sh", "-c", "exec " + shellCommand + " 2>" + (folder_.path() / "errors").string()},
-            folder_.path() / "output") {}
+      : process_({"sh", "-c",
+                  "exec 2>" + (folder_.path() / "errors").string() + "; exec " + shellCommand},
+                 folder_.path() / "output") {}
 
   void signal(int number) const { process_.signal(number); }
   /// The exit code; -1 when it still runs after `limit`, or was killed.

@@ -65,5 +65,30 @@ TEST(PasswordTest, IsLookedForInItsPlacesInOrder) {
   unsetenv("CREDENTIALS_DIRECTORY");
 }
 
+TEST(PasswordTest, LiesInTheUsersSecretStore) {
+  if (!test::run({"sh", "-c", "command -v gnome-keyring-daemon && command -v secret-tool"})) {
+    GTEST_SKIP() << "no secret store is installed";
+  }
+  const test::PrivateBus bus;
+  const test::TemporaryFolder home;
+  const PasswordSources sources{"kiosk", "https://portal.example.com/app", {}, ""};
+  EXPECT_THAT(found(findPassword(sources)), HasSubstr("no secret store is installed"));
+  // It reads the key of a new store from its input.
+  const test::ChildProcess store(
+      {"bash", "-c",
+       "export HOME=$0 XDG_RUNTIME_DIR=$0; exec gnome-keyring-daemon --foreground --unlock "
+       "--components=secrets < <(printf key)",
+       home.path().string()});
+  ASSERT_TRUE(
+      test::run({"gdbus", "wait", "--session", "org.freedesktop.secrets", "--timeout", "20"}));
+  EXPECT_THAT(found(findPassword(sources)), HasSubstr("holds no such secret"));
+  ASSERT_TRUE(test::run({"sh", "-c",
+                         "printf s3cret | secret-tool store --label=ksbeacon application ksbeacon "
+                         "portal https://portal.example.com/app user kiosk"}));
+  EXPECT_EQ(found(findPassword(sources)), "s3cret");
+  EXPECT_THAT(found(findPassword({"other", sources.portalURL, {}, ""})),
+              HasSubstr("holds no such secret"));
+}
+
 }  // namespace
 }  // namespace ks::tool

@@ -54,7 +54,7 @@ Facts factsIn(const std::string& timeline) {
     const std::string kind = member(event, "kind");
     const std::string about = kind + " " + member(event, "content") + " " + member(event, "zone");
     if (kind == "trigger") facts.insert(about + " " + member(event, "event"));
-    if (kind == "notification" && member(event, "action") == "announced") facts.insert(about);
+    if (kind == "notification") facts.insert(about + " " + member(event, "action"));
     if (kind == "refusal") refusals.insert(about + " " + member(event, "rule"));
     if (kind == "statistic" && event.contains("body")) {
       facts.insert(statisticFact(member(event, "event"), event.at("body").as_object()));
@@ -175,6 +175,7 @@ TEST_F(WalkTest, EndsInTheSimulationsTriggers) {
   EXPECT_EQ(walk(Seconds{whole ? 0.0 : 105.0}, Seconds{whole ? 360.0 : 160.0}, isDone), !whole);
   const std::string entered = "statistic beacons/enter b-entrance";
   EXPECT_TRUE(runLoopUntil([&] { return told().contains(entered); }));
+  EXPECT_TRUE(run.writes(R"("action":"shown","zone":"b-entrance")"));
   run.signal(SIGTERM);
   EXPECT_EQ(run.wait(Seconds{2}), 0);
   Facts facts = factsIn(run.output());

@@ -139,18 +139,22 @@ void DesktopNotificationCenter::answered(PendingList::iterator pending,
     if (!retry_.isArmed()) retry_.arm(mainQueue_, kRetry, [this] { sendDue(); });
     return;
   }
+  std::optional<UNNotificationRequest> shown;
   if (outcome == Outcome::shown) {
     const auto earlier = findDelivered(pending->request.identifier);
     if (earlier != delivered_.end()) delivered_.erase(earlier);
     if (pending->isUnwanted) {
       service_.close(number);
     } else {
+      shown = pending->request;
       delivered_.push_back({number, std::move(pending->request), std::move(pending->pictures)});
       if (delivered_.size() > kMostDelivered) delivered_.pop_front();
     }
   }
   pending_.erase(pending);
   sendDue();
+  const DeliveryHandler tell = deliver_;
+  if (shown && tell) tell(*shown);
 }
 
 void DesktopNotificationCenter::presenceChanged(bool usable) {

@@ -28,6 +28,10 @@ class LinuxNotificationCenter : public UNUserNotificationCenter {
   using ResponseHandler = std::function<void(const UNNotificationResponse&)>;
   virtual void setResponseHandler(ResponseHandler handler) = 0;
 
+  /// Called when a notification is on the screen; null for none.
+  using DeliveryHandler = std::function<void(const UNNotificationRequest&)>;
+  virtual void setDeliveryHandler(DeliveryHandler handler) = 0;
+
   /// Shows the older kind of notification at once; it replaces no other.
   virtual void present(const UILocalNotification& notification) = 0;
 

@@ -59,6 +59,13 @@ int LibraryRun::run() {
       });
   device_.linuxApplication().setMinimumBackgroundFetchInterval(kBetweenFetches);
   if (auto* const center = device_.linuxNotificationCenter()) {
+    center->setDeliveryHandler([this](const UNNotificationRequest& request) {
+      const std::string text = shownText(request.content.title, request.content.body);
+      recorder_->say(TimelineKind::notification, "shown: " + text,
+                     {{"action", "shown"},
+                      {"zone", request.content.userInfo["beaconIdentifier"]},
+                      {"text", text}});
+    });
     center->setResponseHandler([this](const UNNotificationResponse& response) {
       library_->openNotification(response.request.content.userInfo);
     });
