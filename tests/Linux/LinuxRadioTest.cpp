@@ -147,7 +147,7 @@ TEST_F(LinuxRadioTest, ListensNoMoreThanWanted) {
             "PropertiesChanged", "sa{sv}as",
             "[<'org.bluez.Device1'>, <{'RSSI': <int16 -40>}>, <@as []>]");
   EXPECT_FALSE(runLoopUntil([] { return g_main_context_pending(nullptr) != FALSE; }, Seconds{0.3}))
-      << "nothing wakes the process, whatever others have the daemon do";
+      << "what others have the daemon listen to wakes nobody here";
 }
 
 TEST_F(LinuxRadioTest, HearsEveryAdvertisementWithStrength) {
