@@ -65,6 +65,9 @@ TEST_F(KSContentNotifierTest, ShowsTheMessageWithItsFiles) {
   http_->resources = {{"https://x.test/icon.png", {1}}, {"https://x.test/film.mp4", {2}}};
   const auto before = temporaryFiles();
   KSContentNotifier::showNotificationForProximityZone(beacon_);
+  const auto pending = platform_->simulatedNotificationCenter().pendingNotifications();
+  ASSERT_EQ(pending.size(), 1U);
+  EXPECT_EQ(pending[0].date, now() + ks::Seconds{5});
   ASSERT_EQ(shown().size(), 1U);
   const auto& request = shown().front().request;
   EXPECT_EQ(request.identifier, "newNotificationRequest");

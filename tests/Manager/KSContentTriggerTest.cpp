@@ -81,6 +81,25 @@ TEST_F(KSContentTriggerTest, FiringIsRecordedBeforeItIsTold) {
   EXPECT_EQ(scenario.beacon()->content()->blockedUntilDate, scenario.now() + ks::Seconds{60});
 }
 
+/// Either way of telling a level is heard during the stay and sent at its end.
+TEST_F(KSContentTriggerTest, LevelsReachTheStatistics) {
+  using Layout = ks::SimulatedBattery::Layout;
+  scenario.device->world().placeDevice(ks::testing::kHome);
+  for (const auto layout : {Layout::identity, Layout::name}) {
+    ks::SimulatedBeacon radio{ks::testing::kHome, ks::testing::kSiteUUID, 1, 1};
+    radio.battery = {.layout = layout, .name = "Beac", .level = 77};
+    const auto heard = scenario.device->world().addBeacon(radio);
+    scenario.learns({});
+    scenario.sees(1);
+    scenario.passes(10);
+    scenario.determines(CLRegionState::outside);
+    EXPECT_THAT(scenario.statistics(), testing::Contains("beacons/exit b1 battery 77"));
+    scenario.device->world().removeBeacon(heard);
+    scenario.manager->reloadBeacons();
+    scenario.startsAtSite();
+  }
+}
+
 TEST_F(KSContentTriggerTest, FollowTrackFiresInSilence) {
   scenario.learns({.type = "FOLLOW_TRACK", .repeatDelay = -1});
   EXPECT_THAT(scenario.heard(), IsEmpty());

@@ -79,6 +79,18 @@ TEST_F(KSProximityTrackerTest, WobblingCountsOncePerStay) {
   scenario.determines(CLRegionState::outside);
   walks({kNear});
   EXPECT_EQ(scenario.beacon()->content()->eventDetectionCounter, 2);
+  scenario.beacon()->content()->trigger();
+  walks({kFar});
+  EXPECT_EQ(scenario.beacon()->content()->eventDetectionCounter, 1) << "a firing begins anew";
+
+  scenario.learns({.id = "b2",
+                   .minor = 2,
+                   .contentId = "c2",
+                   .notifyOn = "EXIT",
+                   .proximity = "NEAR",
+                   .eventsNeeded = 9});
+  for (const auto proximity : {kNear, kFar, kNear}) scenario.sees(2, proximity);
+  EXPECT_EQ(scenario.beacon("b2")->content()->eventDetectionCounter, 1) << "on leaving";
 }
 
 TEST_F(KSProximityTrackerTest, ThrottlesEachRegion) {

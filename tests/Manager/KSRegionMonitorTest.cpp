@@ -167,6 +167,8 @@ TEST_F(KSRegionMonitorTest, GeofenceEventsFollowTheContent) {
     EXPECT_THAT(scenario.decisions(), IsEmpty()) << number << ": left before";
     scenario.statistics();
   }
+  scenario.crossesInto("g5");
+  EXPECT_TRUE(scenario.logged("Can't trigger, different proximity zones")) << "asked twice";
 }
 
 /// Leaving a beacon region: the content, how the beacon was last seen, what is decided and counted.
