@@ -4,7 +4,6 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "BeaconSDK/Platform/Simulated/SimulatedLoop.h"
@@ -86,43 +85,6 @@ TEST_F(SimulatedLoopTest, LateTasksRunAfterAStall) {
   EXPECT_EQ(now(), 30);
 }
 
-TEST_F(SimulatedLoopTest, TimeStandsStillDuringATransfer) {
-  const TransferId transfer = loop_->beginTransfer();
-  main_.after(Seconds{1}, record("timer"));
-  main_.async(record("due"));
-  std::thread network([&] {
-    SimulatedLoop::postAs(transfer);
-    other_.async([this] {
-      record("reply at " + std::to_string(now()))();
-      main_.async(record("handled"));
-    });
-    other_.async(record("end"));
-    loop_->endTransfer(transfer);
-  });
-  loop_->advance(Seconds{5});
-  network.join();
-  EXPECT_THAT(seen_, ElementsAre("due", "reply at 0.000000", "handled", "end", "timer"));
-  EXPECT_EQ(loop_->transfersUnderWay(), 0U);
-}
-
-TEST_F(SimulatedLoopTest, TakesTransfersInTheirOrder) {
-  const TransferId first = loop_->beginTransfer();
-  const TransferId second = loop_->beginTransfer();
-  const auto reply = [&](TransferId transfer, const char* name) {
-    std::thread([&, transfer, name] {
-      SimulatedLoop::postAs(transfer);
-      other_.async(record(name));
-      loop_->endTransfer(transfer);
-    }).join();
-  };
-  reply(second, "second");
-  EXPECT_EQ(other_.pendingTasks(), 0U);
-  std::thread slow([&] { reply(first, "first"); });
-  loop_->runUntilIdle();
-  slow.join();
-  EXPECT_THAT(seen_, ElementsAre("first", "second"));
-}
-
 TEST_F(SimulatedLoopTest, QueueMayEndInsideItsTask) {
   auto queue = std::make_shared<SimulatedQueue>(loop_);
   const auto witness = std::make_shared<int>(0);
@@ -134,27 +96,6 @@ TEST_F(SimulatedLoopTest, QueueMayEndInsideItsTask) {
   loop_->runUntilIdle();
   EXPECT_THAT(seen_, ElementsAre("ended"));
   EXPECT_EQ(witness.use_count(), 1);
-}
-
-TEST_F(SimulatedLoopTest, SyncFromAnotherThreadWaits) {
-  bool done = false;
-  std::thread other([&] {
-    main_.sync(record("in loop"));
-    done = true;
-    main_.async(record("after"));
-  });
-  while (!loop_->runNext()) std::this_thread::yield();
-  other.join();
-  loop_->runUntilIdle();
-  EXPECT_TRUE(done);
-  EXPECT_THAT(seen_, ElementsAre("in loop", "after"));
-}
-
-TEST_F(SimulatedLoopTest, MainQueueIsCurrentBetweenTasks) {
-  EXPECT_TRUE(main_.isCurrent());
-  EXPECT_FALSE(other_.isCurrent());
-  main_.sync([this] { EXPECT_TRUE(main_.isCurrent()); });
-  other_.sync([this] { EXPECT_FALSE(main_.isCurrent()); });
 }
 
 TEST(SimulatedLoopShuffleTest, BreaksTiesBetweenQueuesOnly) {
