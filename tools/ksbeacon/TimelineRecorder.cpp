@@ -163,6 +163,7 @@ void TimelineRecorder::ranged(const CLBeaconRegion& region, const std::vector<CL
 
 Array TimelineRecorder::rangingDetails(const std::vector<CLBeacon>& beacons) const {
   std::vector<Value> list;
+  list.reserve(beacons.size());
   for (const CLBeacon& beacon : beacons) {
     list.push_back(
         Dictionary{{"name", nameOf(identityOf(beacon))},
