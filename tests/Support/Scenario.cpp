@@ -12,12 +12,13 @@
 namespace ks::testing {
 
 std::string PortalZone::content() const {
+  const std::string categoryId = category.empty() ? "" : R"(,"categoryId":")" + category + "\"";
   return stringWithFormat(
       R"("content":{"id":"%@","type":"%@","message":"Hello","notifyOn":"%@","proximity":"%@",)"
       R"("repeatDelaySeconds":%f,"dwellingTimeSeconds":%f,"notifyAfterXEvents":%d,)"
-      R"("maxIntervalSeconds":%f,"categoryId":"%@"})",
+      R"("maxIntervalSeconds":%f%@})",
       contentId, type, notifyOn, proximity, repeatDelay, dwellingTime, eventsNeeded, eventsInterval,
-      category);
+      categoryId);
 }
 
 std::string PortalZone::beacon() const {

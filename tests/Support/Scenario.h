@@ -34,6 +34,7 @@ struct PortalZone {
   double dwellingTime = 0;
   int eventsNeeded = 0;
   double eventsInterval = 0;
+  /// Empty: none.
   std::string category = "shoes";
   std::string manufacturerId = "";
 
