@@ -125,20 +125,6 @@ TEST_F(CircularRegionTest, DeviceInsideIsToldOnce) {
   EXPECT_EQ(take(), (Events{"start park", "inside park"}));
 }
 
-TEST_F(CircularRegionTest, ExitWhileDeadIsReported) {
-  monitor(circle(45, 7, 100));
-  monitor(circle(46, 7, 100, "elsewhere"));
-  fixAt(0, 5);
-  take();
-  kill();
-  start();
-  ASSERT_EQ(manager_->monitoredRegions().size(), 2u);
-  fixAt(1000, 500);
-  EXPECT_EQ(take(), Events{});
-  fixAt(1000, 10);
-  EXPECT_EQ(take(), (Events{"outside park", "exit park"}));
-}
-
 TEST_F(CircularRegionTest, RefusesWhatCannotBeWatched) {
   manager_->startMonitoringForRegion(circle(91, 7, 100, "beyond the pole"));
   manager_->startMonitoringForRegion(circle(45, 7, 0, "point"));

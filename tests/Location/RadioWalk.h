@@ -1,33 +1,22 @@
 #pragma once
 
 #include <cmath>
-#include <cstdint>
 #include <functional>
 #include <numbers>
 #include <optional>
 
 #include "BeaconSDK/Platform/Location/Proximity.h"
+#include "BeaconSDK/Platform/Simulated/SplitMix64.h"
 
 namespace ks::test {
 
-/// splitmix64: the same numbers on every machine.
-class Random {
+class Random : public SplitMix64 {
  public:
-  explicit Random(std::uint64_t seed) : state_(seed) {}
-  /// 0 up to, but not, 1.
-  double uniform() {
-    std::uint64_t z = (state_ += 0x9E3779B97F4A7C15u);
-    z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9u;
-    z = (z ^ (z >> 27)) * 0x94D049BB133111EBu;
-    return static_cast<double>((z ^ (z >> 31)) >> 11) * 0x1.0p-53;
-  }
+  using SplitMix64::SplitMix64;
   double normal() {
     const double radius = std::sqrt(-2 * std::log(1 - uniform()));
     return radius * std::cos(2 * std::numbers::pi * uniform());
   }
-
- private:
-  std::uint64_t state_;
 };
 
 /// A beacon's signal at a moving receiver: 3 dB of noise, one packet in twelve in a multipath fade

@@ -55,14 +55,6 @@ TEST_F(RegionStateTest, IsSavedOnChangesOnly) {
   EXPECT_EQ(store_.saves, 2);
 }
 
-TEST_F(RegionStateTest, DamagedStoreMeansNoRegions) {
-  monitor(beaconRegion());
-  kill();
-  store_.data->back() ^= 1;
-  start();
-  EXPECT_TRUE(manager_->monitoredRegions().empty());
-}
-
 TEST(FileLocationStateStoreTest, ReplacesFileWhole) {
   const auto folder = std::filesystem::path(::testing::TempDir()) / "location-state";
   std::filesystem::remove_all(folder);
