@@ -13,7 +13,7 @@ constexpr const char* kName = "org.freedesktop.Notifications";
 constexpr const char* kPath = "/org/freedesktop/Notifications";
 /// The action that a click on the notification itself stands for.
 constexpr const char* kDefaultAction = "default";
-/// The naming specification's sound of an incoming message.
+/// What desktops' sound themes call the sound of an incoming message.
 constexpr const char* kSound = "message-new-instant";
 /// Far more than any desktop shows, far less than a message may hold.
 constexpr std::size_t kLongestTitle = 250;
