@@ -13,9 +13,6 @@ if(KS_SANITIZE)
   target_compile_options(ks_build_flags INTERFACE -fsanitize=${KS_SANITIZE} -fno-omit-frame-pointer
                                                   -fno-sanitize-recover=all)
   target_link_options(ks_build_flags INTERFACE -fsanitize=${KS_SANITIZE})
-  # The checks that a sanitizer adds make g++ 12 see uninitialised members of a moved-from variant;
-  # its manual says that it then warns wrongly. The builds without one keep the warning.
-  target_compile_options(ks_build_flags INTERFACE $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
 endif()
 
 # ks_library(NAME SOURCES file... LINKS target...): one layer of the library. Headers are included
@@ -33,10 +30,6 @@ function(ks_test name)
   add_executable(${name} ${arg_SOURCES})
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
   target_link_libraries(${name} PRIVATE ${arg_LINKS} GTest::gmock GTest::gtest_main ks_build_flags)
-  if(KS_SANITIZE)
-    # A test's own code runs once: optimising it costs more than it saves.
-    target_compile_options(${name} PRIVATE -O0)
-  endif()
   if("concurrent" IN_LIST arg_LABELS)
     set_property(GLOBAL APPEND PROPERTY KS_CONCURRENT_TESTS ${name})
   endif()
