@@ -29,6 +29,7 @@ using test::runLoopFor;
 using test::runLoopUntil;
 using Facts = std::multiset<std::string>;
 
+constexpr CLLocationCoordinate2D kEntrance{45.07, 7.685987};
 const std::string kScenario = KS_SOURCE_DIR "/examples/scenarios/demo.json";
 
 std::string member(const boost::json::object& object, const char* name) {
@@ -73,6 +74,7 @@ class WalkTest : public testing::Test {
     options.documents = scenario_.portal.documents;
     options.username = scenario_.portal.credentials.username;
     options.password = scenario_.portal.credentials.password;
+    options.port = portalPort_;
     options.onStatistic = [this](const portal::PortalStatistic& statistic) {
       const std::scoped_lock guard(mutex_);
       told_.insert(statisticFact(statistic.zoneKind + "/" + statistic.event,
@@ -82,11 +84,20 @@ class WalkTest : public testing::Test {
     ASSERT_TRUE(started) << started.error().localizedDescription();
     portal_ = *started;
   }
-  void startServices() {
+  void startRadio() {
     air_.startDaemon();
     air_.addAdapter(true, true);
+    isHearing_ = true;
+  }
+  void stopRadio() {
+    isHearing_ = false;
+    air_.stopDaemon();
+  }
+  void startPositions() {
     ASSERT_TRUE(geoClue_.start());
     ASSERT_TRUE(geoClue_.startAgent());
+  }
+  void startDesktop() {
     desktop_ = test::ChildProcess({"/usr/bin/python3", "-m", "dbusmock", "--session", "--template",
                                    KS_TEST_FOLDER "/notifications.py"});
     ASSERT_TRUE(test::run(
@@ -119,6 +130,7 @@ class WalkTest : public testing::Test {
     return false;
   }
   void radiate(CLLocationCoordinate2D place) {
+    if (!isHearing_) return;
     int number = 0;
     for (const Scenario::Beacon& beacon : scenario_.beacons) {
       const std::string address = "AA:BB:CC:DD:EE:0" + std::to_string(++number);
@@ -132,6 +144,37 @@ class WalkTest : public testing::Test {
       if (!battery.empty()) air_.advertise(address, rssi, battery);
     }
   }
+  /// Standing at the entrance, whether the program writes another such line.
+  bool writesAgain(const test::BackgroundCommand& run, const std::string& text) {
+    const auto count = [&] {
+      const std::string output = run.output();
+      std::size_t found = 0;
+      for (auto at = output.find(text); at != std::string::npos; at = output.find(text, at + 1)) {
+        ++found;
+      }
+      return found;
+    };
+    const std::size_t before = count();
+    return runLoopUntil(
+        [&] {
+          radiate(kEntrance);
+          runLoopFor(Seconds{0.3});
+          return count() > before;
+        },
+        Seconds{30});
+  }
+
+  /// A minute, after which a GeoClue without coarse positions is asked for exact ones.
+  void restartPositions(const test::BackgroundCommand& run) {
+    geoClue_.stop();
+    runLoopFor(Seconds{0.5});
+    // Far enough to be told: out of the square.
+    receiver_.follow({{kEntrance.latitude, kEntrance.longitude - 0.02}});
+    ASSERT_TRUE(geoClue_.start());
+    for (int i = 0; i < 3 && !writesAgain(run, R"("kind":"position")"); ++i) continue;
+    EXPECT_TRUE(run.writes(R"("region":"g-square","type":"circle","change":"outside")"));
+  }
+
   /// The user clicks the notification that was shown last.
   static bool openNotification(unsigned number) {
     return test::run({"gdbus", "call", "--session", "-d", "org.freedesktop.Notifications", "-o",
@@ -148,9 +191,12 @@ class WalkTest : public testing::Test {
   test::PrivateBus bus_;
   test::TemporaryFolder folder_;
   test::BluetoothAir air_;
+  bool isHearing_ = false;
   test::NmeaTrack receiver_{"unix"};
   test::RealGeoClue geoClue_{receiver_, "org.ksbeacon.ksbeacon"};
   test::ChildProcess desktop_;
+  /// 0 for any.
+  std::uint16_t portalPort_ = 0;
   std::mutex mutex_;
   Facts told_;
   std::shared_ptr<portal::PortalServer> portal_;
@@ -161,7 +207,9 @@ TEST_F(WalkTest, EndsInTheSimulationsTriggers) {
   // The whole walk takes six minutes; its last steps to the entrance take some seconds.
   const bool whole = std::getenv("KS_WHOLE_WALK") != nullptr;
   startPortal();
-  startServices();
+  startRadio();
+  startPositions();
+  startDesktop();
   const Facts expected = factsIn(runCommand(KS_COMMAND " simulate --json " + kScenario).output);
   test::BackgroundCommand run(command());
   ASSERT_TRUE(run.writes("the library runs")) << run.errors();
@@ -185,6 +233,49 @@ TEST_F(WalkTest, EndsInTheSimulationsTriggers) {
   } else {
     EXPECT_THAT(expected, testing::IsSupersetOf(facts));
   }
+  if (HasFailure()) std::printf("%s\n%s\n", run.output().c_str(), run.errors().c_str());
+}
+
+TEST_F(WalkTest, RecoversFromEveryServiceThatRestarts) {
+  if (!test::RealGeoClue::reasonNotTo().empty()) GTEST_SKIP() << test::RealGeoClue::reasonNotTo();
+  portalPort_ = test::freePort();
+  startPortal();
+  receiver_.follow({{kEntrance.latitude, kEntrance.longitude}});
+  startPositions();
+  test::BackgroundCommand run(command());
+  ASSERT_TRUE(run.writes("the library runs")) << run.errors();
+  const std::string near = R"("minor":1,"proximity":"near")";
+  startDesktop();
+  desktop_.end();
+  runLoopFor(Seconds{0.5});
+  startDesktop();
+  startRadio();
+  EXPECT_TRUE(writesAgain(run, near)) << "the radio came late";
+  EXPECT_TRUE(run.writes(R"("action":"shown","zone":"b-entrance")")) << "the desktop came back";
+
+  stopRadio();
+  EXPECT_TRUE(run.writes(R"("minor":1,"proximity":"unknown")"));
+  startRadio();
+  EXPECT_TRUE(writesAgain(run, near)) << "the radio came back";
+  if (std::getenv("KS_WHOLE_WALK") != nullptr) restartPositions(run);
+
+  portal_.reset();
+  run.signal(SIGHUP);
+  EXPECT_TRUE(writesAgain(run, R"("status":null)"));
+  startPortal();
+  run.signal(SIGHUP);
+  EXPECT_TRUE(writesAgain(run, R"("target":"/locations)")) << "the portal came back";
+
+  bus_.stop();
+  stopRadio();
+  geoClue_.stop();
+  desktop_.end();
+  runLoopFor(Seconds{1});
+  bus_.start();
+  startRadio();
+  EXPECT_TRUE(writesAgain(run, near)) << "the bus came back";
+  run.signal(SIGTERM);
+  EXPECT_EQ(run.wait(Seconds{2}), 0);
   if (HasFailure()) std::printf("%s\n%s\n", run.output().c_str(), run.errors().c_str());
 }
 

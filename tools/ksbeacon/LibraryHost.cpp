@@ -137,7 +137,8 @@ void LibraryHost::openNotification(const Dictionary& userInfo) {
 void LibraryHost::refresh() {
   start();
   manager_->setErrorHappened(false);
-  if (manager_->lastLocationsRefreshDate()) manager_->setLastLocationsRefreshDate(Date{});
+  // Long ago, so that a fetch finds them outdated.
+  manager_->setLastLocationsRefreshDate(Date{});
   fetchInBackground();
 }
 

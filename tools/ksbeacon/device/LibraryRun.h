@@ -6,6 +6,7 @@
 
 #include "BeaconSDK/Platform/Linux/LinuxPlatform.h"
 #include "BeaconSDK/Platform/Linux/MainLoop.h"
+#include "BeaconSDK/Platform/Linux/SharedBuses.h"
 #include "BeaconSDK/Platform/Location/Wakeup.h"
 #include "tools/ksbeacon/LibraryHost.h"
 #include "tools/ksbeacon/RecordingPlatform.h"
@@ -72,6 +73,7 @@ class LibraryRun {
   MainLoop loop_;
   std::shared_ptr<TransferWatch> transfers_ = std::make_shared<TransferWatch>();
   LinuxPlatform device_;
+  SharedBuses buses_{device_.mainQueue()};
   Timeline timeline_;
   TimelinePrinter printer_;
   std::shared_ptr<TimelineRecorder> recorder_;
