@@ -213,19 +213,31 @@ TEST_F(LinuxRadioTest, ResumesAfterEachLoss) {
 }
 
 TEST_F(LinuxRadioTest, TriesAgainAfterFailures) {
-  startDaemon();
-  for (const char* method : {"RegisterMonitor", "SetDiscoveryFilter", "StartDiscovery"}) {
-    air_.refuse(method, "org.freedesktop.DBus.Error.NoReply");
+  struct {
+    const char* method;
+    const char* error;
+  } const refusals[] = {
+      {"RegisterMonitor", "org.freedesktop.DBus.Error.NoReply"},
+      {"SetDiscoveryFilter", "org.freedesktop.DBus.Error.NoReply"},
+      {"StartDiscovery", "org.freedesktop.DBus.Error.NoReply"},
+      // A discovery that the daemon's predecessor has left behind.
+      {"StartDiscovery", "org.bluez.Error.InProgress"},
+  };
+  for (const auto& refusal : refusals) {
+    startDaemon();
+    air_.refuse(refusal.method, refusal.error);
+    startRadio();
+    ASSERT_TRUE(becomes(State::poweredOn));
+    manager_->startRangingBeaconsInRegion(region());
+    EXPECT_TRUE(runLoopUntil([&] { return !radio_->state().usable; })) << refusal.error;
+    air_.refuse(refusal.method, "");
+    EXPECT_TRUE(isHeard()) << refusal.method << " " << refusal.error;
+    EXPECT_TRUE(runLoopUntil([&] { return radio_->state().usable; })) << refusal.error;
+    manager_->stopRangingBeaconsInRegion(*region());
+    runLoopFor(Seconds{0.05});
+    radio_.reset();
+    air_.stopDaemon();
   }
-  startRadio();
-  ASSERT_TRUE(becomes(State::poweredOn));
-  manager_->startRangingBeaconsInRegion(region());
-  EXPECT_TRUE(runLoopUntil([&] { return !radio_->state().usable; }));
-  for (const char* method : {"RegisterMonitor", "SetDiscoveryFilter", "StartDiscovery"}) {
-    air_.refuse(method, "");
-  }
-  EXPECT_TRUE(isHeard());
-  EXPECT_TRUE(radio_->state().usable);
 }
 
 TEST_F(LinuxRadioTest, NamesWhatIsMissing) {

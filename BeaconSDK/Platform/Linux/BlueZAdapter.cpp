@@ -14,6 +14,7 @@ constexpr Seconds kFirstRetry{1};
 constexpr Seconds kLastRetry{60};
 /// Controllers that leave repetitions out report each device once per start of the discovery.
 constexpr Seconds kRestartInterval{1};
+constexpr Seconds kLongestSilence{10};
 
 constexpr const char* kInProgress = "org.bluez.Error.InProgress";
 constexpr const char* kAlreadyExists = "org.bluez.Error.AlreadyExists";
@@ -143,11 +144,12 @@ void BlueZAdapter::advance() {
 
 void BlueZAdapter::settled() {
   setListens(registered_ != nullptr || discovering_);
-  if (!discovering_ || registered_ != nullptr) {
+  if (!discovering_) {
     restart_.cancel();
   } else if (!restart_.isArmed()) {
-    restart_.arm(queue_, kRestartInterval, [this] {
-      stale_ = true;
+    heard_ = false;
+    restart_.arm(queue_, registered_ != nullptr ? kLongestSilence : kRestartInterval, [this] {
+      stale_ = registered_ == nullptr || !heard_;
       advance();
     });
   }
@@ -193,7 +195,16 @@ void BlueZAdapter::filterSet(const GError* error) {
 }
 
 void BlueZAdapter::discoveryStarted(const GError* error) {
-  if (error != nullptr && !isNamed(error, kInProgress)) {
+  if (isNamed(error, kInProgress)) {
+    // Either ours of which an answer was lost, or one that a daemon has left in the kernel, where
+    // it ends after 10 s: only one that is begun now is sure to go on.
+    discovering_ = powered_;
+    stale_ = true;
+    nextRetry_ = kFirstRetry;
+    failed(error);
+    return;
+  }
+  if (error != nullptr) {
     failed(error);
     return;
   }

@@ -30,6 +30,8 @@ enum class RadioListening {
 ///   report every advertisement with its strength.
 /// - Where the daemon has no monitors, both are a discovery that begins anew each second: the
 ///   controller then forgets which advertisements it has reported.
+/// - A discovery that hears nothing at all for 10 s begins anew too: the daemon can believe in one
+///   that the kernel has ended, for instance after the daemon was killed in the middle of one.
 ///
 /// Main thread only; the service and the queue outlive the adapter.
 class BlueZAdapter : public std::enable_shared_from_this<BlueZAdapter> {
@@ -45,6 +47,8 @@ class BlueZAdapter : public std::enable_shared_from_this<BlueZAdapter> {
   void setListening(RadioListening listening);
   void setPowered(bool powered);
   void setHasMonitors(bool hasMonitors);
+  /// The adapter has received an advertisement.
+  void heard() { heard_ = true; }
 
   /// "hci0".
   std::string name() const;
@@ -92,8 +96,10 @@ class BlueZAdapter : public std::enable_shared_from_this<BlueZAdapter> {
   const BlueZMonitor* registering_ = nullptr;
   bool hasFilter_ = false;
   bool discovering_ = false;
-  /// The controller has reported what is around; the discovery must begin anew.
+  /// The discovery must begin anew.
   bool stale_ = false;
+  /// Since the last look.
+  bool heard_ = false;
 
   bool busy_ = false;
   bool listens_ = false;

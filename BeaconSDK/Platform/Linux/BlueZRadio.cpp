@@ -185,7 +185,9 @@ void BlueZRadio::deviceChanged(std::string_view path, GVariant* properties, GVar
   if (path.size() > kLongestPath) return;
   Advertisement& device = devices_.heard(path);
   if (dropped != nullptr) dropDeviceProperties(dropped, device);
-  if (applyDeviceProperties(properties, device)) report(device);
+  if (!applyDeviceProperties(properties, device)) return;
+  if (auto* const adapter = adapterAt(path.substr(0, path.rfind('/')))) adapter->heard();
+  report(device);
 }
 
 void BlueZRadio::deviceFound(std::string_view path) {
