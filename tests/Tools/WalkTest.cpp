@@ -251,6 +251,7 @@ TEST_F(WalkTest, RecoversFromEveryServiceThatRestarts) {
   startDesktop();
   startRadio();
   EXPECT_TRUE(writesAgain(run, near)) << "the radio came late";
+  EXPECT_TRUE(run.writes(R"("target":"/beacons?retrieveby=location&location=museum)"));
   EXPECT_TRUE(run.writes(R"("action":"shown","zone":"b-entrance")")) << "the desktop came back";
 
   stopRadio();

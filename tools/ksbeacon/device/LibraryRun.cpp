@@ -46,6 +46,7 @@ LibraryRun::LibraryRun(LibraryRunOptions options)
 }
 
 LibraryRun::~LibraryRun() {
+  central_.reset();
   library_.reset();
   Platform::install(nullptr);
 }
@@ -71,10 +72,25 @@ int LibraryRun::run() {
     });
   }
   device_.linuxApplication().becomeActive();
+  central_ = device_.makeCentralManager(*this);
   serviceManager_.ready();
   watch();
   loop_.run();
   return code_;
+}
+
+void LibraryRun::centralManagerDidUpdateState(CBCentralManager& central) {
+  const CBManagerState state = central.state();
+  if (state == CBManagerState::unknown) return;
+  const bool isUsable = state == CBManagerState::poweredOn;
+  if (isRadioUsable_ == isUsable) return;
+  const bool cameLate = isUsable && isRadioUsable_.has_value();
+  isRadioUsable_ = isUsable;
+  library_->say(isUsable ? "Bluetooth can be used" : "Bluetooth cannot be used");
+  // Without a radio the library takes no locations, and does not ask again by itself.
+  if (cameLate && library_->manager()->started() && library_->manager()->locations().empty()) {
+    library_->refresh();
+  }
 }
 
 void LibraryRun::started(const std::optional<Error>& error) {

@@ -44,12 +44,12 @@ struct LibraryRunOptions {
 
 /// The library on this machine, from its launch to the end of the process. Installs the platform
 /// meanwhile. Main thread.
-class LibraryRun {
+class LibraryRun : private CBCentralManagerDelegate {
  public:
   explicit LibraryRun(LibraryRunOptions options);
   LibraryRun(const LibraryRun&) = delete;
   LibraryRun& operator=(const LibraryRun&) = delete;
-  ~LibraryRun();
+  ~LibraryRun() override;
 
   /// Until a signal asks for the end; answers the exit code. Transfers under way then have
   /// `kFarewell` to end.
@@ -62,6 +62,9 @@ class LibraryRun {
   /// As often as systems for phones wake their applications.
   static constexpr Seconds kBetweenFetches{900};
 
+  void centralManagerDidUpdateState(CBCentralManager& central) override;
+  void didDiscoverPeripheral(CBCentralManager& /*central*/, const CBPeripheral& /*peripheral*/,
+                             const Dictionary& /*advertisementData*/, Dbm /*rssi*/) override {}
   void started(const std::optional<Error>& error);
   void printed();
   void refresh();
@@ -79,6 +82,9 @@ class LibraryRun {
   std::shared_ptr<TimelineRecorder> recorder_;
   std::shared_ptr<RecordingPlatform> platform_;
   std::optional<LibraryHost> library_;
+  /// Only to be told of the radio.
+  std::unique_ptr<CBCentralManager> central_;
+  std::optional<bool> isRadioUsable_;
   RetryDelay retryDelay_;
   Wakeup retry_;
   Wakeup watch_;
