@@ -2,9 +2,9 @@
 
 #include <memory>
 #include <optional>
-#include <string>
 #include <utility>
 
+#include "BeaconSDK/Platform/Api/ForwardingPlatform.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedPlatform.h"
 
 namespace ks::testing {
@@ -23,9 +23,10 @@ enum class Fault {
 };
 
 /// A simulated device that fails a few calls: everything else is forwarded.
-class FaultyPlatform : public Platform {
+class FaultyPlatform : public ForwardingPlatform {
  public:
-  explicit FaultyPlatform(std::shared_ptr<SimulatedPlatform> device) : device_(std::move(device)) {}
+  explicit FaultyPlatform(std::shared_ptr<SimulatedPlatform> device)
+      : ForwardingPlatform(*device), device_(std::move(device)) {}
 
   /// From the `nth` call on, counted from 1 and from now, `count` calls of this kind fail.
   void fail(Fault fault, int nth, int count = 1) { plan_ = {fault, nth - 1, count, 0}; }
@@ -33,29 +34,15 @@ class FaultyPlatform : public Platform {
   /// How many calls have failed since `fail`.
   int failures() const { return plan_.failures; }
 
-  Clock& clock() override { return device_->clock(); }
-  DispatchQueue& mainQueue() override { return device_->mainQueue(); }
-  DispatchQueue& globalQueue() override { return device_->globalQueue(); }
-  NSNotificationCenter& notificationCenter() override { return device_->notificationCenter(); }
   NSUserDefaults& userDefaults() override { return defaults_; }
-  Console& console() override { return device_->console(); }
-  const Directories& directories() const override { return device_->directories(); }
-  NSBundle mainBundle() const override { return device_->mainBundle(); }
-  NSBundle libraryBundle() const override { return device_->libraryBundle(); }
-  NSLocale currentLocale() const override { return device_->currentLocale(); }
-  std::string timeZoneName() const override { return device_->timeZoneName(); }
-  LocationServices& locationServices() override { return device_->locationServices(); }
   std::unique_ptr<CBCentralManager> makeCentralManager(
       CBCentralManagerDelegate& delegate) override {
     if (strikes(Fault::bluetooth)) return std::make_unique<UnsupportedCentral>();
-    return device_->makeCentralManager(delegate);
+    return ForwardingPlatform::makeCentralManager(delegate);
   }
   UNUserNotificationCenter* userNotificationCenter() override { return &notifications_; }
   URLLoadingSystem& urlLoadingSystem() override { return loading_; }
   UIApplication& application() override { return application_; }
-  UIDevice& device() override { return device_->device(); }
-  ASIdentifierManager& identifierManager() override { return device_->identifierManager(); }
-  SystemConfiguration& systemConfiguration() override { return device_->systemConfiguration(); }
 
  protected:
   SimulatedPlatform& simulated() const { return *device_; }

@@ -125,7 +125,7 @@ class RecordingServices : public LocationServices {
 }  // namespace
 
 RecordingPlatform::RecordingPlatform(Platform& device, LocationListener& listener)
-    : device_(device),
+    : ForwardingPlatform(device),
       locationServices_(std::make_unique<RecordingServices>(device.locationServices(), listener)) {}
 
 }  // namespace ks::tool
