@@ -20,17 +20,6 @@ TEST_F(AlarmTest, FiresOnceAndLatestScheduleCounts) {
   EXPECT_EQ(fired, std::vector{2});
 }
 
-TEST_F(AlarmTest, RearmsFromItsOwnTask) {
-  int count = 0;
-  Alarm alarm(AlarmName::refreshBeacons);
-  std::function<void()> task = [&] {
-    if (++count < 3) alarm.schedule(Seconds{5}, task);
-  };
-  alarm.schedule(Seconds{5}, task);
-  advance(60);
-  EXPECT_EQ(count, 3);
-}
-
 TEST_F(AlarmTest, NothingRunsAfterInvalidateOrDestruction) {
   auto alarm = std::make_unique<Alarm>(AlarmName::dwelling);
   const auto fail = [] { ADD_FAILURE() << "ran"; };

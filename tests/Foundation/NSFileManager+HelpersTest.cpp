@@ -3,22 +3,19 @@
 #include <filesystem>
 
 #include "BeaconSDK/Classes/Common/Foundation/NSFileManager+Helpers.h"
-#include "BeaconSDK/Platform/Simulated/SimulatedPlatform.h"
+#include "tests/Support/PlatformFixture.h"
 
 namespace ks {
 
-using testing::UnorderedElementsAre;
+using ::testing::UnorderedElementsAre;
 
-class NSFileManagerHelpersTest : public testing::Test {
+class NSFileManagerHelpersTest : public testing::PlatformFixture {
  protected:
-  NSFileManagerHelpersTest() { Platform::install(device_); }
-  ~NSFileManagerHelpersTest() override { Platform::install(nullptr); }
-  std::shared_ptr<SimulatedPlatform> device_ = std::make_shared<SimulatedPlatform>();
-  std::filesystem::path temporary_ = device_->directories().temporary;
+  std::filesystem::path temporary_ = platform_->directories().temporary;
 };
 
 TEST_F(NSFileManagerHelpersTest, PathsLieInTheirFolders) {
-  const Directories& folders = device_->directories();
+  const Directories& folders = platform_->directories();
   EXPECT_EQ(NSFileManagerHelpers::cacheFilePath("a/b.dat"), folders.caches / "a/b.dat");
   EXPECT_EQ(NSFileManagerHelpers::cacheFilePath("/etc"), folders.caches / "etc");
   EXPECT_EQ(NSFileManagerHelpers::documentsFilePath("x"), folders.documents / "x");

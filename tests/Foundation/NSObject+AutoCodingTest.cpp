@@ -2,15 +2,15 @@
 
 #include "BeaconSDK/Classes/Common/Foundation/NSKeyedUnarchiver.h"
 #include "BeaconSDK/Classes/Common/Foundation/NSObject+AutoCoding.h"
-#include "BeaconSDK/Platform/Simulated/SimulatedPlatform.h"
+#include "tests/Support/PlatformFixture.h"
 
 namespace ks {
 
 namespace {
 
-using testing::AllOf;
-using testing::ElementsAre;
-using testing::HasSubstr;
+using ::testing::AllOf;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
 
 class Base : public Object {
  public:
@@ -50,12 +50,7 @@ std::vector<std::string> names(const std::vector<Property>& properties) {
 
 }  // namespace
 
-class NSObjectAutoCodingTest : public testing::Test {
- protected:
-  NSObjectAutoCodingTest() { Platform::install(device_); }
-  ~NSObjectAutoCodingTest() override { Platform::install(nullptr); }
-  std::shared_ptr<SimulatedPlatform> device_ = std::make_shared<SimulatedPlatform>();
-};
+using NSObjectAutoCodingTest = testing::PlatformFixture;
 
 TEST_F(NSObjectAutoCodingTest, SuperclassEntriesReplaceSubclassOnes) {
   Derived record;
@@ -68,25 +63,14 @@ TEST_F(NSObjectAutoCodingTest, SuperclassEntriesReplaceSubclassOnes) {
 }
 
 TEST_F(NSObjectAutoCodingTest, DeprecatedHooksAreWarnedAbout) {
-  device_->console().clear();
+  platform_->console().clear();
   NSObjectAutoCoding::codableProperties(Derived::kClass);
   NSObjectAutoCoding::codableProperties(Base::kClass);
-  EXPECT_THAT(device_->console().lines(),
+  EXPECT_THAT(platform_->console().lines(),
               ElementsAre("AutoCoding Warning: codableKeys method is no longer supported. Use "
                           "codableProperties instead.",
                           AllOf(HasSubstr("uncodableProperties method is no longer supported."),
                                 HasSubstr("non-KVC-compliant names to avoid coding them"))));
-}
-
-TEST_F(NSObjectAutoCodingTest, MissingKeysLeavePropertiesAlone) {
-  const auto written = std::make_shared<Base>();
-  written->flag = true;
-  const auto bytes = NSKeyedArchiver::archivedDataWithRootObject(written);
-  const auto read = NSKeyedUnarchiver::unarchiveObjectWithData(bytes);
-  ASSERT_TRUE(read);
-  EXPECT_TRUE(read->objectOf<Base>()->flag);
-  EXPECT_FALSE(read->objectOf<Base>()->name);
-  EXPECT_TRUE(NSObjectAutoCoding::supportsSecureCoding(Base::kClass));
 }
 
 }  // namespace ks

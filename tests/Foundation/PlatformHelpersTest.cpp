@@ -18,14 +18,6 @@ TEST_F(PlatformHelpersTest, MakesAndExtendsErrors) {
   EXPECT_TRUE(longer.isEqual(std::make_unique<Error>("Other", -1, "A\nB").get()));
 }
 
-TEST_F(PlatformHelpersTest, IdentifiesDeviceByTracking) {
-  EXPECT_EQ(UIDeviceUUID::advertisingType(), "IDFA");
-  EXPECT_EQ(UIDeviceUUID::currentDeviceUUID(), "5A1D0E5C-0000-4000-8000-000000000002");
-  platform_->change([](SimulatedSettings& it) { it.advertisingTrackingEnabled = false; });
-  EXPECT_EQ(UIDeviceUUID::advertisingType(), "IDFV");
-  EXPECT_EQ(UIDeviceUUID::currentDeviceUUID(), "5A1D0E5C-0000-4000-8000-000000000001");
-}
-
 TEST_F(PlatformHelpersTest, RunsBlocksOnMainQueue) {
   int count = 0;
   NSObjectSelector::runOnMainQueue([&] { ++count; });

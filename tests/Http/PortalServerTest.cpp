@@ -56,19 +56,6 @@ TEST_F(PortalServerTest, ServesOverHttp) {
                                              "HEAD /contents/categories 200", "GET /nothing 404"));
 }
 
-TEST_F(PortalServerTest, RevalidatesThroughTheCache) {
-  configuration.urlCache = {0, 1 << 20, folder / "cache"};
-  portalOptions.username = "dev";
-  portalOptions.password = "secret";
-  configuration.httpAdditionalHeaders.set("Authorization", "Basic ZGV2OnNlY3JldA==\r\n");
-  start();
-  EXPECT_FALSE(get("/contents/categories").fromCache);
-  EXPECT_TRUE(get("/contents/categories").fromCache);
-  writeFile(folder / "categories.json", "[]");
-  EXPECT_FALSE(get("/contents/categories").fromCache);
-  EXPECT_EQ(log->bodies.back(), "[]");
-}
-
 TEST_F(PortalServerTest, FaultsOnRequest) {
   std::vector<int> statuses;
   portalOptions.onRequest = [&](const portal::PortalRequest& each) {
