@@ -170,7 +170,7 @@ class WalkTest : public testing::Test {
     runLoopFor(Seconds{0.5});
     // Far enough to be told: out of the square.
     receiver_.follow({{kEntrance.latitude, kEntrance.longitude - 0.02}});
-    ASSERT_TRUE(geoClue_.start());
+    startPositions();
     for (int i = 0; i < 3 && !writesAgain(run, R"("kind":"position")"); ++i) continue;
     EXPECT_TRUE(run.writes(R"("region":"g-square","type":"circle","change":"outside")"));
   }

@@ -1,6 +1,5 @@
 #include "tools/ksbeacon/Timeline.h"
 
-#include <fmt/chrono.h>
 #include <fmt/format.h>
 
 #include <cmath>
@@ -35,14 +34,6 @@ std::string onOneLine(std::string text) {
     if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f) c = ' ';
   }
   return text;
-}
-
-/// As RFC 3339 has it, to the millisecond.
-std::string dateInUTC(Date date) {
-  const auto milliseconds = static_cast<std::int64_t>(std::llround(secondsSince1970(date) * 1000));
-  return fmt::format("{:%Y-%m-%dT%H:%M:%S}.{:03}Z",
-                     fmt::gmtime(static_cast<std::time_t>(milliseconds / 1000)),
-                     milliseconds % 1000);
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include "tools/ksbeacon/TimelineEvent.h"
 
+#include <fmt/chrono.h>
 #include <fmt/format.h>
 
 #include <array>
@@ -29,6 +30,13 @@ std::string timelineMoment(Seconds at) {
   const auto milliseconds = static_cast<long long>(std::llround(at.count() * 1000));
   return fmt::format("{}:{:02}:{:02}.{:03}", milliseconds / 3600000, milliseconds / 60000 % 60,
                      milliseconds / 1000 % 60, milliseconds % 1000);
+}
+
+std::string dateInUTC(Date date) {
+  const auto milliseconds = static_cast<std::int64_t>(std::llround(secondsSince1970(date) * 1000));
+  return fmt::format("{:%Y-%m-%dT%H:%M:%S}.{:03}Z",
+                     fmt::gmtime(static_cast<std::time_t>(milliseconds / 1000)),
+                     milliseconds % 1000);
 }
 
 std::string jsonText(const Value& value) {

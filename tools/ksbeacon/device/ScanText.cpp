@@ -57,7 +57,7 @@ std::string beaconLine(const HeardBeacon& beacon) {
 }
 
 std::string beaconJson(const HeardBeacon& beacon, Date now) {
-  return jsonText(Dictionary{{"lastSeen", dateDescription(now - beacon.silence)},
+  return jsonText(Dictionary{{"lastSeen", dateInUTC(now - beacon.silence)},
                              {"uuid", beacon.frame.proximityUUID.UUIDString()},
                              {"major", beacon.frame.major},
                              {"minor", beacon.frame.minor},
