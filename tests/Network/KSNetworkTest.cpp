@@ -4,7 +4,6 @@
 
 #include "BeaconSDK/Classes/Beacon/Content/KSProximityZoneContentCategory.h"
 #include "BeaconSDK/Classes/Beacon/KSPrivateBeacon.h"
-#include "BeaconSDK/Classes/Logging/KSLog.h"
 #include "BeaconSDK/Classes/Network/KSNetwork.h"
 #include "tests/Network/PortalTest.h"
 
@@ -65,34 +64,6 @@ TEST_F(KSNetworkTest, KeepsOddLocalesAndLongCredentials) {
   EXPECT_EQ(headers.find("Authorization")->find("\r\n"), std::string("Basic ").size() + 64);
 }
 
-TEST_F(KSNetworkTest, RoutesEachDocument) {
-  network->loadProximityZoneContentCategories();
-  network->loadLocations(std::nullopt);
-  network->loadLocations(kHere);
-  network->loadProximityZonesForLocation("l1", {}, {});
-  EXPECT_THAT(http->waitingURLs(),
-              ElementsAre(HasSubstr("/categories"), HasSubstr("/locations?"),
-                          HasSubstr("range=100"), HasSubstr("/geofences?"), HasSubstr("=l1")));
-  const struct {
-    const char* url;
-    KSContentDownloadType type;
-    Dictionary metaData;
-  } cases[] = {
-      {"/contents/categories", contentCategories, {}},
-      {"/locations", locations, {}},
-      {"/unique-uuids", zonesForLocation, {{"locationIdentifier", " "}}},
-      {"/geofences", geofences, {{"locationIdentifier", " "}}},
-      {"location=l1", zonesForLocation, {{"locationIdentifier", "l1"}}},
-  };
-  for (const auto& [url, type, metaData] : cases) {
-    ASSERT_EQ(answer(url, 200, R"([{"id":"first"},{"id":2}])"), 1U) << url;
-    EXPECT_EQ(reports.back().type, type) << url;
-    EXPECT_THAT(*reports.back().result, SizeIs(2)) << url;
-    EXPECT_EQ(*reports.back().metaData, metaData) << url;
-    EXPECT_FALSE(reports.back().error) << url;
-  }
-}
-
 TEST_F(KSNetworkTest, SendsDisabledCategoriesThenTags) {
   const Dictionary tags{{"sex", "f"}, {"age", "30"}};
   network->loadProximityZonesForLocation("l1", {category("3"), category("-100"), category("7")},
@@ -138,24 +109,6 @@ TEST_F(KSNetworkTest, ReportsUnreadableDocuments) {
   ASSERT_EQ(answer("bid=A", 200, ""), 2U);
   EXPECT_TRUE(reports[3].error);
   EXPECT_THAT(*reports[4].result, SizeIs(1));
-}
-
-TEST_F(KSNetworkTest, ReportsTransportFailureOnce) {
-  network->loadLocations(kHere);
-  http->fail("/geofences", NSURLError::timedOut);
-  platform->runUntilIdle();
-  ASSERT_THAT(reports, SizeIs(1));
-  EXPECT_EQ(reports[0].type, geofences);
-  EXPECT_EQ(reports[0].error->code(), static_cast<std::int64_t>(NSURLError::timedOut));
-  EXPECT_FALSE(reports[0].result || reports[0].metaData);
-}
-
-TEST_F(KSNetworkTest, KeepsQuietAboutRefusedCredentials) {
-  enableLogging = true;
-  network->loadProximityZoneContentCategories();
-  EXPECT_EQ(answer("/contents", 401, "[]"), 0U);
-  enableLogging = false;
-  EXPECT_THAT(platform->console().lines(), ElementsAre(MatchesRegex(".*: Error")));
 }
 
 TEST_F(KSNetworkTest, UploadsFromOwnFile) {
@@ -206,14 +159,6 @@ TEST_F(KSNetworkTest, CallsBackgroundHandlerOnceOnMainQueue) {
   EXPECT_EQ(calls, 1);
   EXPECT_TRUE(onMainQueue);
   EXPECT_FALSE(network->backgroundSessionCompletionHandler());
-}
-
-TEST_F(KSNetworkTest, NoReportAfterRelease) {
-  network->loadProximityZoneContentCategories();
-  http->answer("/contents", "[]");
-  network.reset();
-  platform->runUntilIdle();
-  EXPECT_THAT(reports, IsEmpty());
 }
 
 }  // namespace

@@ -52,6 +52,7 @@ class KSSettingsManagerTest : public PortalTest {
 
 TEST_F(KSSettingsManagerTest, FirstListEnablesEveryCategory) {
   EXPECT_THAT(settings->disabledCategories(), IsEmpty());
+  settings->enableContentCategory(*category("A"), true);
   EXPECT_FALSE(settings->contentCategoryEnabledForIdentifier("A"));
   settings->newContentLoadedWithType(locations, list({"X"}));
   settings->newContentLoadedWithType(contentCategories, list({"A", "B"}));
@@ -67,25 +68,14 @@ TEST_F(KSSettingsManagerTest, FirstListEnablesEveryCategory) {
 
 TEST_F(KSSettingsManagerTest, LaterListKeepsChoices) {
   settings->newContentLoadedWithType(contentCategories, list({"A", "B"}));
+  settings->enableContentCategory(*category("A"), true);
+  settings->enableContentCategory(KSProximityZoneContentCategory{}, true);
   settings->enableContentCategory(*category("A"), false);
   settings->newContentLoadedWithType(contentCategories, list({"A", "B", "C"}));
   settings->newContentLoadedWithType(contentCategories, KSRecords{});
   restart();
   EXPECT_EQ(identifiers(settings->contentCategories()), (Texts{"-100", "A", "B", "C"}));
   EXPECT_EQ(identifiers(settings->disabledCategories()), (Texts{"A", "C"}));
-}
-
-TEST_F(KSSettingsManagerTest, SwitchesCategories) {
-  settings->enableContentCategory(*category("A"), true);
-  EXPECT_FALSE(settings->contentCategoryEnabledForIdentifier("A"));
-  settings->newContentLoadedWithType(contentCategories, list({"A"}));
-  settings->enableContentCategory(*category("A"), true);
-  settings->enableContentCategory(*category("A"), true);
-  settings->enableContentCategory(*category("A"), false);
-  settings->enableContentCategory(KSProximityZoneContentCategory{}, true);
-  restart();
-  EXPECT_FALSE(settings->contentCategoryEnabled(*category("A")));
-  EXPECT_TRUE(settings->contentCategoryEnabledForIdentifier("-100"));
 }
 
 TEST_F(KSSettingsManagerTest, TagsSurviveRestart) {
