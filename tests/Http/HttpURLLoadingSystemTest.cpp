@@ -41,7 +41,7 @@ TEST_F(HttpURLLoadingSystemTest, SendsCleanFieldsOnce) {
   fetch(get);
 
   const auto seen = server.requests().at(0);
-  EXPECT_EQ(seen.target(), "/a?b=%20");
+  EXPECT_EQ(seen.target, "/a?b=%20");
   EXPECT_EQ(seen.field("Authorization"), "Basic QUJDREVG");
   EXPECT_EQ(seen.field("Accept-Language"), "en-us");
   EXPECT_EQ(seen.field("Content-Length") + seen.field("Transfer-Encoding"), "");
@@ -84,7 +84,7 @@ TEST_F(HttpURLLoadingSystemTest, RefusesRequestsThatSmuggle) {
 TEST_F(HttpURLLoadingSystemTest, KeepsOrderOnOneConnection) {
   LoopbackServer server([](auto& request) {
     // The third ends its connection: the order holds over a reconnection too.
-    return RawReply{httpReply("x"), request.target() == "/2" ? Then::close : Then::keepOpen};
+    return RawReply{httpReply("x"), request.target == "/2" ? Then::close : Then::keepOpen};
   });
   std::vector<std::string> expected;
   for (int i = 0; i < 20; ++i) {
@@ -94,7 +94,7 @@ TEST_F(HttpURLLoadingSystemTest, KeepsOrderOnOneConnection) {
   runUntilEnded(20);
 
   std::vector<std::string> seen;
-  for (const auto& each : server.requests()) seen.push_back(each.target());
+  for (const auto& each : server.requests()) seen.push_back(each.target);
   EXPECT_EQ(seen, expected);
   EXPECT_EQ(server.mostConnectionsAtOnce(), 1);
   EXPECT_EQ(std::count(log->events.begin(), log->events.end(), "finished"), 1);
@@ -170,7 +170,7 @@ TEST_F(HttpURLLoadingSystemTest, DelegateMayBeGone) {
 
 TEST_F(HttpURLLoadingSystemTest, EndsCleanlyAtAnyMoment) {
   LoopbackServer server([](auto& request) {
-    return request.target() == "/hang" ? RawReply{"", Then::hang} : RawReply{httpReply("x")};
+    return request.target == "/hang" ? RawReply{"", Then::hang} : RawReply{httpReply("x")};
   });
   configuration.urlCache = {0, 1 << 20, folder / "cache"};
   for (int round = 0; round < 30; ++round) {
@@ -191,9 +191,9 @@ TEST_F(HttpURLLoadingSystemTest, EndsCleanlyAtAnyMoment) {
 
 TEST_F(HttpURLLoadingSystemTest, FetchesDataOnCallingThread) {
   LoopbackServer server([](auto& request) {
-    if (request.target() == "/missing") return RawReply{httpReply("no", "", 404)};
-    if (request.target() == "/silent") return RawReply{"", Then::hang};
-    if (request.target() == "/long") return RawReply{httpReply(std::string(2000, 'x'))};
+    if (request.target == "/missing") return RawReply{httpReply("no", "", 404)};
+    if (request.target == "/silent") return RawReply{"", Then::hang};
+    if (request.target == "/long") return RawReply{httpReply(std::string(2000, 'x'))};
     return RawReply{httpReply("image")};
   });
   options.dataTimeout = Seconds{1};

@@ -31,17 +31,7 @@ bool sendAll(int connection, const std::string& bytes) {
   return true;
 }
 
-std::string word(const std::string& text, int index) {
-  std::istringstream in(text);
-  std::string result;
-  for (int i = 0; i <= index; ++i) in >> result;
-  return result;
-}
-
 }  // namespace
-
-std::string RawRequest::method() const { return word(head, 0); }
-std::string RawRequest::target() const { return word(head, 1); }
 
 std::string RawRequest::field(const std::string& name) const {
   std::istringstream in(head);
@@ -142,6 +132,7 @@ bool LoopbackServer::readRequest(int connection, std::string& buffer, RawRequest
       length = declared.empty() ? 0 : std::stoul(declared);
       if (buffer.size() >= end + 4 + *length) {
         request.body = buffer.substr(end + 4, *length);
+        std::istringstream(request.head) >> request.method >> request.target;
         buffer.erase(0, end + 4 + *length);
         return true;
       }

@@ -15,9 +15,10 @@ struct RawRequest {
   /// The request line and fields as they came over the wire.
   std::string head;
   std::string body;
+  /// The first two words of the head.
+  std::string method;
+  std::string target;
 
-  std::string method() const;
-  std::string target() const;
   /// The value of the field, "" when missing.
   std::string field(const std::string& name) const;
 };
@@ -43,7 +44,6 @@ class LoopbackServer {
   explicit LoopbackServer(Handler handler);
   ~LoopbackServer();
 
-  std::uint16_t port() const { return port_; }
   std::string url(const std::string& path = "") const;
   std::vector<RawRequest> requests() const;
   int mostConnectionsAtOnce() const;

@@ -32,11 +32,9 @@ class SimulatedUnderTest : public PlatformUnderTest {
     device_->setBluetoothState(powered ? CBManagerState::poweredOn : CBManagerState::poweredOff);
   }
   void restart() override {
-    SimulatedPlatformOptions options;
-    options.root = root_.directories().caches / "device";
-    options.start = device_->clock().now();
+    const Date now = device_->clock().now();
     device_.reset();
-    device_ = std::make_unique<SimulatedPlatform>(options);
+    device_ = makeDevice(now);
   }
 
  private:
@@ -45,8 +43,9 @@ class SimulatedUnderTest : public PlatformUnderTest {
   std::unique_ptr<SimulatedPlatform> device_ = makeDevice();
   std::vector<SimulatedWorld::BeaconId> beacons_;
 
-  std::unique_ptr<SimulatedPlatform> makeDevice() {
+  std::unique_ptr<SimulatedPlatform> makeDevice(Date start = kSimulatedStart) {
     SimulatedPlatformOptions options;
+    options.start = start;
     options.root = root_.directories().caches / "device";
     return std::make_unique<SimulatedPlatform>(options);
   }

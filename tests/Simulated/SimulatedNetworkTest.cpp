@@ -62,7 +62,7 @@ void start(NSURLSession& session, const LoopbackServer& server, const std::strin
 }
 
 RawReply reply(const RawRequest& request) {
-  if (request.target() == "/never") return {"", RawReply::Then::hang};
+  if (request.target == "/never") return {"", RawReply::Then::hang};
   return {httpReply("[]")};
 }
 
@@ -93,7 +93,7 @@ TEST(SimulatedNetworkTest, RepliesComeInOrderOfStart) {
     return RawReply{httpReply("[]")};
   });
   const LoopbackServer quick([&](const RawRequest& request) {
-    if (request.target() == "/third") gate.set_value();
+    if (request.target == "/third") gate.set_value();
     return RawReply{httpReply("[]")};
   });
   SimulatedPlatform device;
