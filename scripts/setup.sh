@@ -22,7 +22,7 @@ test_packages=(
   dbus iproute2 libglib2.0-bin python3-dbusmock python3-jsonschema
   geoclue-2.0 gpsd python3-dbus python3-gi
   dunst libgtk-4-dev xvfb
-  fish gnome-keyring groff-base libsecret-tools zsh
+  fish gnome-keyring groff-base libsecret-tools systemd zsh
 )
 
 machine_packages=(bluez busybox-static cpio kmod qemu-system-x86)
