@@ -118,11 +118,11 @@ class FakeURLLoadingSystem : public URLLoadingSystem {
   }
 
   void answer(std::string_view urlPart, int status, std::string body = {}) {
-    end(urlPart, status, std::move(body), std::nullopt);
+    end(transfer(urlPart), status, std::move(body), std::nullopt);
   }
   void answer(std::string_view urlPart, std::string body) { answer(urlPart, 200, std::move(body)); }
   void fail(std::string_view urlPart, NSURLError code) {
-    end(urlPart, std::nullopt, {}, error(code));
+    end(transfer(urlPart), std::nullopt, {}, error(code));
   }
   /// Tells the delegate that no transfer is under way any more.
   void finishBackgroundEvents() {
@@ -147,12 +147,9 @@ class FakeURLLoadingSystem : public URLLoadingSystem {
     return found == transfers_.end() ? nullptr : *found;
   }
 
-  void end(std::string_view urlPart, std::optional<int> status, std::string body,
-           std::optional<Error> error) {
-    if (const auto found = transfer(urlPart)) end(found, status, std::move(body), error);
-  }
   void end(const std::shared_ptr<Transfer>& transfer, std::optional<int> status, std::string body,
            std::optional<Error> error) {
+    if (!transfer) return;
     std::erase(transfers_, transfer);
     transfer->isWaiting = false;
     const auto session = transfer->session_.lock();
