@@ -170,8 +170,8 @@ class WalkTest : public testing::Test {
     // Far enough to be told: out of the square.
     receiver_.follow({{kEntrance.latitude, kEntrance.longitude - 0.02}});
     startPositions();
-    EXPECT_TRUE(writesAgain(run, R"("kind":"position")"));
-    EXPECT_TRUE(run.writes(R"("region":"g-square","type":"circle","change":"outside")"));
+    EXPECT_TRUE(
+        run.writes(R"("region":"g-square","type":"circle","change":"outside")", Seconds{75}));
   }
 
   /// The user clicks the notification that was shown last.
