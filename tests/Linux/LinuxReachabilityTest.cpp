@@ -82,6 +82,7 @@ TEST_F(LinuxReachabilityTest, FlagsFollowRoutesAndLinks) {
   EXPECT_EQ(self->getFlags(), kDirect);
   connect();
   EXPECT_TRUE(becomes(*internet, kReachable));
+  EXPECT_TRUE(service_->state().usable);
   EXPECT_TRUE(becomes(*neighbour, kDirect));
   EXPECT_EQ(wifi->getFlags(), 0U) << "a wired link";
   setKind("wlan");
@@ -90,6 +91,7 @@ TEST_F(LinuxReachabilityTest, FlagsFollowRoutesAndLinks) {
   EXPECT_TRUE(becomes(*internet, kReachable | kSCNetworkReachabilityFlagsIsWWAN));
   ASSERT_TRUE(ip("link set peer down"));
   EXPECT_TRUE(becomes(*internet, 0)) << "the route stays, the link carries no more";
+  EXPECT_FALSE(service_->state().usable);
   EXPECT_TRUE(becomes(*neighbour, 0));
   ASSERT_TRUE(ip("link set peer up") && ip("route del default"));
   EXPECT_TRUE(becomes(*internet, 0));

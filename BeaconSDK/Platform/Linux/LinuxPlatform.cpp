@@ -172,7 +172,8 @@ LinuxNotificationCenter* LinuxPlatform::linuxNotificationCenter() {
 LocationEngine& LinuxPlatform::locationEngine() { return services_->location; }
 
 std::vector<ServiceState> LinuxPlatform::serviceStates() const {
-  std::vector<ServiceState> states = {services_->folders.state(), services_->application.state()};
+  std::vector<ServiceState> states = {services_->folders.state(), services_->application.state(),
+                                      services_->reachability.state()};
   if (services_->radio) states.push_back(services_->radio->state());
   if (services_->positions) states.push_back(services_->positions->state());
   if (services_->notifications) states.push_back(services_->notifications->state());

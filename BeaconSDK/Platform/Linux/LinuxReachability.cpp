@@ -210,6 +210,21 @@ LinuxReachability::LinuxReachability(DispatchQueue& mainQueue,
 
 LinuxReachability::~LinuxReachability() { network_->close(); }
 
+ServiceState LinuxReachability::state() const {
+  const SCNetworkReachabilityFlags flags = network_->flagsOfInternet();
+  if ((flags & kSCNetworkReachabilityFlagsInterventionRequired) != 0) {
+    return {"Network", false, "the way to the internet ends at a sign-in page",
+            "open any page in a browser and sign in"};
+  }
+  if ((flags & kSCNetworkReachabilityFlagsReachable) != 0) {
+    return {"Network", true, "a route leads to the internet", ""};
+  }
+  return {
+      "Network", false,
+      "no route leads to the internet: only a portal on this machine or its own network answers",
+      "ip route add default via GATEWAY"};
+}
+
 std::shared_ptr<SCNetworkReachability> LinuxReachability::reachabilityWithName(
     const std::string& host) {
   if (!canBeHost(host)) return nullptr;

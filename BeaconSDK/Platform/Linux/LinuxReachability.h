@@ -7,6 +7,7 @@
 #include "BeaconSDK/Platform/Api/Foundation.h"
 #include "BeaconSDK/Platform/Api/SystemConfiguration.h"
 #include "BeaconSDK/Platform/Linux/NameLookup.h"
+#include "BeaconSDK/Platform/Linux/ServiceState.h"
 
 namespace ks {
 
@@ -34,6 +35,9 @@ class LinuxReachability : public SystemConfiguration {
   std::shared_ptr<SCNetworkReachability> reachabilityWithName(const std::string& host) override;
   std::shared_ptr<SCNetworkReachability> reachabilityWithAddress(
       const SocketAddress& address) override;
+
+  /// Of the way to the internet, right now; a portal nearby may answer without one. Any thread.
+  ServiceState state() const;
 
  private:
   class Watch;
