@@ -5,7 +5,8 @@
 #include "BeaconSDK/Platform/Linux/LinuxPlatform.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedPlatform.h"
 
-/// Runs the library on a simulated device that refuses the location permission: `start` must say so.
+/// Runs the library on a simulated device that refuses the location permission: `start` must say
+/// so.
 int main() {
   const auto device = std::make_shared<ks::SimulatedPlatform>();
   ks::Platform::install(device);
