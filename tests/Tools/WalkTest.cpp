@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <memory>
+#include <functional>
 #include <mutex>
 #include <set>
 #include <sstream>
@@ -144,8 +145,9 @@ class WalkTest : public testing::Test {
       if (!battery.empty()) air_.advertise(address, rssi, battery);
     }
   }
-  /// Standing at the entrance, whether the program writes another such line.
-  bool writesAgain(const test::BackgroundCommand& run, const std::string& text) {
+  /// Standing at the entrance, whether the program writes another such line after `act`.
+  bool writesAgain(const test::BackgroundCommand& run, const std::string& text,
+                   const std::function<void()>& act = [] {}) {
     const auto count = [&] {
       const std::string output = run.output();
       std::size_t found = 0;
@@ -155,6 +157,7 @@ class WalkTest : public testing::Test {
       return found;
     };
     const std::size_t before = count();
+    act();
     return runLoopUntil(
         [&] {
           radiate(kEntrance);
@@ -260,11 +263,10 @@ TEST_F(WalkTest, RecoversFromEveryServiceThatRestarts) {
   restartPositions(run);
 
   portal_.reset();
-  run.signal(SIGHUP);
-  EXPECT_TRUE(writesAgain(run, R"("status":null)"));
+  const auto refresh = [&] { run.signal(SIGHUP); };
+  EXPECT_TRUE(writesAgain(run, R"("status":null)", refresh));
   startPortal();
-  run.signal(SIGHUP);
-  EXPECT_TRUE(writesAgain(run, R"("target":"/locations)")) << "the portal came back";
+  EXPECT_TRUE(writesAgain(run, R"("target":"/locations)", refresh)) << "the portal came back";
 
   bus_.stop();
   stopRadio();
