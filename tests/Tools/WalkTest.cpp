@@ -5,8 +5,8 @@
 #include <boost/json.hpp>
 #include <cmath>
 #include <cstdlib>
-#include <memory>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <set>
 #include <sstream>
@@ -146,8 +146,9 @@ class WalkTest : public testing::Test {
     }
   }
   /// Standing at the entrance, whether the program writes another such line after `act`.
-  bool writesAgain(const test::BackgroundCommand& run, const std::string& text,
-                   const std::function<void()>& act = [] {}) {
+  bool writesAgain(
+      const test::BackgroundCommand& run, const std::string& text,
+      const std::function<void()>& act = [] {}) {
     const auto count = [&] {
       const std::string output = run.output();
       std::size_t found = 0;
