@@ -69,7 +69,7 @@ TEST_F(HttpCacheTest, DamagedCacheCountsAsEmpty) {
   fetch(request(tagged.url("/a")));
   restart();
   for (const auto& entry : std::filesystem::recursive_directory_iterator(folder / "cache")) {
-    if (entry.is_regular_file()) writeFile(entry.path(), std::string(100, '\xff'));
+    if (entry.is_regular_file()) writeText(entry.path(), std::string(100, '\xff'));
   }
   EXPECT_EQ(codeOf(fetch(request(tagged.url("/a")))), 0);
   EXPECT_EQ(log->bodies.back(), "tagged");

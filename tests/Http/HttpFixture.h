@@ -1,48 +1,20 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
 #include <chrono>
 #include <condition_variable>
 #include <deque>
 #include <filesystem>
-#include <fstream>
 #include <memory>
 #include <mutex>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "BeaconSDK/Platform/Http/HttpURLLoadingSystem.h"
+#include "tests/Support/TemporaryFolder.h"
 
 namespace ks::test {
-
-/// A folder that is gone with the object.
-class ScratchFolder {
- public:
-  ScratchFolder() {
-    std::string path = std::filesystem::temp_directory_path() / "ks-http-XXXXXX";
-    path_ = ::mkdtemp(path.data());
-  }
-  ~ScratchFolder() { std::filesystem::remove_all(path_); }
-  std::filesystem::path operator/(const std::string& name) const { return path_ / name; }
-  const std::filesystem::path& path() const { return path_; }
-
- private:
-  std::filesystem::path path_;
-};
-
-inline std::string contentOf(const std::filesystem::path& file) {
-  std::ostringstream text;
-  text << std::ifstream(file, std::ios::binary).rdbuf();
-  return text.str();
-}
-
-inline std::filesystem::path writeFile(const std::filesystem::path& file, const std::string& text) {
-  std::ofstream(file, std::ios::binary) << text;
-  return file;
-}
 
 /// A delegate queue that a test runs by hand, on the thread it likes.
 class HandQueue final : public DispatchQueue {
@@ -92,7 +64,7 @@ class EventLog : public NSURLSessionDelegate, public HttpObserver {
                                  const std::filesystem::path& file) override {
     files.push_back(file);
     permissions.push_back(std::filesystem::status(file).permissions());
-    bodies.push_back(contentOf(file));
+    bodies.push_back(readText(file));
     events.push_back("file " + path(task) + " " + std::to_string(task.response()->statusCode));
   }
   void didCompleteWithError(NSURLSession&, NSURLSessionTask& task,
@@ -155,7 +127,7 @@ class HttpFixture : public testing::Test {
     return !std::filesystem::exists(folder / "tmp") || std::filesystem::is_empty(folder / "tmp");
   }
 
-  ScratchFolder folder;
+  TemporaryFolder folder;
   std::shared_ptr<HandQueue> queue = std::make_shared<HandQueue>();
   std::shared_ptr<EventLog> log = std::make_shared<EventLog>();
   HttpOptions options;

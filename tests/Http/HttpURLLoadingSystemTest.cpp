@@ -107,7 +107,7 @@ TEST_F(HttpURLLoadingSystemTest, UploadsFromFile) {
   post.httpMethod = "POST";
   post.headers.set("Content-Type", "application/json");
   const std::string body(200'000, 'b');
-  const auto task = session->uploadTaskWithRequest(post, writeFile(folder / "body", body));
+  const auto task = session->uploadTaskWithRequest(post, writeText(folder / "body", body));
   task->setTaskDescription("note");
   task->resume();
   const auto missing = session->uploadTaskWithRequest(post, folder / "none");

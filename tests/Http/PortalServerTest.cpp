@@ -18,7 +18,7 @@ class PortalServerTest : public HttpFixture {
  protected:
   PortalServerTest() {
     portalOptions.documents = folder.path();
-    writeFile(folder / "categories.json", R"([{"id": "1", "name": "News"}])");
+    writeText(folder / "categories.json", R"([{"id": "1", "name": "News"}])");
   }
   void start() {
     auto started = PortalServer::start(portalOptions);
@@ -100,7 +100,7 @@ TEST_F(PortalServerTest, StopLosesNothing) {
   server->stop();
   runUntilEnded(1);
   EXPECT_EQ(log->exchanges[0].status, 204);
-  EXPECT_THAT(contentOf(folder / "events"), testing::HasSubstr("\"geofenceId\":\"g\""));
+  EXPECT_THAT(readText(folder / "events"), testing::HasSubstr("\"geofenceId\":\"g\""));
 }
 
 TEST_F(PortalServerTest, StopCutsOffWhatDrips) {

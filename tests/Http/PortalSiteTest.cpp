@@ -9,8 +9,8 @@
 namespace ks::portal {
 namespace {
 
-using test::contentOf;
-using test::writeFile;
+using test::readText;
+using test::writeText;
 
 constexpr const char* kA = "4B8E1A60-5D0C-4F3B-9E57-0C1D2E3F4A5B";
 constexpr const char* kB = "5B8E1A60-5D0C-4F3B-9E57-0C1D2E3F4A5B";
@@ -21,11 +21,11 @@ class PortalSiteTest : public testing::Test {
     options.documents = folder.path();
     options.statisticsFile = folder / "events.jsonl";
     options.onMessage = [this](const std::string& text) { messages.push_back(text); };
-    writeFile(folder / "categories.json", R"([{"id": "1", "name": "News"}])");
-    writeFile(folder / "locations.json", R"([
+    writeText(folder / "categories.json", R"([{"id": "1", "name": "News"}])");
+    writeText(folder / "locations.json", R"([
       {"id": "near", "latitude": 45.0, "longitude": 7.0},
       {"id": "far", "latitude": 45.1, "longitude": 7.0}])");
-    writeFile(folder / "geofences.json", R"([
+    writeText(folder / "geofences.json", R"([
       {"id": "g1", "latitude": 45.0, "longitude": 7.0, "radius": 100},
       {"id": "g2", "latitude": 45.1, "longitude": 7.0, "radius": 5000}])");
     const auto beacon = [](const std::string& id, const char* uuid, const std::string& minor,
@@ -35,7 +35,7 @@ class PortalSiteTest : public testing::Test {
              "\"}" + more + "}";
     };
     const std::string content = R"(, "content": {"id": "c", "type": "HTML", "categoryId": 5})";
-    writeFile(folder / "beacons.json",
+    writeText(folder / "beacons.json",
               "[" + beacon("b1", kA, "1", "near", R"(, "tags": {"lang": "it"})" + content) + "," +
                   beacon("b2", kA, "2", "near", content) + "," +
                   beacon("b3", kB, "3", "far", R"(, "tags": {"vip": "1"})" + content) + "]");
@@ -61,7 +61,7 @@ class PortalSiteTest : public testing::Test {
     return text;
   }
 
-  test::ScratchFolder folder;
+  test::TemporaryFolder folder;
   PortalOptions options;
   std::vector<std::string> messages;
   std::string authorization;
@@ -145,7 +145,7 @@ TEST_F(PortalSiteTest, RecordsDocumentedBodiesOnly) {
        R"({"geofenceId": "g", "contentId": "c", "schedulId": null, "tags": {}, )" + time + "}"},
   };
   for (const auto& [path, body] : good) EXPECT_EQ(post(path, body).status, 204) << path;
-  const std::string lines = contentOf(folder / "events.jsonl");
+  const std::string lines = readText(folder / "events.jsonl");
 
   const std::tuple<std::string, std::string, std::string> bad[] = {
       {"/beacons/enter", "{", "no valid JSON: incomplete JSON"},
@@ -163,7 +163,7 @@ TEST_F(PortalSiteTest, RecordsDocumentedBodiesOnly) {
     EXPECT_THAT(reply.body, testing::HasSubstr(expected));
   }
   EXPECT_EQ(seen.size(), std::size(good));
-  EXPECT_EQ(contentOf(folder / "events.jsonl"), lines);
+  EXPECT_EQ(readText(folder / "events.jsonl"), lines);
   EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), std::ssize(good));
   EXPECT_THAT(lines,
               testing::StartsWith(R"({"zone":"beacons","event":"enter","body":{"beaconId")"));
@@ -171,10 +171,10 @@ TEST_F(PortalSiteTest, RecordsDocumentedBodiesOnly) {
 
 TEST_F(PortalSiteTest, ServesLastGoodState) {
   EXPECT_EQ(entries(get("/contents/categories")), "1 ");
-  writeFile(folder / "categories.json", "[{\"id\": \"2\",\n \"name\": 5}]");
+  writeText(folder / "categories.json", "[{\"id\": \"2\",\n \"name\": 5}]");
   EXPECT_EQ(entries(get("/contents/categories")), "1 ");
   EXPECT_EQ(entries(get("/contents/categories")), "1 ");
-  writeFile(folder / "categories.json", R"([{"id": "2", "name": "Sports"}])");
+  writeText(folder / "categories.json", R"([{"id": "2", "name": "Sports"}])");
   EXPECT_EQ(entries(get("/contents/categories")), "2 ");
   std::filesystem::remove(folder / "categories.json");
   EXPECT_EQ(entries(get("/contents/categories")), "");
@@ -183,7 +183,7 @@ TEST_F(PortalSiteTest, ServesLastGoodState) {
 }
 
 TEST_F(PortalSiteTest, StartsOnGoodDocumentsOnly) {
-  writeFile(folder / "locations.json", "[{\"id\": 1}]");
+  writeText(folder / "locations.json", "[{\"id\": 1}]");
   const auto made = PortalSite::make(options);
   ASSERT_FALSE(made);
   EXPECT_THAT(made.error().localizedDescription(),

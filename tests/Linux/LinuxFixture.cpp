@@ -8,9 +8,6 @@
 #include <unistd.h>
 
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
-#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -38,16 +35,6 @@ pid_t spawn(const std::vector<std::string>& arguments, const fs::path& output = 
 }
 
 }  // namespace
-
-TemporaryFolder::TemporaryFolder() {
-  std::string pattern = (fs::temp_directory_path() / "kslinux-XXXXXX").string();
-  path_ = mkdtemp(pattern.data());
-}
-
-TemporaryFolder::~TemporaryFolder() {
-  std::error_code ignored;
-  fs::remove_all(path_, ignored);
-}
 
 ChildProcess::ChildProcess(const std::vector<std::string>& arguments, const fs::path& output)
     : pid_(spawn(arguments, output)) {}
@@ -131,16 +118,6 @@ bool runLoopUntil(const std::function<bool()>& condition, Seconds limit) {
 void runLoopFor(Seconds span) {
   const Seconds end = monotonicUptime() + span;
   runLoopUntil([&] { return monotonicUptime() >= end; }, span * 2);
-}
-
-void writeText(const fs::path& file, const std::string& text) {
-  fs::create_directories(file.parent_path());
-  std::ofstream(file, std::ios::binary | std::ios::trunc) << text;
-}
-
-std::string readText(const fs::path& file) {
-  std::ifstream in(file, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), {}};
 }
 
 }  // namespace ks::test

@@ -9,21 +9,9 @@
 #include <vector>
 
 #include "BeaconSDK/Platform/Api/Foundation.h"
+#include "tests/Support/TemporaryFolder.h"
 
 namespace ks::test {
-
-/// A folder that goes with the object.
-class TemporaryFolder {
- public:
-  TemporaryFolder();
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-  ~TemporaryFolder();
-  const std::filesystem::path& path() const { return path_; }
-
- private:
-  std::filesystem::path path_;
-};
 
 /// A program that runs as long as the object lives.
 class ChildProcess {
@@ -78,8 +66,5 @@ class RecordingConsole : public Console {
   void log(std::string_view message) override { lines.emplace_back(message); }
   std::vector<std::string> lines;
 };
-
-void writeText(const std::filesystem::path& file, const std::string& text);
-std::string readText(const std::filesystem::path& file);
 
 }  // namespace ks::test

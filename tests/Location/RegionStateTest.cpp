@@ -1,8 +1,6 @@
-#include <filesystem>
-#include <fstream>
-
 #include "BeaconSDK/Platform/Location/RegionStateFile.h"
 #include "tests/Location/LocationFixture.h"
+#include "tests/Support/TemporaryFolder.h"
 
 namespace ks {
 namespace {
@@ -56,17 +54,15 @@ TEST_F(RegionStateTest, IsSavedOnChangesOnly) {
 }
 
 TEST(FileLocationStateStoreTest, ReplacesFileWhole) {
-  const auto folder = std::filesystem::path(::testing::TempDir()) / "location-state";
-  std::filesystem::remove_all(folder);
+  const test::TemporaryFolder folder;
   FileLocationStateStore store(folder / "deep" / "regions");
   EXPECT_EQ(store.load(), std::nullopt);
   EXPECT_TRUE(store.save({1, 2, 3}));
   EXPECT_TRUE(store.save({4}));
   EXPECT_EQ(store.load(), (Data{4}));
-  std::ofstream(folder / "file") << "not a folder";
+  test::writeText(folder / "file", "not a folder");
   FileLocationStateStore blocked(folder / "file" / "regions");
   EXPECT_FALSE(blocked.save({1}));
-  std::filesystem::remove_all(folder);
 }
 
 }  // namespace

@@ -16,6 +16,7 @@
 
 #include "BeaconSDK/Platform/Api/Foundation.h"
 #include "BeaconSDK/Platform/Api/URLSession.h"
+#include "tests/Support/TemporaryFolder.h"
 
 namespace ks::test {
 
@@ -157,12 +158,9 @@ class FakeURLLoadingSystem : public URLLoadingSystem {
     post(
         [session, transfer, body = std::move(body), error](NSURLSessionDelegate& delegate) {
           if (transfer->response_ && transfer->kind_ == NSURLSessionTask::Kind::download) {
-            const auto file =
-                std::filesystem::temp_directory_path() /
-                ("ks-fake-" + std::to_string(reinterpret_cast<std::uintptr_t>(transfer.get())));
-            std::ofstream(file, std::ios::binary) << body;
+            const TemporaryFolder folder;
+            const auto file = writeText(folder / "download", body);
             delegate.didFinishDownloadingToURL(*session, *transfer, file);
-            std::filesystem::remove(file);
           }
           delegate.didCompleteWithError(*session, *transfer, error);
         },

@@ -1,9 +1,6 @@
 #include "tests/Support/Scenario.h"
 
-#include <unistd.h>
-
 #include <array>
-#include <filesystem>
 #include <regex>
 
 #include "BeaconSDK/Classes/Common/Foundation/Formatting.h"
@@ -36,11 +33,7 @@ std::string PortalZone::geofence() const {
 
 Scenario::Scenario(SimulatedPlatformOptions options)
     : options_(std::move(options)), self_(this, [](KSEngineObserver*) {}) {
-  static int count = 0;
-  root_ = std::filesystem::temp_directory_path() /
-          stringWithFormat("ks-scenario-%d-%d", ::getpid(), ++count);
-  std::filesystem::remove_all(root_);
-  options_.root = root_;
+  options_.root = root_.path();
   options_.locationServices = location;
   options_.urlLoadingSystem = http;
   installDevice(options_.start);
@@ -54,7 +47,6 @@ Scenario::~Scenario() {
   device->runUntilIdle();
   Platform::install(nullptr);
   device.reset();
-  std::filesystem::remove_all(root_);
 }
 
 void Scenario::installDevice(Date start) {

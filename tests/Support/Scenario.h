@@ -14,6 +14,7 @@
 #include "BeaconSDK/Platform/Simulated/SimulatedPlatform.h"
 #include "tests/Support/FakeURLLoadingSystem.h"
 #include "tests/Support/ScriptedLocationServices.h"
+#include "tests/Support/TemporaryFolder.h"
 
 namespace ks::testing {
 
@@ -111,7 +112,7 @@ class Scenario : public KSEngineObserver {
   void cacheWritten(const KSCacheWrite& write) override;
 
   SimulatedPlatformOptions options_;
-  std::filesystem::path root_;
+  test::TemporaryFolder root_;
   std::shared_ptr<KSEngineObserver> self_;
   std::vector<NSNotificationCenter::Observation> observations_;
   std::vector<std::string> heard_;

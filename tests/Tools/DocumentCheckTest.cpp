@@ -1,9 +1,8 @@
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
 #include <string>
 
+#include "tests/Support/TemporaryFolder.h"
 #include "tools/ksbeacon/DocumentCheck.h"
 
 namespace ks::tool {
@@ -25,14 +24,13 @@ std::string circle(const std::string& id, const std::string& latitude, const std
 
 /// The last problem's member and message of a folder with these documents.
 std::string problemIn(const char* file, const std::string& text) {
-  const std::filesystem::path folder = testing::TempDir() + "/check";
-  std::filesystem::remove_all(folder);
-  std::filesystem::create_directories(folder);
-  std::ofstream(folder / "categories.json") << R"([{"id": "1", "name": "n"}])";
-  std::ofstream(folder / "locations.json")
-      << R"([{"id": "l", "name": "n", "latitude": 1, "longitude": 1, "refreshIntervalSeconds": 9}])";
-  std::ofstream(folder / file) << text;
-  const auto problems = checkDocuments(folder);
+  const test::TemporaryFolder folder;
+  test::writeText(folder / "categories.json", R"([{"id": "1", "name": "n"}])");
+  test::writeText(
+      folder / "locations.json",
+      R"([{"id": "l", "name": "n", "latitude": 1, "longitude": 1, "refreshIntervalSeconds": 9}])");
+  test::writeText(folder / file, text);
+  const auto problems = checkDocuments(folder.path());
   if (problems.empty()) return "";
   EXPECT_GT(problems.back().line, 0);
   return problems.back().member + ": " + problems.back().message;

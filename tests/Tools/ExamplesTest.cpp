@@ -5,13 +5,12 @@
 #include <array>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <sstream>
 #include <string>
 #include <variant>
 #include <vector>
 
+#include "tests/Support/TemporaryFolder.h"
 #include "tools/ksbeacon/ScenarioReader.h"
 #include "tools/ksbeacon/Simulation.h"
 #include "tools/ksbeacon/portal/PortalServer.h"
@@ -19,13 +18,10 @@
 namespace ks::tool {
 namespace {
 
-const std::filesystem::path kSource = KS_SOURCE_DIR;
+using test::readText;
+using test::writeText;
 
-std::string contentOf(const std::filesystem::path& file) {
-  std::ifstream stream(file);
-  EXPECT_TRUE(stream) << file;
-  return {std::istreambuf_iterator<char>(stream), {}};
-}
+const std::filesystem::path kSource = KS_SOURCE_DIR;
 
 struct Output {
   int code = -1;
@@ -87,16 +83,15 @@ INSTANTIATE_TEST_SUITE_P(Examples, ExampleScenarioTest, testing::ValuesIn(exampl
 
 TEST(CommandTest, AnswersWithItsExitCode) {
   const std::string demo = kSource / "examples/scenarios/demo.json";
-  const std::string bad = testing::TempDir() + "/bad.json";
-  std::ofstream(bad) << "{\"start\": 1}";
-  const std::string unmet = testing::TempDir() + "/unmet.json";
-  std::string text = contentOf(demo);
+  const test::TemporaryFolder scratch;
+  const std::string bad = writeText(scratch / "bad.json", "{\"start\": 1}");
+  std::string text = readText(demo);
   const std::string wanted = "{\"content\": \"coffee\", \"never\": true}";
   ASSERT_NE(text.find(wanted), std::string::npos);
   text.replace(text.find(wanted), wanted.size(), "{\"content\": \"coffee\"}");
   const std::string folder = "\"../portal\"";
   text.replace(text.find(folder), folder.size(), "\"" KS_SOURCE_DIR "/examples/portal\"");
-  std::ofstream(unmet) << text;
+  const std::string unmet = writeText(scratch / "unmet.json", text);
   const struct {
     std::string arguments;
     int code;
@@ -126,8 +121,8 @@ TEST(CommandTest, AnswersWithItsExitCode) {
 }
 
 TEST(HostTest, StandsInTheReadmeAndRuns) {
-  const std::string readme = contentOf(kSource / "README.md");
-  const std::string source = contentOf(kSource / "examples/host/main.cpp");
+  const std::string readme = readText(kSource / "README.md");
+  const std::string source = readText(kSource / "examples/host/main.cpp");
   EXPECT_NE(readme.find("```cpp\n" + source + "```"), std::string::npos);
 
   portal::PortalOptions options;
