@@ -13,7 +13,7 @@ build_packages=(
   cmake g++ ninja-build pkg-config
   libboost1.81-dev libboost-json1.81-dev libboost-url1.81-dev
   libcli11-dev libfmt-dev libglib2.0-dev libicu-dev libpugixml-dev libsoup-3.0-dev
-  glib-networking
+  glib-networking libjs-leaflet
 )
 test_packages=(
   clang-14 clang-format-14 clang-tidy-14 clang-tools-14 libclang-rt-14-dev
@@ -21,7 +21,7 @@ test_packages=(
   libplist-utils openssl python3 git
   dbus iproute2 libglib2.0-bin python3-dbusmock python3-jsonschema
   geoclue-2.0 gpsd python3-dbus python3-gi
-  dunst libgtk-4-dev xvfb
+  chromium dunst libgtk-4-dev xvfb
   fish gnome-keyring groff-base libsecret-tools systemd zsh
 )
 

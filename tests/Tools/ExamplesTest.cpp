@@ -104,6 +104,8 @@ TEST(CommandTest, AnswersWithItsExitCode) {
       {"simulate " + demo + " --portal http://127.0.0.1:9/app", 3, "the portal did not answer\n"},
       {"simulate " + bad, 2, bad + ":1: start: expected a text that is not empty, got 1\n"},
       {"simulate nowhere.json", 2, "expected a file; there is none of this name\n"},
+      {"simulate " + demo + " --report nowhere/page.html", 2,
+       "expected a file in a folder that can be written\n"},
       {"simulate", 2, "see ksbeacon --help\n"},
       {"portal " + demo, 2, "expected a folder of portal documents\n"},
       {"portal " + std::string(kSource / "examples/portal") + " --fault often", 2,

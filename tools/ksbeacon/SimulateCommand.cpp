@@ -1,8 +1,11 @@
 #include "tools/ksbeacon/SimulateCommand.h"
 
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <chrono>
+#include <filesystem>
+#include <fstream>
 #include <iostream>
 #include <memory>
 #include <string>
@@ -13,6 +16,7 @@
 #include "tools/ksbeacon/ScenarioReader.h"
 #include "tools/ksbeacon/Simulation.h"
 #include "tools/ksbeacon/Terminal.h"
+#include "tools/ksbeacon/report/ReportPage.h"
 
 namespace ks::tool {
 
@@ -25,6 +29,7 @@ struct Arguments {
   std::uint64_t seed = 0;
   std::string state;
   std::string portal;
+  std::string report;
   double speed = 0;
   std::uint64_t repeat = 0;
   bool json = false;
@@ -64,6 +69,20 @@ class ProgressLine {
 int complain(const std::string& text, int code) {
   std::cerr << "ksbeacon: " << text << '\n';
   return code;
+}
+
+/// Asked before the work, so that no long simulation ends in vain.
+bool canBeWritten(const std::filesystem::path& file) {
+  std::error_code ignored;
+  const auto folder = file.has_parent_path() ? file.parent_path() : std::filesystem::path(".");
+  return !std::filesystem::is_directory(file, ignored) && ::access(folder.c_str(), W_OK) == 0;
+}
+
+bool writeText(const std::filesystem::path& file, const std::string& text) {
+  std::ofstream stream(file, std::ios::binary | std::ios::trunc);
+  stream << text;
+  stream.close();
+  return stream.good();
 }
 
 /// The first expectation that failed, as a compiler would tell it.
@@ -109,6 +128,9 @@ int runSimulation(const Arguments& arguments) {
   if (auto* const error = std::get_if<InputError>(&read)) {
     return complain(error->message(), kUsage);
   }
+  if (!arguments.report.empty() && !canBeWritten(arguments.report)) {
+    return complain(arguments.report + ": expected a file in a folder that can be written", kUsage);
+  }
   const Scenario& scenario = std::get<Scenario>(read);
 
   SimulationOptions options;
@@ -118,7 +140,7 @@ int runSimulation(const Arguments& arguments) {
   options.portalURL = arguments.portal;
   options.log = arguments.log;
   options.speed = arguments.speed;
-  options.everyRanging = arguments.json || arguments.verbose;
+  options.everyRanging = arguments.json || arguments.verbose || !arguments.report.empty();
   if (!options.portalURL.empty() && !scenario.faults.empty()) {
     complain("the scenario's portal faults need the embedded portal and are left out", 0);
   }
@@ -144,12 +166,20 @@ int runSimulation(const Arguments& arguments) {
     if (event.kind == TimelineKind::http) ++(event.details["status"].isNull() ? silences : replies);
   });
 
+  ReportPage report(scenario);
+  if (!arguments.report.empty()) {
+    timeline.listen([&](const TimelineEvent& event) { report.note(event); });
+  }
+
   const SimulationResult result = simulate(scenario, options, timeline);
   for (const std::string& message : result.portalMessages) complain(message, 0);
   // The embedded portal fails for its documents alone: it takes any free port.
   if (!result.failure.empty()) return complain(result.failure, kUsage);
   if (!options.portalURL.empty() && silences > 0 && replies == 0) {
     return complain(options.portalURL + ": the portal did not answer", kUnavailable);
+  }
+  if (!arguments.report.empty() && !writeText(arguments.report, report.html())) {
+    return complain(arguments.report + ": the page could not be written", kUsage);
   }
   return judge(scenario, result, arguments.json);
 }
@@ -165,6 +195,7 @@ void addSimulateCommand(CLI::App& app, int& code) {
       "  ksbeacon simulate examples/scenarios/demo.json           the timeline of a walk\n"
       "  ksbeacon simulate demo.json --json | jq .kind            one object per event\n"
       "  ksbeacon simulate demo.json --seed 7 --until 120         other noise, two minutes of it\n"
+      "  ksbeacon simulate demo.json --report walk.html           a page to look at\n"
       "  ksbeacon simulate demo.json --repeat 100                 how often does each content "
       "fire?\n"
       "  ksbeacon simulate demo.json --speed 10                   ten times faster than real time\n"
@@ -201,6 +232,11 @@ void addSimulateCommand(CLI::App& app, int& code) {
                    "Walk so many times with other noise; tell how often each content fired")
       ->type_name("NUMBER")
       ->check(CLI::Range(1, 100000).description(""));
+  command
+      ->add_option("--report", arguments->report,
+                   "Write a page to look at: map, beacons and contents over time, timeline")
+      ->type_name("FILE.html")
+      ->excludes("--repeat");
   command->add_flag("--json", arguments->json, "One JSON object per line");
   command->add_flag("--log", arguments->log, "Also the library's own trace");
   command->add_flag("--verbose", arguments->verbose, "Also every ranging result, changed or not");

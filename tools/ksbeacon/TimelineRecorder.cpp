@@ -56,6 +56,19 @@ TimelineRecorder::BeaconIdentity identityOf(const CLBeacon& beacon) {
   return {beacon.proximityUUID, beacon.major, beacon.minor};
 }
 
+Dictionary regionDetails(const CLRegion& region, const char* change) {
+  const auto* const circle = dynamic_cast<const CLCircularRegion*>(&region);
+  Dictionary details{{"region", region.identifier()},
+                     {"type", circle == nullptr ? "beacons" : "circle"},
+                     {"change", change}};
+  if (circle != nullptr) {
+    details.set("latitude", rounded(circle->center().latitude, 1e6));
+    details.set("longitude", rounded(circle->center().longitude, 1e6));
+    details.set("radius", rounded(circle->radius().value, 10));
+  }
+  return details;
+}
+
 std::string regionInWords(const CLRegion& region) {
   if (const auto* beacons = dynamic_cast<const CLBeaconRegion*>(&region)) {
     return "beacons " + beacons->proximityUUID().UUIDString();
@@ -122,10 +135,8 @@ void TimelineRecorder::regionActivityChanged(const KSRegionActivity& activity) {
   static constexpr const char* kNames[] = {"monitoringStarted", "monitoringStopped",
                                            "rangingStarted", "rangingStopped"};
   const auto kind = static_cast<std::size_t>(activity.kind);
-  say(TimelineKind::region, fmt::format("{}: {}", activity.regionIdentifier, kTexts[kind]),
-      {{"region", activity.regionIdentifier},
-       {"type", activity.isBeaconRegion ? "beacons" : "circle"},
-       {"change", kNames[kind]}});
+  say(TimelineKind::region, fmt::format("{}: {}", activity.region.identifier(), kTexts[kind]),
+      regionDetails(activity.region, kNames[kind]));
 }
 
 void TimelineRecorder::located(const CLLocation& location) {
@@ -140,11 +151,8 @@ void TimelineRecorder::located(const CLLocation& location) {
 void TimelineRecorder::regionChanged(const CLRegion& region, CLRegionState state) {
   static constexpr const char* kStates[] = {"unknown", "inside", "outside"};
   const char* const text = kStates[static_cast<std::size_t>(state)];
-  const bool beacons = dynamic_cast<const CLBeaconRegion*>(&region) != nullptr;
   say(TimelineKind::region, fmt::format("{}: {}", region.identifier(), text),
-      {{"region", region.identifier()},
-       {"type", beacons ? "beacons" : "circle"},
-       {"change", text}});
+      regionDetails(region, text));
 }
 
 void TimelineRecorder::ranged(const CLBeaconRegion& region, const std::vector<CLBeacon>& beacons) {

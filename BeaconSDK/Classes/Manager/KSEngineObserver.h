@@ -66,8 +66,8 @@ struct KSRegionActivity {
   };
 
   Kind kind = Kind::monitoringStarted;
-  std::string regionIdentifier;
-  bool isBeaconRegion = false;
+  /// Only during the call.
+  const ks::CLRegion& region;
 };
 
 /// Watches the engine decide: what a timeline or a diagnostic screen is drawn from.

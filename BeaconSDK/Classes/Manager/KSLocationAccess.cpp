@@ -66,8 +66,5 @@ void KSLocationAccess::stopRanging(const ks::CLBeaconRegion& region) {
 }
 
 void KSLocationAccess::tell(Kind kind, const ks::CLRegion& region) const {
-  if (const auto observer = observer_.get()) {
-    const bool isBeaconRegion = dynamic_cast<const ks::CLBeaconRegion*>(&region) != nullptr;
-    observer->regionActivityChanged({kind, region.identifier(), isBeaconRegion});
-  }
+  if (const auto observer = observer_.get()) observer->regionActivityChanged({kind, region});
 }

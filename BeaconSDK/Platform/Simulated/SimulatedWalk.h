@@ -47,14 +47,16 @@ class SimulatedWalk {
   /// When the device comes to its last stop.
   Date end() const { return legs_.back().arrival; }
 
- private:
+  /// A stop, with the moments of coming and going.
   struct Leg {
     CLLocationCoordinate2D coordinate;
     Date arrival;
     Date departure;
     Metres accuracy;
   };
+  const std::vector<Leg>& legs() const { return legs_; }
 
+ private:
   std::vector<Leg> legs_;
   /// The stop that was left or stayed at when last asked.
   mutable std::size_t last_ = 0;
