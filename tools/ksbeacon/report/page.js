@@ -136,7 +136,7 @@ function addKey(keys, className, text) {
 }
 
 /** A row for each beacon heard and for each content decided about, over the whole time. */
-function makeLanes(show) {
+function makeLanes(pick) {
   const lanes = element('lanes');
   const share = (at) => `${at / end * 100}%`;
   const lane = (name, className) => {
@@ -163,7 +163,7 @@ function makeLanes(show) {
       const mark = add(track, 'i', `mark ${kind}`);
       mark.style.left = share(at);
       mark.title = `${clock(at)} ${text}`;
-      mark.onclick = () => show(at);
+      mark.onclick = () => pick(at);
     }
   }
   const axis = lane('', 'axis');
@@ -179,14 +179,14 @@ function makeLanes(show) {
 }
 
 /** The list of events with its filters; returns what marks the moment. */
-function makeTimeline(show) {
+function makeTimeline(pick) {
   const list = element('events');
   const rows = events.map((event) => {
     const row = add(list, 'li', event.met === false ? 'unmet' : event.kind);
     add(row, 'time', '', clock(event.at));
     add(row, 'b', '', event.kind);
     add(row, 'span', '', event.text);
-    row.onclick = () => show(event.at);
+    row.onclick = () => pick(event.at);
     return {at: event.at, event, row};
   });
   const hidden = new Set();
@@ -238,39 +238,38 @@ function makePlayer(views) {
     element('clock').textContent = `${clock(moment)} of ${clock(end)}`;
     for (const view of views) view(moment);
   };
-  const stop = () => {
+  const stopAt = (moment) => {
     started = null;
     button.textContent = 'Play';
-    history.replaceState(null, '', `#at=${slider.value}`);
+    show(moment);
+    history.replaceState(null, '', `#at=${moment}`);
   };
   const step = (now) => {
     if (!started) return;
-    const moment = Math.min(end, started.at + (now - started.now) / 1000 * end / kSecondsToPlay);
+    const played = Math.max(0, now - started.now) / 1000;
+    const moment = Math.min(end, started.at + played * end / kSecondsToPlay);
+    if (moment === end) return stopAt(end);
     show(moment);
-    if (moment < end) requestAnimationFrame(step);
-    else stop();
+    requestAnimationFrame(step);
   };
   button.onclick = () => {
-    if (started) return stop();
+    if (started) return stopAt(Number(slider.value));
     const from = Number(slider.value);
     started = {at: from < end ? from : 0, now: performance.now()};
     button.textContent = 'Pause';
     requestAnimationFrame(step);
   };
-  slider.oninput = () => {
-    stop();
-    show(Number(slider.value));
-  };
+  slider.oninput = () => stopAt(Number(slider.value));
   const showAddress = () => {
     const named = /^#at=([\d.]+)$/.exec(location.hash);
     show(named ? Math.min(end, Number(named[1])) : end);
   };
   addEventListener('hashchange', showAddress);
-  return {show, showAddress};
+  return {stopAt, showAddress};
 }
 
 showHeader();
 const views = [];
 const player = makePlayer(views);
-views.push(makeMap(), makeLanes(player.show), makeTimeline(player.show));
+views.push(makeMap(), makeLanes(player.stopAt), makeTimeline(player.stopAt));
 player.showAddress();
