@@ -56,7 +56,8 @@ check_tidy() {
 run_tests() {  # run_tests PRESET [ctest options]
   local preset=$1
   shift
-  ctest --test-dir "build/$preset" --output-on-failure -j "$(nproc)" "$@"
+  # Twice the cores: many tests wait for services.
+  ctest --test-dir "build/$preset" --output-on-failure -j $((2 * $(nproc))) "$@"
 }
 
 mkdir -p build

@@ -13,16 +13,22 @@ targets=("$@")
 if [ ${#targets[@]} -eq 0 ]; then
   for source in fuzz/*Fuzz.cpp; do targets+=("$(basename "$source" .cpp)"); done
 fi
-for target in "${targets[@]}"; do
-  corpus=build/fuzz/corpus/$target
+
+fuzz() {  # fuzz TARGET
+  local target=$1 corpus=build/fuzz/corpus/$1 seeds=()
   mkdir -p "$corpus"
-  seeds=()
   [ -d "fuzz/seeds/$target" ] && seeds=("fuzz/seeds/$target")
-  echo "fuzz: $target for $seconds s"
-  build/fuzz/fuzz/"$target" -max_total_time="$seconds" -rss_limit_mb=2048 -timeout=10 -print_final_stats=1 \
-    -artifact_prefix="$corpus/" "$corpus" "${seeds[@]}" 2>&1 | grep -E 'stat::number_of_executed_units|ERROR|SUMMARY|Test unit' || true
-  if compgen -G "$corpus/crash-*" >/dev/null || compgen -G "$corpus/timeout-*" >/dev/null || compgen -G "$corpus/oom-*" >/dev/null; then
+  build/fuzz/fuzz/"$target" -max_total_time="$seconds" -rss_limit_mb=2048 -timeout=10 \
+    -print_final_stats=1 -artifact_prefix="$corpus/" "$corpus" "${seeds[@]}" 2>&1 |
+    grep -E 'stat::number_of_executed_units|ERROR|SUMMARY|Test unit' |
+    sed "s/^/fuzz: $target: /" || true
+  if compgen -G "$corpus/crash-*" >/dev/null || compgen -G "$corpus/timeout-*" >/dev/null ||
+     compgen -G "$corpus/oom-*" >/dev/null; then
     echo "fuzz: $target found a fault, see $corpus" >&2
-    exit 1
+    return 1
   fi
-done
+}
+export -f fuzz
+export seconds
+echo "fuzz: ${#targets[@]} targets for $seconds s each"
+printf '%s\n' "${targets[@]}" | xargs -P "$(nproc)" -I{} bash -c 'fuzz {}'
