@@ -4,6 +4,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "BeaconSDK/Platform/Simulated/SimulatedLoop.h"
@@ -96,6 +97,25 @@ TEST_F(SimulatedLoopTest, QueueMayEndInsideItsTask) {
   loop_->runUntilIdle();
   EXPECT_THAT(seen_, ElementsAre("ended"));
   EXPECT_EQ(witness.use_count(), 1);
+}
+
+TEST_F(SimulatedLoopTest, CancelsWhatATransferStillHolds) {
+  const auto earlier = loop_->beginTransfer();
+  const auto later = loop_->beginTransfer();
+  auto queue = std::make_shared<SimulatedQueue>(loop_);
+  TimerId timer = 0;
+  std::thread([&] {
+    SimulatedLoop::postAs(later);
+    other_.async(record("kept"));
+    timer = other_.after(Seconds{0}, record("cancelled"));
+    queue->async(record("of a queue that is gone"));
+  }).join();
+  other_.cancel(timer);
+  queue.reset();
+  loop_->endTransfer(earlier);
+  loop_->endTransfer(later);
+  loop_->runUntilIdle();
+  EXPECT_THAT(seen_, ElementsAre("kept"));
 }
 
 TEST(SimulatedLoopShuffleTest, BreaksTiesBetweenQueuesOnly) {
