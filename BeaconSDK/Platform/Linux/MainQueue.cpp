@@ -4,9 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <condition_variable>
 #include <limits>
-#include <mutex>
 #include <vector>
 
 #include "BeaconSDK/Platform/Linux/LinuxClock.h"
@@ -74,23 +72,7 @@ MainQueue::~MainQueue() {
   g_main_context_unref(context_);
 }
 
-void MainQueue::sync(const Task& task) {
-  if (isCurrent()) {
-    task();
-    return;
-  }
-  std::mutex mutex;
-  std::condition_variable finished;
-  bool done = false;
-  async([&] {
-    task();
-    const std::lock_guard lock(mutex);
-    done = true;
-    finished.notify_one();
-  });
-  std::unique_lock lock(mutex);
-  finished.wait(lock, [&] { return done; });
-}
+void MainQueue::sync(const Task& task) { runAndWait(*this, task); }
 
 TimerId MainQueue::after(Seconds delay, Task task) {
   const auto added = schedule_->add(dueAfter(delay), std::move(task));

@@ -1,5 +1,7 @@
 #include "BeaconSDK/Platform/Linux/TaskSchedule.h"
 
+#include <condition_variable>
+
 #include "BeaconSDK/Platform/Linux/LinuxClock.h"
 
 namespace ks {
@@ -7,6 +9,24 @@ namespace ks {
 Seconds dueAfter(Seconds delay) {
   const bool isLater = delay > Seconds{0};  // false for what is not a number
   return monotonicUptime() + (isLater ? delay : Seconds{0});
+}
+
+void runAndWait(DispatchQueue& queue, const Task& task) {
+  if (queue.isCurrent()) {
+    task();
+    return;
+  }
+  std::mutex mutex;
+  std::condition_variable finished;
+  bool done = false;
+  queue.async([&] {
+    task();
+    const std::lock_guard lock(mutex);
+    done = true;
+    finished.notify_one();
+  });
+  std::unique_lock lock(mutex);
+  finished.wait(lock, [&] { return done; });
 }
 
 TaskSchedule::Added TaskSchedule::add(Seconds due, Task task) {

@@ -13,6 +13,9 @@ namespace ks {
 /// The uptime at which a task falls due that waits for `delay`; a delay of 0 or less means now.
 Seconds dueAfter(Seconds delay);
 
+/// Runs the task on the queue and returns when it has ended; at once on the queue's own thread.
+void runAndWait(DispatchQueue& queue, const Task& task);
+
 /// The tasks that a queue has yet to run, by the moment at which they fall due, ties in posting
 /// order. Moments are uptimes. Any thread.
 class TaskSchedule {

@@ -35,23 +35,7 @@ WorkerQueue::~WorkerQueue() {
   shared_->schedule.close();
 }
 
-void WorkerQueue::sync(const Task& task) {
-  if (isCurrent()) {
-    task();
-    return;
-  }
-  std::mutex mutex;
-  std::condition_variable finished;
-  bool done = false;
-  async([&] {
-    task();
-    const std::lock_guard lock(mutex);
-    done = true;
-    finished.notify_one();
-  });
-  std::unique_lock lock(mutex);
-  finished.wait(lock, [&] { return done; });
-}
+void WorkerQueue::sync(const Task& task) { runAndWait(*this, task); }
 
 TimerId WorkerQueue::after(Seconds delay, Task task) {
   const auto added = shared_->schedule.add(dueAfter(delay), std::move(task));
