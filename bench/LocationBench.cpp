@@ -33,16 +33,21 @@ struct Bench : LocationDemandListener, CLLocationManagerDelegate {
   std::unique_ptr<CLLocationManager> manager = engine.makeLocationManager();
 };
 
-/// Circles of 100 m all over a country of 1,000 by 800 km, and a walk through it.
-void fixAmongCircles(benchmark::State& state) {
-  Bench bench;
+/// Circles of 100 m all over a country of 1,000 by 800 km.
+void monitorCircles(Bench& bench, std::int64_t count) {
   test::Random random(1);
-  for (int i = 0; i < state.range(0); ++i) {
+  for (std::int64_t i = 0; i < count; ++i) {
     const CLLocationCoordinate2D place{41 + 9 * random.uniform(), 5 + 10 * random.uniform()};
     bench.manager->startMonitoringForRegion(
         std::make_shared<CLCircularRegion>(place, Metres{100}, std::to_string(i)));
   }
   bench.loop->runUntilIdle();
+}
+
+/// A walk through that country.
+void fixAmongCircles(benchmark::State& state) {
+  Bench bench;
+  monitorCircles(bench, state.range(0));
   double latitude = 42;
   const Date now = bench.loop->clock().now();
   for (auto _ : state) {
@@ -55,13 +60,7 @@ BENCHMARK(fixAmongCircles)->Arg(100)->Arg(10000)->Arg(100000);
 void startMonitoring(benchmark::State& state) {
   for (auto _ : state) {
     Bench bench;
-    test::Random random(1);
-    for (int i = 0; i < state.range(0); ++i) {
-      const CLLocationCoordinate2D place{41 + 9 * random.uniform(), 5 + 10 * random.uniform()};
-      bench.manager->startMonitoringForRegion(
-          std::make_shared<CLCircularRegion>(place, Metres{100}, std::to_string(i)));
-    }
-    bench.loop->runUntilIdle();
+    monitorCircles(bench, state.range(0));
   }
 }
 BENCHMARK(startMonitoring)->Arg(1000)->Arg(100000)->Unit(benchmark::kMillisecond);

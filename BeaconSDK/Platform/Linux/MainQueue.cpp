@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <vector>
 
 #include "BeaconSDK/Platform/Linux/LinuxClock.h"
 
