@@ -9,6 +9,7 @@ namespace ks::test {
 namespace {
 
 using testing::ElementsAre;
+using testing::SizeIs;
 using Then = RawReply::Then;
 
 class HttpFaultsTest : public HttpFixture {
@@ -99,6 +100,15 @@ TEST_F(HttpFaultsTest, SteadyDripEndsAtResourceTimeout) {
   EXPECT_EQ(codeOf(fetch(request(server.url("/x")))),
             static_cast<std::int64_t>(NSURLError::timedOut));
   EXPECT_GE(server.requests().size(), 2U);
+}
+
+TEST_F(HttpFaultsTest, WaitingCountsTowardsResourceTimeout) {
+  setTimeouts(20, 0.5);
+  LoopbackServer server([](auto&) { return RawReply{"", Then::hang}; });
+  for (int i = 0; i < 3; ++i) download(request(server.url("/x")));
+  runUntilEnded(3);
+  EXPECT_THAT(server.requests(), SizeIs(1)) << "the others ended while they waited";
+  EXPECT_EQ(log->exchanges.back().error->code(), static_cast<std::int64_t>(NSURLError::timedOut));
 }
 
 TEST_F(HttpFaultsTest, FailedTransferLeavesRoomForNext) {

@@ -1,9 +1,11 @@
 #include <gmock/gmock.h>
 
 #include <filesystem>
+#include <functional>
 
 #include "BeaconSDK/Classes/Beacon/Content/KSProximityZoneContentCategory.h"
 #include "BeaconSDK/Classes/Beacon/KSPrivateBeacon.h"
+#include "BeaconSDK/Classes/Logging/KSLog.h"
 #include "BeaconSDK/Classes/Network/KSNetwork.h"
 #include "tests/Network/PortalTest.h"
 
@@ -12,6 +14,7 @@ namespace {
 
 using enum KSContentDownloadType;
 using ::testing::ElementsAre;
+using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::MatchesRegex;
@@ -132,6 +135,44 @@ TEST_F(KSNetworkTest, UploadsFromOwnFile) {
   EXPECT_THAT(platform->console().lines(),
               ElementsAre(HasSubstr("-1001"), HasSubstr("Cannot remove")));
   EXPECT_THAT(reports, IsEmpty());
+}
+
+TEST_F(KSNetworkTest, LeavesNoFilesOfUnfinishedUploads) {
+  upload("one");
+  upload("two");
+  ASSERT_EQ(temporaryFiles(), 2U);
+  network.reset();
+  EXPECT_EQ(temporaryFiles(), 0U);
+}
+
+TEST_F(KSNetworkTest, TellsWhatItFetched) {
+  const CLLocation here = kHere;
+  const struct {
+    std::function<void()> ask;
+    const char* url;
+    int status;
+    const char* body;
+    const char* line;
+  } cases[] = {
+      {[&] { network->loadProximityZoneContentCategories(); }, "/contents", 200, "[]",
+       "Content categories succesfully fetched"},
+      {[&] { network->loadLocations(here); }, "/locations", 200, "[]",
+       "Locations succesfully fetched"},
+      {[] {}, "/geofences", 200, "[]", "Geofence zones + content succesfully fetched"},
+      {[&] { network->loadProximityZonesForLocation("l1", {}, {}); }, "location=l1", 200, "[]",
+       "Beacon zones + content fetched for location: l1"},
+      {[&] { network->loadContentForBeacons({"A:1:2"}, {}, {}); }, "bid=A", 200, "[]",
+       "Beacon zones + content fetched for bid: A:1:2"},
+      {[&] { network->loadContentForBeacons({"B:1:2"}, {}, {}); }, "bid=B", 401, "[]", "Error"},
+  };
+  enableLogging = true;
+  for (const auto& each : cases) {
+    each.ask();
+    platform->console().clear();
+    EXPECT_EQ(answer(each.url, each.status, each.body), each.status == 401 ? 0U : 1U) << each.url;
+    EXPECT_THAT(platform->console().lines().at(0), EndsWith(each.line));
+  }
+  enableLogging = false;
 }
 
 TEST_F(KSNetworkTest, ResetEndsAllTransfers) {

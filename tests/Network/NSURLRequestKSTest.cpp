@@ -113,6 +113,8 @@ TEST_F(NSURLRequestKSTest, CarriesDeviceHeaders) {
   const auto fresh = contentCategoryRequest(kRoot);
   EXPECT_FALSE(fresh.headers.find("X-KSL-SdkVersion"));
   EXPECT_FALSE(fresh.headers.find("Content-Type"));
+  platform->change([](SimulatedSettings& settings) { settings.identifierForVendor = {}; });
+  EXPECT_FALSE(contentCategoryRequest(kRoot).headers.find("X-KSL-UID"));
 }
 
 }  // namespace

@@ -84,9 +84,18 @@ void KSNetwork::upload(ks::NSURLRequest request) {
     ks::NSLog("%@", ks::NSErrorHelpers::errorWithDescription("Cannot write " + file.string()));
     return;
   }
+  {
+    const std::lock_guard lock(uploadsMutex_);
+    uploads_.insert(file);
+  }
   const auto task = urlSession_->uploadTaskWithRequest(std::move(request), file);
   task->setTaskDescription(file.string());
   task->resume();
+}
+
+KSNetwork::~KSNetwork() {
+  std::error_code ignored;
+  for (const auto& file : uploads_) std::filesystem::remove(file, ignored);
 }
 
 void KSNetwork::didFinishDownloadingToURL(ks::NSURLSession&, ks::NSURLSessionTask& downloadTask,
@@ -131,7 +140,8 @@ void KSNetwork::didCompleteWithError(ks::NSURLSession&, ks::NSURLSessionTask& ta
   if (task.kind() == ks::NSURLSessionTask::Kind::upload) {
     finishUpload(task, error);
   } else if (error) {
-    notifyContentDownloadError(ks::NSURLRequestKS::contentType(task.originalRequest()), *error);
+    notifyContentDownloadErrorForType(ks::NSURLRequestKS::contentType(task.originalRequest()),
+                                      *error);
   }
 }
 
@@ -147,8 +157,12 @@ void KSNetwork::didFinishEventsForBackgroundURLSession(ks::NSURLSession&) {
   if (handler) ks::Platform::current().mainQueue().async(std::move(handler));
 }
 
-void KSNetwork::finishUpload(ks::NSURLSessionTask& task, std::optional<ks::Error> error) const {
+void KSNetwork::finishUpload(ks::NSURLSessionTask& task, std::optional<ks::Error> error) {
   const std::filesystem::path file = task.taskDescription();
+  {
+    const std::lock_guard lock(uploadsMutex_);
+    uploads_.erase(file);
+  }
   std::error_code reason;
   if (!std::filesystem::remove(file, reason)) {
     if (!reason) reason = std::make_error_code(std::errc::no_such_file_or_directory);
@@ -160,13 +174,13 @@ void KSNetwork::finishUpload(ks::NSURLSessionTask& task, std::optional<ks::Error
 
 void KSNetwork::contentCategoriesDownloadedToURL(const std::filesystem::path& file) const {
   constexpr auto kType = KSContentDownloadType::contentCategories;
-  notifyNewContentAvailable(
+  notifyNewContentAvailableForType(
       kType, processJSONAtLocation(file, KSResponseParser::convertToCategory, kType));
 }
 
 void KSNetwork::locationsDownloadedToURL(const std::filesystem::path& file) const {
   constexpr auto kType = KSContentDownloadType::locations;
-  notifyNewContentAvailable(
+  notifyNewContentAvailableForType(
       kType, processJSONAtLocation(file, KSResponseParser::convertToLocation, kType));
 }
 
@@ -174,8 +188,8 @@ void KSNetwork::proximityZonesForLocation(const std::optional<std::string>& loca
                                           const std::filesystem::path& file) const {
   constexpr auto kType = KSContentDownloadType::zonesForLocation;
   const auto convert = [this](const ks::Dictionary& item) { return convertToPrivateBeacon(item); };
-  notifyNewContentAvailable(kType, processJSONAtLocation(file, convert, kType),
-                            locationMetaData(locationIdentifier));
+  notifyNewContentAvailableForType(kType, processJSONAtLocation(file, convert, kType),
+                                   locationMetaData(locationIdentifier));
 }
 
 void KSNetwork::contentGeofencesDownloadedForLocation(
@@ -184,8 +198,8 @@ void KSNetwork::contentGeofencesDownloadedForLocation(
   const auto convert = [this](const ks::Dictionary& item) {
     return parser_.convertToGeofence(item);
   };
-  notifyNewContentAvailable(kType, processJSONAtLocation(file, convert, kType),
-                            locationMetaData(locationIdentifier));
+  notifyNewContentAvailableForType(kType, processJSONAtLocation(file, convert, kType),
+                                   locationMetaData(locationIdentifier));
 }
 
 void KSNetwork::proximityZonesForBeaconIdentifiers(
@@ -200,7 +214,7 @@ void KSNetwork::proximityZonesForBeaconIdentifiers(
                                      [&](const auto& zone) { return reference.names(*zone); });
     if (!isKnown) zones.push_back(reference.placeholder());
   }
-  notifyNewContentAvailable(kType, zones);
+  notifyNewContentAvailableForType(kType, zones);
 }
 
 std::optional<KSRecords> KSNetwork::processJSONAtLocation(
@@ -212,7 +226,7 @@ std::optional<KSRecords> KSNetwork::processJSONAtLocation(
   auto records = KSResponseParser::records(document, itemConverter);
   if (records) return std::move(records.value());
   ks::NSLog("%@", records.error());
-  notifyContentDownloadError(type, records.error());
+  notifyContentDownloadErrorForType(type, records.error());
   return std::nullopt;
 }
 

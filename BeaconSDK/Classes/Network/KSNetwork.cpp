@@ -11,6 +11,7 @@
 namespace {
 
 /// Requests of the portal's pages are small; the disk holds what a site's zones and images need.
+/// How much stays in memory is a wish: a transport may decide for itself.
 constexpr std::uint64_t kMemoryCacheCapacity = 16384;
 constexpr std::uint64_t kDiskCacheCapacity = 256ULL * 1024 * 1024;
 constexpr ks::Seconds kRequestTimeout{30};
@@ -62,7 +63,7 @@ std::shared_ptr<KSNetwork> KSNetwork::initWithRootURL(ks::NSURL rootURL, const k
   headers.set("Accept-Language",
               lowerCased(locale.languageCode) + "-" + lowerCased(locale.countryCode));
   headers.set("Accept-Header", "application/json");
-  headers.set("Authorization", authHeader(username, password));
+  headers.set("Authorization", authHeaderForUsername(username, password));
   configuration.timeoutIntervalForRequest = kRequestTimeout;
   configuration.timeoutIntervalForResource = kResourceTimeout;
   configuration.httpMaximumConnectionsPerHost = kConnectionsPerHost;
@@ -77,7 +78,8 @@ std::filesystem::path KSNetwork::cachePath() {
   return ks::NSFileManagerHelpers::cacheFilePath(application + "/KSBeaconSDK");
 }
 
-std::string KSNetwork::authHeader(const std::string& username, const std::string& password) {
+std::string KSNetwork::authHeaderForUsername(const std::string& username,
+                                             const std::string& password) {
   return "Basic " + ks::NSDataBase64::base64EncodedString(username + ":" + password);
 }
 
@@ -152,19 +154,19 @@ std::vector<ks::NSURLQueryItem> KSNetwork::queryItemsForTags(const ks::Dictionar
   return items;
 }
 
-void KSNetwork::notifyNewContentAvailable(KSContentDownloadType type,
-                                          const std::optional<KSRecords>& content) const {
-  if (content) notifyNewContentAvailable(type, content, {});
+void KSNetwork::notifyNewContentAvailableForType(KSContentDownloadType type,
+                                                 const std::optional<KSRecords>& content) const {
+  if (content) notifyNewContentAvailableForType(type, content, {});
 }
 
-void KSNetwork::notifyNewContentAvailable(KSContentDownloadType type,
-                                          const std::optional<KSRecords>& content,
-                                          const ks::Dictionary& metaData) const {
+void KSNetwork::notifyNewContentAvailableForType(KSContentDownloadType type,
+                                                 const std::optional<KSRecords>& content,
+                                                 const ks::Dictionary& metaData) const {
   if (const auto block = completionBlock()) block(type, content, metaData, std::nullopt);
 }
 
-void KSNetwork::notifyContentDownloadError(KSContentDownloadType type,
-                                           const ks::Error& error) const {
+void KSNetwork::notifyContentDownloadErrorForType(KSContentDownloadType type,
+                                                  const ks::Error& error) const {
   if (const auto block = completionBlock()) block(type, std::nullopt, std::nullopt, error);
 }
 

@@ -6,6 +6,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -43,7 +44,8 @@ class KSNetwork : public ks::NSURLSessionDelegate, public std::enable_shared_fro
   /// The "Authorization" value: "Basic " and the Base64 text of "username:password". Credentials
   /// above 48 bytes give a value with CR LF after every 64 characters; the URL session takes line
   /// breaks out of this header.
-  static std::string authHeader(const std::string& username, const std::string& password);
+  static std::string authHeaderForUsername(const std::string& username,
+                                           const std::string& password);
 
   const ks::NSURL& rootURL() const { return rootURL_; }
 
@@ -97,13 +99,13 @@ class KSNetwork : public ks::NSURLSessionDelegate, public std::enable_shared_fro
   void upload(ks::NSURLRequest request);
 
   /// Reports a success; without a result, nothing.
-  void notifyNewContentAvailable(KSContentDownloadType type,
-                                 const std::optional<KSRecords>& content) const;
+  void notifyNewContentAvailableForType(KSContentDownloadType type,
+                                        const std::optional<KSRecords>& content) const;
   /// Reports a success, also without a result.
-  void notifyNewContentAvailable(KSContentDownloadType type,
-                                 const std::optional<KSRecords>& content,
-                                 const ks::Dictionary& metaData) const;
-  void notifyContentDownloadError(KSContentDownloadType type, const ks::Error& error) const;
+  void notifyNewContentAvailableForType(KSContentDownloadType type,
+                                        const std::optional<KSRecords>& content,
+                                        const ks::Dictionary& metaData) const;
+  void notifyContentDownloadErrorForType(KSContentDownloadType type, const ks::Error& error) const;
 
   /// The entries of a notification's user information, for applications that pass results on as
   /// notifications: "result", "error" (null when missing), "category" (0 when missing) and
@@ -138,6 +140,8 @@ class KSNetwork : public ks::NSURLSessionDelegate, public std::enable_shared_fro
  public:
   /// For `initWithRootURL` alone.
   KSNetwork(Key, ks::NSURL rootURL, KSContentCompletionBlock completionBlock);
+  /// The session cancels what is under way without a word: the uploads' files go here.
+  ~KSNetwork() override;
 
  private:
   void contentCategoriesDownloadedToURL(const std::filesystem::path& file) const;
@@ -148,7 +152,7 @@ class KSNetwork : public ks::NSURLSessionDelegate, public std::enable_shared_fro
                                           const std::filesystem::path& file) const;
   void contentGeofencesDownloadedForLocation(const std::optional<std::string>& locationIdentifier,
                                              const std::filesystem::path& file) const;
-  void finishUpload(ks::NSURLSessionTask& task, std::optional<ks::Error> error) const;
+  void finishUpload(ks::NSURLSessionTask& task, std::optional<ks::Error> error);
 
   const ks::NSURL rootURL_;
   /// Used on the delegate queue.
@@ -159,4 +163,7 @@ class KSNetwork : public ks::NSURLSessionDelegate, public std::enable_shared_fro
   mutable std::mutex blocksMutex_;
   std::function<void()> backgroundSessionCompletionHandler_;
   KSContentCompletionBlock completionBlock_;
+  /// The body files of the uploads under way.
+  std::mutex uploadsMutex_;
+  std::set<std::filesystem::path> uploads_;
 };

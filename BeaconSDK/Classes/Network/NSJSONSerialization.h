@@ -24,7 +24,8 @@ inline constexpr std::size_t kMaximumDepth = 128;
 /// - of members with the same name the last wins, at the first one's place;
 /// - integers from -2^63 to 2^64-1 are exact; larger ones and all numbers with a fraction or an
 ///   exponent become the nearest double; -0 is the integer 0, -0.0 the double;
-/// - a number too small for a double is 0; one beyond its range is an error.
+/// - a number too small for a double is 0; one beyond its range is an error, and so is an exponent
+///   beyond 32 bits.
 Result<Value> JSONObjectWithData(std::string_view text);
 
 /// The compact text of `dictionary`, members in their order. Absent values and numbers that are not

@@ -63,7 +63,7 @@ class UIDevice {
   virtual std::string systemVersion() const = 0;
   /// The hardware identifier of the system's uname information: "x86_64".
   virtual std::string machine() const = 0;
-  /// Stable for this vendor's applications on this device.
+  /// Stable for this vendor's applications on this device; the nil UUID where there is none.
   virtual UUID identifierForVendor() const = 0;
 };
 

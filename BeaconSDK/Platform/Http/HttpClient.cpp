@@ -64,6 +64,7 @@ void HttpClient::add(HttpJob job, HttpTransfer::Completion completion, bool canc
   transfers_[id] = transfer;
   if (cancelled || cancelled_) return transfer->cancel();
   cacheWriting_.stop();
+  transfer->await();
   hosts_[key].waiting.push_back(std::move(transfer));
   startNext(key);
 }

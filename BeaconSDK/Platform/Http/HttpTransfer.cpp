@@ -122,12 +122,13 @@ HttpTransfer::HttpTransfer(SoupSession* session, HttpJob job, Completion complet
 
 HttpTransfer::~HttpTransfer() { forgetMessage(); }
 
+void HttpTransfer::await() { resource_.start(job_.resourceTimeout); }
+
 void HttpTransfer::start() {
   auto request = HttpRules::outgoingRequest(job_.request, job_.additionalHeaders);
   if (!request) return fail(request.error());
   current_ = std::move(request.value());
   if (!current_.headers.find("User-Agent")) current_.headers.set("User-Agent", kUserAgent);
-  resource_.start(job_.resourceTimeout);
   send();
 }
 

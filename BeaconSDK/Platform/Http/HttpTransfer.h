@@ -60,6 +60,8 @@ class HttpTransfer : public std::enable_shared_from_this<HttpTransfer> {
   ~HttpTransfer();
 
   const HttpJob& job() const { return job_; }
+  /// The resource time-out counts from here on; the transfer may end before it starts.
+  void await();
   void start();
   /// Ends with `NSURLError::cancelled` before the call returns; does nothing when ended.
   void cancel();

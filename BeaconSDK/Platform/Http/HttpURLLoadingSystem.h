@@ -65,8 +65,8 @@ struct HttpOptions {
 ///
 /// Rules beyond those of the seam:
 /// - Requests of one session to one host and port are sent strictly in the order of `resume`,
-///   `httpMaximumConnectionsPerHost` at a time. Both time-outs count from the moment a transfer's
-///   turn comes.
+///   `httpMaximumConnectionsPerHost` at a time. The time-out of the resource counts from `resume`,
+///   so that a silent host holds no transfer longer; that of the request from when its turn comes.
 /// - All events of one task reach the delegate in one task of the delegate queue: the file, the
 ///   completion, then the observer, then `didFinishEventsForBackgroundURLSession` when no started
 ///   transfer is left unreported (each time that happens, only for sessions with an identifier).

@@ -38,8 +38,9 @@ Dictionary dictionaryRepresentation(const Object& object);
 
 /// Archives `value` as the root object of the file at `path`.
 bool writeToFile(const Value& value, const std::filesystem::path& path, bool atomically);
-/// The root object of an archive, the content of any other property list, or else the file's bytes;
-/// absent when the file cannot be read or is a damaged archive. Raises `AutocodingException`.
+/// The root object of an archive, the content of any other binary or XML property list, or else the
+/// file's bytes; absent when the file cannot be read or is a damaged archive. Raises
+/// `AutocodingException`.
 Value objectWithContentsOfFile(const std::filesystem::path& path);
 
 }  // namespace NSObjectAutoCoding

@@ -12,7 +12,7 @@ std::string currentDeviceUUID() {
   const UUID uuid = isAdvertisingTrackingEnabled()
                         ? platform.identifierManager().advertisingIdentifier()
                         : platform.device().identifierForVendor();
-  return uuid.UUIDString();
+  return uuid == UUID{} ? "" : uuid.UUIDString();
 }
 
 std::string advertisingType() { return isAdvertisingTrackingEnabled() ? "IDFA" : "IDFV"; }

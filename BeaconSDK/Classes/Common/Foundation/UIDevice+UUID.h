@@ -7,7 +7,7 @@ namespace ks::UIDeviceUUID {
 
 bool isAdvertisingTrackingEnabled();
 /// The advertising identifier while the user allows tracking, else the identifier for this vendor;
-/// upper case with hyphens.
+/// upper case with hyphens. Empty where the platform has none.
 std::string currentDeviceUUID();
 /// "IDFA" or "IDFV": which of the two `currentDeviceUUID` answers.
 std::string advertisingType();
