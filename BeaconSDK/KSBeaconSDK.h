@@ -11,15 +11,19 @@
 #include "BeaconSDK/Classes/Beacon/KSPrivateBeacon.h"
 #include "BeaconSDK/Classes/Common/Foundation/NSData+Base64.h"
 #include "BeaconSDK/Classes/Common/Reachability/KSReachability.h"
+#include "BeaconSDK/Classes/Date/NSDateFormatter+Server.h"
 #include "BeaconSDK/Classes/Geofence/KSGeofence.h"
 #include "BeaconSDK/Classes/Location/KSLocation.h"
 #include "BeaconSDK/Classes/Location/KSLocationDetail.h"
 #include "BeaconSDK/Classes/Logging/KSLog.h"
+#include "BeaconSDK/Classes/Manager/KSBatteryStatus.h"
 #include "BeaconSDK/Classes/Manager/KSProximityManager.h"
 #include "BeaconSDK/Classes/Network/KSNetwork.h"
 #include "BeaconSDK/Classes/Network/KSServerResponse.h"
 #include "BeaconSDK/Classes/Settings/KSSettingsManager.h"
 #include "BeaconSDK/Classes/Stats/KSStatProximityTriggerZone.h"
+#include "BeaconSDK/Classes/Stats/KSStatProximityZoneInteraction.h"
+#include "BeaconSDK/Classes/Stats/KSStatsManager.h"
 
 /// The library's version as a number, and as the text by which tools find it in a program.
 extern const double KSBeaconSDKVersionNumber;

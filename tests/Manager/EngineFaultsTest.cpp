@@ -117,6 +117,18 @@ TEST_F(EngineFaultsTest, DeadSessionCostsOnlyThePortal) {
   EXPECT_THAT(scenario.heard(), ElementsAre("trigger b2"));
 }
 
+TEST_F(EngineFaultsTest, ResetOutrunsAWaitingReply) {
+  scenario.startsAtSite();
+  scenario.sees(1, CLProximity::near);
+  scenario.http->answer("retrieveby=identifiers", "[" + ks::testing::PortalZone{}.beacon() + "]");
+  // Parsed on the session's queue; the result is on its way to the main queue.
+  scenario.device->runNext();
+  ASSERT_TRUE(scenario.logged("fetched for bid: " + ks::testing::kSiteUUID.UUIDString() + ":1:1"));
+  scenario.manager->reset();
+  scenario.device->runUntilIdle();
+  EXPECT_THAT(scenario.heard(), IsEmpty());
+}
+
 TEST_F(EngineFaultsTest, FailedDownloadLeavesLaterOnes) {
   scenario.startsAtSite();
   scenario.sees(1, CLProximity::near);

@@ -134,7 +134,7 @@ TEST_F(KSContentTriggerTest, LeavingCancelsDwelling) {
   scenario.learns({.dwellingTime = 30});
   scenario.passes(20);
   scenario.determines(CLRegionState::outside);
-  EXPECT_THAT(scenario.decisions(), ElementsAre("dwelling started", "dwelling cancelled"));
+  EXPECT_THAT(scenario.decisions(), ElementsAre("dwelling started", "dwelling cancelled after 20"));
   EXPECT_THAT(scenario.device->application().backgroundTasks(), IsEmpty());
   scenario.passes(60);
   EXPECT_THAT(scenario.heard(), IsEmpty());

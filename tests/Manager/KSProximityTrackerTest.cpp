@@ -49,7 +49,7 @@ TEST_F(KSProximityTrackerTest, WalksDecideByProximity) {
       {"approach, stay, step closer, come back",
        {.proximity = "NEAR"},
        {kFar, kNear, kNear, kImmediate, kImmediate, kNear},
-       {"out", "fired", "in", "in", "out", "out", "fired", "in"}},
+       {"refused 0", "out", "fired", "in", "in", "out", "refused 0", "out", "fired", "in"}},
       {"fires on leaving the band",
        {.notifyOn = "EXIT", .proximity = "NEAR"},
        {kFar, kNear, kFar},

@@ -145,7 +145,7 @@ TEST_F(KSRegionMonitorTest, GeofenceEventsFollowTheContent) {
       {{}, {"fired"}, {}},
       // Without a dwelling time the kind of event is not looked at.
       {{.notifyOn = "EXIT"}, {"fired"}, {"fired"}},
-      {{.dwellingTime = 60}, {"dwelling started"}, {"dwelling cancelled"}},
+      {{.dwellingTime = 60}, {"dwelling started"}, {"dwelling cancelled after 0"}},
       {{.notifyOn = "EXIT", .dwellingTime = 60}, {"other event"}, {"dwelling too short"}},
       {{.proximity = "NEAR", .repeatDelay = -1}, {"fired"}, {}},
       {{.category = "hats"}, {"category disabled"}, {}},

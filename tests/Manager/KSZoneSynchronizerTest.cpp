@@ -112,6 +112,25 @@ TEST_F(KSZoneSynchronizerTest, RefreshKeepsRunTimeState) {
 }
 
 /// A content that has fired at one zone stays blocked at each that brings it anew.
+TEST_F(KSZoneSynchronizerTest, BeaconSeenBeforeItsListStaysOne) {
+  findsLocations(kTwoLocations);
+  scenario.portalAnswers("location=L2", "[]");
+  scenario.determines(ks::CLRegionState::inside, "geoFence");
+  scenario.learns({});
+  scenario.portalAnswers("location=L1", "[" + PortalZone{}.beacon() + "]");
+  scenario.sees(1);
+  EXPECT_THAT(scenario.manager->enteredZones(), testing::Optional(testing::SizeIs(1)));
+  scenario.relaunches();
+  EXPECT_TRUE(scenario.beacon()->sentEnterEvent());
+}
+
+TEST_F(KSZoneSynchronizerTest, ZonesWithoutUuidStayApart) {
+  findsLocations(R"([{"id":"L1"}])");
+  scenario.portalAnswers("location=L1", R"([{"id":"a"},{"id":"b"}])");
+  EXPECT_EQ(scenario.beacon("a")->identifier(), "a");
+  EXPECT_EQ(scenario.beacon("b")->identifier(), "b");
+}
+
 TEST_F(KSZoneSynchronizerTest, BlocksReachEveryNewZone) {
   findsLocations(kTwoLocations);
   const PortalZone fired{.repeatDelay = 5000};

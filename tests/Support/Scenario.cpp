@@ -222,6 +222,9 @@ void Scenario::triggerDecided(const KSTriggerDecision& decision) {
   if (decision.outcome == KSTriggerDecision::Outcome::refused) {
     text += " " + std::to_string(static_cast<int>(decision.verdict->rule));
   }
+  if (decision.outcome == KSTriggerDecision::Outcome::dwellingCancelled) {
+    text += " after " + std::to_string(static_cast<int>(decision.elapsed));
+  }
   decisions_.push_back(std::move(text));
 }
 

@@ -6,7 +6,8 @@ void KSContentIntake::contentLoadedWithType(KSContentDownloadType type,
                                             const std::optional<KSRecords>& content,
                                             const std::optional<ks::Dictionary>& metaData) {
   settingsManager_.newContentLoadedWithType(type, content);
-  if (!content) return;
+  // What was parsed before a reset and waited behind it belongs to what the reset has forgotten.
+  if (!content || network_.isReset()) return;
   switch (type) {
     case KSContentDownloadType::locations:
       synchronizer_.addLoadedLocations(ks::recordsOf<KSLocation>(*content));

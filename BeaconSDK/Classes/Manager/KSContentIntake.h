@@ -11,8 +11,11 @@
 class KSContentIntake {
  public:
   KSContentIntake(KSEngineState& state, KSSettingsManager& settingsManager,
-                  KSZoneSynchronizer& synchronizer)
-      : state_(state), settingsManager_(settingsManager), synchronizer_(synchronizer) {}
+                  KSZoneSynchronizer& synchronizer, const KSNetwork& network)
+      : state_(state),
+        settingsManager_(settingsManager),
+        synchronizer_(synchronizer),
+        network_(network) {}
 
   /// A success without a result follows a document that could not be read: the caches stay as they
   /// were.
@@ -24,4 +27,5 @@ class KSContentIntake {
   KSEngineState& state_;
   KSSettingsManager& settingsManager_;
   KSZoneSynchronizer& synchronizer_;
+  const KSNetwork& network_;
 };

@@ -70,6 +70,15 @@ void KSContentTrigger::checkForContentTrigger(const std::shared_ptr<KSProximityZ
   checkDwelling(std::move(decision), zone);
 }
 
+void KSContentTrigger::tellOtherProximity(const std::shared_ptr<KSProximityZone>& zone) const {
+  if (!observer_.get()) return;
+  KSTriggerDecision decision;
+  decision.zone = zone;
+  decision.isEnter = true;
+  decision.verdict = verdictAbout(*zone, *zone->content());
+  tell(std::move(decision), Outcome::refused);
+}
+
 void KSContentTrigger::checkDwelling(KSTriggerDecision decision,
                                      const std::shared_ptr<KSProximityZone>& zone) {
   const KSProximityZoneContent& content = *zone->content();

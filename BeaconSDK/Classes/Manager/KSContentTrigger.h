@@ -23,6 +23,8 @@ class KSContentTrigger {
   /// A content without dwelling time fires whatever the kind of the event; one with a dwelling time
   /// only for the kind that it waits for.
   void checkForContentTrigger(const std::shared_ptr<KSProximityZone>& zone, bool isEnter);
+  /// Tells the observer, and nobody else, that an entry needs another proximity than the beacon's.
+  void tellOtherProximity(const std::shared_ptr<KSProximityZone>& zone) const;
 
  private:
   using Outcome = KSTriggerDecision::Outcome;

@@ -34,6 +34,7 @@ KSDwellingNotificationToServerTask::KSDwellingNotificationToServerTask(
     const std::shared_ptr<KSProximityZone>& item, std::weak_ptr<const KSStatsManager> statsManager,
     KSDwellingZones& proximityManager)
     : item_(item),
+      begun_(ks::Platform::current().clock().now()),
       taskIdentifier_(application().beginBackgroundTask([] {})),
       statsManager_(std::move(statsManager)),
       proximityManager_(proximityManager) {

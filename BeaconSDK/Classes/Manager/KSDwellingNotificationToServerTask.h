@@ -29,11 +29,13 @@ class KSDwellingNotificationToServerTask {
 
   /// Null once the zone is gone.
   std::shared_ptr<KSProximityZone> item() const { return item_.lock(); }
+  ks::Date begun() const { return begun_; }
   /// `UIBackgroundTaskInvalid` when none is held.
   ks::UIBackgroundTaskIdentifier taskIdentifier() const { return taskIdentifier_; }
 
  private:
   std::weak_ptr<KSProximityZone> item_;
+  ks::Date begun_;
   ks::UIBackgroundTaskIdentifier taskIdentifier_;
   std::weak_ptr<const KSStatsManager> statsManager_;
   KSDwellingZones& proximityManager_;

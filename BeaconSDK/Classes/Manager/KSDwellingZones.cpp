@@ -5,13 +5,14 @@
 
 #include "BeaconSDK/Classes/Beacon/KSPrivateBeacon.h"
 #include "BeaconSDK/Classes/Manager/KSManagerLog.h"
+#include "BeaconSDK/Platform/Api/Platform.h"
 
 bool KSDwellingZones::hasDwellingProximityZone(const KSProximityZone& zone) const {
   return find(zone) != tasks_.end();
 }
 
 void KSDwellingZones::addDwellingProximityZone(const std::shared_ptr<KSProximityZone>& zone) {
-  drop(*zone);
+  if (const auto earlier = find(*zone); earlier != tasks_.end()) tasks_.erase(earlier);
   if (const auto* const beacon = dynamic_cast<const KSPrivateBeacon*>(zone.get());
       beacon != nullptr && enableLogging) {
     kManagerLog("-[KSProximityManager addDwellingProximityZone:]", "Trigger beacon %@",
@@ -22,12 +23,16 @@ void KSDwellingZones::addDwellingProximityZone(const std::shared_ptr<KSProximity
 }
 
 void KSDwellingZones::removeDwellingItem(const KSProximityZone& zone) {
-  if (!drop(zone)) return;
+  const auto found = find(zone);
+  if (found == tasks_.end()) return;
+  const ks::Date begun = (*found)->begun();
+  tasks_.erase(found);
   if (const auto observer = observer_.get()) {
     KSTriggerDecision decision;
     decision.outcome = KSTriggerDecision::Outcome::dwellingCancelled;
     decision.zone = std::static_pointer_cast<const KSProximityZone>(zone.shared_from_this());
     decision.dwellingTime = zone.content() ? zone.content()->dwellingTime : 0;
+    decision.elapsed = ks::secondsBetween(begun, ks::Platform::current().clock().now());
     observer->triggerDecided(decision);
   }
 }
@@ -59,11 +64,4 @@ KSDwellingZones::Tasks::const_iterator KSDwellingZones::find(const KSProximityZo
     const auto item = task->item();
     return item && (item.get() == &zone || item->isEqual(&zone));
   });
-}
-
-bool KSDwellingZones::drop(const KSProximityZone& zone) {
-  const auto found = find(zone);
-  if (found == tasks_.end()) return false;
-  tasks_.erase(found);
-  return true;
 }

@@ -35,8 +35,6 @@ class KSDwellingZones {
   using Tasks = std::vector<std::unique_ptr<KSDwellingNotificationToServerTask>>;
 
   Tasks::const_iterator find(const KSProximityZone& zone) const;
-  /// False when there was none.
-  bool drop(const KSProximityZone& zone);
 
   KSContentDelivery& delivery_;
   const std::shared_ptr<const KSStatsManager> statsManager_;

@@ -40,7 +40,8 @@ struct KSTriggerDecision {
   std::optional<KSTriggerVerdict> verdict;
   /// Seconds; 0 for a content that fires at once.
   double dwellingTime = 0;
-  /// Seconds since the first sighting of the stay; 0 where no stay is timed.
+  /// Seconds since the first sighting of the stay, of a cancelled wait since it began; 0 where
+  /// nothing is timed.
   double elapsed = 0;
   bool dwelt = false;
 };

@@ -24,7 +24,7 @@ KSEngineRooms::KSEngineRooms(const KSPortalAccess& portal, ks::CLLocationManager
       activity(link, state, synchronizer, *settingsManager),
       lifecycle({link, state, delegate, locationAccess, synchronizer, regionMonitor, activity,
                  network, *settingsManager}),
-      intake(state, *settingsManager, synchronizer) {
+      intake(state, *settingsManager, synchronizer, *network) {
   blockedContents.loadBlockedContents();
   cache.loadBeaconsForLocation();
   for (const auto& [identifier, beacons] : std::as_const(cache).beaconsForLocation()) {

@@ -138,6 +138,8 @@ void KSProximityTracker::rangeBeaconWithContent(const std::shared_ptr<KSPrivateB
     approach(beacon);
   } else if (previous == content->proximity && previous != 0) {
     depart(beacon);
+  } else if (content->eventIsEnter && previous != proximity) {
+    context_.trigger.tellOtherProximity(beacon);
   }
   if (content->isUpdatedLocalProperties) context_.book.shareRuntimeState(*beacon);
 }

@@ -25,7 +25,7 @@ std::shared_ptr<KSPrivateBeacon> KSRegionBook::addOrReplaceBeaconToBeaconRegions
   const auto guard = lock();
   Region& region = regionForKey(beacon->regionKey());
   const auto found = region.places_.find(Region::identityOf(*beacon));
-  if (found == region.places_.end()) {
+  if (!beacon->uuid() || found == region.places_.end()) {
     append(region, beacon);
     return beacon;
   }

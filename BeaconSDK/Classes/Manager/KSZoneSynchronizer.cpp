@@ -107,12 +107,18 @@ void KSZoneSynchronizer::replaceBeaconsForLocation(const std::string& identifier
 
   inherit(beacons, earlier);
   for (const auto& beacon : earlier) context_.book.removeBeaconFromBeaconRegions(*beacon);
-  for (const auto& beacon : beacons) context_.book.addOrReplaceBeaconToBeaconRegions(beacon);
+  // A beacon that was ranged before it was listed keeps its object, and with it its run-time state.
+  KSBeaconList kept;
+  kept.reserve(beacons.size());
+  for (const auto& beacon : beacons) {
+    kept.push_back(context_.book.addOrReplaceBeaconToBeaconRegions(beacon));
+    context_.cache.fileByManufacturer(kept.back());
+  }
   if (identifier == kUnknownLocation) adjustBeaconRegions(beacons);
   // After the new zones were filed: a beacon that keeps its manufacturer identifier is filed again
   // only with its next content.
   for (const auto& beacon : earlier) context_.cache.removeManufacturerOf(*beacon);
-  context_.cache.beaconsForLocation().set(identifier, beacons);
+  context_.cache.beaconsForLocation().set(identifier, std::move(kept));
   context_.cache.saveBeaconsForLocation();
   noteZonesSynced(identifier);
 }

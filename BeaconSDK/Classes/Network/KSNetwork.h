@@ -60,6 +60,7 @@ class KSNetwork : public ks::NSURLSessionDelegate, public std::enable_shared_fro
   /// Cancels all transfers for good; each download under way still ends in its report. To start
   /// another one afterwards is a programming fault and has no effect.
   void reset();
+  bool isReset() const { return isReset_; }
 
   void loadProximityZoneContentCategories();
   /// Asks for the locations, the beacons (100 around) and the geofences near `location`, in this
