@@ -84,17 +84,19 @@ class Run {
         agenda_.emplace(event.at, [this, &event] { apply(event); });
         continue;
       }
-      agenda_.emplace(event.at, [this, &event] {
-        recorder_->say(TimelineKind::application, "killed");
-        kill(event.at);
-      });
       const Seconds again = event.at + event.downtime;
+      agenda_.emplace(event.at, [this, &event, again] {
+        deadUntil_ = std::max(deadUntil_, again);
+        const char* const text = application_ ? "killed" : "killed again";
+        kill(event.at);
+        recorder_->say(TimelineKind::application, text);
+      });
       agenda_.emplace(again, [this, again] { launch(again); });
     }
   }
 
   void launch(Seconds moment) {
-    if (application_) return;
+    if (application_ || moment < deadUntil_) return;
     HostApplication::Launch launch;
     launch.now = scenario_.start + moment;
     launch.root = options_.state.empty() ? temporary_->path() : options_.state;
@@ -165,6 +167,8 @@ class Run {
   Seconds now_{0};
   std::chrono::steady_clock::time_point begin_ = std::chrono::steady_clock::now();
   bool first_ = true;
+  /// The latest moment that a restart set for its launch.
+  Seconds deadUntil_{0};
 };
 
 }  // namespace
