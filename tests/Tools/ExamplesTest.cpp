@@ -81,6 +81,49 @@ INSTANTIATE_TEST_SUITE_P(Examples, ExampleScenarioTest, testing::ValuesIn(exampl
                            return name;
                          });
 
+Scenario exampleScenario(const std::string& name) {
+  return std::get<Scenario>(readScenarioFile(kSource / "examples/scenarios" / name));
+}
+
+TEST(SimulationTest, HoldsStatisticsOfAnotherPortalAgainstExpectations) {
+  const Scenario scenario = exampleScenario("battery.json");
+  portal::PortalOptions portal;
+  portal.documents = scenario.portal.documents;
+  const auto server = portal::PortalServer::start(portal);
+  ASSERT_TRUE(server) << server.error().localizedDescription();
+  SimulationOptions options;
+  options.portalURL = (*server)->url();
+  Timeline timeline;
+  const SimulationResult result = simulate(scenario, options, timeline);
+  EXPECT_EQ(result.outcomes.size(), scenario.expectations.size());
+  EXPECT_TRUE(std::ranges::all_of(result.outcomes, &Expectations::Outcome::met));
+}
+
+TEST(SimulationTest, StaysDeadUntilTheLastRestartEnds) {
+  Scenario scenario = exampleScenario("demo.json");
+  const auto restart = [&scenario](double at, double downtime) {
+    Scenario::Event& event = scenario.events.emplace_back();
+    event.kind = Scenario::Event::Kind::restart;
+    event.at = Seconds{at};
+    event.downtime = Seconds{downtime};
+  };
+  restart(10, 20);
+  restart(15, 50);
+  scenario.until = Seconds{70};
+  std::string told;
+  Timeline timeline;
+  timeline.listen([&told](const TimelineEvent& event) {
+    if (event.kind != TimelineKind::application) return;
+    if (event.text.starts_with("killed") || event.text.starts_with("launched")) {
+      told += event.text + " " + timelineMoment(event.at) + "\n";
+    }
+  });
+  simulate(scenario, {}, timeline);
+  EXPECT_EQ(told,
+            "launched 0:00:00.000\nkilled 0:00:10.000\nkilled again 0:00:15.000\n"
+            "launched again 0:01:05.000\n");
+}
+
 TEST(CommandTest, AnswersWithItsExitCode) {
   const std::string demo = kSource / "examples/scenarios/demo.json";
   const test::TemporaryFolder scratch;

@@ -177,7 +177,6 @@ SimulationResult simulate(const Scenario& scenario, const SimulationOptions& opt
                           Timeline& timeline) {
   SimulationResult result;
   std::shared_ptr<portal::PortalServer> server;
-  std::shared_ptr<TimelineRecorder> recorder;
   std::mutex messagesMutex;
   std::string url = options.portalURL;
   if (url.empty()) {
@@ -186,10 +185,6 @@ SimulationResult simulate(const Scenario& scenario, const SimulationOptions& opt
     portalOptions.username = scenario.portal.credentials.username;
     portalOptions.password = scenario.portal.credentials.password;
     portalOptions.reload = false;
-    // The recorder is there before the first request comes.
-    portalOptions.onStatistic = [&recorder](const portal::PortalStatistic& statistic) {
-      recorder->statisticArrived(statistic.zoneKind + "/" + statistic.event, statistic.body);
-    };
     portalOptions.onMessage = [&](const std::string& message) {
       const std::scoped_lock guard(messagesMutex);
       result.portalMessages.push_back(message);
@@ -208,7 +203,8 @@ SimulationResult simulate(const Scenario& scenario, const SimulationOptions& opt
     expectations.note(event);
     timeline.add(event);
   });
-  recorder = std::make_shared<TimelineRecorder>(scenario, watched, url, options.everyRanging);
+  const auto recorder =
+      std::make_shared<TimelineRecorder>(scenario, watched, url, options.everyRanging);
   Run run(scenario, options, server.get(), recorder, url);
   run.run();
   if (server) server->stop();

@@ -219,12 +219,7 @@ void TimelineRecorder::monitoringFailed(const CLRegion* region, const Error& err
        {"code", error.code()}});
 }
 
-void TimelineRecorder::statisticArrived(std::string event, std::string body) {
-  const std::scoped_lock guard(statisticsMutex_);
-  statistics_.push_back({std::move(event), std::move(body)});
-}
-
-void TimelineRecorder::transferEnded(const HttpExchange& exchange) {
+void TimelineRecorder::transferEnded(const HttpExchange& exchange, const Data& body) {
   const std::string target = targetOf(exchange.url);
   const std::string outcome = exchange.error    ? errorInWords(*exchange.error)
                               : exchange.status ? std::to_string(*exchange.status)
@@ -236,27 +231,22 @@ void TimelineRecorder::transferEnded(const HttpExchange& exchange) {
   say(TimelineKind::http, fmt::format("{} {}  {}", exchange.method, target, outcome),
       std::move(details));
   const bool taken = !exchange.error && exchange.status.value_or(0) / 100 == 2;
-  if (exchange.method == "POST" && taken) addStatistic(target);
+  if (exchange.method == "POST" && taken) addStatistic(target, body);
 }
 
-void TimelineRecorder::addStatistic(const std::string& target) {
+void TimelineRecorder::addStatistic(const std::string& target, const Data& body) {
   const std::string event = target.substr(std::min<std::size_t>(1, target.size()));
   Dictionary details{{"event", event}};
   std::string text = event;
-  const std::scoped_lock guard(statisticsMutex_);
-  const auto arrived = std::ranges::find(statistics_, event, &Statistic::event);
-  if (arrived != statistics_.end()) {
-    const auto parsed = parseLocatedJson(arrived->body, "statistic");
-    if (const auto* const node = std::get_if<JsonNode>(&parsed)) {
-      const Value body = valueFrom(*node);
-      for (const char* const member : {"beaconId", "geofenceId"}) {
-        const Value zone = body.dictionary() ? (*body.dictionary())[member] : Value();
-        if (zone.string() != nullptr) details.set("zone", zone);
-      }
-      details.set("body", body);
-      text += "  " + jsonText(body);
+  const auto parsed = parseLocatedJson(std::string(body.begin(), body.end()), "statistic");
+  if (const auto* const node = std::get_if<JsonNode>(&parsed)) {
+    const Value said = valueFrom(*node);
+    for (const char* const member : {"beaconId", "geofenceId"}) {
+      const Value zone = said.dictionary() ? (*said.dictionary())[member] : Value();
+      if (zone.string() != nullptr) details.set("zone", zone);
     }
-    statistics_.erase(arrived);
+    details.set("body", said);
+    text += "  " + jsonText(said);
   }
   say(TimelineKind::statistic, text, std::move(details));
 }

@@ -1,9 +1,7 @@
 #pragma once
 
-#include <deque>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -20,7 +18,7 @@ namespace ks::tool {
 /// Turns what the device, the engine and the transfers report into lines of the timeline.
 ///
 /// Lines hold nothing of the machine that the program runs on: no port, no path, and in a
-/// simulation no real time. Everything but `statisticArrived` runs on the device's own thread.
+/// simulation no real time. Everything runs on the device's own thread.
 class TimelineRecorder : public KSEngineObserver, public LocationListener {
  public:
   using BeaconIdentity = std::tuple<UUID, std::uint16_t, std::uint16_t>;
@@ -38,8 +36,6 @@ class TimelineRecorder : public KSEngineObserver, public LocationListener {
 
   /// A line in the application's own words.
   void say(TimelineKind kind, std::string text, Dictionary details = {});
-  /// The portal took a statistic; its line comes with the end of its transfer. Any thread.
-  void statisticArrived(std::string event, std::string body);
 
   void triggerDecided(const KSTriggerDecision& decision) override;
   void contentRequested(const KSContentRequest& request) override;
@@ -51,7 +47,8 @@ class TimelineRecorder : public KSEngineObserver, public LocationListener {
   void ranged(const CLBeaconRegion& region, const std::vector<CLBeacon>& beacons) override;
   void monitoringFailed(const CLRegion* region, const Error& error) override;
 
-  void transferEnded(const HttpExchange& exchange);
+  /// With a body, a statistic's line also holds what it says and its zone.
+  void transferEnded(const HttpExchange& exchange, const Data& body = {});
 
  private:
   void add(TimelineEvent event);
@@ -62,7 +59,7 @@ class TimelineRecorder : public KSEngineObserver, public LocationListener {
   /// What changed since the last result of the region, in words; empty when nothing but distances
   /// did. Remembers the result.
   std::string changesIn(const CLBeaconRegion& region, const std::vector<CLBeacon>& beacons);
-  void addStatistic(const std::string& target);
+  void addStatistic(const std::string& target, const Data& body);
 
   Timeline& timeline_;
   Date start_;
@@ -72,13 +69,6 @@ class TimelineRecorder : public KSEngineObserver, public LocationListener {
   std::map<BeaconIdentity, std::string> beaconNames_;
   /// The proximity of each beacon last ranged in each region.
   std::map<std::string, std::map<BeaconIdentity, CLProximity>, std::less<>> lastRanging_;
-
-  struct Statistic {
-    std::string event;
-    std::string body;
-  };
-  std::mutex statisticsMutex_;
-  std::deque<Statistic> statistics_;
 };
 
 }  // namespace ks::tool

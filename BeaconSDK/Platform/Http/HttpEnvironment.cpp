@@ -57,6 +57,7 @@ HttpExchange exchangeOf(std::uint64_t id, HttpExchange::Kind kind, const NSURLRe
   exchange.kind = kind;
   exchange.method = request.httpMethod;
   exchange.url = request.url;
+  exchange.body = request.httpBody;
   if (outcome.response) exchange.status = outcome.response->statusCode;
   exchange.error = outcome.error;
   exchange.bytesReceived = outcome.bytesReceived;

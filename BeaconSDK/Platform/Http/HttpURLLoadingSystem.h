@@ -23,6 +23,8 @@ struct HttpExchange {
   std::string method;
   /// As requested; redirects do not show here.
   NSURL url;
+  /// As its request holds it; empty when an upload's file alone has it.
+  Data body;
   /// The final reply's status; absent when none arrived.
   std::optional<int> status;
   std::optional<Error> error;
