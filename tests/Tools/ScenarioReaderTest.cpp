@@ -150,6 +150,9 @@ TEST(ScenarioReaderTest, RefusesBrokenDocuments) {
   ASSERT_TRUE(std::holds_alternative<InputError>(missing));
   EXPECT_EQ(std::get<InputError>(missing).message(),
             "no/such/file.json: expected a file; there is none of this name");
+  const auto folder = readScenarioFile("/");
+  ASSERT_TRUE(std::holds_alternative<InputError>(folder));
+  EXPECT_EQ(std::get<InputError>(folder).message(), "/: expected a file; this is a folder");
 }
 
 TEST(GpxTrackTest, ReadsTracksRoutesAndPoints) {

@@ -5,12 +5,10 @@
 #include <algorithm>
 #include <charconv>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <pugixml.hpp>
 
 #include "tools/ksbeacon/MomentText.h"
+#include "tools/ksbeacon/TextFile.h"
 
 namespace ks::tool {
 
@@ -132,17 +130,9 @@ std::vector<SimulatedWaypoint> stopsOf(const std::vector<TrackPoint>& track, Dat
 }
 
 std::variant<std::vector<TrackPoint>, InputError> readGpxTrack(const std::string& path) {
-  std::error_code ec;
-  if (!std::filesystem::is_regular_file(path, ec)) {
-    return InputError{path, 0, "", "expected a file; there is none of this name"};
-  }
-  if (std::filesystem::file_size(path, ec) > kMaximumBytes) {
-    return InputError{path, 0, "", fmt::format("expected at most {} MiB", kMaximumBytes >> 20)};
-  }
-  std::ifstream stream(path, std::ios::binary);
-  const std::string text((std::istreambuf_iterator<char>(stream)), {});
-  if (!stream) return InputError{path, 0, "", "expected a file that can be read"};
-  return parseGpxTrack(text, path);
+  auto text = readTextFile(path, kMaximumBytes);
+  if (auto* const error = std::get_if<InputError>(&text)) return std::move(*error);
+  return parseGpxTrack(std::get<std::string>(text), path);
 }
 
 }  // namespace ks::tool

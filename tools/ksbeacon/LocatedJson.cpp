@@ -4,13 +4,11 @@
 
 #include <boost/json/basic_parser_impl.hpp>
 #include <boost/json/error.hpp>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <optional>
 #include <unordered_set>
 
 #include "BeaconSDK/Platform/Api/Value.h"
+#include "tools/ksbeacon/TextFile.h"
 
 namespace ks::tool {
 
@@ -171,18 +169,9 @@ std::variant<JsonNode, InputError> parseLocatedJson(std::string_view text,
 }
 
 std::variant<JsonNode, InputError> readLocatedJson(const std::string& path) {
-  std::error_code ec;
-  if (!std::filesystem::is_regular_file(path, ec)) {
-    return InputError{path, 0, "", "expected a file; there is none of this name"};
-  }
-  if (std::filesystem::file_size(path, ec) > kMaximumDocumentBytes) {
-    return InputError{path, 0, "",
-                      fmt::format("expected at most {} MiB", kMaximumDocumentBytes >> 20)};
-  }
-  std::ifstream stream(path, std::ios::binary);
-  const std::string text((std::istreambuf_iterator<char>(stream)), {});
-  if (!stream) return InputError{path, 0, "", "expected a file that can be read"};
-  return parseLocatedJson(text, path);
+  auto text = readTextFile(path, kMaximumDocumentBytes);
+  if (auto* const error = std::get_if<InputError>(&text)) return std::move(*error);
+  return parseLocatedJson(std::get<std::string>(text), path);
 }
 
 }  // namespace ks::tool
