@@ -153,6 +153,8 @@ TEST(CommandTest, AnswersWithItsExitCode) {
       {"portal " + demo, 2, "expected a folder of portal documents\n"},
       {"portal " + std::string(kSource / "examples/portal") + " --fault often", 2,
        "got \"often\"\n"},
+      {"portal " + std::string(kSource / "examples/portal") + " --fault drop@beacons", 2,
+       "as in drop@/beacons\n"},
       {"portal " + std::string(kSource / "examples/portal") + " --address 192.0.2.1", 3,
        "Cannot assign requested address\n"},
       {"help simulate", 0, "changed or not\n"},

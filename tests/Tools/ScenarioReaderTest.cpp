@@ -16,7 +16,7 @@ const std::string kGood = R"({
   "until": "0:10:00",
   "origin": {"latitude": 45, "longitude": 7},
   "portal": {"documents": ".", "faults": [{"kind": "status", "status": 401, "to": 20}]},
-  "application": {"tags": {"age": "30"}, "disabledCategories": ["2"]},
+  "application": {"bundleIdentifier": "com.example.a-1", "tags": {"age": "30"}, "disabledCategories": ["2"]},
   "beacons": [
     {"at": {"east": 100, "north": 0}, "uuid": "11223344-5566-4778-8899-AABBCCDDEEFF",
      "major": 1, "minor": 2, "on": 10, "off": 20,
@@ -83,6 +83,19 @@ TEST(ScenarioReaderTest, TellsEachMistakeOnOneLine) {
        "scenario's file, got \"nowhere\""},
       {"\"status\": 401", "\"status\": 200",
        "s.json:5: portal.faults[0].status: expected a whole number from 400 to 599, got 200"},
+      {"\"status\": 401", "\"status\": 401, \"path\": \"beacons\"",
+       "s.json:5: portal.faults[0].path: expected a path that begins with \"/\", got \"beacons\""},
+      {"com.example.a-1", "../a",
+       "s.json:6: application.bundleIdentifier: expected letters, digits, \".\" and \"-\", as in "
+       "\"com.example.simulated\", got \"../a\""},
+      {"\"until\"", "\"timeZone\": \"Europe/Roma\", \"until\"",
+       "s.json:3: timeZone: expected a time zone like \"Europe/Rome\", got \"Europe/Roma\""},
+      {"\"content\": \"c\"", "\"request\": \"locations\"",
+       "s.json:18: expect[0].request: expected a path that begins with \"/\", got \"locations\""},
+      {"\"content\": \"c\"", "\"statistic\": \"beacon/enter\"",
+       "s.json:18: expect[0].statistic: expected one of beacons/enter, beacons/exit, "
+       "beacons/notification, beacons/content, geofences/enter, geofences/exit, "
+       "geofences/notification, geofences/content, got \"beacon/enter\""},
       {"\"major\": 1", "\"major\": 65536",
        "s.json:9: beacons[0].major: expected a whole number from 0 to 65535, got 65536"},
       {"\"major\": 1, ", "",

@@ -44,6 +44,10 @@ std::variant<portal::Fault, std::string> faultFromOption(const std::string& text
   const std::string value = colon == std::string::npos ? "" : head.substr(colon + 1);
   portal::Fault fault;
   if (at != std::string::npos) fault.path = text.substr(at + 1);
+  if (at != std::string::npos && !fault.path.starts_with('/')) {
+    return fmt::format("expected a path that begins with \"/\" in \"{}\", as in {}@/beacons", text,
+                       head);
+  }
   for (const Form& form : kForms) {
     if (head.substr(0, colon) != form.name) continue;
     fault.kind = form.kind;

@@ -8,6 +8,13 @@ const std::vector<std::string>& refusalNames() {
   return kNames;
 }
 
+const std::vector<std::string>& statisticNames() {
+  static const std::vector<std::string> kNames = {
+      "beacons/enter",   "beacons/exit",   "beacons/notification",   "beacons/content",
+      "geofences/enter", "geofences/exit", "geofences/notification", "geofences/content"};
+  return kNames;
+}
+
 const std::vector<std::string>& permissionNames() {
   static const std::vector<std::string> kNames = {"notDetermined", "restricted", "denied", "always",
                                                   "whenInUse"};

@@ -142,6 +142,9 @@ struct Scenario {
 /// The rules that a refusal can name: "repeatDelay", ...
 const std::vector<std::string>& refusalNames();
 
+/// What the portal can be told: "beacons/enter", ...
+const std::vector<std::string>& statisticNames();
+
 /// "always", "denied", ...: in the order of the platform's numbers.
 const std::vector<std::string>& permissionNames();
 std::string permissionName(CLAuthorizationStatus status);

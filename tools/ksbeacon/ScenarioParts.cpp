@@ -1,10 +1,11 @@
 #include "tools/ksbeacon/ScenarioParts.h"
 
 #include <fmt/format.h>
+#include <unicode/timezone.h>
 
 #include <algorithm>
-#include <cctype>
 #include <cmath>
+#include <memory>
 #include <numbers>
 
 #include "tools/ksbeacon/GpxTrack.h"
@@ -22,6 +23,15 @@ constexpr double kEarthRadius = 6371008.8;
 constexpr double kFarthest = 100000;
 constexpr Range kSpeed{0.01, 1000, " m/s"};
 constexpr Range kAccuracy{0, 10000, " metres"};
+
+/// Request paths count from the portal's root.
+std::string readPath(ObjectReader& reader, std::string_view name,
+                     std::optional<std::string> fallback = std::nullopt) {
+  if (!reader.has(name) && fallback) return *fallback;
+  std::string path = reader.text(name);
+  if (!path.starts_with('/')) reader.fail(name, "a path that begins with \"/\"");
+  return path;
+}
 
 }  // namespace
 
@@ -47,11 +57,11 @@ Seconds readMoment(ObjectReader& reader, std::string_view name, Range range,
 
 std::string readTimeZone(ObjectReader& reader, std::string_view name) {
   std::string zone = reader.text(name, "UTC");
-  const bool plausible = std::ranges::all_of(zone, [](char c) {
-    return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '/' || c == '_' || c == '-' ||
-           c == '+';
-  });
-  if (!plausible) reader.fail(name, "a time zone like \"Europe/Rome\"");
+  const std::unique_ptr<const icu::TimeZone> found(
+      icu::TimeZone::createTimeZone(icu::UnicodeString::fromUTF8(zone)));
+  if (*found == icu::TimeZone::getUnknown()) {
+    reader.fail(name, "a time zone like \"Europe/Rome\"");
+  }
   return zone;
 }
 
@@ -277,7 +287,7 @@ Scenario::Fault ScenarioParts::fault(const JsonNode& node, const std::string& pa
   ObjectReader reader(node, path, mistakes_, {"from", "to", "path", "kind", "status"});
   Scenario::Fault fault;
   std::tie(fault.from, fault.to) = span(reader, Seconds{0}, until_);
-  fault.path = reader.text("path", "");
+  fault.path = readPath(reader, "path", "");
   fault.kind = static_cast<Scenario::Fault::Kind>(
       reader.choice("kind", {"status", "truncate", "notJson", "drop"}));
   if (fault.kind == Scenario::Fault::Kind::status) {
@@ -308,8 +318,9 @@ Scenario::Expectation ScenarioParts::expectation(const JsonNode& node,
   const auto subject =
       std::ranges::find_if(kSubjects, [&](const auto& name) { return reader.has(name); });
   expectation.subject = static_cast<Scenario::Expectation::Subject>(subject - kSubjects.begin());
-  expectation.name = reader.text(*subject);
+  expectation.name = *subject == "request" ? readPath(reader, *subject) : reader.text(*subject);
   if (*subject == "refusal") reader.choice(*subject, refusalNames());
+  if (*subject == "statistic") reader.choice(*subject, statisticNames());
   if (reader.has("zone")) {
     expectation.zone = reader.text("zone");
     if (*subject == "request") reader.fail("zone", "no zone for a request");

@@ -15,7 +15,7 @@ Date readDate(ObjectReader& reader, std::string_view name);
 /// Seconds as a number, or "m:ss" or "h:mm:ss" as text. Without a fallback it must be there.
 Seconds readMoment(ObjectReader& reader, std::string_view name, ObjectReader::Range range,
                    std::optional<Seconds> fallback = std::nullopt);
-/// A name such as "Europe/Rome"; "UTC" when missing.
+/// A name that the time zone data has, such as "Europe/Rome"; "UTC" when missing.
 std::string readTimeZone(ObjectReader& reader, std::string_view name);
 /// "it_IT".
 void readLocale(ObjectReader& reader, std::string_view name, std::string& language,

@@ -1,5 +1,7 @@
 #include "tools/ksbeacon/ScenarioReader.h"
 
+#include <algorithm>
+
 #include "tools/ksbeacon/GpxTrack.h"
 #include "tools/ksbeacon/ObjectReader.h"
 #include "tools/ksbeacon/ScenarioParts.h"
@@ -27,12 +29,26 @@ void readPortal(const JsonNode& node, const ScenarioParts& parts, Scenario& scen
   });
 }
 
+/// It becomes the name of a folder on the device.
+std::string readBundleIdentifier(ObjectReader& reader, const std::string& fallback) {
+  constexpr const char* kName = "bundleIdentifier";
+  std::string identifier = reader.text(kName, fallback);
+  const bool isPlain = std::ranges::all_of(identifier, [](char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '.' ||
+           c == '-';
+  });
+  if (!isPlain || identifier.starts_with('.')) {
+    reader.fail(kName, "letters, digits, \".\" and \"-\", as in \"com.example.simulated\"");
+  }
+  return identifier;
+}
+
 void readApplication(const JsonNode& node, Scenario& scenario, Mistakes& mistakes) {
   ObjectReader reader(node, "application", mistakes,
                       {"bundleIdentifier", "foreground", "showsNotifications", "username",
                        "password", "tags", "disabledCategories"});
   Scenario::Application& application = scenario.application;
-  application.bundleIdentifier = reader.text("bundleIdentifier", application.bundleIdentifier);
+  application.bundleIdentifier = readBundleIdentifier(reader, application.bundleIdentifier);
   application.foreground = reader.flag("foreground", application.foreground);
   application.showsNotifications =
       reader.flag("showsNotifications", application.showsNotifications);
