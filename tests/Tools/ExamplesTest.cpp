@@ -135,6 +135,8 @@ TEST(CommandTest, AnswersWithItsExitCode) {
   const std::string folder = "\"../portal\"";
   text.replace(text.find(folder), folder.size(), "\"" KS_SOURCE_DIR "/examples/portal\"");
   const std::string unmet = writeText(scratch / "unmet.json", text);
+  text.replace(text.find("coffee\"}"), 8, "cofee\", \"never\": true}");
+  const std::string misspelt = writeText(scratch / "misspelt.json", text);
   const struct {
     std::string arguments;
     int code;
@@ -144,7 +146,15 @@ TEST(CommandTest, AnswersWithItsExitCode) {
       {"simulate " + demo + " --repeat 3", 0, "content welcome fired in 3 of 3 walks\n"},
       {"simulate " + unmet + " --repeat 2", 1, "0 of 2 walks met all expectations\n"},
       {"simulate " + unmet, 1, "; it never happened\n"},
+      {"simulate " + misspelt, 2,
+       "expect[1].content: expected a content of the portal's documents, got \"cofee\"\n"},
       {"simulate " + demo + " --portal http://127.0.0.1:9/app", 3, "the portal did not answer\n"},
+      {"simulate " + demo + " --repeat 2 --vary noise --portal http://127.0.0.1:9/app", 3,
+       "the portal did not answer\n"},
+      {"simulate " + demo + " --portal ftp://x/app", 2, "see ksbeacon --help\n"},
+      {"simulate " + demo + " --state " + bad, 2, "expected a folder that can be written\n"},
+      {"simulate " + demo + " --repeat 2 --state x", 2, "see ksbeacon --help\n"},
+      {"--version 2>&1 >/dev/full #", 1, "the output could not be written\n"},
       {"simulate " + bad, 2, bad + ":1: start: expected a text that is not empty, got 1\n"},
       {"simulate nowhere.json", 2, "expected a file; there is none of this name\n"},
       {"simulate " + demo + " --report nowhere/page.html", 2,

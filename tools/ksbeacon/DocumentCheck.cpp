@@ -181,4 +181,20 @@ std::vector<DocumentProblem> checkDocuments(const std::filesystem::path& folder)
   return Checker(folder).run();
 }
 
+std::optional<DocumentNames> documentNames(const std::filesystem::path& folder) {
+  DocumentNames names;
+  for (const DocumentKind kind : {DocumentKind::beacons, DocumentKind::geofences}) {
+    const PortalDocument document = portal::readDocument(kind, folder);
+    if (!document.problems.empty()) return std::nullopt;
+    for (const json::value& item : document.items) {
+      const json::object& zone = item.get_object();
+      names.zones.insert(textOf(zone, "id"));
+      if (const json::object* const content = objectIn(zone, "content")) {
+        names.contents.insert(textOf(*content, "id"));
+      }
+    }
+  }
+  return names;
+}
+
 }  // namespace ks::tool

@@ -1,6 +1,9 @@
 #pragma once
 
 #include <filesystem>
+#include <optional>
+#include <set>
+#include <string>
 #include <vector>
 
 #include "tools/ksbeacon/portal/PortalDocuments.h"
@@ -12,5 +15,14 @@ namespace ks::tool {
 /// identifiers and beacons, circles that overlap, references to unknown locations and categories,
 /// contents that can never fire.
 std::vector<portal::DocumentProblem> checkDocuments(const std::filesystem::path& folder);
+
+/// The identifiers that a folder's beacons and circles have.
+struct DocumentNames {
+  std::set<std::string> zones;
+  std::set<std::string> contents;
+};
+
+/// Nothing when one of the documents is broken.
+std::optional<DocumentNames> documentNames(const std::filesystem::path& folder);
 
 }  // namespace ks::tool

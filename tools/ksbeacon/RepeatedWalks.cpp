@@ -30,6 +30,9 @@ RepeatedWalks repeatWalks(const Scenario& scenario, SimulationOptions options,
       walks.failure = result.failure;
       return walks;
     }
+    // Others would be answered no better, and each waits for its time-outs.
+    walks.portalIsSilent = result.portalIsSilent;
+    if (walks.portalIsSilent) return walks;
     for (const std::string& content : fired) ++walks.fired[content];
     if (std::ranges::all_of(result.outcomes, &Expectations::Outcome::met)) ++walks.asExpected;
     if (whole) whole(static_cast<double>(walks.walks + 1) / static_cast<double>(count));

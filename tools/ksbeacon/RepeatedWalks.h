@@ -13,6 +13,8 @@ namespace ks::tool {
 struct RepeatedWalks {
   /// Why they could not be made; empty when they were.
   std::string failure;
+  /// It ended the first walk, and with it the work.
+  bool portalIsSilent = false;
   std::uint64_t walks = 0;
   /// Walks in which each content fired at least once, by its identifier; those that a walk's
   /// expectations name are there even when they never fired.

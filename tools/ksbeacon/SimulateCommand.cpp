@@ -3,6 +3,8 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cctype>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
@@ -12,6 +14,8 @@
 #include <variant>
 
 #include "tools/ksbeacon/ExitCode.h"
+#include "tools/ksbeacon/ExpectedNames.h"
+#include "tools/ksbeacon/PortalURL.h"
 #include "tools/ksbeacon/RepeatedWalks.h"
 #include "tools/ksbeacon/ScenarioReader.h"
 #include "tools/ksbeacon/Simulation.h"
@@ -32,6 +36,7 @@ struct Arguments {
   std::string report;
   double speed = 0;
   std::uint64_t repeat = 0;
+  std::string vary = "noise";
   bool json = false;
   bool log = false;
   bool verbose = false;
@@ -78,6 +83,20 @@ bool canBeWritten(const std::filesystem::path& file) {
   return !std::filesystem::is_directory(file, ignored) && ::access(folder.c_str(), W_OK) == 0;
 }
 
+/// Makes the folder if need be.
+bool canHoldFiles(const std::filesystem::path& folder) {
+  std::error_code ec;
+  std::filesystem::create_directories(folder, ec);
+  return std::filesystem::is_directory(folder, ec) && ::access(folder.c_str(), W_OK | X_OK) == 0;
+}
+
+bool isTrackFile(const std::filesystem::path& file) {
+  std::string extension = file.extension().string();
+  std::ranges::transform(extension, extension.begin(),
+                         [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  return extension == ".gpx";
+}
+
 bool writeText(const std::filesystem::path& file, const std::string& text) {
   std::ofstream stream(file, std::ios::binary | std::ios::trunc);
   stream << text;
@@ -100,10 +119,15 @@ int judge(const Scenario& scenario, const SimulationResult& result, bool json) {
   return kSuccess;
 }
 
+int complainOfSilence(const std::string& portalURL) {
+  return complain(portalURL + ": the portal did not answer", kUnavailable);
+}
+
 int runRepeatedly(const Scenario& scenario, const SimulationOptions& options,
                   const Arguments& arguments) {
   const RepeatedWalks walks = repeatWalks(scenario, options, arguments.repeat);
   if (!walks.failure.empty()) return complain(walks.failure, kUsage);
+  if (walks.portalIsSilent) return complainOfSilence(options.portalURL);
   for (const auto& [content, fired] : walks.fired) {
     std::cout << (arguments.json
                       ? jsonText(Dictionary{
@@ -119,7 +143,7 @@ int runRepeatedly(const Scenario& scenario, const SimulationOptions& options,
 }
 
 int runSimulation(const Arguments& arguments) {
-  const bool isTrack = arguments.scenario.ends_with(".gpx");
+  const bool isTrack = isTrackFile(arguments.scenario);
   if (isTrack && arguments.documents.empty()) {
     return complain("a GPX track needs --documents DIR, the portal's documents", kUsage);
   }
@@ -131,13 +155,20 @@ int runSimulation(const Arguments& arguments) {
   if (!arguments.report.empty() && !canBeWritten(arguments.report)) {
     return complain(arguments.report + ": expected a file in a folder that can be written", kUsage);
   }
+  if (!arguments.state.empty() && !canHoldFiles(arguments.state)) {
+    return complain(arguments.state + ": expected a folder that can be written", kUsage);
+  }
   const Scenario& scenario = std::get<Scenario>(read);
+  if (const auto unknown =
+          arguments.portal.empty() ? unknownExpectedName(scenario) : std::nullopt) {
+    return complain(unknown->message(), kUsage);
+  }
 
   SimulationOptions options;
   if (arguments.until >= 0) options.until = Seconds{arguments.until};
   if (arguments.seed != 0) options.seed = arguments.seed;
   options.state = arguments.state;
-  options.portalURL = arguments.portal;
+  options.portalURL = trimmedPortalURL(arguments.portal);
   options.log = arguments.log;
   options.speed = arguments.speed;
   options.everyRanging = arguments.json || arguments.verbose || !arguments.report.empty();
@@ -160,12 +191,6 @@ int runSimulation(const Arguments& arguments) {
     if (options.speed > 0) std::cout << std::flush;
   });
 
-  int replies = 0;
-  int silences = 0;
-  timeline.listen([&](const TimelineEvent& event) {
-    if (event.kind == TimelineKind::http) ++(event.details["status"].isNull() ? silences : replies);
-  });
-
   ReportPage report(scenario);
   if (!arguments.report.empty()) {
     timeline.listen([&](const TimelineEvent& event) { report.note(event); });
@@ -175,9 +200,7 @@ int runSimulation(const Arguments& arguments) {
   for (const std::string& message : result.portalMessages) complain(message, 0);
   // The embedded portal fails for its documents alone: it takes any free port.
   if (!result.failure.empty()) return complain(result.failure, kUsage);
-  if (!options.portalURL.empty() && silences > 0 && replies == 0) {
-    return complain(options.portalURL + ": the portal did not answer", kUnavailable);
-  }
+  if (result.portalIsSilent) return complainOfSilence(options.portalURL);
   if (!arguments.report.empty() && !writeText(arguments.report, report.html())) {
     return complain(arguments.report + ": the page could not be written", kUsage);
   }
@@ -222,7 +245,8 @@ void addSimulateCommand(CLI::App& app, int& code) {
   command
       ->add_option("--portal", arguments->portal,
                    "Root URL of another portal instead of the embedded one")
-      ->type_name("URL");
+      ->type_name("URL")
+      ->check(checkPortalURL);
   command
       ->add_option("--speed", arguments->speed, "Simulated seconds per real second; 1: real time")
       ->type_name("FACTOR")
@@ -231,7 +255,12 @@ void addSimulateCommand(CLI::App& app, int& code) {
       ->add_option("--repeat", arguments->repeat,
                    "Walk so many times with other noise; tell how often each content fired")
       ->type_name("NUMBER")
-      ->check(CLI::Range(1, 100000).description(""));
+      ->check(CLI::Range(1, 100000).description(""))
+      ->excludes("--state");
+  command->add_option("--vary", arguments->vary, "What differs between the walks: noise")
+      ->type_name("WHAT")
+      ->check(CLI::IsMember(std::vector<std::string>{"noise"}).description(""))
+      ->needs("--repeat");
   command
       ->add_option("--report", arguments->report,
                    "Write a page to look at: map, beacons and contents over time, timeline")

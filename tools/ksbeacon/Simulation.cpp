@@ -178,8 +178,9 @@ SimulationResult simulate(const Scenario& scenario, const SimulationOptions& opt
   SimulationResult result;
   std::shared_ptr<portal::PortalServer> server;
   std::mutex messagesMutex;
+  const bool isOwnPortal = options.portalURL.empty();
   std::string url = options.portalURL;
-  if (url.empty()) {
+  if (isOwnPortal) {
     portal::PortalOptions portalOptions;
     portalOptions.documents = scenario.portal.documents;
     portalOptions.username = scenario.portal.credentials.username;
@@ -199,8 +200,11 @@ SimulationResult simulate(const Scenario& scenario, const SimulationOptions& opt
   }
   Expectations expectations(scenario);
   Timeline watched;
+  int replies = 0;
+  int silences = 0;
   watched.listen([&](const TimelineEvent& event) {
     expectations.note(event);
+    if (event.kind == TimelineKind::http) ++(event.details["status"].isNull() ? silences : replies);
     timeline.add(event);
   });
   const auto recorder =
@@ -208,6 +212,7 @@ SimulationResult simulate(const Scenario& scenario, const SimulationOptions& opt
   Run run(scenario, options, server.get(), recorder, url);
   run.run();
   if (server) server->stop();
+  result.portalIsSilent = !isOwnPortal && silences > 0 && replies == 0;
   result.outcomes = expectations.outcomes(run.end());
   for (const Expectations::Outcome& outcome : result.outcomes) {
     recorder->say(TimelineKind::expectation,

@@ -36,6 +36,8 @@ struct SimulationResult {
   std::string failure;
   /// What the portal said of its documents meanwhile.
   std::vector<std::string> portalMessages;
+  /// Another portal was asked and answered nothing at all.
+  bool portalIsSilent = false;
   std::vector<Expectations::Outcome> outcomes;
 };
 

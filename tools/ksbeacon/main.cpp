@@ -61,7 +61,10 @@ int run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   try {
-    return run(argc, argv);
+    const int code = run(argc, argv);
+    if (std::cout.flush() || code != ks::tool::kSuccess) return code;
+    std::cerr << "ksbeacon: the output could not be written\n";
+    return ks::tool::kFailure;
   } catch (const std::exception& error) {
     std::cerr << "ksbeacon: " << error.what() << '\n';
     return ks::tool::kFailure;

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "tools/ksbeacon/ExitCode.h"
+#include "tools/ksbeacon/PortalURL.h"
 #include "tools/ksbeacon/Terminal.h"
 #include "tools/ksbeacon/device/LibraryRun.h"
 #include "tools/ksbeacon/device/Password.h"
@@ -35,29 +36,6 @@ struct Arguments {
 int complain(const std::string& text, int code) {
   std::cerr << "ksbeacon: " << text << '\n';
   return code;
-}
-
-/// "user@host:port" of a URL with a scheme.
-std::string_view authorityOf(std::string_view url) {
-  url.remove_prefix(url.find("://") + 3);
-  return url.substr(0, url.find_first_of("/?#"));
-}
-
-std::string_view hostOf(std::string_view url) {
-  const std::string_view authority = authorityOf(url);
-  if (authority.starts_with('[')) return authority.substr(0, authority.find(']') + 1);
-  return authority.substr(0, authority.find(':'));
-}
-
-/// What is wrong with a portal's root URL; empty when nothing is.
-std::string checkURL(const std::string& url) {
-  if (!url.starts_with("http://") && !url.starts_with("https://")) {
-    return "expected a URL that begins with https:// or http://, got \"" + url + "\"";
-  }
-  if (authorityOf(url).find('@') != std::string_view::npos) {
-    return "a URL must hold no user and no password: other users can read arguments";
-  }
-  return hostOf(url).empty() ? "expected a URL with a host, got \"" + url + "\"" : "";
 }
 
 std::string checkTag(const std::string& tag) {
@@ -107,7 +85,7 @@ LibraryRunOptions optionsFor(const Arguments& arguments, std::string password) {
 
 int runLibrary(Arguments arguments) {
   std::string& url = arguments.password.portalURL;
-  while (url.ends_with('/')) url.pop_back();
+  url = trimmedPortalURL(url);
   auto password = findPassword(arguments.password);
   if (!password) return complain(password.error().localizedDescription(), kUsage);
   if (!isEncryptedOrLocal(url)) {
@@ -142,7 +120,7 @@ void addRunCommand(CLI::App& app, int& code) {
   command->add_option("--portal", arguments->password.portalURL, "The portal's root URL")
       ->type_name("URL")
       ->required()
-      ->check(checkURL);
+      ->check(checkPortalURL);
   command->add_option("--user", arguments->password.user, "Name of the portal's user")
       ->type_name("NAME")
       ->required();
