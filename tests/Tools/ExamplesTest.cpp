@@ -177,6 +177,15 @@ TEST(CommandTest, AnswersWithItsExitCode) {
   }
 }
 
+TEST(CommandTest, SaysThatThePortalRefusesTheUser) {
+  const Output output =
+      run(KS_COMMAND " simulate " + std::string(kSource / "examples/scenarios/unauthorized.json"));
+  const std::string line = "the library did not start: the portal refuses user demo\n";
+  EXPECT_EQ(output.code, 0);
+  EXPECT_NE(output.text.find(line), std::string::npos) << output.text;
+  EXPECT_EQ(output.text.find(line), output.text.rfind(line)) << "it started after the restart";
+}
+
 TEST(HostTest, StandsInTheReadmeAndRuns) {
   const std::string readme = readText(kSource / "README.md");
   const std::string source = readText(kSource / "examples/host/main.cpp");

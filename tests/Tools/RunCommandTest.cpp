@@ -115,6 +115,20 @@ TEST_F(RunCommandTest, RecoversByItselfFromAPortalThatIsAway) {
   EXPECT_TRUE(run.writes("the library runs", Seconds{15})) << run.output();
 }
 
+TEST_F(RunCommandTest, RecoversFromAPortalThatRefusedItsUser) {
+  options_.faults = {{.kind = portal::FaultKind::status, .status = 401, .path = "/contents"}};
+  startPortal();
+  ManagerSocket manager;
+  BackgroundCommand run("env NOTIFY_SOCKET=" + manager.path() + " " + command(portal_->url()));
+  EXPECT_TRUE(manager.hears("STATUS=the library did not start: the portal refuses user demo"));
+  EXPECT_TRUE(run.writes("tries again in 5 s")) << run.output();
+  run.signal(SIGHUP);
+  EXPECT_TRUE(run.writes("tries again in 10 s")) << "refused again";
+  portal_->clearFaults();
+  run.signal(SIGHUP);
+  EXPECT_TRUE(run.writes("the library runs")) << run.output();
+}
+
 TEST_F(RunCommandTest, LetsTransfersEndBeforeItEnds) {
   options_.faults = {
       {.kind = portal::FaultKind::latency, .delay = Seconds{0.5}, .path = "/contents"}};

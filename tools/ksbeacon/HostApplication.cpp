@@ -55,7 +55,7 @@ void HostApplication::buildWorld() {
 
 void HostApplication::observe() {
   device_.network().setListener(
-      [this](const HttpExchange& exchange) { recorder_->transferEnded(exchange, exchange.body); });
+      [this](const HttpExchange& exchange) { library_->transferEnded(exchange); });
   device_.simulatedNotificationCenter().setListener(
       [this](const SimulatedUserNotificationCenter::Notification& shown) {
         const UNMutableNotificationContent& content = shown.request.content;

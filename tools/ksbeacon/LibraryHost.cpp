@@ -33,6 +33,9 @@ void LibraryHost::observe() {
 
 bool LibraryHost::launch(const std::string& announcement) {
   KSProximityManager::enableLogging(options_.log);
+  isRefused_ = false;
+  // Two at a time would fight over their files.
+  manager_.reset();
   manager_ = KSProximityManager::initWithUsername(options_.username, options_.password,
                                                   NSURL{options_.portalURL},
                                                   Platform::current().currentLocale());
@@ -60,6 +63,18 @@ void LibraryHost::startEnded(const std::optional<Error>& error) {
     for (const std::string& category : options_.disabledCategories) switchCategory(category, false);
   }
   if (options_.started) options_.started(error);
+}
+
+void LibraryHost::transferEnded(const HttpExchange& exchange) {
+  recorder_->transferEnded(exchange, exchange.body);
+  const bool isRefusal = exchange.status == 401 && !exchange.error &&
+                         exchange.url.absoluteString == options_.portalURL + "/contents/categories";
+  if (!isRefusal || !manager_) return;
+  const std::string refusal = "the portal refuses user " + options_.username;
+  isRefused_ = manager_->starting();
+  // The library itself says nothing of it.
+  if (!isRefused_) return say(refusal);
+  startEnded(Error("Application", 1, refusal));
 }
 
 void LibraryHost::announced(const NSNotification& notification) {
@@ -135,7 +150,6 @@ void LibraryHost::openNotification(const Dictionary& userInfo) {
 }
 
 void LibraryHost::refresh() {
-  start();
   manager_->setErrorHappened(false);
   // Long ago, so that a fetch finds them outdated.
   manager_->setLastLocationsRefreshDate(Date{});

@@ -30,7 +30,8 @@ class LibraryHost {
     bool showsNotifications = true;
     /// Has the library write its trace.
     bool log = false;
-    /// Told how each attempt to start ended, after the timeline; may be empty.
+    /// Told how each attempt to start ended, or that the portal refused the user, after the
+    /// timeline; may be empty.
     std::function<void(const std::optional<Error>&)> started;
   };
 
@@ -40,10 +41,15 @@ class LibraryHost {
   /// As when the process is killed: nothing is told to the library.
   ~LibraryHost();
 
-  /// False when the library cannot be made.
+  /// Makes the library, in place of an earlier one, and starts it. False when it cannot be made.
   bool launch(const std::string& announcement);
   /// Does nothing while the library runs or is starting.
   void start();
+  /// The portal refused the user while the library was starting. It then counts as starting for
+  /// good: only another launch helps.
+  bool isRefused() const { return isRefused_ && manager_->starting(); }
+  /// Every transfer of the device, after the library was told.
+  void transferEnded(const HttpExchange& exchange);
   /// Null until the launch.
   KSProximityManager* manager() { return manager_.get(); }
   void fetchInBackground(KSProximityManager::FetchCompletion completion = {});
@@ -56,7 +62,7 @@ class LibraryHost {
   void showContent(const std::string& identifier);
   /// The user opens the notification with this information.
   void openNotification(const Dictionary& userInfo);
-  /// Asks the portal anew for all that is older than now.
+  /// The library runs: asks the portal anew for all that is older than now.
   void refresh();
   void say(std::string text) { recorder_->say(TimelineKind::application, std::move(text)); }
 
@@ -70,6 +76,7 @@ class LibraryHost {
   Options options_;
   std::vector<NSNotificationCenter::Observation> observations_;
   std::shared_ptr<KSProximityManager> manager_;
+  bool isRefused_ = false;
   /// The zones that were announced, by their contents' identifiers.
   std::map<std::string, std::shared_ptr<KSProximityZone>> announced_;
 };

@@ -37,7 +37,7 @@ LibraryRun::LibraryRun(LibraryRunOptions options)
     printed();
   });
   transfers_->follow(device_.mainQueue(), [this](const HttpExchange& exchange) {
-    recorder_->transferEnded(exchange);
+    library_->transferEnded(exchange);
     if (stopping_ && transfers_->underWay() == 0) loop_.quit();
   });
   options_.library.started = [this](const std::optional<Error>& error) { started(error); };
@@ -53,12 +53,13 @@ LibraryRun::~LibraryRun() {
 
 int LibraryRun::run() {
   library_.emplace(recorder_, options_.library);
-  if (!library_->launch("launched")) return kUnavailable;
+  if (!launch("launched")) return kUnavailable;
   device_.linuxApplication().setBackgroundFetchHandler(
       [this](KSProximityManager::FetchCompletion done) {
+        // While it is starting the library would never answer.
+        if (!library_->manager()->started()) return done(UIBackgroundFetchResult::noData);
         library_->fetchInBackground(std::move(done));
       });
-  device_.linuxApplication().setMinimumBackgroundFetchInterval(kBetweenFetches);
   if (auto* const center = device_.linuxNotificationCenter()) {
     center->setDeliveryHandler([this](const UNNotificationRequest& request) {
       const std::string text = shownText(request.content.title, request.content.body);
@@ -79,12 +80,25 @@ int LibraryRun::run() {
   return code_;
 }
 
+bool LibraryRun::launch(const std::string& announcement) {
+  if (!library_->launch(announcement)) return false;
+  // A library that is made sets its own.
+  device_.linuxApplication().setMinimumBackgroundFetchInterval(kBetweenFetches);
+  return true;
+}
+
+void LibraryRun::startAgain() {
+  if (stopping_) return;
+  if (!library_->isRefused()) return library_->start();
+  if (!launch("makes the library anew")) end(kUnavailable);
+}
+
 void LibraryRun::centralManagerDidUpdateState(CBCentralManager& central) {
   const CBManagerState state = central.state();
   if (state == CBManagerState::unknown) return;
   const bool isUsable = state == CBManagerState::poweredOn;
   if (isRadioUsable_ == isUsable) return;
-  const bool cameLate = isUsable && isRadioUsable_.has_value();
+  const bool cameLate = isUsable && isRadioUsable_.has_value() && !stopping_;
   isRadioUsable_ = isUsable;
   library_->say(isUsable ? "Bluetooth can be used" : "Bluetooth cannot be used");
   // Without a radio the library takes no locations, and does not ask again by itself.
@@ -102,22 +116,27 @@ void LibraryRun::started(const std::optional<Error>& error) {
   const Seconds delay = retryDelay_.next();
   library_->say(fmt::format("tries again in {:.0f} s", delay.count()));
   serviceManager_.status("the library did not start: " + error->localizedDescription());
-  retry_.arm(device_.mainQueue(), delay, [this] { library_->start(); });
+  retry_.arm(device_.mainQueue(), delay, [this] { startAgain(); });
 }
 
 /// Whoever reads the timeline sees it as it happens; when nobody does any more, it ends.
 void LibraryRun::printed() {
   if (std::cout.flush() || stopping_) return;
-  code_ = kFailure;
-  stopping_ = true;
   std::cerr << "ksbeacon: nobody reads the output any more\n";
+  end(kFailure);
+}
+
+void LibraryRun::end(int code) {
+  code_ = code;
+  stopping_ = true;
   loop_.quit();
 }
 
 void LibraryRun::refresh() {
   if (stopping_) return;
   serviceManager_.reloading();
-  library_->refresh();
+  startAgain();
+  if (!stopping_ && library_->manager()->started()) library_->refresh();
   serviceManager_.ready();
 }
 

@@ -65,8 +65,13 @@ class LibraryRun : private CBCentralManagerDelegate {
   void centralManagerDidUpdateState(CBCentralManager& central) override;
   void didDiscoverPeripheral(CBCentralManager& /*central*/, const CBPeripheral& /*peripheral*/,
                              const Dictionary& /*advertisementData*/, Dbm /*rssi*/) override {}
+  bool launch(const std::string& announcement);
+  /// Unless the library runs or is starting.
+  void startAgain();
   void started(const std::optional<Error>& error);
   void printed();
+  /// At once.
+  void end(int code);
   void refresh();
   void stop();
   void watch();
