@@ -147,7 +147,7 @@ TEST_F(RunCommandTest, EndsWhenNobodyReadsItsOutput) {
   EXPECT_THAT(result.errors, testing::EndsWith("ksbeacon: nobody reads the output any more\n1\n"));
 }
 
-TEST_F(RunCommandTest, RefusesWhatWouldGivePasswordsAway) {
+TEST_F(RunCommandTest, RefusesWrongOptionsAndWhatGivesPasswordsAway) {
   const std::string run = KS_COMMAND " run --user demo --portal ";
   chmod(password_.c_str(), 0644);
   const struct {
@@ -159,6 +159,7 @@ TEST_F(RunCommandTest, RefusesWhatWouldGivePasswordsAway) {
       {"ftp://x.example", "expected a URL that begins with https:// or http://"},
       {"https:///app", "expected a URL with a host"},
       {"https://x.example --tag =x", "expected NAME=VALUE"},
+      {"https://x.example --ca " + password_.string(), "expected a PEM file with certificates"},
       {"https://x.example --password secret", "--password"},
       {"https://x.example", "there is no password"},
   };

@@ -10,6 +10,7 @@
 #include <string_view>
 #include <vector>
 
+#include "BeaconSDK/Platform/Http/CertificateFile.h"
 #include "tools/ksbeacon/ExitCode.h"
 #include "tools/ksbeacon/PortalURL.h"
 #include "tools/ksbeacon/Terminal.h"
@@ -44,9 +45,9 @@ std::string checkTag(const std::string& tag) {
              : "";
 }
 
-std::string checkFile(const std::string& file) {
-  std::error_code ec;
-  return std::filesystem::is_regular_file(file, ec) ? "" : "expected a file, got \"" + file + "\"";
+std::string checkAuthorities(const std::string& file) {
+  return holdsCertificates(file) ? ""
+                                 : "expected a PEM file with certificates, got \"" + file + "\"";
 }
 
 bool isEncryptedOrLocal(const std::string& url) {
@@ -58,7 +59,10 @@ bool isEncryptedOrLocal(const std::string& url) {
 LibraryRunOptions optionsFor(const Arguments& arguments, std::string password) {
   LibraryRunOptions options;
   options.platform.version = KS_VERSION;
-  options.platform.additionalCertificateAuthorities = arguments.authorities;
+  if (!arguments.authorities.empty()) {
+    options.platform.additionalCertificateAuthorities =
+        std::filesystem::absolute(arguments.authorities);
+  }
   if (!arguments.state.empty()) {
     const std::filesystem::path state = std::filesystem::absolute(arguments.state);
     options.platform.folders =
@@ -149,7 +153,7 @@ void addRunCommand(CLI::App& app, int& code) {
       ->add_option("--ca", arguments->authorities,
                    "PEM file of certificate authorities to trust besides the system's")
       ->type_name("FILE")
-      ->check(checkFile);
+      ->check(checkAuthorities);
   command->add_flag("--no-notifications", arguments->quiet, "Show no notifications");
   command->add_flag("--json", arguments->json, "One JSON object per line");
   command->add_flag("--log", arguments->log, "Also the library's own trace");
