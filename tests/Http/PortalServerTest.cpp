@@ -166,6 +166,11 @@ TEST_F(CertificateTest, ServersAreVerified) {
     EXPECT_TRUE(makeCertificate("mine", "IP:127.0.0.1"));
     EXPECT_TRUE(makeCertificate("other", "IP:127.0.0.1"));
     EXPECT_TRUE(makeCertificate("elsewhere", "DNS:elsewhere.example"));
+    portalOptions.tlsCertificate = folder / "mine.crt";
+    portalOptions.tlsKey = folder / "other.key";
+    const auto started = PortalServer::start(portalOptions);
+    if (started) std::_Exit(2);
+    EXPECT_THAT(started.error().localizedDescription(), testing::HasSubstr("not the key of"));
     EXPECT_EQ(code("mine", "mine"), 0);
     EXPECT_EQ(code("mine", "missing"), kUntrusted);
     EXPECT_EQ(code("mine", "other"), kUntrusted);

@@ -11,6 +11,7 @@
 
 #include "BeaconSDK/Platform/Http/GLibOwned.h"
 #include "BeaconSDK/Platform/Http/HttpWorker.h"
+#include "tools/ksbeacon/portal/PortalCertificate.h"
 #include "tools/ksbeacon/portal/PortalConnection.h"
 #include "tools/ksbeacon/portal/PortalFaults.h"
 #include "tools/ksbeacon/portal/PortalSite.h"
@@ -123,12 +124,9 @@ std::optional<Error> PortalServer::Impl::listen() {
   server.reset(soup_server_new(nullptr, nullptr));
   int flags = 0;
   if (!options.tlsCertificate.empty() || !options.tlsKey.empty()) {
-    GError* error = nullptr;
-    const GObjectOwned<GTlsCertificate> certificate(g_tls_certificate_new_from_files(
-        options.tlsCertificate.c_str(), options.tlsKey.c_str(), &error));
-    const GLibOwned<GError> owned(error);
-    if (!certificate) return failure("certificate or key: " + std::string(error->message));
-    soup_server_set_tls_certificate(server.get(), certificate.get());
+    const auto certificate = readServerCertificate(options.tlsCertificate, options.tlsKey);
+    if (!certificate) return certificate.error();
+    soup_server_set_tls_certificate(server.get(), certificate->get());
     flags |= SOUP_SERVER_LISTEN_HTTPS;
   }
   // Bodies are cut off while they arrive, whatever length they announced.

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <filesystem>
+
+#include "BeaconSDK/Platform/Api/Result.h"
+#include "BeaconSDK/Platform/Http/GLibOwned.h"
+
+namespace ks::portal {
+
+/// Reads a certificate and its key from PEM files, and tries them on a client that trusts everyone:
+/// what comes back can serve. Blocks for as long as that takes, some milliseconds.
+Result<GObjectOwned<GTlsCertificate>> readServerCertificate(const std::filesystem::path& file,
+                                                            const std::filesystem::path& key);
+
+}  // namespace ks::portal
