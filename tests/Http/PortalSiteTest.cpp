@@ -180,6 +180,17 @@ TEST_F(PortalSiteTest, ServesLastGoodState) {
   EXPECT_EQ(entries(get("/contents/categories")), "");
   ASSERT_EQ(messages.size(), 3U);
   EXPECT_THAT(messages[0], testing::HasSubstr("categories.json:2: [0].name: expected text"));
+
+  const test::TemporaryFolder away;
+  std::filesystem::rename(folder.path(), away / "documents");
+  EXPECT_EQ(entries(get("/locations")), "near far ");
+  EXPECT_EQ(entries(get("/locations")), "near far ");
+  std::filesystem::rename(away / "documents", folder.path());
+  EXPECT_EQ(entries(get("/locations")), "near far ");
+  ASSERT_EQ(messages.size(), 5U);
+  EXPECT_EQ(messages[3],
+            folder.path().string() + ": not a folder; the last good state is served on");
+  EXPECT_EQ(messages[4], folder.path().string() + ": there again");
 }
 
 TEST_F(PortalSiteTest, StartsOnGoodDocumentsOnly) {

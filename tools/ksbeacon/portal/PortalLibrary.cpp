@@ -33,6 +33,13 @@ Result<bool> PortalLibrary::load() {
 }
 
 void PortalLibrary::refresh(const std::function<void(const std::string&)>& message) {
+  std::error_code error;
+  const bool isThere = std::filesystem::is_directory(folder_, error);
+  if (std::exchange(isFolderThere_, isThere) != isThere && message) {
+    message(folder_.string() +
+            (isThere ? ": there again" : ": not a folder; the last good state is served on"));
+  }
+  if (!isThere) return;
   for (const DocumentKind kind : kDocumentKinds) {
     State& state = states_[static_cast<std::size_t>(kind)];
     const Stamp stamp = stampOf(kind);

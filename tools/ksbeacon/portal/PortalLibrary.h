@@ -21,8 +21,8 @@ class PortalLibrary {
   /// Reads every document; an error says what the first wrong one has, and the library must not be
   /// used then.
   Result<bool> load();
-  /// Reads the files that changed. A broken one changes nothing; what is wrong with it, or that it
-  /// is good again, is told to `message`, once for each change of the file.
+  /// Reads the files that changed. A broken one changes nothing, nor does a folder that is gone;
+  /// what is wrong, or that it is good again, is told to `message`, once for each change.
   void refresh(const std::function<void(const std::string&)>& message);
 
   const boost::json::array& items(DocumentKind kind) const { return state(kind).items; }
@@ -44,6 +44,7 @@ class PortalLibrary {
   Stamp stampOf(DocumentKind kind) const;
 
   const std::filesystem::path folder_;
+  bool isFolderThere_ = true;
   std::array<State, kDocumentKinds.size()> states_;
 };
 

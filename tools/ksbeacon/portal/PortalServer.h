@@ -16,8 +16,9 @@ inline constexpr std::int64_t kPortalCannotListen = 2;
 /// The development portal: an HTTP server on a thread of its own that serves portal documents from
 /// a folder, checks credentials and records statistics.
 ///
-/// Documents are re-read when their files change; a broken one is reported through `onMessage` and
-/// the last good one goes on being served. Any thread may call any operation.
+/// Documents are re-read when their files change; a broken one, or that their folder is gone, is
+/// reported through `onMessage` and the last good ones go on being served. Any thread may call any
+/// operation.
 class PortalServer {
  public:
   /// Reads the documents and begins to listen. An error names what is wrong: the document's file,
