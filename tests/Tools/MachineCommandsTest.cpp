@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 
+#include <csignal>
 #include <cstdlib>
+#include <filesystem>
 #include <string>
 
 #include "tests/Linux/BluetoothAir.h"
@@ -78,6 +80,20 @@ TEST_F(MachineCommandsTest, ScanSaysWhyNothingComes) {
   EXPECT_EQ(scan.output(), "");
   EXPECT_THAT(scan.errors(), HasSubstr("\nksbeacon: Bluetooth: there is no Bluetooth daemon"));
   EXPECT_EQ(runCommand(KS_COMMAND " scan --for never").code, 2);
+}
+
+TEST(SimulateCommandTest, LeavesNothingBehindWhenInterrupted) {
+  const TemporaryFolder folder;
+  for (const int number : {SIGHUP, SIGINT, SIGTERM}) {
+    BackgroundCommand walk("env TMPDIR=" + folder.path().string() +
+                           " " KS_COMMAND " simulate --speed 1 " KS_SOURCE_DIR
+                           "/examples/scenarios/demo.json");
+    EXPECT_TRUE(walk.writes("launched"));
+    EXPECT_FALSE(std::filesystem::is_empty(folder.path()));
+    walk.signal(number);
+    EXPECT_EQ(walk.wait(), 128 + number);
+    EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
+  }
 }
 
 }  // namespace

@@ -26,13 +26,11 @@ RepeatedWalks repeatWalks(const Scenario& scenario, SimulationOptions options,
     });
     options.seed = first + walks.walks;
     const SimulationResult result = simulate(scenario, options, timeline);
-    if (!result.failure.empty()) {
-      walks.failure = result.failure;
-      return walks;
-    }
+    walks.failure = result.failure;
+    walks.interrupted = result.interrupted;
     // Others would be answered no better, and each waits for its time-outs.
     walks.portalIsSilent = result.portalIsSilent;
-    if (walks.portalIsSilent) return walks;
+    if (!walks.failure.empty() || walks.interrupted || walks.portalIsSilent) return walks;
     for (const std::string& content : fired) ++walks.fired[content];
     if (std::ranges::all_of(result.outcomes, &Expectations::Outcome::met)) ++walks.asExpected;
     if (whole) whole(static_cast<double>(walks.walks + 1) / static_cast<double>(count));

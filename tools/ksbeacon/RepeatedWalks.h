@@ -15,6 +15,8 @@ struct RepeatedWalks {
   std::string failure;
   /// It ended the first walk, and with it the work.
   bool portalIsSilent = false;
+  /// Not all of them were made.
+  bool interrupted = false;
   std::uint64_t walks = 0;
   /// Walks in which each content fired at least once, by its identifier; those that a walk's
   /// expectations name are there even when they never fired.

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cctype>
 #include <chrono>
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -76,6 +77,29 @@ int complain(const std::string& text, int code) {
   return code;
 }
 
+/// Keeps the signals that end a program from ending it while it has something to clear away.
+class Interruption {
+ public:
+  Interruption() {
+    for (const int number : {SIGHUP, SIGINT, SIGTERM}) {
+      // What the caller has this ignore stays ignored.
+      if (std::signal(number, note) == SIG_IGN) std::signal(number, SIG_IGN);
+    }
+  }
+  static bool came() { return signal_ != 0; }
+  /// As a shell tells the end by the signal.
+  static int exitCode() { return 128 + signal_; }
+
+ private:
+  static void note(int number) {
+    signal_ = number;
+    // Whoever asks again does not want to wait.
+    std::signal(number, SIG_DFL);
+  }
+
+  static inline volatile std::sig_atomic_t signal_ = 0;
+};
+
 /// Asked before the work, so that no long simulation ends in vain.
 bool canBeWritten(const std::filesystem::path& file) {
   std::error_code ignored;
@@ -126,6 +150,7 @@ int complainOfSilence(const std::string& portalURL) {
 int runRepeatedly(const Scenario& scenario, const SimulationOptions& options,
                   const Arguments& arguments) {
   const RepeatedWalks walks = repeatWalks(scenario, options, arguments.repeat);
+  if (walks.interrupted) return Interruption::exitCode();
   if (!walks.failure.empty()) return complain(walks.failure, kUsage);
   if (walks.portalIsSilent) return complainOfSilence(options.portalURL);
   for (const auto& [content, fired] : walks.fired) {
@@ -177,6 +202,8 @@ int runSimulation(const Arguments& arguments) {
   }
   ProgressLine progress;
   options.progress = [&progress](double share) { progress.show(share); };
+  const Interruption interruption;
+  options.isInterrupted = Interruption::came;
   if (arguments.repeat > 0) return runRepeatedly(scenario, options, arguments);
 
   TimelinePrinter::Options form;
@@ -197,6 +224,7 @@ int runSimulation(const Arguments& arguments) {
   }
 
   const SimulationResult result = simulate(scenario, options, timeline);
+  if (result.interrupted) return Interruption::exitCode();
   for (const std::string& message : result.portalMessages) complain(message, 0);
   // The embedded portal fails for its documents alone: it takes any free port.
   if (!result.failure.empty()) return complain(result.failure, kUsage);
@@ -226,7 +254,7 @@ void addSimulateCommand(CLI::App& app, int& code) {
       "  ksbeacon simulate demo.json --portal http://127.0.0.1:8080/app\n"
       "  ksbeacon simulate walk.gpx --documents examples/portal   along a recorded track\n"
       "Exit codes: 0 all expectations met, 1 one failed, 2 a mistake in the scenario or the\n"
-      "options, 3 the other portal did not answer.\n"
+      "options, 3 the other portal did not answer; ended by a signal, 128 and its number.\n"
       "docs/scenarios.md describes scenarios, docs/timeline.md the output.");
   command->add_option("SCENARIO", arguments->scenario, "Scenario file, or a GPX track")->required();
   command

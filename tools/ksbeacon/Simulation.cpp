@@ -57,16 +57,18 @@ class Run {
     plan();
   }
 
-  void run() {
+  /// False when it was interrupted.
+  bool run() {
     applyFaults(Seconds{0});
     launch(Seconds{0});
     for (const auto& [moment, action] : agenda_) {
       if (moment > end_) break;
-      passTime(moment);
+      if (!passTime(moment)) return false;
       action();
     }
-    passTime(end_);
+    if (!passTime(end_)) return false;
     kill(end_);
+    return true;
   }
 
   Seconds end() const { return end_; }
@@ -133,13 +135,14 @@ class Run {
   }
 
   /// In slices, so that somebody who waits can be told how far it is, and somebody who watches sees
-  /// time pass evenly.
-  void passTime(Seconds moment) {
+  /// time pass evenly. False when it was interrupted.
+  bool passTime(Seconds moment) {
     constexpr int kSlices = 200;
     constexpr Seconds kFrame{0.1};
     const Seconds slice =
         options_.speed > 0 ? kFrame * options_.speed : std::max(Seconds{1}, end_ / kSlices);
     while (now_ < moment) {
+      if (options_.isInterrupted && options_.isInterrupted()) return false;
       now_ = std::min(moment, now_ + slice);
       if (options_.speed > 0) {
         std::this_thread::sleep_until(
@@ -150,6 +153,7 @@ class Run {
       if (options_.progress) options_.progress(now_ / end_);
     }
     if (application_) application_->runUntil(scenario_.start + moment);
+    return true;
   }
 
   const Scenario& scenario_;
@@ -210,8 +214,9 @@ SimulationResult simulate(const Scenario& scenario, const SimulationOptions& opt
   const auto recorder =
       std::make_shared<TimelineRecorder>(scenario, watched, url, options.everyRanging);
   Run run(scenario, options, server.get(), recorder, url);
-  run.run();
+  result.interrupted = !run.run();
   if (server) server->stop();
+  if (result.interrupted) return result;
   result.portalIsSilent = !isOwnPortal && silences > 0 && replies == 0;
   result.outcomes = expectations.outcomes(run.end());
   for (const Expectations::Outcome& outcome : result.outcomes) {

@@ -28,12 +28,16 @@ struct SimulationOptions {
   double speed = 0;
   /// Told now and then how much of the day is over, 0 to 1.
   std::function<void(double)> progress;
+  /// Asked as often; true ends the simulation there. Empty: never.
+  std::function<bool()> isInterrupted;
 };
 
 /// How a simulation came out.
 struct SimulationResult {
   /// Why it could not be run; empty when it was.
   std::string failure;
+  /// It did not come to its end, so nothing is known of what was expected.
+  bool interrupted = false;
   /// What the portal said of its documents meanwhile.
   std::vector<std::string> portalMessages;
   /// Another portal was asked and answered nothing at all.
