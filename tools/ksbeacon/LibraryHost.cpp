@@ -66,7 +66,7 @@ void LibraryHost::startEnded(const std::optional<Error>& error) {
 }
 
 void LibraryHost::transferEnded(const HttpExchange& exchange) {
-  recorder_->transferEnded(exchange, exchange.body);
+  recorder_->transferEnded(exchange);
   const bool isRefusal = exchange.status == 401 && !exchange.error &&
                          exchange.url.absoluteString == options_.portalURL + "/contents/categories";
   if (!isRefusal || !manager_) return;

@@ -219,7 +219,7 @@ void TimelineRecorder::monitoringFailed(const CLRegion* region, const Error& err
        {"code", error.code()}});
 }
 
-void TimelineRecorder::transferEnded(const HttpExchange& exchange, const Data& body) {
+void TimelineRecorder::transferEnded(const HttpExchange& exchange) {
   const std::string target = targetOf(exchange.url);
   const std::string outcome = exchange.error    ? errorInWords(*exchange.error)
                               : exchange.status ? std::to_string(*exchange.status)
@@ -231,7 +231,7 @@ void TimelineRecorder::transferEnded(const HttpExchange& exchange, const Data& b
   say(TimelineKind::http, fmt::format("{} {}  {}", exchange.method, target, outcome),
       std::move(details));
   const bool taken = !exchange.error && exchange.status.value_or(0) / 100 == 2;
-  if (exchange.method == "POST" && taken) addStatistic(target, body);
+  if (exchange.method == "POST" && taken) addStatistic(target, exchange.body);
 }
 
 void TimelineRecorder::addStatistic(const std::string& target, const Data& body) {

@@ -47,8 +47,7 @@ class TimelineRecorder : public KSEngineObserver, public LocationListener {
   void ranged(const CLBeaconRegion& region, const std::vector<CLBeacon>& beacons) override;
   void monitoringFailed(const CLRegion* region, const Error& error) override;
 
-  /// With a body, a statistic's line also holds what it says and its zone.
-  void transferEnded(const HttpExchange& exchange, const Data& body = {});
+  void transferEnded(const HttpExchange& exchange);
 
  private:
   void add(TimelineEvent event);
