@@ -10,6 +10,8 @@ namespace {
 
 const std::string kUuid = "4B8E1A60-5D0C-4F3B-9E57-0C1D2E3F4A5B";
 
+const Date kNow = dateFromSecondsSince1970(1'777'885'200);  // 4 May 2026
+
 std::string beacon(const std::string& id, const std::string& minor, const std::string& content) {
   return "{\"id\":\"" + id + "\",\"uuid\":\"" + kUuid + "\",\"major\":1,\"minor\":" + minor +
          ",\"location\":{\"id\":\"l\"},\"content\":{\"id\":\"c\",\"type\":\"PUSH_TEXT\"" + content +
@@ -30,7 +32,7 @@ std::string problemIn(const char* file, const std::string& text) {
       folder / "locations.json",
       R"([{"id": "l", "name": "n", "latitude": 1, "longitude": 1, "refreshIntervalSeconds": 9}])");
   test::writeText(folder / file, text);
-  const auto problems = checkDocuments(folder.path());
+  const auto problems = checkDocuments(folder.path(), kNow);
   if (problems.empty()) return "";
   EXPECT_GT(problems.back().line, 0);
   return problems.back().member + ": " + problems.back().message;
@@ -39,6 +41,11 @@ std::string problemIn(const char* file, const std::string& text) {
 TEST(DocumentCheckTest, FindsWhatCannotWork) {
   const std::string on = ",\"categoryId\":\"1\",\"notifyOn\":\"ENTER\"";
   const std::string off = ",\"categoryId\":\"1\",\"notifyOn\":\"EXIT\"";
+  const std::string near = ",\"proximity\":\"NEAR\"";
+  const auto validUntil = [&](const std::string& day) {
+    std::string text = beacon("a", "1", on);
+    return text.insert(1, "\"validUntil\":\"" + day + "T12:00:00.0000000Z\",");
+  };
   const struct {
     const char* file;
     std::string text, problem;
@@ -53,6 +60,32 @@ TEST(DocumentCheckTest, FindsWhatCannotWork) {
       {"beacons.json", beacon("a", "1", on + ",\"notifyAfterXEvents\":2"),
        "[0].content.notifyAfterXEvents: can never fire: no second event comes within "
        "maxIntervalSeconds"},
+      {"beacons.json", beacon("a", "1", on + ",\"notifyAfterXEvents\":2,\"maxIntervalSeconds\":29"),
+       "[0].content.maxIntervalSeconds: can hardly fire: 2 events take at least 30 s, 30 s from "
+       "one "
+       "to the next because the beacon must fall silent, and only 29 s are given"},
+      {"beacons.json",
+       beacon("a", "1", on + near + ",\"notifyAfterXEvents\":3,\"maxIntervalSeconds\":9"),
+       "[0].content.maxIntervalSeconds: can hardly fire: 3 events take at least 10 s, 5 s from one "
+       "to the next because the proximity must be left, and only 9 s are given"},
+      {"beacons.json",
+       beacon("a", "1", on + near + ",\"notifyAfterXEvents\":3,\"maxIntervalSeconds\":10"), ""},
+      {"beacons.json",
+       beacon("a", "1", on + ",\"notifyAfterXEvents\":2,\"maxIntervalSeconds\":1") + ",\n" +
+           beacon("b", "2", on + ",\"notifyAfterXEvents\":2,\"maxIntervalSeconds\":1"),
+       ""},
+      {"beacons.json", beacon("a", "1", on + ",\"dwellingTimeSeconds\":-5"),
+       "[0].content.dwellingTimeSeconds: expected 0 or more seconds, got -5"},
+      {"beacons.json", beacon("a", "1", off + near),
+       "[0].content.proximity: can hardly fire: who walks away is seen elsewhere than NEAR when "
+       "the "
+       "content is asked; leave the proximity out to fire when the beacon falls silent"},
+      {"beacons.json", validUntil("2030-02-30"),
+       "[0].validUntil: there is no such date: 2030-02-30T12:00:00.0000000Z; it counts as missing"},
+      {"beacons.json", validUntil("2020-02-29"),
+       "[0].validUntil: is over since 2020-02-29T12:00:00.0000000Z: the beacon is asked for anew "
+       "whenever it is ranged, and a content with a proximity never fires"},
+      {"beacons.json", validUntil("2030-02-28"), ""},
       {"geofences.json", circle("g", "1", on) + ",\n" + circle("h", "1.001", on),
        "[1]: the circle overlaps that of [0]: both can be entered at once"},
       {"geofences.json", circle("g", "1", on) + ",\n" + circle("h", "1.01", on), ""},
@@ -66,7 +99,23 @@ TEST(DocumentCheckTest, FindsWhatCannotWork) {
   elsewhere.replace(elsewhere.find("\"l\""), 3, "\"m\"");
   EXPECT_EQ(problemIn("beacons.json", "[" + elsewhere + "]"),
             "[0].location.id: expected a location of locations.json, got m");
-  EXPECT_TRUE(checkDocuments(KS_SOURCE_DIR "/examples/portal").empty());
+  EXPECT_TRUE(checkDocuments(KS_SOURCE_DIR "/examples/portal", kNow).empty());
+}
+
+TEST(DocumentCheckTest, FindsThatDocumentsCannotBeHad) {
+  const test::TemporaryFolder folder;
+  const auto problem = [&] {
+    const auto problems = checkDocuments(folder.path() / "", kNow);
+    return problems.size() == 1 ? problems[0].description() : "";
+  };
+  EXPECT_EQ(problem(), folder.path().string() +
+                           ": expected categories.json, locations.json, beacons.json or "
+                           "geofences.json in it");
+  test::writeText(folder / "categories.json", "[]");
+  EXPECT_EQ(problem(), "");
+  std::filesystem::create_symlink("beacons.json", folder / "beacons.json");
+  EXPECT_EQ(problem(),
+            (folder / "beacons.json").string() + ": cannot be read, or is larger than 64 MiB");
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include "tools/ksbeacon/CheckCommand.h"
 
+#include <chrono>
 #include <filesystem>
 #include <iostream>
 #include <memory>
@@ -20,7 +21,7 @@ int checkFolder(const std::string& folder, bool json) {
     std::cerr << "ksbeacon: " << folder << ": expected a folder of portal documents\n";
     return kUsage;
   }
-  const auto problems = checkDocuments(folder);
+  const auto problems = checkDocuments(folder, std::chrono::system_clock::now());
   for (const portal::DocumentProblem& problem : problems) {
     std::cout << (json ? jsonText(Dictionary{{"file", problem.file.filename().string()},
                                              {"line", problem.line},

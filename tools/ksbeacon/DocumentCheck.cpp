@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <boost/json/object.hpp>
 #include <boost/json/value.hpp>
-#include <cstdlib>
 #include <iterator>
 #include <map>
 #include <string>
@@ -13,6 +12,7 @@
 #include <utility>
 
 #include "BeaconSDK/Platform/Api/CoreLocation.h"
+#include "tools/ksbeacon/ContentCheck.h"
 
 namespace ks::tool {
 
@@ -23,26 +23,6 @@ using portal::DocumentKind;
 using portal::DocumentProblem;
 using portal::PortalDocument;
 
-/// A member as text: numbers may be written either way. Empty when it is missing or of another
-/// kind.
-std::string textOf(const json::object& object, const char* name) {
-  const json::value* const value = object.if_contains(name);
-  if (value == nullptr) return "";
-  if (value->is_string()) return std::string(value->get_string());
-  if (value->is_int64()) return std::to_string(value->get_int64());
-  if (value->is_uint64()) return std::to_string(value->get_uint64());
-  return value->is_double() ? fmt::format("{}", value->get_double()) : "";
-}
-
-double numberOf(const json::object& object, const char* name) {
-  return std::strtod(textOf(object, name).c_str(), nullptr);
-}
-
-const json::object* objectIn(const json::object& object, const char* name) {
-  const json::value* const value = object.if_contains(name);
-  return value == nullptr ? nullptr : value->if_object();
-}
-
 std::string upperCase(std::string text) {
   for (char& c : text) c = static_cast<char>(c >= 'a' && c <= 'z' ? c - 'a' + 'A' : c);
   return text;
@@ -51,13 +31,18 @@ std::string upperCase(std::string text) {
 /// Looks at the four documents of a folder together.
 class Checker {
  public:
-  explicit Checker(const std::filesystem::path& folder) {
+  Checker(const std::filesystem::path& folder, Date now)
+      : folder_((folder / "").parent_path()), now_(now) {
     for (const DocumentKind kind : portal::kDocumentKinds) {
       documents_.emplace(kind, portal::readDocument(kind, folder));
     }
   }
 
   std::vector<DocumentProblem> run() {
+    if (std::ranges::none_of(documents_, [](const auto& each) { return each.second.exists; })) {
+      return {{folder_, 0, "",
+               "expected categories.json, locations.json, beacons.json or geofences.json in it"}};
+    }
     for (const DocumentKind kind : portal::kDocumentKinds) {
       Names identifiers;
       eachItem(kind, [&](const json::object& item, const std::string& path) {
@@ -65,12 +50,16 @@ class Checker {
       });
       known_[kind] = std::move(identifiers);
     }
+    eachItem(DocumentKind::beacons, [&](const json::object& item, const std::string&) {
+      if (const auto* const content = objectIn(item, "content")) ++sharing_[textOf(*content, "id")];
+    });
     Names beacons;
     eachItem(DocumentKind::beacons, [&](const json::object& item, const std::string& path) {
       checkBeacon(item, path, beacons);
     });
     eachItem(DocumentKind::geofences, [&](const json::object& item, const std::string& path) {
       checkCircle(item, path);
+      checkValidity(DocumentKind::geofences, item, now_, findingsOf(DocumentKind::geofences, path));
       checkContent(DocumentKind::geofences, item, path);
     });
     return inOrder();
@@ -117,6 +106,7 @@ class Checker {
                "expected a location of locations.json, got " + identifier);
       }
     }
+    checkValidity(DocumentKind::beacons, item, now_, findingsOf(DocumentKind::beacons, path));
     checkContent(DocumentKind::beacons, item, path);
   }
 
@@ -144,20 +134,17 @@ class Checker {
       report(kind, path + ".content.categoryId",
              fmt::format("can never fire: categories.json has no category {}", category));
     }
-    if (numberOf(*content, "notifyAfterXEvents") > 1 &&
-        numberOf(*content, "maxIntervalSeconds") <= 0) {
-      report(kind, path + ".content.notifyAfterXEvents",
-             "can never fire: no second event comes within maxIntervalSeconds");
-    }
-    const bool onExit = textOf(*content, "notifyOn") != "ENTER";
-    if (kind == DocumentKind::geofences && onExit &&
-        numberOf(*content, "dwellingTimeSeconds") > 0) {
-      report(kind, path + ".content.dwellingTimeSeconds",
-             "can never fire: on leaving a circle no stay is timed");
-    }
-    if (kind == DocumentKind::geofences && !textOf(*content, "proximity").empty()) {
-      report(kind, path + ".content.proximity", "has no effect: circles know no proximity");
-    }
+    const auto shared = sharing_.find(textOf(*content, "id"));
+    checkContentRules(
+        kind, *content,
+        kind == DocumentKind::beacons && shared != sharing_.end() ? shared->second : 1,
+        findingsOf(kind, path));
+  }
+
+  ZoneFindings findingsOf(DocumentKind kind, const std::string& path) {
+    return [this, kind, path](const std::string& member, std::string message) {
+      report(kind, path + "." + member, std::move(message));
+    };
   }
 
   std::vector<DocumentProblem> inOrder() {
@@ -170,15 +157,19 @@ class Checker {
     return all;
   }
 
+  const std::filesystem::path folder_;
+  const Date now_;
   std::map<DocumentKind, PortalDocument> documents_;
+  /// How many beacons have a content of this identifier.
+  std::map<std::string, std::size_t> sharing_;
   std::map<DocumentKind, Names> known_;
   std::vector<std::tuple<std::string, CLLocationCoordinate2D, double>> circles_;
 };
 
 }  // namespace
 
-std::vector<DocumentProblem> checkDocuments(const std::filesystem::path& folder) {
-  return Checker(folder).run();
+std::vector<DocumentProblem> checkDocuments(const std::filesystem::path& folder, Date now) {
+  return Checker(folder, now).run();
 }
 
 std::optional<DocumentNames> documentNames(const std::filesystem::path& folder) {

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "BeaconSDK/Platform/Api/Date.h"
 #include "tools/ksbeacon/portal/PortalDocuments.h"
 
 namespace ks::tool {
@@ -13,8 +14,9 @@ namespace ks::tool {
 /// Everything wrong with a folder of portal documents, in the order of documents and lines: what
 /// each document's shape forbids, and what can be told only by looking at them together: repeated
 /// identifiers and beacons, circles that overlap, references to unknown locations and categories,
-/// contents that can never fire.
-std::vector<portal::DocumentProblem> checkDocuments(const std::filesystem::path& folder);
+/// contents that can never or hardly fire, dates that are over at `now`; or that there is no
+/// document at all.
+std::vector<portal::DocumentProblem> checkDocuments(const std::filesystem::path& folder, Date now);
 
 /// The identifiers that a folder's beacons and circles have.
 struct DocumentNames {

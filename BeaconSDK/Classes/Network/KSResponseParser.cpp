@@ -19,8 +19,6 @@ namespace {
 using ks::Dictionary;
 using ks::Value;
 
-constexpr const char* kValidUntilFormat = "yyyy-MM-dd'T'HH:mm:ss.SSSSSSS'Z'";
-
 std::string_view textOf(const Dictionary& item, std::string_view key) {
   const std::string* text = item[key].string();
   return text ? std::string_view(*text) : std::string_view();

@@ -29,6 +29,9 @@ class NSDateFormatter;
 /// The outcome of unusual JSON stands at `ks::NSJSONSerialization`.
 class KSResponseParser {
  public:
+  /// How the portal writes `validUntil`: in UTC.
+  static constexpr const char* kValidUntilFormat = "yyyy-MM-dd'T'HH:mm:ss.SSSSSSS'Z'";
+
   /// Makes one record of a cleaned-up object; never null.
   using ItemConverter = std::function<std::shared_ptr<ks::Object>(const ks::Dictionary& item)>;
 

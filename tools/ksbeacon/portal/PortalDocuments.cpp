@@ -61,19 +61,17 @@ int PortalDocument::lineOf(std::string_view member) const { return lineOfMember(
 
 PortalDocument readDocument(DocumentKind kind, const std::filesystem::path& folder) {
   const auto file = folder / documentFileName(kind);
+  // A link that leads nowhere, or a folder that may not be searched, is no missing file.
   std::error_code error;
-  if (!std::filesystem::exists(file, error)) {
-    PortalDocument document;
-    document.kind = kind;
-    document.file = file;
-    return document;
-  }
-  auto text = readFile(file);
+  const bool exists =
+      std::filesystem::symlink_status(file, error).type() != std::filesystem::file_type::not_found;
+  auto text = exists ? readFile(file) : std::nullopt;
   if (!text) {
     PortalDocument document;
     document.kind = kind;
     document.file = file;
-    addProblem(document, 0, "", "cannot be read, or is larger than 64 MiB");
+    document.exists = exists;
+    if (exists) addProblem(document, 0, "", "cannot be read, or is larger than 64 MiB");
     return document;
   }
   return parseDocument(kind, file, std::move(*text));

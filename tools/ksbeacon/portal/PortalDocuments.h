@@ -37,6 +37,8 @@ struct DocumentProblem {
 struct PortalDocument {
   DocumentKind kind = DocumentKind::categories;
   std::filesystem::path file;
+  /// Whether the folder has anything of this name.
+  bool exists = true;
   std::string text;
   boost::json::array items;
   /// Everything wrong with it; empty for a good one.
