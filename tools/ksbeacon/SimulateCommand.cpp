@@ -11,11 +11,13 @@
 #include <fstream>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <string>
 #include <variant>
 
 #include "tools/ksbeacon/ExitCode.h"
 #include "tools/ksbeacon/ExpectedNames.h"
+#include "tools/ksbeacon/NumberOption.h"
 #include "tools/ksbeacon/PortalURL.h"
 #include "tools/ksbeacon/RepeatedWalks.h"
 #include "tools/ksbeacon/ScenarioReader.h"
@@ -31,7 +33,7 @@ struct Arguments {
   std::string scenario;
   std::string documents;
   double until = -1;
-  std::uint64_t seed = 0;
+  std::optional<std::uint64_t> seed;
   std::string state;
   std::string portal;
   std::string report;
@@ -191,7 +193,7 @@ int runSimulation(const Arguments& arguments) {
 
   SimulationOptions options;
   if (arguments.until >= 0) options.until = Seconds{arguments.until};
-  if (arguments.seed != 0) options.seed = arguments.seed;
+  options.seed = arguments.seed;
   options.state = arguments.state;
   options.portalURL = trimmedPortalURL(arguments.portal);
   options.log = arguments.log;
@@ -263,10 +265,10 @@ void addSimulateCommand(CLI::App& app, int& code) {
       ->type_name("DIR");
   command->add_option("--until", arguments->until, "End after so many seconds of the day")
       ->type_name("SECONDS")
-      ->check(CLI::Range(0.001, 366.0 * 24 * 3600).description(""));
+      ->check(numberBetween(0.001, 366.0 * 24 * 3600));
   command->add_option("--seed", arguments->seed, "Seed of all noise, instead of the scenario's")
       ->type_name("NUMBER")
-      ->check(CLI::Validator(CLI::PositiveNumber).description(""));
+      ->check(numberBetween<std::uint64_t>(0, 1'000'000'000'000'000));
   command
       ->add_option("--state", arguments->state, "Folder of the device's files, kept between runs")
       ->type_name("DIR");
@@ -278,12 +280,12 @@ void addSimulateCommand(CLI::App& app, int& code) {
   command
       ->add_option("--speed", arguments->speed, "Simulated seconds per real second; 1: real time")
       ->type_name("FACTOR")
-      ->check(CLI::Range(0.001, 100000.0).description(""));
+      ->check(numberBetween(0.001, 100000.0));
   command
       ->add_option("--repeat", arguments->repeat,
                    "Walk so many times with other noise; tell how often each content fired")
       ->type_name("NUMBER")
-      ->check(CLI::Range(1, 100000).description(""))
+      ->check(numberBetween(1, 100000))
       ->excludes("--state");
   command->add_option("--vary", arguments->vary, "What differs between the walks: noise")
       ->type_name("WHAT")

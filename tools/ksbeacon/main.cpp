@@ -2,6 +2,7 @@
 #include <exception>
 #include <iostream>
 #include <memory>
+#include <string>
 
 #include "tools/ksbeacon/CheckCommand.h"
 #include "tools/ksbeacon/ExitCode.h"
@@ -15,6 +16,17 @@
 #include "tools/ksbeacon/manual/HelpCommand.h"
 
 namespace {
+
+/// What is wrong, and whose help tells more.
+std::string mistakeIn(const CLI::App& app, const CLI::ParseError& error) {
+  const auto commands = app.get_subcommands();
+  if (!commands.empty()) {
+    return std::string(error.what()) + "; see ksbeacon " + commands.front()->get_name() + " --help";
+  }
+  const auto unknown = app.remaining();
+  return (unknown.empty() ? error.what() : "there is no subcommand or option " + unknown.front()) +
+         "; see ksbeacon --help";
+}
 
 int run(int argc, char** argv) {
   CLI::App app(
@@ -51,7 +63,7 @@ int run(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     // Help and version are answers, not mistakes.
     if (error.get_exit_code() == 0) return app.exit(error);
-    std::cerr << "ksbeacon: " << error.what() << "; see ksbeacon --help\n";
+    std::cerr << "ksbeacon: " << mistakeIn(app, error) << '\n';
     return ks::tool::kUsage;
   }
   return code;

@@ -11,6 +11,7 @@
 #include "BeaconSDK/Platform/Location/LocationEngine.h"
 #include "BeaconSDK/Platform/Location/Wakeup.h"
 #include "tools/ksbeacon/ExitCode.h"
+#include "tools/ksbeacon/NumberOption.h"
 #include "tools/ksbeacon/Terminal.h"
 #include "tools/ksbeacon/TimelineEvent.h"
 #include "tools/ksbeacon/device/Services.h"
@@ -106,7 +107,7 @@ void addDoctorCommand(CLI::App& app, int& code) {
       ->add_option("--wait", arguments->patience,
                    "Seconds that services have to answer; less when all are ready sooner")
       ->type_name("SECONDS")
-      ->check(CLI::Range(0.1, 600.0).description(""))
+      ->check(numberBetween(0.1, 600.0))
       ->capture_default_str();
   command->add_flag("--json", arguments->json, "One JSON object per line");
   command->callback(

@@ -10,6 +10,7 @@
 #include "BeaconSDK/Platform/Location/LocationEngine.h"
 #include "BeaconSDK/Platform/Location/Wakeup.h"
 #include "tools/ksbeacon/ExitCode.h"
+#include "tools/ksbeacon/NumberOption.h"
 #include "tools/ksbeacon/Terminal.h"
 #include "tools/ksbeacon/device/BeaconList.h"
 #include "tools/ksbeacon/device/ScanText.h"
@@ -141,7 +142,7 @@ void addScanCommand(CLI::App& app, int& code) {
       "(ksbeacon doctor tells what to do).");
   command->add_option("--for", arguments->span, "End after so many seconds")
       ->type_name("SECONDS")
-      ->check(CLI::Range(0.1, 366.0 * 24 * 3600).description(""));
+      ->check(numberBetween(0.1, 366.0 * 24 * 3600));
   command->add_flag("--json", arguments->json, "One JSON object per line");
   command->callback([arguments, &code] {
     Scan scan(arguments->json);
