@@ -96,5 +96,33 @@ TEST(SimulateCommandTest, LeavesNothingBehindWhenInterrupted) {
   }
 }
 
+TEST_F(MachineCommandsTest, PortalTakesFaultsWhileItServes) {
+  const std::string portal = KS_COMMAND " portal " KS_SOURCE_DIR "/examples/portal --port 0 <";
+  writeText(
+      folder_ / "lines",
+      "fault status:401@/beacons\n\n fault slow:0.5\nfault drop@beacons\nfaults\nbreak\nclear");
+  for (const std::string& input : {(folder_ / "lines").string(), std::string("&-")}) {
+    BackgroundCommand command(portal + input);
+    const char* const last = input == "&-" ? "stop with Ctrl-C" : "faults: none\n";
+    EXPECT_TRUE(runLoopUntil([&] { return command.errors().find(last) != std::string::npos; }))
+        << command.errors();
+    if (input != "&-") {
+      EXPECT_THAT(
+          command.errors(),
+          HasSubstr("\nfaults: status:401@/beacons\n"
+                    "faults: status:401@/beacons, slow:0.5\n"
+                    "ksbeacon: expected a path that begins with \"/\" in \"drop@beacons\", as in "
+                    "drop@/beacons\n"
+                    "faults: status:401@/beacons, slow:0.5\n"
+                    "ksbeacon: expected \"fault FAULT\", \"faults\" or \"clear\", got "
+                    "\"break\"\n"));
+    }
+    EXPECT_EQ(command.wait(Seconds{0.2}), -1) << "the end of input ends no portal";
+    command.signal(SIGTERM);
+    EXPECT_EQ(command.wait(), 0);
+    EXPECT_THAT(command.errors(), testing::EndsWith("\nstopped\n"));
+  }
+}
+
 }  // namespace
 }  // namespace ks::test

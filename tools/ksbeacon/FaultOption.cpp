@@ -75,4 +75,15 @@ std::variant<portal::Fault, std::string> faultFromOption(const std::string& text
       text);
 }
 
+std::string faultText(const portal::Fault& fault) {
+  std::string text;
+  for (const Form& form : kForms) {
+    if (form.kind != fault.kind) continue;
+    text = form.name;
+    if (form.value == Form::Value::status) text += fmt::format(":{}", fault.status);
+    if (form.value == Form::Value::seconds) text += fmt::format(":{}", fault.delay.count());
+  }
+  return fault.path.empty() ? text : text + "@" + fault.path;
+}
+
 }  // namespace ks::tool

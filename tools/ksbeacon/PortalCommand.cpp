@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <csignal>
 #include <filesystem>
 #include <iostream>
 #include <memory>
@@ -14,7 +13,9 @@
 #include "BeaconSDK/Platform/Api/Value.h"
 #include "tools/ksbeacon/ExitCode.h"
 #include "tools/ksbeacon/FaultOption.h"
+#include "tools/ksbeacon/NumberOption.h"
 #include "tools/ksbeacon/ObjectReader.h"
+#include "tools/ksbeacon/PortalConsole.h"
 #include "tools/ksbeacon/TimelineEvent.h"
 #include "tools/ksbeacon/portal/PortalServer.h"
 
@@ -49,24 +50,6 @@ std::string readCredentials(const std::string& file, portal::PortalOptions& opti
   return mistakes.first() ? mistakes.first()->message() : "";
 }
 
-/// Lets SIGINT and SIGTERM wait for `wait`, on this thread and on all that it starts.
-class StopSignals {
- public:
-  StopSignals() {
-    sigemptyset(&signals_);
-    sigaddset(&signals_, SIGINT);
-    sigaddset(&signals_, SIGTERM);
-    pthread_sigmask(SIG_BLOCK, &signals_, nullptr);
-  }
-  void wait() const {
-    int signal = 0;
-    sigwait(&signals_, &signal);
-  }
-
- private:
-  sigset_t signals_{};
-};
-
 /// Prints requests as they come, whole lines whichever thread they come from.
 class RequestPrinter {
  public:
@@ -99,6 +82,7 @@ class RequestPrinter {
 };
 
 int servePortal(const Arguments& arguments) {
+  PortalConsole console;
   portal::PortalOptions options;
   options.documents = arguments.documents;
   options.port = arguments.port;
@@ -130,7 +114,6 @@ int servePortal(const Arguments& arguments) {
   options.onStatistic = [&](const portal::PortalStatistic& statistic) { printer.print(statistic); };
   options.onMessage = [](const std::string& message) { complain(message, 0); };
 
-  const StopSignals signals;
   const bool own = !arguments.credentials.empty();
   const auto server = portal::PortalServer::start(std::move(options));
   if (!server) {
@@ -142,7 +125,8 @@ int servePortal(const Arguments& arguments) {
                            own ? "asking for the credentials of " + arguments.credentials
                                : "asking for user demo, password demo; --credentials FILE changes "
                                  "that");
-  signals.wait();
+  console.wait(
+      [&](const std::string& line) { std::cerr << obeyFaultLine(line, **server) << '\n'; });
   (*server)->stop();
   std::cerr << "stopped\n";
   return kSuccess;
@@ -159,11 +143,20 @@ void addPortalCommand(CLI::App& app, int& code) {
       "  ksbeacon portal examples/portal --record events.jsonl    keep the statistics\n"
       "  ksbeacon portal examples/portal --fault status:401@/beacons --fault latency:2\n"
       "  curl -u demo:demo http://127.0.0.1:8080/app/locations\n"
-      "Documents are read again when they change. Faults: status:CODE, latency:SECONDS,\n"
-      "slow:SECONDS, truncate, not-json, drop, each with @PATH for some requests only.");
+      "Documents are read again when they change. Faults, the first that matches decides:\n"
+      "  status:CODE        400 to 599 instead of the answer\n"
+      "  latency:SECONDS    the answer comes so much later\n"
+      "  slow:SECONDS       it comes in up to 17 pieces, each so long after the one before\n"
+      "  truncate           half of the body, then the connection ends\n"
+      "  not-json           200 with text that is no JSON\n"
+      "  drop               the connection ends without an answer\n"
+      "With @PATH only for requests whose path below /app begins so. While it serves, lines on\n"
+      "standard input change the faults: \"fault status:401@/beacons\" adds one, \"faults\" lists\n"
+      "them, \"clear\" removes all. docs/portal.md describes documents and requests.");
   command->add_option("DIR", arguments->documents, "Folder of the documents")->required();
   command->add_option("--port", arguments->port, "Port to listen on; 0 picks a free one")
       ->type_name("PORT")
+      ->check(numberBetween<std::uint16_t>(0, 65535))
       ->capture_default_str();
   command->add_option("--address", arguments->address, "Address to listen on")
       ->type_name("ADDRESS")

@@ -17,6 +17,11 @@ void PortalFaults::clear() {
   faults_.clear();
 }
 
+std::vector<Fault> PortalFaults::all() const {
+  std::lock_guard lock(mutex_);
+  return {faults_.begin(), faults_.end()};
+}
+
 std::optional<Fault> PortalFaults::take(std::string_view path) {
   std::lock_guard lock(mutex_);
   const auto found = std::find_if(faults_.begin(), faults_.end(),

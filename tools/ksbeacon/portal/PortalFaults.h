@@ -17,11 +17,13 @@ class PortalFaults {
 
   void add(Fault fault);
   void clear();
+  /// In the order in which they are asked about.
+  std::vector<Fault> all() const;
   /// The first fault for `path` ("/beacons"), counted down.
   std::optional<Fault> take(std::string_view path);
 
  private:
-  std::mutex mutex_;
+  mutable std::mutex mutex_;
   std::list<Fault> faults_;
 };
 

@@ -324,6 +324,8 @@ void PortalServer::addFault(Fault fault) { impl_->faults.add(std::move(fault)); 
 
 void PortalServer::clearFaults() { impl_->faults.clear(); }
 
+std::vector<Fault> PortalServer::faults() const { return impl_->faults.all(); }
+
 void PortalServer::stop() {
   impl_->worker.stop([impl = impl_.get()] { impl->end(); });
 }

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "BeaconSDK/Platform/Api/Result.h"
 #include "tools/ksbeacon/portal/PortalOptions.h"
@@ -36,6 +37,8 @@ class PortalServer {
   /// Adds a fault behind those at work.
   void addFault(Fault fault);
   void clearFaults();
+  /// Those at work; the first that matches a request decides.
+  std::vector<Fault> faults() const;
 
   /// Stops listening, lets requests that arrived whole finish, and closes the statistics file.
   /// Does nothing the second time.
