@@ -47,6 +47,7 @@ void addCheckCommand(CLI::App& app, int& code) {
       "Examples:\n"
       "  ksbeacon check examples/portal           what is wrong, with file, line and reason\n"
       "  ksbeacon check examples/portal --json    one JSON object per problem\n"
+      "docs/portal.md describes the documents.\n"
       "Exit codes: 0 nothing is wrong, 1 something is, 2 there is no such folder.");
   command->add_option("DIR", arguments->folder, "Folder of the documents")->required();
   command->add_flag("--json", arguments->json, "One JSON object per line");
