@@ -3,7 +3,9 @@
 #include <fcntl.h>
 #include <glib.h>
 #include <signal.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -32,6 +34,18 @@ pid_t spawn(const std::vector<std::string>& arguments, const fs::path& output = 
     _exit(127);
   }
   return pid;
+}
+
+/// A socket is there some time before it listens.
+bool acceptsConnections(const fs::path& path) {
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  path.string().copy(address.sun_path, sizeof address.sun_path - 1);
+  const int probe = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  const bool accepted =
+      connect(probe, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+  close(probe);
+  return accepted;
 }
 
 }  // namespace
@@ -94,7 +108,7 @@ void PrivateBus::start() {
   fs::remove(folder_.path() / "socket", ignored);
   daemon_ = ChildProcess({"dbus-daemon", "--nofork", "--nopidfile",
                           "--config-file=" + (folder_.path() / "bus.conf").string()});
-  runLoopUntil([&] { return fs::exists(folder_.path() / "socket", ignored); });
+  runLoopUntil([&] { return acceptsConnections(folder_.path() / "socket"); });
 }
 
 void PrivateBus::offer(const std::string& name, const std::string& command) {
