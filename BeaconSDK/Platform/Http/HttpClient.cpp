@@ -17,12 +17,34 @@ constexpr Seconds kCacheWritingDelay{0.5};
 /// How long an ending client waits for cancelled operations to come back.
 constexpr Seconds kEndingTimeout{5};
 
+/// GObject makes classes under one lock. When a class of libsoup registers a type of GIO in there
+/// while another thread, as one that connects to a message bus, registers it too, each waits for
+/// the other for good. What is registered before is only looked up.
+void registerTypes() {
+  for (const GType type : {
+           G_TYPE_INET_SOCKET_ADDRESS,
+           G_TYPE_IO_STREAM,
+           G_TYPE_PROXY_RESOLVER,
+           G_TYPE_SOCKET,
+           G_TYPE_SOCKET_ADDRESS,
+           G_TYPE_SOCKET_CONNECTABLE,
+           G_TYPE_TLS_CERTIFICATE,
+           G_TYPE_TLS_CERTIFICATE_FLAGS,
+           G_TYPE_TLS_DATABASE,
+           G_TYPE_TLS_INTERACTION,
+           G_TYPE_URI,
+       }) {
+    g_type_ensure(type);
+  }
+}
+
 }  // namespace
 
 HttpClient::HttpClient(HttpWorker& worker, HttpClientOptions options)
     : worker_(worker), options_(std::move(options)), cacheWriting_([this] {
         if (cache_) soup_cache_dump(cache_.get());
       }) {
+  registerTypes();
   const guint perHost = static_cast<guint>(std::clamp(options_.maximumConnectionsPerHost, 1, 64));
   // Time-outs are the transfers' own; hosts are limited, their number is not.
   session_.reset(soup_session_new_with_options("max-conns", std::max(perHost, 64U),
