@@ -54,15 +54,10 @@ check_tidy() {
 }
 
 run_tests() {  # run_tests PRESET [ctest options]
-  local preset=$1 failed=0
+  local preset=$1
   shift
-  # Twice the cores: many tests wait for services. Those that start daemons of the machine may be
-  # tried twice, since a daemon now and then takes longer than a test waits; the output tells of it.
-  local daemons='^(Linux|RealGeoClue|StandInGeoClue|MachineCommands|RunCommand|Password|Walk)'
-  local run=(ctest --test-dir "build/$preset" --output-on-failure -j $((2 * $(nproc))) "$@")
-  "${run[@]}" -E "$daemons" || failed=1
-  "${run[@]}" -R "$daemons" --repeat until-pass:2 || failed=1
-  return $failed
+  # Twice the cores: many tests wait for services.
+  ctest --test-dir "build/$preset" --output-on-failure -j $((2 * $(nproc))) "$@"
 }
 
 mkdir -p build
