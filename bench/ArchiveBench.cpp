@@ -8,8 +8,8 @@
 
 #include "BeaconSDK/Classes/Beacon/Content/KSHTMLProximityZoneContent.h"
 #include "BeaconSDK/Classes/Beacon/KSPrivateBeacon.h"
+#include "BeaconSDK/Classes/Common/Foundation/Archives/NSKeyedUnarchiver.h"
 #include "BeaconSDK/Classes/Common/Foundation/NSFileManager+Helpers.h"
-#include "BeaconSDK/Classes/Common/Foundation/NSKeyedUnarchiver.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedPlatform.h"
 
 namespace {

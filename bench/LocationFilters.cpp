@@ -2,8 +2,8 @@
 
 #include <cstdio>
 
-#include "BeaconSDK/Platform/Location/PacketGaps.h"
-#include "BeaconSDK/Platform/Location/RssiFilter.h"
+#include "BeaconSDK/Platform/Location/Radio/PacketGaps.h"
+#include "BeaconSDK/Platform/Location/Radio/RssiFilter.h"
 #include "tests/Location/RadioWalk.h"
 
 namespace {

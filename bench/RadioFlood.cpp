@@ -17,9 +17,9 @@
 #include <string>
 
 #include "BeaconSDK/Platform/Http/GLibOwned.h"
-#include "BeaconSDK/Platform/Linux/LinuxClock.h"
 #include "BeaconSDK/Platform/Linux/LinuxServices.h"
-#include "BeaconSDK/Platform/Linux/MainQueue.h"
+#include "BeaconSDK/Platform/Linux/Loop/LinuxClock.h"
+#include "BeaconSDK/Platform/Linux/Loop/MainQueue.h"
 #include "tests/Linux/LinuxFixture.h"
 
 namespace {

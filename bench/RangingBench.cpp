@@ -4,7 +4,7 @@
 #include <sys/resource.h>
 
 #include "BeaconSDK/Classes/Beacon/Content/KSTextPushProximityZoneContent.h"
-#include "BeaconSDK/Classes/Manager/KSEngineRooms.h"
+#include "BeaconSDK/Classes/Manager/Engine/KSEngineRooms.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedPlatform.h"
 
 namespace {

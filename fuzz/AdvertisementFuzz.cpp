@@ -2,7 +2,7 @@
 #include <cstdint>
 #include <span>
 
-#include "BeaconSDK/Platform/Location/Advertisement.h"
+#include "BeaconSDK/Platform/Location/Radio/Advertisement.h"
 
 /// Radio bytes of any content are read or skipped, in memory bounded by their size.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

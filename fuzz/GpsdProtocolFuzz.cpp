@@ -4,7 +4,7 @@
 #include <string_view>
 #include <variant>
 
-#include "BeaconSDK/Platform/Linux/GpsdProtocol.h"
+#include "BeaconSDK/Platform/Linux/Positions/GpsdProtocol.h"
 
 /// Whatever answers at the daemon's port is read or skipped; what counts as a position is one.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

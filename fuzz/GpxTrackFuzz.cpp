@@ -2,7 +2,7 @@
 #include <cstdint>
 #include <string_view>
 
-#include "tools/ksbeacon/GpxTrack.h"
+#include "tools/ksbeacon/scenario/GpxTrack.h"
 
 /// Tracks of any content are read or refused; what is read stays within its promises.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

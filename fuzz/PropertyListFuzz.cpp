@@ -4,8 +4,8 @@
 #include <span>
 
 #include "BeaconSDK/Classes/Beacon/KSPrivateBeacon.h"
-#include "BeaconSDK/Classes/Common/Foundation/NSKeyedUnarchiver.h"
-#include "BeaconSDK/Classes/Common/Foundation/NSPropertyListSerialization.h"
+#include "BeaconSDK/Classes/Common/Foundation/Archives/NSKeyedUnarchiver.h"
+#include "BeaconSDK/Classes/Common/Foundation/PropertyLists/NSPropertyListSerialization.h"
 #include "BeaconSDK/Classes/Location/KSLocation.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {

@@ -2,7 +2,7 @@
 #include <cstdint>
 #include <string_view>
 
-#include "BeaconSDK/Platform/Location/RegionStateFile.h"
+#include "BeaconSDK/Platform/Location/Regions/RegionStateFile.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 #include <cstdint>
 #include <string_view>
 
-#include "tools/ksbeacon/ScenarioReader.h"
+#include "tools/ksbeacon/scenario/ScenarioReader.h"
 
 /// Scenario files of any content are read or refused, in bounded time and memory.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

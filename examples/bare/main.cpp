@@ -8,8 +8,8 @@
 
 #include "BeaconSDK/KSBeaconSDK.h"
 #include "BeaconSDK/Platform/Linux/LinuxApplication.h"
-#include "BeaconSDK/Platform/Linux/LinuxNotificationCenter.h"
 #include "BeaconSDK/Platform/Linux/LinuxPlatform.h"
+#include "BeaconSDK/Platform/Linux/Notifications/LinuxNotificationCenter.h"
 
 namespace {
 

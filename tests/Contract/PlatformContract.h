@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "BeaconSDK/Platform/Api/Platform.h"
-#include "BeaconSDK/Platform/Location/Advertisement.h"
+#include "BeaconSDK/Platform/Location/Radio/Advertisement.h"
 
 namespace ks::test {
 

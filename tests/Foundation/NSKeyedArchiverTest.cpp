@@ -5,9 +5,9 @@
 #include <fstream>
 #include <memory>
 
+#include "BeaconSDK/Classes/Common/Foundation/Archives/NSKeyedUnarchiver.h"
+#include "BeaconSDK/Classes/Common/Foundation/Archives/NSObject+AutoCoding.h"
 #include "BeaconSDK/Classes/Common/Foundation/NSFileManager+Helpers.h"
-#include "BeaconSDK/Classes/Common/Foundation/NSKeyedUnarchiver.h"
-#include "BeaconSDK/Classes/Common/Foundation/NSObject+AutoCoding.h"
 #include "BeaconSDK/Classes/Common/Foundation/NSValue.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedPlatform.h"
 

@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 
-#include "BeaconSDK/Classes/Common/Foundation/NSKeyedUnarchiver.h"
-#include "BeaconSDK/Classes/Common/Foundation/NSObject+AutoCoding.h"
+#include "BeaconSDK/Classes/Common/Foundation/Archives/NSKeyedUnarchiver.h"
+#include "BeaconSDK/Classes/Common/Foundation/Archives/NSObject+AutoCoding.h"
 #include "tests/Support/PlatformFixture.h"
 
 namespace ks {

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "BeaconSDK/Classes/Common/Foundation/NSPropertyListSerialization.h"
+#include "BeaconSDK/Classes/Common/Foundation/PropertyLists/NSPropertyListSerialization.h"
 
 namespace ks {
 

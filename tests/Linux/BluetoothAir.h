@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "BeaconSDK/Platform/Http/GLibOwned.h"
-#include "BeaconSDK/Platform/Location/Advertisement.h"
+#include "BeaconSDK/Platform/Location/Radio/Advertisement.h"
 #include "tests/Linux/LinuxFixture.h"
 
 namespace ks::test {

@@ -3,8 +3,8 @@
 #include <string>
 
 #include "BeaconSDK/Platform/Http/GLibOwned.h"
-#include "BeaconSDK/Platform/Linux/BlueZDeviceProperties.h"
-#include "BeaconSDK/Platform/Linux/BlueZDevices.h"
+#include "BeaconSDK/Platform/Linux/Bluetooth/BlueZDeviceProperties.h"
+#include "BeaconSDK/Platform/Linux/Bluetooth/BlueZDevices.h"
 
 namespace ks::test {
 

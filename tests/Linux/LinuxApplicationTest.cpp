@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "BeaconSDK/Platform/Linux/LinuxApplication.h"
-#include "BeaconSDK/Platform/Linux/LinuxClock.h"
-#include "BeaconSDK/Platform/Linux/MainQueue.h"
+#include "BeaconSDK/Platform/Linux/Loop/LinuxClock.h"
+#include "BeaconSDK/Platform/Linux/Loop/MainQueue.h"
 #include "tests/Linux/LinuxFixture.h"
 
 namespace ks::test {

@@ -2,8 +2,8 @@
 
 #include <memory>
 
-#include "BeaconSDK/Platform/Linux/LinuxNotificationCenter.h"
 #include "BeaconSDK/Platform/Linux/LinuxPlatform.h"
+#include "BeaconSDK/Platform/Linux/Notifications/LinuxNotificationCenter.h"
 #include "tests/Contract/PlatformContract.h"
 #include "tests/Linux/LinuxFixture.h"
 

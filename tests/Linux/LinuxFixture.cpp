@@ -13,7 +13,7 @@
 #include <thread>
 #include <utility>
 
-#include "BeaconSDK/Platform/Linux/LinuxClock.h"
+#include "BeaconSDK/Platform/Linux/Loop/LinuxClock.h"
 
 namespace ks::test {
 

@@ -7,12 +7,12 @@
 #include <string>
 #include <vector>
 
-#include "BeaconSDK/Platform/Linux/LinuxConsole.h"
-#include "BeaconSDK/Platform/Linux/LinuxDevice.h"
-#include "BeaconSDK/Platform/Linux/LinuxFolders.h"
-#include "BeaconSDK/Platform/Linux/LinuxLocale.h"
-#include "BeaconSDK/Platform/Linux/LinuxUserDefaults.h"
-#include "BeaconSDK/Platform/Linux/PrivateFile.h"
+#include "BeaconSDK/Platform/Linux/Machine/LinuxConsole.h"
+#include "BeaconSDK/Platform/Linux/Machine/LinuxDevice.h"
+#include "BeaconSDK/Platform/Linux/Machine/LinuxFolders.h"
+#include "BeaconSDK/Platform/Linux/Machine/LinuxLocale.h"
+#include "BeaconSDK/Platform/Linux/Machine/LinuxUserDefaults.h"
+#include "BeaconSDK/Platform/Linux/Machine/PrivateFile.h"
 #include "tests/Linux/LinuxFixture.h"
 
 namespace ks::test {

@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "BeaconSDK/Platform/Linux/LinuxClock.h"
-#include "BeaconSDK/Platform/Linux/LinuxPositions.h"
-#include "BeaconSDK/Platform/Linux/MainQueue.h"
+#include "BeaconSDK/Platform/Linux/Loop/LinuxClock.h"
+#include "BeaconSDK/Platform/Linux/Loop/MainQueue.h"
+#include "BeaconSDK/Platform/Linux/Positions/LinuxPositions.h"
 #include "tests/Linux/PositionServices.h"
 
 namespace ks::test {

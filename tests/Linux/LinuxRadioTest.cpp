@@ -4,9 +4,9 @@
 #include <string>
 #include <vector>
 
-#include "BeaconSDK/Platform/Linux/LinuxClock.h"
 #include "BeaconSDK/Platform/Linux/LinuxServices.h"
-#include "BeaconSDK/Platform/Linux/MainQueue.h"
+#include "BeaconSDK/Platform/Linux/Loop/LinuxClock.h"
+#include "BeaconSDK/Platform/Linux/Loop/MainQueue.h"
 #include "tests/Linux/BluetoothAir.h"
 
 namespace ks::test {

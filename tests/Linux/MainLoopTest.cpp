@@ -3,7 +3,7 @@
 
 #include <thread>
 
-#include "BeaconSDK/Platform/Linux/MainLoop.h"
+#include "BeaconSDK/Platform/Linux/Loop/MainLoop.h"
 
 namespace ks::test {
 

@@ -7,11 +7,11 @@
 #include <vector>
 
 #include "BeaconSDK/Platform/Http/GLibOwned.h"
-#include "BeaconSDK/Platform/Linux/BusService.h"
-#include "BeaconSDK/Platform/Linux/DesktopNotificationCenter.h"
-#include "BeaconSDK/Platform/Linux/LinuxClock.h"
-#include "BeaconSDK/Platform/Linux/MainQueue.h"
-#include "BeaconSDK/Platform/Linux/PrivateFile.h"
+#include "BeaconSDK/Platform/Linux/Bus/BusService.h"
+#include "BeaconSDK/Platform/Linux/Loop/LinuxClock.h"
+#include "BeaconSDK/Platform/Linux/Loop/MainQueue.h"
+#include "BeaconSDK/Platform/Linux/Machine/PrivateFile.h"
+#include "BeaconSDK/Platform/Linux/Notifications/DesktopNotificationCenter.h"
 #include "tests/Linux/LinuxFixture.h"
 
 namespace ks::test {

@@ -9,9 +9,9 @@
 #include <variant>
 #include <vector>
 
-#include "BeaconSDK/Platform/Linux/GeoClue.h"
-#include "BeaconSDK/Platform/Linux/GpsdProtocol.h"
-#include "BeaconSDK/Platform/Linux/PositionChoice.h"
+#include "BeaconSDK/Platform/Linux/Positions/GeoClue.h"
+#include "BeaconSDK/Platform/Linux/Positions/GpsdProtocol.h"
+#include "BeaconSDK/Platform/Linux/Positions/PositionChoice.h"
 
 namespace ks::test {
 

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "BeaconSDK/Platform/Location/Advertisement.h"
+#include "BeaconSDK/Platform/Location/Radio/Advertisement.h"
 
 namespace ks {
 namespace {

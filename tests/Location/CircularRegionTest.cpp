@@ -1,6 +1,6 @@
 #include <algorithm>
 
-#include "BeaconSDK/Platform/Location/CircleIndex.h"
+#include "BeaconSDK/Platform/Location/Positions/CircleIndex.h"
 #include "tests/Location/LocationFixture.h"
 #include "tests/Location/RadioWalk.h"
 

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "BeaconSDK/Platform/Location/Proximity.h"
-#include "BeaconSDK/Platform/Location/RssiFilter.h"
+#include "BeaconSDK/Platform/Location/Radio/Proximity.h"
+#include "BeaconSDK/Platform/Location/Radio/RssiFilter.h"
 #include "tests/Location/RadioWalk.h"
 
 namespace ks {

@@ -5,7 +5,7 @@
 #include <numbers>
 #include <optional>
 
-#include "BeaconSDK/Platform/Location/Proximity.h"
+#include "BeaconSDK/Platform/Location/Radio/Proximity.h"
 #include "BeaconSDK/Platform/Simulated/SplitMix64.h"
 
 namespace ks::test {

@@ -1,4 +1,4 @@
-#include "BeaconSDK/Platform/Location/RegionStateFile.h"
+#include "BeaconSDK/Platform/Location/Regions/RegionStateFile.h"
 #include "tests/Location/LocationFixture.h"
 #include "tests/Support/TemporaryFolder.h"
 

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "BeaconSDK/Platform/Location/ScanningCentral.h"
+#include "BeaconSDK/Platform/Location/Radio/ScanningCentral.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedLoop.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedQueue.h"
 

@@ -1,7 +1,7 @@
 #include <algorithm>
 #include <vector>
 
-#include "BeaconSDK/Classes/Manager/KSBatteryStatus.h"
+#include "BeaconSDK/Classes/Manager/Battery/KSBatteryStatus.h"
 #include "tests/Support/PlatformFixture.h"
 
 namespace {

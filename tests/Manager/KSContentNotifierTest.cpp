@@ -4,7 +4,7 @@
 
 #include "BeaconSDK/Classes/Beacon/Content/KSTextPushProximityZoneContent.h"
 #include "BeaconSDK/Classes/Beacon/KSPrivateBeacon.h"
-#include "BeaconSDK/Classes/Manager/KSContentNotifier.h"
+#include "BeaconSDK/Classes/Manager/Triggers/KSContentNotifier.h"
 #include "tests/Support/FakeURLLoadingSystem.h"
 #include "tests/Support/PlatformFixture.h"
 

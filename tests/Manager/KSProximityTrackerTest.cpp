@@ -1,4 +1,4 @@
-#include "BeaconSDK/Classes/Manager/KSProximityTracker.h"
+#include "BeaconSDK/Classes/Manager/Regions/KSProximityTracker.h"
 #include "tests/Support/Scenario.h"
 
 using ks::CLProximity;

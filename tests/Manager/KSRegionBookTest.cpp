@@ -1,8 +1,8 @@
 #include <gmock/gmock.h>
 
 #include "BeaconSDK/Classes/Beacon/Content/KSTextPushProximityZoneContent.h"
-#include "BeaconSDK/Classes/Manager/KSEngineRooms.h"
-#include "BeaconSDK/Classes/Manager/KSRegionBook.h"
+#include "BeaconSDK/Classes/Manager/Engine/KSEngineRooms.h"
+#include "BeaconSDK/Classes/Manager/Regions/KSRegionBook.h"
 #include "tests/Support/FakeURLLoadingSystem.h"
 #include "tests/Support/PlatformFixture.h"
 

@@ -1,4 +1,4 @@
-#include "BeaconSDK/Classes/Manager/KSRegionMonitor.h"
+#include "BeaconSDK/Classes/Manager/Regions/KSRegionMonitor.h"
 #include "tests/Support/Scenario.h"
 
 using ks::CLProximity;

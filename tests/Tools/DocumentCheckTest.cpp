@@ -3,7 +3,7 @@
 #include <string>
 
 #include "tests/Support/TemporaryFolder.h"
-#include "tools/ksbeacon/DocumentCheck.h"
+#include "tools/ksbeacon/check/DocumentCheck.h"
 
 namespace ks::tool {
 namespace {

@@ -11,9 +11,9 @@
 #include <vector>
 
 #include "tests/Support/TemporaryFolder.h"
-#include "tools/ksbeacon/ScenarioReader.h"
-#include "tools/ksbeacon/Simulation.h"
 #include "tools/ksbeacon/portal/PortalServer.h"
+#include "tools/ksbeacon/scenario/ScenarioReader.h"
+#include "tools/ksbeacon/simulate/Simulation.h"
 
 namespace ks::tool {
 namespace {

@@ -4,10 +4,10 @@
 
 #include "BeaconSDK/Classes/Beacon/Content/KSTextPushProximityZoneContent.h"
 #include "BeaconSDK/Classes/Beacon/KSPrivateBeacon.h"
-#include "BeaconSDK/Classes/Common/Foundation/NSKeyedArchiver.h"
-#include "BeaconSDK/Classes/Common/Foundation/NSPropertyListSerialization.h"
+#include "BeaconSDK/Classes/Common/Foundation/Archives/NSKeyedArchiver.h"
+#include "BeaconSDK/Classes/Common/Foundation/PropertyLists/NSPropertyListSerialization.h"
 #include "tests/Tools/CommandRunner.h"
-#include "tools/ksbeacon/ArchiveView.h"
+#include "tools/ksbeacon/inspect/ArchiveView.h"
 
 namespace ks::tool {
 namespace {

@@ -4,8 +4,8 @@
 #include <variant>
 #include <vector>
 
-#include "tools/ksbeacon/GpxTrack.h"
-#include "tools/ksbeacon/ScenarioReader.h"
+#include "tools/ksbeacon/scenario/GpxTrack.h"
+#include "tools/ksbeacon/scenario/ScenarioReader.h"
 
 namespace ks::tool {
 namespace {

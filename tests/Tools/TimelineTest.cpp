@@ -6,9 +6,9 @@
 
 #include "BeaconSDK/Classes/Beacon/Content/KSTextPushProximityZoneContent.h"
 #include "BeaconSDK/Classes/Beacon/KSPrivateBeacon.h"
-#include "tools/ksbeacon/DecisionText.h"
-#include "tools/ksbeacon/Expectations.h"
-#include "tools/ksbeacon/Timeline.h"
+#include "tools/ksbeacon/simulate/Expectations.h"
+#include "tools/ksbeacon/timeline/DecisionText.h"
+#include "tools/ksbeacon/timeline/Timeline.h"
 
 namespace ks::tool {
 namespace {

@@ -13,14 +13,14 @@
 #include <string>
 #include <vector>
 
-#include "BeaconSDK/Platform/Linux/LinuxClock.h"
-#include "BeaconSDK/Platform/Location/Proximity.h"
+#include "BeaconSDK/Platform/Linux/Loop/LinuxClock.h"
+#include "BeaconSDK/Platform/Location/Radio/Proximity.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedWalk.h"
 #include "tests/Linux/BluetoothAir.h"
 #include "tests/Linux/PositionServices.h"
 #include "tests/Tools/CommandRunner.h"
-#include "tools/ksbeacon/ScenarioReader.h"
 #include "tools/ksbeacon/portal/PortalServer.h"
+#include "tools/ksbeacon/scenario/ScenarioReader.h"
 
 namespace ks::tool {
 namespace {

@@ -4,16 +4,16 @@
 #include <memory>
 #include <string>
 
-#include "tools/ksbeacon/CheckCommand.h"
-#include "tools/ksbeacon/ExitCode.h"
-#include "tools/ksbeacon/HelpFormatter.h"
-#include "tools/ksbeacon/InspectCommand.h"
-#include "tools/ksbeacon/PortalCommand.h"
-#include "tools/ksbeacon/SimulateCommand.h"
+#include "tools/ksbeacon/check/CheckCommand.h"
 #include "tools/ksbeacon/device/DoctorCommand.h"
 #include "tools/ksbeacon/device/RunCommand.h"
 #include "tools/ksbeacon/device/ScanCommand.h"
+#include "tools/ksbeacon/inspect/InspectCommand.h"
 #include "tools/ksbeacon/manual/HelpCommand.h"
+#include "tools/ksbeacon/options/ExitCode.h"
+#include "tools/ksbeacon/options/HelpFormatter.h"
+#include "tools/ksbeacon/portal/PortalCommand.h"
+#include "tools/ksbeacon/simulate/SimulateCommand.h"
 
 namespace {
 

@@ -3,9 +3,9 @@
 #include <mutex>
 #include <utility>
 
-#include "BeaconSDK/Classes/Manager/KSContentNotifier.h"
-#include "BeaconSDK/Classes/Manager/KSEngineRooms.h"
-#include "BeaconSDK/Classes/Manager/KSManagerLog.h"
+#include "BeaconSDK/Classes/Manager/Common/KSManagerLog.h"
+#include "BeaconSDK/Classes/Manager/Engine/KSEngineRooms.h"
+#include "BeaconSDK/Classes/Manager/Triggers/KSContentNotifier.h"
 #include "BeaconSDK/Platform/Api/Platform.h"
 
 namespace {

@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "BeaconSDK/Classes/Beacon/KSProximityZone.h"
-#include "BeaconSDK/Classes/Manager/KSEngineObserver.h"
-#include "BeaconSDK/Classes/Manager/KSZoneTables.h"
+#include "BeaconSDK/Classes/Manager/Common/KSEngineObserver.h"
+#include "BeaconSDK/Classes/Manager/Zones/KSZoneTables.h"
 #include "BeaconSDK/Classes/Network/KSContentDownload.h"
 #include "BeaconSDK/Classes/Settings/KSSettingsManager.h"
 #include "BeaconSDK/Platform/Api/Foundation.h"

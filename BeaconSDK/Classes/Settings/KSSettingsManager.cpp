@@ -5,9 +5,9 @@
 #include <utility>
 
 #include "BeaconSDK/Classes/Beacon/Content/KSProximityZoneContentCategory.h"
+#include "BeaconSDK/Classes/Common/Foundation/Archives/NSKeyedArchiver.h"
+#include "BeaconSDK/Classes/Common/Foundation/Archives/NSKeyedUnarchiver.h"
 #include "BeaconSDK/Classes/Common/Foundation/NSFileManager+Helpers.h"
-#include "BeaconSDK/Classes/Common/Foundation/NSKeyedArchiver.h"
-#include "BeaconSDK/Classes/Common/Foundation/NSKeyedUnarchiver.h"
 #include "BeaconSDK/Classes/Network/KSNetwork.h"
 #include "BeaconSDK/Platform/Api/Platform.h"
 

@@ -4,8 +4,8 @@
 #include <string>
 #include <utility>
 
-#include "BeaconSDK/Platform/Linux/SessionEvents.h"
-#include "BeaconSDK/Platform/Linux/SleepInhibitor.h"
+#include "BeaconSDK/Platform/Linux/Machine/SessionEvents.h"
+#include "BeaconSDK/Platform/Linux/Machine/SleepInhibitor.h"
 
 namespace ks {
 

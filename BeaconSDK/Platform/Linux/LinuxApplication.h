@@ -8,7 +8,7 @@
 
 #include "BeaconSDK/Platform/Api/Foundation.h"
 #include "BeaconSDK/Platform/Api/UIKit.h"
-#include "BeaconSDK/Platform/Linux/ServiceState.h"
+#include "BeaconSDK/Platform/Linux/Bus/ServiceState.h"
 #include "BeaconSDK/Platform/Location/Wakeup.h"
 
 namespace ks {

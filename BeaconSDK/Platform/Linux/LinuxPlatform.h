@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "BeaconSDK/Platform/Api/Platform.h"
-#include "BeaconSDK/Platform/Linux/ServiceState.h"
+#include "BeaconSDK/Platform/Linux/Bus/ServiceState.h"
 
 typedef struct _GMainContext GMainContext;
 

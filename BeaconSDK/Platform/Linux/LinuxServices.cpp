@@ -1,7 +1,7 @@
 #include "BeaconSDK/Platform/Linux/LinuxServices.h"
 
-#include "BeaconSDK/Platform/Linux/BlueZRadio.h"
-#include "BeaconSDK/Platform/Linux/DesktopNotificationCenter.h"
+#include "BeaconSDK/Platform/Linux/Bluetooth/BlueZRadio.h"
+#include "BeaconSDK/Platform/Linux/Notifications/DesktopNotificationCenter.h"
 
 namespace ks {
 

@@ -5,8 +5,8 @@
 
 #include "BeaconSDK/Platform/Api/CoreBluetooth.h"
 #include "BeaconSDK/Platform/Api/Foundation.h"
-#include "BeaconSDK/Platform/Linux/LinuxNotificationCenter.h"
-#include "BeaconSDK/Platform/Linux/ServiceState.h"
+#include "BeaconSDK/Platform/Linux/Bus/ServiceState.h"
+#include "BeaconSDK/Platform/Linux/Notifications/LinuxNotificationCenter.h"
 #include "BeaconSDK/Platform/Location/LocationEngine.h"
 
 namespace ks {

@@ -7,8 +7,8 @@
 
 #include "BeaconSDK/Platform/Api/CoreLocation.h"
 #include "BeaconSDK/Platform/Api/Foundation.h"
-#include "BeaconSDK/Platform/Location/Advertisement.h"
-#include "BeaconSDK/Platform/Location/LocationStateStore.h"
+#include "BeaconSDK/Platform/Location/Radio/Advertisement.h"
+#include "BeaconSDK/Platform/Location/Regions/LocationStateStore.h"
 
 namespace ks {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "BeaconSDK/Platform/Location/RegionStateFile.h"
+#include "BeaconSDK/Platform/Location/Regions/RegionStateFile.h"
 
 namespace ks {
 

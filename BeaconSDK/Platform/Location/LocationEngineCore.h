@@ -4,16 +4,16 @@
 #include <memory>
 #include <optional>
 
-#include "BeaconSDK/Platform/Location/BeaconPresence.h"
-#include "BeaconSDK/Platform/Location/BeaconRanging.h"
-#include "BeaconSDK/Platform/Location/BeaconTable.h"
-#include "BeaconSDK/Platform/Location/CircleMonitor.h"
-#include "BeaconSDK/Platform/Location/FixGate.h"
 #include "BeaconSDK/Platform/Location/LocationEngine.h"
-#include "BeaconSDK/Platform/Location/LocationUpdates.h"
 #include "BeaconSDK/Platform/Location/ManagerList.h"
-#include "BeaconSDK/Platform/Location/MonitoredRegion.h"
-#include "BeaconSDK/Platform/Location/RegionReports.h"
+#include "BeaconSDK/Platform/Location/Positions/CircleMonitor.h"
+#include "BeaconSDK/Platform/Location/Positions/FixGate.h"
+#include "BeaconSDK/Platform/Location/Positions/LocationUpdates.h"
+#include "BeaconSDK/Platform/Location/Radio/BeaconPresence.h"
+#include "BeaconSDK/Platform/Location/Radio/BeaconRanging.h"
+#include "BeaconSDK/Platform/Location/Radio/BeaconTable.h"
+#include "BeaconSDK/Platform/Location/Regions/MonitoredRegion.h"
+#include "BeaconSDK/Platform/Location/Regions/RegionReports.h"
 
 namespace ks {
 

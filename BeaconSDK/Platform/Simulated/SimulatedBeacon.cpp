@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "BeaconSDK/Platform/Location/Advertisement.h"
+#include "BeaconSDK/Platform/Location/Radio/Advertisement.h"
 
 namespace ks {
 

@@ -4,8 +4,8 @@
 
 #include "BeaconSDK/Platform/Api/Foundation.h"
 #include "BeaconSDK/Platform/Location/LocationEngine.h"
-#include "BeaconSDK/Platform/Location/LocationStateStore.h"
-#include "BeaconSDK/Platform/Location/ScanningCentral.h"
+#include "BeaconSDK/Platform/Location/Radio/ScanningCentral.h"
+#include "BeaconSDK/Platform/Location/Regions/LocationStateStore.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedWorld.h"
 
 namespace ks {

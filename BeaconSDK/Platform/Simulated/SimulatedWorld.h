@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "BeaconSDK/Platform/Api/Foundation.h"
-#include "BeaconSDK/Platform/Location/Advertisement.h"
+#include "BeaconSDK/Platform/Location/Radio/Advertisement.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedBeacon.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedWalk.h"
 

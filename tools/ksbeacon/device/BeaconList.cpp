@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "BeaconSDK/Classes/Manager/KSBatteryStatus.h"
+#include "BeaconSDK/Classes/Manager/Battery/KSBatteryStatus.h"
 
 namespace ks::tool {
 

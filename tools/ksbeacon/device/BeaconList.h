@@ -8,10 +8,10 @@
 #include <tuple>
 #include <vector>
 
-#include "BeaconSDK/Platform/Location/Advertisement.h"
-#include "BeaconSDK/Platform/Location/PacketGaps.h"
-#include "BeaconSDK/Platform/Location/Proximity.h"
-#include "BeaconSDK/Platform/Location/RssiFilter.h"
+#include "BeaconSDK/Platform/Location/Radio/Advertisement.h"
+#include "BeaconSDK/Platform/Location/Radio/PacketGaps.h"
+#include "BeaconSDK/Platform/Location/Radio/Proximity.h"
+#include "BeaconSDK/Platform/Location/Radio/RssiFilter.h"
 
 namespace ks::tool {
 

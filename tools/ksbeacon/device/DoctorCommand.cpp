@@ -7,14 +7,14 @@
 #include <memory>
 #include <string>
 
-#include "BeaconSDK/Platform/Linux/SecretStore.h"
+#include "BeaconSDK/Platform/Linux/Machine/SecretStore.h"
 #include "BeaconSDK/Platform/Location/LocationEngine.h"
 #include "BeaconSDK/Platform/Location/Wakeup.h"
-#include "tools/ksbeacon/ExitCode.h"
-#include "tools/ksbeacon/NumberOption.h"
-#include "tools/ksbeacon/Terminal.h"
-#include "tools/ksbeacon/TimelineEvent.h"
 #include "tools/ksbeacon/device/Services.h"
+#include "tools/ksbeacon/options/ExitCode.h"
+#include "tools/ksbeacon/options/NumberOption.h"
+#include "tools/ksbeacon/options/Terminal.h"
+#include "tools/ksbeacon/timeline/TimelineEvent.h"
 
 namespace ks::tool {
 

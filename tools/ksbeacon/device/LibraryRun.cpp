@@ -7,8 +7,8 @@
 #include <utility>
 
 #include "BeaconSDK/Platform/Linux/LinuxApplication.h"
-#include "BeaconSDK/Platform/Linux/LinuxNotificationCenter.h"
-#include "tools/ksbeacon/ExitCode.h"
+#include "BeaconSDK/Platform/Linux/Notifications/LinuxNotificationCenter.h"
+#include "tools/ksbeacon/options/ExitCode.h"
 
 namespace ks::tool {
 

@@ -4,15 +4,15 @@
 #include <optional>
 #include <string>
 
+#include "BeaconSDK/Platform/Linux/Bus/SharedBuses.h"
 #include "BeaconSDK/Platform/Linux/LinuxPlatform.h"
-#include "BeaconSDK/Platform/Linux/MainLoop.h"
-#include "BeaconSDK/Platform/Linux/SharedBuses.h"
+#include "BeaconSDK/Platform/Linux/Loop/MainLoop.h"
 #include "BeaconSDK/Platform/Location/Wakeup.h"
-#include "tools/ksbeacon/LibraryHost.h"
-#include "tools/ksbeacon/RecordingPlatform.h"
-#include "tools/ksbeacon/Timeline.h"
 #include "tools/ksbeacon/device/ServiceManager.h"
 #include "tools/ksbeacon/device/TransferWatch.h"
+#include "tools/ksbeacon/host/LibraryHost.h"
+#include "tools/ksbeacon/host/RecordingPlatform.h"
+#include "tools/ksbeacon/timeline/Timeline.h"
 
 namespace ks::tool {
 

@@ -9,7 +9,7 @@
 #include <optional>
 #include <utility>
 
-#include "BeaconSDK/Platform/Linux/SecretStore.h"
+#include "BeaconSDK/Platform/Linux/Machine/SecretStore.h"
 
 namespace ks::tool {
 

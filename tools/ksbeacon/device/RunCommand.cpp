@@ -11,11 +11,11 @@
 #include <vector>
 
 #include "BeaconSDK/Platform/Http/CertificateFile.h"
-#include "tools/ksbeacon/ExitCode.h"
-#include "tools/ksbeacon/PortalURL.h"
-#include "tools/ksbeacon/Terminal.h"
 #include "tools/ksbeacon/device/LibraryRun.h"
 #include "tools/ksbeacon/device/Password.h"
+#include "tools/ksbeacon/options/ExitCode.h"
+#include "tools/ksbeacon/options/PortalURL.h"
+#include "tools/ksbeacon/options/Terminal.h"
 
 namespace ks::tool {
 

@@ -9,12 +9,12 @@
 
 #include "BeaconSDK/Platform/Location/LocationEngine.h"
 #include "BeaconSDK/Platform/Location/Wakeup.h"
-#include "tools/ksbeacon/ExitCode.h"
-#include "tools/ksbeacon/NumberOption.h"
-#include "tools/ksbeacon/Terminal.h"
 #include "tools/ksbeacon/device/BeaconList.h"
 #include "tools/ksbeacon/device/ScanText.h"
 #include "tools/ksbeacon/device/Services.h"
+#include "tools/ksbeacon/options/ExitCode.h"
+#include "tools/ksbeacon/options/NumberOption.h"
+#include "tools/ksbeacon/options/Terminal.h"
 
 namespace ks::tool {
 

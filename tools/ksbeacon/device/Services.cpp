@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "BeaconSDK/Platform/Linux/LinuxFolders.h"
+#include "BeaconSDK/Platform/Linux/Machine/LinuxFolders.h"
 
 namespace ks::tool {
 

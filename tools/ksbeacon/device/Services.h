@@ -4,8 +4,8 @@
 #include <vector>
 
 #include "BeaconSDK/Platform/Linux/LinuxPlatform.h"
-#include "BeaconSDK/Platform/Linux/MainLoop.h"
-#include "tools/ksbeacon/TemporaryFolder.h"
+#include "BeaconSDK/Platform/Linux/Loop/MainLoop.h"
+#include "tools/ksbeacon/documents/TemporaryFolder.h"
 
 namespace ks::tool {
 

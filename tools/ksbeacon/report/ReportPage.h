@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "tools/ksbeacon/Scenario.h"
-#include "tools/ksbeacon/TimelineEvent.h"
+#include "tools/ksbeacon/scenario/Scenario.h"
+#include "tools/ksbeacon/timeline/TimelineEvent.h"
 
 namespace ks::tool {
 

@@ -1,0 +1,103 @@
+#pragma once
+
+#include <boost/unordered/unordered_flat_map.hpp>
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "BeaconSDK/Classes/Common/Foundation/Archives/AutocodingException.h"
+#include "BeaconSDK/Classes/Common/Foundation/Archives/NSKeyedArchiver.h"
+#include "BeaconSDK/Classes/Common/Foundation/PropertyLists/Nesting.h"
+#include "BeaconSDK/Classes/Common/Foundation/PropertyLists/PropertyList.h"
+#include "BeaconSDK/Platform/Api/Result.h"
+
+namespace ks {
+
+/// Reads what `NSKeyedArchiver`, or any other writer of the form, has written, binary or XML.
+///
+/// Each object is made once and shared wherever it is referenced. A record is allocated before its
+/// properties are filled, so records may refer to each other in circles; a collection that contains
+/// itself is an error, as is a class that is not known. The bytes may come from anywhere: damage is
+/// an error, and work and memory grow linearly with their number. Any thread, one at a time.
+///
+/// A property that holds a value of the wrong class raises `AutocodingException`.
+class NSKeyedUnarchiver {
+ public:
+  static Result<Value> unarchiveObjectWithData(std::span<const std::uint8_t> bytes);
+  static Result<Value> unarchiveObjectWithFile(const std::filesystem::path& path);
+
+  /// Opens an archive; `error` tells when the bytes are none.
+  explicit NSKeyedUnarchiver(std::span<const std::uint8_t> bytes);
+  explicit NSKeyedUnarchiver(PropertyList list);
+  NSKeyedUnarchiver(const NSKeyedUnarchiver&) = delete;
+  NSKeyedUnarchiver& operator=(const NSKeyedUnarchiver&) = delete;
+
+  /// The value under `key` at the top of the archive or, while a record is being filled, in that
+  /// record. Absent when there is none or after an error.
+  Value decodeObjectForKey(std::string_view key);
+  /// The first fault that was found; it ends all decoding.
+  const std::optional<Error>& error() const { return error_; }
+
+  /// Is the list an archive at all?
+  static bool isArchive(const PropertyList& list);
+
+ private:
+  using NodeId = PropertyList::NodeId;
+  using Kind = PropertyList::Kind;
+  /// The dictionary whose entries are being asked for, and where to look for the next one: keys are
+  /// nearly always asked for in the order in which they were written.
+  struct Scope {
+    NodeId dictionary = 0;
+    std::size_t next = 0;
+  };
+  /// What a class entry of the archive names; no class for the platform's own.
+  struct ClassEntry {
+    std::string name;
+    const Class* recordClass = nullptr;
+  };
+
+  void open();
+  /// Follows a reference, or takes a plain value that stands in its place.
+  Value decodeEntry(NodeId entry);
+  Value decodeReference(std::uint64_t index);
+  Value decodeObject(NodeId object);
+  /// A text, or data that is not an object of its own: copied at each reference, within a limit.
+  Value copyOf(NodeId object);
+  Value decodeInstance(NodeId object);
+  Value decodeRecord(NodeId object, const Class& recordClass);
+  Value decodePlatformObject(NodeId object, const std::string& className);
+  Value decodeDictionary(NodeId object, bool isMutable);
+  std::vector<Value> decodeItems(NodeId object, std::string_view key);
+  const ClassEntry* classOf(NodeId object);
+  /// The field of an instance; a fault when it is missing or of another kind.
+  std::optional<NodeId> field(NodeId object, std::string_view key, Kind kind);
+  Value fail(std::string reason);
+
+  PropertyList list_;
+  std::optional<Error> error_;
+  Nesting nesting_;
+  Scope top_;
+  Scope* scope_ = &top_;
+  NodeId objects_ = 0;
+  /// By node: the object that was made of it and how deeply that nests; 0 for none yet, and
+  /// `kUnderWay` while it is being made.
+  static constexpr std::uint32_t kUnderWay = UINT32_MAX;
+  std::vector<std::uint32_t> heights_;
+  std::vector<Value> values_;
+  boost::unordered_flat_map<NodeId, ClassEntry> classes_;
+  std::size_t textLeft_ = 0;
+  /// Each list of items belongs to one collection; a file that lets several collections name the
+  /// same list could make them grow without bound.
+  std::size_t itemsLeft_ = 0;
+};
+
+/// The object that a cache file holds under `key`; absent when the file is missing, damaged, or
+/// holds values that do not fit their properties. Any thread.
+Value loadCacheFile(const std::filesystem::path& path,
+                    std::string_view key = NSKeyedArchiveRootObjectKey);
+
+}  // namespace ks

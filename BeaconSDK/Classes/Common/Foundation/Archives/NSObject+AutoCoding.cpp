@@ -1,0 +1,127 @@
+#include <boost/unordered/unordered_flat_set.hpp>
+#include <mutex>
+#include <utility>
+
+#include "BeaconSDK/Classes/Common/Foundation/Archives/NSKeyedArchiver.h"
+#include "BeaconSDK/Classes/Common/Foundation/Archives/NSKeyedUnarchiver.h"
+#include "BeaconSDK/Classes/Common/Foundation/Archives/NSObject+AutoCoding.h"
+#include "BeaconSDK/Classes/Common/Foundation/NSFileManager+Helpers.h"
+#include "BeaconSDK/Classes/Common/Foundation/PropertyLists/PropertyListValues.h"
+#include "BeaconSDK/Classes/Logging/KSLog.h"
+
+namespace ks {
+
+AutocodingException::AutocodingException(const std::string& property,
+                                         const std::string& expectedClass,
+                                         const std::string& actualClass)
+    : reason_("Expected '" + property + "' to be a " + expectedClass + ", but was actually a " +
+              actualClass) {}
+
+namespace NSObjectAutoCoding {
+
+namespace {
+
+bool hasDeprecatedHooks(const Class& objectClass) {
+  const DeprecatedCoding& hooks = objectClass.deprecatedCoding();
+  return hooks.codableKeys || hooks.uncodableKeys || hooks.uncodableProperties;
+}
+
+void warn(const char* method, const char* advice) {
+  NSLog("AutoCoding Warning: %@ method is no longer supported. %@", method, advice);
+}
+
+void warnOfDeprecatedHooks(const Class& objectClass) {
+  constexpr const char* kUseOthers =
+      "Use ivars, or synthesize your properties using non-KVC-compliant names to avoid coding "
+      "them instead.";
+  const DeprecatedCoding& hooks = objectClass.deprecatedCoding();
+  if (hooks.codableKeys) warn("codableKeys", "Use codableProperties instead.");
+  if (hooks.uncodableKeys) warn("uncodableKeys", kUseOthers);
+  if (hooks.uncodableProperties) warn("uncodableProperties", kUseOthers);
+}
+
+/// The merged table asks each class once in the life of the process for its own properties, so a
+/// class is also warned about once.
+void warnOnce(const Class& objectClass) {
+  static std::mutex mutex;
+  static boost::unordered_flat_set<const Class*> warned;
+  {
+    const std::lock_guard lock(mutex);
+    if (!warned.insert(&objectClass).second) return;
+  }
+  warnOfDeprecatedHooks(objectClass);
+}
+
+}  // namespace
+
+bool supportsSecureCoding(const Class&) { return true; }
+
+const std::vector<Property>& codableProperties(const Class& objectClass) {
+  warnOfDeprecatedHooks(objectClass);
+  return objectClass.ownProperties();
+}
+
+const std::vector<Property>& codableProperties(const Object& object) {
+  const Class& objectClass = object.objectClass();
+  for (const Class* level = &objectClass; level != nullptr; level = level->superclass()) {
+    if (hasDeprecatedHooks(*level)) warnOnce(*level);
+  }
+  return objectClass.codableProperties();
+}
+
+void encodeWithCoder(const Object& object, NSKeyedArchiver& coder) {
+  for (const auto& property : codableProperties(object)) {
+    coder.encodeObject(property.get(object), property.name);
+  }
+}
+
+std::shared_ptr<Object> initWithCoder(const Class& objectClass, NSKeyedUnarchiver& coder) {
+  if (!objectClass.factory()) return nullptr;
+  auto object = objectClass.factory()();
+  setWithCoder(*object, coder);
+  return object;
+}
+
+void setWithCoder(Object& object, NSKeyedUnarchiver& coder) {
+  for (const auto& property : codableProperties(object)) {
+    const Value value = coder.decodeObjectForKey(property.name);
+    if (value.isAbsent()) continue;
+    if (!isKindOfClass(value, property.valueClass)) {
+      throw AutocodingException(property.name, property.valueClass, value.className());
+    }
+    property.set(object, value);
+  }
+}
+
+Dictionary dictionaryRepresentation(const Object& object) {
+  Dictionary dictionary;
+  for (const auto& property : codableProperties(object)) {
+    Value value = property.get(object);
+    if (!value.isAbsent()) dictionary.set(property.name, std::move(value));
+  }
+  return dictionary;
+}
+
+bool writeToFile(const Value& value, const std::filesystem::path& path, bool atomically) {
+  if (atomically) return NSKeyedArchiver::archiveRootObject(value, path);
+  const Data bytes = NSKeyedArchiver::archivedDataWithRootObject(value);
+  return !bytes.empty() && writeFile(path, bytes);
+}
+
+Value objectWithContentsOfFile(const std::filesystem::path& path) {
+  auto bytes = readFile(path);
+  if (!bytes) return {};
+  auto list = NSPropertyListSerialization::parse(*bytes);
+  if (!list) return std::move(*bytes);
+  if (NSKeyedUnarchiver::isArchive(*list)) {
+    NSKeyedUnarchiver unarchiver(std::move(list.value()));
+    Value root = unarchiver.decodeObjectForKey(NSKeyedArchiveRootObjectKey);
+    return unarchiver.error() ? Value() : root;
+  }
+  auto value = valueFromPropertyList(*list);
+  return value ? std::move(value.value()) : Value(std::move(*bytes));
+}
+
+}  // namespace NSObjectAutoCoding
+
+}  // namespace ks

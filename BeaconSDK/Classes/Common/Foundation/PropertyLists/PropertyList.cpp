@@ -1,0 +1,64 @@
+#include "BeaconSDK/Classes/Common/Foundation/PropertyLists/PropertyList.h"
+
+#include <cassert>
+#include <limits>
+#include <stdexcept>
+
+namespace ks {
+
+namespace {
+
+std::uint32_t checkedCount(std::size_t count) {
+  if (count > std::numeric_limits<std::uint32_t>::max()) {
+    throw std::length_error("A property list holds at most 4 Gi items");
+  }
+  return static_cast<std::uint32_t>(count);
+}
+
+}  // namespace
+
+PropertyList::NodeId PropertyList::add(Node node) {
+  const auto identifier = checkedCount(nodes_.size());
+  nodes_.push_back(node);
+  return identifier;
+}
+
+PropertyList::NodeId PropertyList::addBytes(Kind kind, const void* bytes, std::size_t count) {
+  const Node node{kind, checkedCount(count), bytes_.size()};
+  bytes_.append(static_cast<const char*>(bytes), count);
+  return add(node);
+}
+
+PropertyList::NodeId PropertyList::addList(Kind kind, std::span<const NodeId> items) {
+  const Node node{kind, checkedCount(items.size()), references_.size()};
+  references_.insert(references_.end(), items.begin(), items.end());
+  return add(node);
+}
+
+PropertyList::NodeId PropertyList::addDictionary(std::span<const NodeId> keys,
+                                                 std::span<const NodeId> values) {
+  assert(keys.size() == values.size());
+  const NodeId node = addList(Kind::dictionary, keys);
+  references_.insert(references_.end(), values.begin(), values.end());
+  return node;
+}
+
+std::size_t PropertyList::textLimit() const {
+  return bytes_.size() + kLongestSharedText * (nodes_.size() + references_.size());
+}
+
+std::optional<PropertyList::NodeId> PropertyList::find(NodeId dictionary, std::string_view key,
+                                                       std::size_t& start) const {
+  const auto keys = items(dictionary);
+  for (std::size_t step = 0; step < keys.size(); ++step) {
+    std::size_t index = start + step;
+    if (index >= keys.size()) index -= keys.size();
+    if (text(keys[index]) == key) {
+      start = index + 1 == keys.size() ? 0 : index + 1;
+      return dictionaryValues(dictionary)[index];
+    }
+  }
+  return std::nullopt;
+}
+
+}  // namespace ks

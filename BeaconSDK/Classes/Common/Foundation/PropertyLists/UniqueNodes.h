@@ -1,0 +1,49 @@
+#pragma once
+
+#include <boost/unordered/unordered_flat_set.hpp>
+#include <cstddef>
+#include <string_view>
+
+#include "BeaconSDK/Classes/Common/Foundation/PropertyLists/PropertyList.h"
+
+namespace ks {
+
+/// Adds plain nodes to a table so that each content is stored once, which keeps files small: keys
+/// and names recur in every record. Only nodes added here are compared. Must not outlive the table.
+class UniqueNodes {
+ public:
+  using NodeId = PropertyList::NodeId;
+
+  explicit UniqueNodes(PropertyList& list) : list_(list), known_(64, Hash{&list}, Equal{&list}) {}
+
+  /// The node that already has this content, or a new one. `node` is neither text nor a container.
+  NodeId scalar(PropertyList::Node node) { return found({node, {}}); }
+  /// A text longer than `PropertyList::kLongestSharedText` is always a new node.
+  NodeId string(std::string_view text);
+
+ private:
+  struct Content {
+    PropertyList::Node node;
+    std::string_view text;
+  };
+  struct Hash {
+    using is_transparent = void;
+    const PropertyList* list;
+    std::size_t operator()(const Content& content) const;
+    std::size_t operator()(NodeId node) const { return (*this)(contentOf(*list, node)); }
+  };
+  struct Equal {
+    using is_transparent = void;
+    const PropertyList* list;
+    bool operator()(NodeId a, NodeId b) const { return a == b; }
+    bool operator()(const Content& content, NodeId node) const;
+    bool operator()(NodeId node, const Content& content) const { return (*this)(content, node); }
+  };
+  static Content contentOf(const PropertyList& list, NodeId node);
+  NodeId found(const Content& content);
+
+  PropertyList& list_;
+  boost::unordered_flat_set<NodeId, Hash, Equal> known_;
+};
+
+}  // namespace ks

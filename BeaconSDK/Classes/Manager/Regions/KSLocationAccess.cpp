@@ -1,0 +1,70 @@
+#include "BeaconSDK/Classes/Manager/Regions/KSLocationAccess.h"
+
+#include "BeaconSDK/Platform/Api/Platform.h"
+
+namespace {
+
+/// Coarse enough to spare the battery, fine enough for a shop's front yard.
+constexpr ks::Metres kDistanceFilter{30.0};
+
+using Kind = KSRegionActivity::Kind;
+
+}  // namespace
+
+void KSLocationAccess::create(ks::CLLocationManagerDelegate& delegate) {
+  manager_ = ks::Platform::current().locationServices().makeLocationManager();
+  manager_->setDelegate(&delegate);
+  manager_->setPausesLocationUpdatesAutomatically(false);
+  manager_->setActivityType(ks::CLActivityType::other);
+  manager_->setDistanceFilter(kDistanceFilter);
+  manager_->startMonitoringSignificantLocationChanges();
+  manager_->requestLocation();
+}
+
+void KSLocationAccess::clearDelegate() {
+  if (manager_) manager_->setDelegate(nullptr);
+}
+
+void KSLocationAccess::stopMonitoringSignificantLocationChanges() {
+  if (manager_) manager_->stopMonitoringSignificantLocationChanges();
+}
+
+std::optional<ks::CLLocation> KSLocationAccess::serviceLocation() const {
+  return manager_ ? manager_->location() : std::nullopt;
+}
+
+KSLocationAccess::Regions KSLocationAccess::monitoredRegions() const {
+  return manager_ ? manager_->monitoredRegions() : Regions{};
+}
+
+void KSLocationAccess::startMonitoring(std::shared_ptr<const ks::CLRegion> region) {
+  if (!manager_ || !region) return;
+  tell(Kind::monitoringStarted, *region);
+  manager_->startMonitoringForRegion(std::move(region));
+}
+
+void KSLocationAccess::stopMonitoring(const ks::CLRegion& region) {
+  if (!manager_) return;
+  tell(Kind::monitoringStopped, region);
+  manager_->stopMonitoringForRegion(region);
+}
+
+void KSLocationAccess::requestState(const ks::CLRegion& region) {
+  if (manager_) manager_->requestStateForRegion(region);
+}
+
+void KSLocationAccess::startRanging(std::shared_ptr<const ks::CLBeaconRegion> region) {
+  if (!manager_ || !region) return;
+  tell(Kind::rangingStarted, *region);
+  manager_->startRangingBeaconsInRegion(std::move(region));
+}
+
+void KSLocationAccess::stopRanging(const ks::CLBeaconRegion& region) {
+  if (!manager_) return;
+  tell(Kind::rangingStopped, region);
+  manager_->stopRangingBeaconsInRegion(region);
+}
+
+void KSLocationAccess::tell(Kind kind, const ks::CLRegion& region) const {
+  if (const auto observer = observer_.get()) observer->regionActivityChanged({kind, region});
+}

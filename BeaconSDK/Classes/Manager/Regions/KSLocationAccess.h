@@ -1,0 +1,66 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "BeaconSDK/Classes/Manager/Common/KSObserverSlot.h"
+#include "BeaconSDK/Platform/Api/CoreLocation.h"
+
+/// The engine's one location manager, and the device's last position.
+///
+/// Until the manager is made, and on a device that never permits it, every request is silently
+/// dropped and there are no regions.
+class KSLocationAccess {
+ public:
+  using Regions = std::vector<std::shared_ptr<const ks::CLRegion>>;
+
+  explicit KSLocationAccess(const KSObserverSlot& observer) : observer_(observer) {}
+  KSLocationAccess(const KSLocationAccess&) = delete;
+  KSLocationAccess& operator=(const KSLocationAccess&) = delete;
+  ~KSLocationAccess() { clearDelegate(); }
+
+  bool exists() const { return manager_ != nullptr; }
+  /// Makes the location manager with the engine's settings, begins to follow significant changes
+  /// and asks for one position.
+  void create(ks::CLLocationManagerDelegate& delegate);
+  void clearDelegate();
+  void stopMonitoringSignificantLocationChanges();
+
+  const std::optional<ks::CLLocation>& currentLocation() const { return currentLocation_; }
+  void setCurrentLocation(const std::optional<ks::CLLocation>& location) {
+    currentLocation_ = location;
+  }
+  /// The position that the service itself knows, which may be newer than what it has reported.
+  std::optional<ks::CLLocation> serviceLocation() const;
+
+  Regions monitoredRegions() const;
+  void startMonitoring(std::shared_ptr<const ks::CLRegion> region);
+  void stopMonitoring(const ks::CLRegion& region);
+  void requestState(const ks::CLRegion& region);
+  void startRanging(std::shared_ptr<const ks::CLBeaconRegion> region);
+  void stopRanging(const ks::CLBeaconRegion& region);
+
+ private:
+  void tell(KSRegionActivity::Kind kind, const ks::CLRegion& region) const;
+
+  const KSObserverSlot& observer_;
+  std::unique_ptr<ks::CLLocationManager> manager_;
+  std::optional<ks::CLLocation> currentLocation_;
+};
+
+namespace ks {
+
+/// The region as a beacon region, or null.
+inline std::shared_ptr<const CLBeaconRegion> asBeaconRegion(
+    const std::shared_ptr<const CLRegion>& region) {
+  return std::dynamic_pointer_cast<const CLBeaconRegion>(region);
+}
+
+/// The region as a circle, or null.
+inline std::shared_ptr<const CLCircularRegion> asCircularRegion(
+    const std::shared_ptr<const CLRegion>& region) {
+  return std::dynamic_pointer_cast<const CLCircularRegion>(region);
+}
+
+}  // namespace ks

@@ -1,0 +1,126 @@
+#pragma once
+
+#include <boost/container/small_vector.hpp>
+#include <boost/unordered/unordered_flat_map.hpp>
+#include <boost/unordered/unordered_flat_set.hpp>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <list>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+#include "BeaconSDK/Classes/Manager/Triggers/KSDwellingZones.h"
+#include "BeaconSDK/Classes/Manager/Zones/KSBlockedContents.h"
+#include "BeaconSDK/Classes/Manager/Zones/KSZoneTables.h"
+#include "BeaconSDK/Platform/Api/CoreLocation.h"
+
+/// The beacons known in each beacon region.
+///
+/// The order in which a region's beacons came to be known decides what is found first, so each
+/// region keeps a list; an index by UUID, major and minor beside it finds a ranged beacon at the
+/// same cost among ten as among a hundred thousand. A second index, by content identifier, finds
+/// the beacons that share a content. Changed on the main queue, under the book's lock; the lock is
+/// recursive and comes after that of the zone cache's beacons and before that of one beacon.
+class KSRegionBook {
+ public:
+  KSRegionBook(const KSBlockedContents& blockedContents, KSDwellingZones& dwelling)
+      : blockedContents_(blockedContents), dwelling_(dwelling) {}
+
+  /// Ranged beacons without portal data that one region keeps at most. Anybody can send any number
+  /// of majors and minors under a known UUID; beyond this the oldest of them is forgotten, and
+  /// asked about anew when it is ranged again.
+  static constexpr std::size_t kMostUnknownBeacons = 4096;
+
+  /// The beacons of one region, in the order in which they came to be known.
+  class Region;
+
+  [[nodiscard]] std::unique_lock<std::recursive_mutex> lock() const {
+    return std::unique_lock(mutex_);
+  }
+
+  /// A known beacon of the same UUID, major and minor takes over what the portal says of `beacon`
+  /// and is answered; otherwise `beacon` itself is kept and answered.
+  std::shared_ptr<KSPrivateBeacon> addOrReplaceBeaconToBeaconRegions(
+      const std::shared_ptr<KSPrivateBeacon>& beacon);
+  /// Takes the beacons equal to `beacon` out of its region and ends its dwelling time.
+  void removeBeaconFromBeaconRegions(const KSPrivateBeacon& beacon);
+  /// Adds without looking for a known beacon.
+  void append(const std::shared_ptr<KSPrivateBeacon>& beacon);
+
+  /// Null when nothing was ever filed under the region. Valid until `clear`.
+  const Region* regionWithKey(std::string_view key) const;
+  /// The first beacon of `region`, which may be null, with this identity; null when there is none.
+  static std::shared_ptr<KSPrivateBeacon> find(const Region* region, const ks::UUID& uuid,
+                                               std::int64_t major, std::int64_t minor);
+  /// `cached` unless it is null; otherwise a new beacon of this identity, filed under `region`.
+  std::shared_ptr<KSPrivateBeacon> addOrReturnBeacon(std::shared_ptr<KSPrivateBeacon> cached,
+                                                     const ks::UUID& uuid, std::int64_t major,
+                                                     std::int64_t minor,
+                                                     const ks::CLBeaconRegion& region);
+  /// A copy, in order; nothing when nothing was ever filed under the region.
+  std::optional<KSBeaconList> beaconsInRegion(const ks::CLBeaconRegion& region) const;
+  /// The first beacon with this portal identifier, region by region; null when there is none.
+  std::shared_ptr<KSPrivateBeacon> beaconWithIdentifier(std::string_view identifier) const;
+  /// Gives the run-time state of the beacon's content to the same content on other beacons.
+  void shareRuntimeState(const KSPrivateBeacon& beacon);
+  void clear();
+
+ private:
+  using BeaconSet = boost::unordered_flat_set<std::shared_ptr<KSPrivateBeacon>>;
+
+  Region& regionForKey(const std::string& key);
+  void append(Region& region, const std::shared_ptr<KSPrivateBeacon>& beacon);
+  /// Forgets the oldest unknown beacon when there are too many.
+  void makeRoom(Region& region);
+  void remove(Region& region, const KSPrivateBeacon& beacon);
+  void takeOver(const std::shared_ptr<KSPrivateBeacon>& known, const KSPrivateBeacon& beacon);
+  void indexContent(const std::shared_ptr<KSPrivateBeacon>& beacon);
+  void unindexContent(const std::shared_ptr<KSPrivateBeacon>& beacon);
+
+  const KSBlockedContents& blockedContents_;
+  KSDwellingZones& dwelling_;
+  mutable std::recursive_mutex mutex_;
+  /// In order of first filing; the second finds a region by its key.
+  std::list<Region> regions_;
+  std::unordered_map<std::string_view, Region*> regionsByKey_;
+  std::unordered_map<std::string, BeaconSet> beaconsByContent_;
+};
+
+class KSRegionBook::Region {
+ public:
+  explicit Region(std::string key) : key_(std::move(key)) {}
+
+  const std::string& key() const { return key_; }
+
+ private:
+  friend class KSRegionBook;
+
+  /// What a beacon's advertisement tells of it.
+  struct Identity {
+    std::optional<ks::UUID> uuid;
+    std::int64_t major;
+    std::int64_t minor;
+    friend bool operator==(const Identity&, const Identity&) = default;
+  };
+  struct IdentityHash {
+    std::size_t operator()(const Identity& identity) const;
+  };
+  using Place = std::list<std::shared_ptr<KSPrivateBeacon>>::iterator;
+  /// Nearly always one: a second arises when two locations' cached zones name the same beacon.
+  using Places = boost::container::small_vector<Place, 1>;
+
+  static Identity identityOf(const KSPrivateBeacon& beacon) {
+    return {beacon.uuid(), beacon.major(), beacon.minor()};
+  }
+
+  std::string key_;
+  std::list<std::shared_ptr<KSPrivateBeacon>> beacons_;
+  boost::unordered_flat_map<Identity, Places, IdentityHash> places_;
+  /// Ranged before the portal told of them, the oldest first; some may be known or gone by now.
+  std::deque<std::weak_ptr<KSPrivateBeacon>> unknown_;
+};

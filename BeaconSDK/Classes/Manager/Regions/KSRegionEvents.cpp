@@ -1,0 +1,134 @@
+#include "BeaconSDK/Classes/Manager/Regions/KSRegionEvents.h"
+
+#include <cstdint>
+#include <mutex>
+
+#include "BeaconSDK/Classes/Manager/Common/KSManagerLog.h"
+
+namespace {
+
+constexpr const char* kDetermine =
+    "-[KSProximityManager locationManager:didDetermineState:forRegion:]";
+
+}  // namespace
+
+void KSRegionEvents::didDetermineState(ks::CLRegionState state,
+                                       const std::shared_ptr<const ks::CLRegion>& region) {
+  if (ks::asCircularRegion(region)) {
+    const auto geofence = context_.cache.geofenceForRegion(region->identifier());
+    if (!geofence) {
+      searchRegionDetermined(state);
+    } else if (state == ks::CLRegionState::inside) {
+      kManagerLog(kDetermine, "On exit noranging beacon content event");
+      countAndCheck(geofence, true);
+    } else if (state == ks::CLRegionState::outside) {
+      geofenceLeft(geofence);
+    }
+    return;
+  }
+  kManagerLog(kDetermine, "didDetermineState BeaconRegion");
+  if (const auto beaconRegion = ks::asBeaconRegion(region)) {
+    if (state == ks::CLRegionState::inside) beaconRegionEntered(beaconRegion);
+    if (state == ks::CLRegionState::outside) beaconRegionLeft(*beaconRegion);
+  }
+  context_.cache.saveBeaconsForLocation();
+}
+
+void KSRegionEvents::beaconRegionEntered(const std::shared_ptr<const ks::CLBeaconRegion>& region) {
+  kManagerLog(kDetermine, "Entered region %@", region->proximityUUID());
+  kManagerLog(kDetermine, "====");
+  context_.tracker.forgetLastRange(*region);
+  context_.locationAccess.startRanging(region);
+}
+
+void KSRegionEvents::beaconRegionLeft(const ks::CLBeaconRegion& region) {
+  kManagerLog(kDetermine, "Exited region %@", region.proximityUUID());
+  kManagerLog(kDetermine, "====");
+  context_.locationAccess.stopRanging(region);
+  const auto beacons = context_.book.beaconsInRegion(region);
+  if (!beacons) return;
+  for (const auto& beacon : *beacons) leaveBeacon(beacon);
+}
+
+void KSRegionEvents::leaveBeacon(const std::shared_ptr<KSPrivateBeacon>& beacon) {
+  const auto guard = beacon->lock();
+  kManagerLog(kDetermine, "Removing beacon %@ %d %d", beacon->uuid(), beacon->major(),
+              beacon->minor());
+  beacon->setInRange(false);
+  endDwelling(*beacon);
+  if (beacon->sentEnterEvent()) endEnteredStay(beacon);
+  beacon->setProximity(0);
+}
+
+void KSRegionEvents::endEnteredStay(const std::shared_ptr<KSPrivateBeacon>& beacon) {
+  beacon->setSentEnterEvent(false);
+  context_.statsManager.incrementMovedOutOfProximityZone(
+      *beacon, context_.batteryMonitor.beaconBatteryForBeacon(*beacon),
+      context_.settingsManager.tags());
+  const auto content = beacon->content();
+  const std::int64_t wanted = content ? content->proximity : 0;
+  const bool firesOnExit = !content || !content->eventIsEnter;
+  if (wanted != 0 && wanted == beacon->proximity()) {
+    kManagerLog(kDetermine, "beacon moved out of trigger zone");
+    content->updateEventDetectionCounter();
+    kManagerLog(kDetermine, "Content %@", content);
+    if (firesOnExit) {
+      kManagerLog(kDetermine, "On exit beacon content event");
+      countAndCheck(beacon, false);
+    }
+  }
+  if (wanted == 0 && firesOnExit) {
+    kManagerLog(kDetermine, "On exit noranging beacon content event");
+    countAndCheck(beacon, false);
+  }
+}
+
+void KSRegionEvents::searchRegionDetermined(ks::CLRegionState state) {
+  if (state == ks::CLRegionState::outside) {
+    context_.locationAccess.setCurrentLocation(context_.locationAccess.serviceLocation());
+    kManagerLog(kDetermine, "Exiting CircularRegion");
+    context_.regionMonitor.startLookingForNewGeoFence();
+  }
+  kManagerLog(kDetermine, "didDetermineState CircularRegion");
+}
+
+void KSRegionEvents::geofenceLeft(const std::shared_ptr<KSGeofence>& geofence) {
+  endDwelling(*geofence);
+  const auto content = geofence->content();
+  if (!geofence->sentEnterEvent() || (content && content->eventIsEnter)) return;
+  kManagerLog(kDetermine, "On exit noranging beacon content event");
+  countAndCheck(geofence, false);
+}
+
+void KSRegionEvents::countAndCheck(const std::shared_ptr<KSProximityZone>& zone, bool isEnter) {
+  if (!context_.trigger.categoryEnabled(zone, isEnter)) return;
+  zone->content()->updateEventDetectionCounter();
+  context_.trigger.checkForContentTrigger(zone, isEnter);
+}
+
+void KSRegionEvents::endDwelling(const KSProximityZone& zone) {
+  if (!zone.content() || zone.content()->dwellingTime == 0) return;
+  if (context_.dwelling.hasDwellingProximityZone(zone)) context_.dwelling.removeDwellingItem(zone);
+}
+
+void KSRegionEvents::didEnterRegion(const ks::CLRegion& region) {
+  const auto geofence = context_.cache.geofenceForRegion(region.identifier());
+  if (!geofence) return;
+  {
+    const std::lock_guard lock(context_.cache.geofencesMutex());
+    geofence->setInRange(true);
+  }
+  context_.statsManager.incrementMovedInGeofence(*geofence);
+  geofence->setSentEnterEvent(true);
+}
+
+void KSRegionEvents::didExitRegion(const ks::CLRegion& region) {
+  const auto geofence = context_.cache.geofenceForRegion(region.identifier());
+  if (!geofence) return;
+  context_.statsManager.incrementMovedOutOfGeofence(*geofence);
+  {
+    const std::lock_guard lock(context_.cache.geofencesMutex());
+    geofence->setInRange(false);
+  }
+  geofence->setSentEnterEvent(false);
+}

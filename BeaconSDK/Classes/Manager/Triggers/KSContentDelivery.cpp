@@ -1,0 +1,40 @@
+#include "BeaconSDK/Classes/Manager/Triggers/KSContentDelivery.h"
+
+#include "BeaconSDK/Classes/Beacon/KSPrivateBeacon.h"
+#include "BeaconSDK/Classes/Geofence/KSGeofence.h"
+#include "BeaconSDK/Classes/Manager/Common/KSManagerLog.h"
+#include "BeaconSDK/Classes/Manager/KSProximityManager.h"
+
+void KSContentDelivery::triggerProximityZone(const std::shared_ptr<KSProximityZone>& zone) {
+  if (!zone || !zone->content()) return;
+  record(*zone->content());
+  if (const auto* const beacon = dynamic_cast<const KSPrivateBeacon*>(zone.get());
+      beacon != nullptr && enableLogging) {
+    kManagerLog("-[KSProximityManager triggerProximityZone:]", "Trigger beacon %@", beacon->key());
+  }
+  doPushItem(zone);
+}
+
+void KSContentDelivery::doPushItem(const std::shared_ptr<KSProximityZone>& zone) {
+  if (!zone || !zone->content()) return;
+  if (zone->content()->type() == KSProximityZoneType::followTrack) return;
+  sendItemTriggerContentNotification(zone);
+  if (const auto* const beacon = dynamic_cast<const KSPrivateBeacon*>(zone.get())) {
+    statsManager_.incrementProximityZoneNotification(
+        *beacon, batteryMonitor_.beaconBatteryForBeacon(*beacon), settingsManager_.tags());
+  } else if (const auto* const geofence = dynamic_cast<const KSGeofence*>(zone.get())) {
+    statsManager_.incrementGeofenceNotification(*geofence, settingsManager_.tags());
+  }
+}
+
+void KSContentDelivery::sendItemTriggerContentNotification(
+    const std::shared_ptr<KSProximityZone>& zone) {
+  if (!zone || !zone->content()) return;
+  link_.postOnMainQueue(KSProximityManagerTriggerContentNotification, {{"beaconIdentifier", zone}});
+  record(*zone->content());
+}
+
+void KSContentDelivery::record(KSProximityZoneContent& content) {
+  content.trigger();
+  blockedContents_.block(content);
+}

@@ -1,0 +1,120 @@
+#include "BeaconSDK/Classes/Manager/Zones/KSZoneCache.h"
+
+#include <utility>
+#include <vector>
+
+#include "BeaconSDK/Classes/Manager/Common/KSManagerLog.h"
+
+namespace {
+
+constexpr std::string_view kLocationsFileName = "locations.dat";
+constexpr std::string_view kBeaconsFileName = "beaconsForLocation.dat";
+
+template <class T>
+ks::Array arrayOf(const std::vector<std::shared_ptr<T>>& records) {
+  return ks::Array(std::vector<ks::Value>(records.begin(), records.end()));
+}
+
+/// The records of class `T` in `value`; empty when it is no list.
+template <class T>
+std::vector<std::shared_ptr<T>> recordsIn(const ks::Value& value) {
+  std::vector<std::shared_ptr<T>> records;
+  const ks::Array* const array = value.array();
+  if (array == nullptr) return records;
+  records.reserve(array->items.size());
+  for (const ks::Value& item : array->items) {
+    if (auto record = item.objectOf<T>()) records.push_back(std::move(record));
+  }
+  return records;
+}
+
+}  // namespace
+
+std::shared_ptr<KSLocation> KSZoneCache::locationWithIdentifier(std::string_view identifier) const {
+  for (const auto& location : locations_) {
+    if (location->identifier == identifier) return location;
+  }
+  return nullptr;
+}
+
+void KSZoneCache::loadLocations() {
+  locations_ = recordsIn<KSLocation>(folder_.load(kLocationsFileName));
+}
+
+void KSZoneCache::saveLocations() const { folder_.save(kLocationsFileName, arrayOf(locations_)); }
+
+void KSZoneCache::loadBeaconsForLocation() {
+  kManagerLog("-[KSProximityManager loadBeaconsForLocation]", "loadBeaconsForLocation");
+  const ks::Value stored = folder_.load(kBeaconsFileName);
+  const std::lock_guard lock(beaconsMutex_);
+  beaconsForLocation_.clear();
+  const ks::Dictionary* const entries = stored.dictionary();
+  if (entries == nullptr) return;
+  for (const auto& [identifier, value] : *entries) {
+    auto beacons = recordsIn<KSPrivateBeacon>(value);
+    for (const auto& beacon : beacons) {
+      blockedContents_.applyTo(beacon->content().get());
+      fileByManufacturer(beacon);
+    }
+    beaconsForLocation_.set(identifier, std::move(beacons));
+  }
+}
+
+void KSZoneCache::saveBeaconsForLocation() const {
+  ks::Dictionary entries;
+  for (const auto& [identifier, beacons] : beaconsForLocation_) {
+    entries.set(identifier, arrayOf(beacons));
+  }
+  folder_.save(kBeaconsFileName, entries);
+}
+
+void KSZoneCache::fileByManufacturer(const std::shared_ptr<KSPrivateBeacon>& beacon) {
+  const auto& identifier = beacon->manufacturerIdentifier();
+  if (identifier) beaconsForManufacturerId_[*identifier] = beacon;
+}
+
+void KSZoneCache::removeManufacturerOf(const KSPrivateBeacon& beacon) {
+  const auto& identifier = beacon.manufacturerIdentifier();
+  if (identifier) beaconsForManufacturerId_.erase(*identifier);
+}
+
+std::shared_ptr<KSPrivateBeacon> KSZoneCache::beaconForManufacturerId(
+    const std::string& identifier) const {
+  const auto found = beaconsForManufacturerId_.find(identifier);
+  return found == beaconsForManufacturerId_.end() ? nullptr : found->second;
+}
+
+std::shared_ptr<KSGeofence> KSZoneCache::geofenceForRegion(
+    std::string_view regionIdentifier) const {
+  const std::lock_guard lock(geofencesMutex_);
+  const auto* const geofence = prefetchGeofences_.find(regionIdentifier);
+  return geofence == nullptr ? nullptr : *geofence;
+}
+
+std::optional<std::vector<std::shared_ptr<KSProximityZone>>> KSZoneCache::enteredZones() const {
+  std::vector<std::shared_ptr<KSProximityZone>> entered;
+  {
+    const std::lock_guard lock(beaconsMutex_);
+    for (const auto& [identifier, beacons] : beaconsForLocation_) {
+      for (const auto& beacon : beacons) {
+        const auto guard = beacon->lock();
+        if (beacon->inRange()) entered.push_back(beacon);
+      }
+    }
+  }
+  {
+    const std::lock_guard lock(geofencesMutex_);
+    for (const auto& [identifier, geofence] : prefetchGeofences_) {
+      if (geofence->inRange()) entered.push_back(geofence);
+    }
+  }
+  if (entered.empty()) return std::nullopt;
+  return entered;
+}
+
+void KSZoneCache::forgetNeighbourhood() {
+  locations_.clear();
+  const std::lock_guard lock(beaconsMutex_);
+  beaconsForLocation_.clear();
+  beaconsForManufacturerId_.clear();
+}

@@ -1,0 +1,65 @@
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "BeaconSDK/Classes/Manager/Zones/KSBlockedContents.h"
+#include "BeaconSDK/Classes/Manager/Zones/KSCacheFolder.h"
+#include "BeaconSDK/Classes/Manager/Zones/KSZoneTables.h"
+
+/// The local picture of the portal's data: locations, the beacon zones of each, geofence zones, and
+/// beacons by manufacturer identifier; with the cache files of the first two.
+///
+/// Changed on the main queue only. Beacon zones and geofences are also read elsewhere, so whoever
+/// changes them, or reads them off the main queue, holds the lock of the collection.
+class KSZoneCache {
+ public:
+  KSZoneCache(const KSCacheFolder& folder, const KSBlockedContents& blockedContents)
+      : folder_(folder), blockedContents_(blockedContents) {}
+
+  const KSLocationList& locations() const { return locations_; }
+  void setLocations(KSLocationList locations) { locations_ = std::move(locations); }
+  /// The location with this identifier, or null.
+  std::shared_ptr<KSLocation> locationWithIdentifier(std::string_view identifier) const;
+  void loadLocations();
+  void saveLocations() const;
+
+  std::recursive_mutex& beaconsMutex() const { return beaconsMutex_; }
+  KSBeaconTable& beaconsForLocation() { return beaconsForLocation_; }
+  const KSBeaconTable& beaconsForLocation() const { return beaconsForLocation_; }
+  /// Reads the file, applies the blocked contents to it and files the beacons by manufacturer.
+  void loadBeaconsForLocation();
+  void saveBeaconsForLocation() const;
+
+  /// Beacons without a manufacturer identifier are left out.
+  void fileByManufacturer(const std::shared_ptr<KSPrivateBeacon>& beacon);
+  void removeManufacturerOf(const KSPrivateBeacon& beacon);
+  std::shared_ptr<KSPrivateBeacon> beaconForManufacturerId(const std::string& identifier) const;
+
+  std::mutex& geofencesMutex() const { return geofencesMutex_; }
+  KSGeofenceTable& prefetchGeofences() { return prefetchGeofences_; }
+  const KSGeofenceTable& prefetchGeofences() const { return prefetchGeofences_; }
+  /// Null when there is none. Takes the lock.
+  std::shared_ptr<KSGeofence> geofenceForRegion(std::string_view regionIdentifier) const;
+
+  /// The zones that the device is in: beacons by location, then geofences; nothing when it is in
+  /// none. Takes both locks, one after the other. Any thread.
+  std::optional<std::vector<std::shared_ptr<KSProximityZone>>> enteredZones() const;
+  /// Locations, beacon zones and manufacturer identifiers; geofences and files stay.
+  void forgetNeighbourhood();
+
+ private:
+  const KSCacheFolder& folder_;
+  const KSBlockedContents& blockedContents_;
+  KSLocationList locations_;
+  mutable std::recursive_mutex beaconsMutex_;
+  KSBeaconTable beaconsForLocation_;
+  std::unordered_map<std::string, std::shared_ptr<KSPrivateBeacon>> beaconsForManufacturerId_;
+  mutable std::mutex geofencesMutex_;
+  KSGeofenceTable prefetchGeofences_;
+};

@@ -1,0 +1,124 @@
+#include "BeaconSDK/Platform/Location/Radio/BeaconRanging.h"
+
+#include <algorithm>
+#include <tuple>
+#include <utility>
+
+namespace ks {
+
+namespace {
+
+constexpr Seconds kPeriod{1};
+// A strength stays usable for four of the beacon's packet gaps, within these bounds.
+constexpr double kUsableGaps = 4;
+constexpr Seconds kLeastUsable{3};
+
+CLBeacon measured(TrackedBeacon& beacon, UUID uuid, Seconds now) {
+  CLBeacon result{uuid, beacon.major, beacon.minor};
+  const auto gap = beacon.gaps.meanGap().value_or(kPeriod);
+  const auto usable = std::clamp(kUsableGaps * gap, kLeastUsable, kRangingMemory);
+  if (!beacon.filter || now - beacon.measured > usable) return result;
+  result.rssi = beacon.filter->value();
+  result.accuracy = estimatedDistance(beacon.measuredPower, result.rssi);
+  beacon.proximity =
+      proximityOf(beacon.measuredPower, result.rssi, beacon.proximity, crossingMarginDb(gap));
+  result.proximity = beacon.proximity;
+  return result;
+}
+
+bool isNearer(const CLBeacon& a, const CLBeacon& b) {
+  const auto key = [](const CLBeacon& beacon) {
+    const bool unknown = beacon.accuracy.value < 0;
+    return std::tuple(unknown, beacon.accuracy.value, beacon.major, beacon.minor);
+  };
+  return key(a) < key(b);
+}
+
+}  // namespace
+
+void BeaconRanging::start(const std::shared_ptr<ManagerState>& manager,
+                          std::shared_ptr<const CLBeaconRegion> region) {
+  const auto same = [&, identifier = region->identifier()](const auto& ranged) {
+    return ranged->manager == manager && ranged->region->identifier() == identifier;
+  };
+  table_.use(region->proximityUUID());
+  auto ranged = std::make_shared<Ranged>(Ranged{manager, std::move(region)});
+  const auto found = std::find_if(ranged_.begin(), ranged_.end(), same);
+  if (found != ranged_.end()) {
+    end(**found);
+    *found = std::move(ranged);
+  } else {
+    ranged_.push_back(std::move(ranged));
+  }
+  updateTimer();
+}
+
+void BeaconRanging::stop(const ManagerState& manager, const std::string& identifier) {
+  stopIf([&](const Ranged& ranged) {
+    return ranged.manager.get() == &manager && ranged.region->identifier() == identifier;
+  });
+}
+
+void BeaconRanging::stopAll(const ManagerState& manager) {
+  stopIf([&](const Ranged& ranged) { return ranged.manager.get() == &manager; });
+}
+
+template <class Predicate>
+void BeaconRanging::stopIf(Predicate predicate) {
+  std::erase_if(ranged_, [&](const auto& ranged) {
+    if (!predicate(*ranged)) return false;
+    end(*ranged);
+    return true;
+  });
+  updateTimer();
+}
+
+void BeaconRanging::end(Ranged& ranged) {
+  ranged.active = false;
+  table_.release(ranged.region->proximityUUID());
+}
+
+void BeaconRanging::setAllowed(bool allowed) {
+  allowed_ = allowed;
+  updateTimer();
+}
+
+void BeaconRanging::updateTimer() {
+  if (!isWanted()) {
+    timer_.cancel();
+  } else if (!timer_.isArmed()) {
+    nextTick_ = clock_.uptime() + kPeriod;
+    timer_.arm(queue_, kPeriod, [this] { tick(); });
+  }
+}
+
+void BeaconRanging::tick() {
+  // Beats stay a second apart however long the callbacks take; missed beats are left out.
+  const auto now = clock_.uptime();
+  nextTick_ += kPeriod;
+  if (nextTick_ <= now) nextTick_ = now + kPeriod;
+  timer_.arm(queue_, nextTick_ - now, [this] { tick(); });
+  const auto ranged = ranged_;
+  for (const auto& entry : ranged) {
+    if (!entry->active) continue;
+    const auto beacons = beaconsIn(*entry->region);
+    entry->manager->tell([&](auto& manager, auto& delegate) {
+      delegate.didRangeBeacons(manager, beacons, entry->region);
+    });
+  }
+}
+
+std::vector<CLBeacon> BeaconRanging::beaconsIn(const CLBeaconRegion& region) const {
+  const auto now = clock_.uptime();
+  const auto uuid = region.proximityUUID();
+  std::vector<CLBeacon> beacons;
+  for (const auto& beacon : table_.find(uuid)->beacons()) {
+    if (now - beacon->heard > kRangingMemory) continue;
+    if (!region.matches(uuid, beacon->major, beacon->minor)) continue;
+    beacons.push_back(measured(*beacon, uuid, now));
+  }
+  std::sort(beacons.begin(), beacons.end(), isNearer);
+  return beacons;
+}
+
+}  // namespace ks

@@ -1,0 +1,76 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "BeaconSDK/Platform/Api/CoreLocation.h"
+#include "BeaconSDK/Platform/Location/ManagerList.h"
+#include "BeaconSDK/Platform/Location/Radio/PacketGaps.h"
+
+namespace ks {
+
+/// A watched region and what is known of it.
+struct MonitoredRegion {
+  /// Increases in the order in which monitoring began; never reused within a run.
+  std::uint64_t id = 0;
+  std::shared_ptr<const CLRegion> region;
+  /// The region as what it is: one of these is set.
+  const CLCircularRegion* circle = nullptr;
+  const CLBeaconRegion* beacons = nullptr;
+  /// False from the moment when monitoring ended.
+  bool watched = true;
+
+  CLRegionState state = CLRegionState::unknown;
+  /// What the application was told, in this run or an earlier one.
+  CLRegionState reported = CLRegionState::unknown;
+  /// There was evidence in this run.
+  bool confirmed = false;
+  /// A report waits for a delegate.
+  bool reportWaits = false;
+  /// Who asked for the state and has had no answer.
+  std::vector<std::weak_ptr<ManagerState>> requesters;
+  Wakeup requestTimeout;
+
+  /// Circles: a crossing that waits for more fixes to agree, and since when.
+  CLRegionState candidate = CLRegionState::unknown;
+  Seconds candidateSince{0};
+
+  /// Beacons: when the last packet came, or the listening began.
+  Seconds heard{0};
+  /// The silence that ended the stay of its slowest beacon, as far as earlier runs know.
+  Seconds silenceLimit = kLeastSilence;
+  /// Looks whether the silence has become too long.
+  Wakeup silence;
+
+  void setRegion(std::shared_ptr<const CLRegion> value);
+};
+
+/// A region that can be watched: it has an identifier, and a circle has a place and an extent.
+bool isMonitorable(const CLRegion& region);
+/// True when both describe the same place or beacons, whatever their identifiers and flags.
+bool haveSameShape(const MonitoredRegion& a, const MonitoredRegion& b);
+
+/// The watched regions by identifier and by number.
+class RegionBook {
+ public:
+  /// The identifier must not be in the book.
+  std::shared_ptr<MonitoredRegion> add(std::shared_ptr<MonitoredRegion> region);
+  void remove(const MonitoredRegion& region);
+  /// Null when there is none.
+  std::shared_ptr<MonitoredRegion> find(const std::string& identifier) const;
+  std::shared_ptr<MonitoredRegion> find(std::uint64_t id) const;
+  /// In the order in which monitoring began.
+  const std::map<std::uint64_t, std::shared_ptr<MonitoredRegion>>& all() const { return byId_; }
+
+ private:
+  std::uint64_t lastId_ = 0;
+  std::map<std::uint64_t, std::shared_ptr<MonitoredRegion>> byId_;
+  std::unordered_map<std::string, std::uint64_t> idOf_;
+};
+
+}  // namespace ks

@@ -1,0 +1,60 @@
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "BeaconSDK/Platform/Simulated/SimulatedPlatform.h"
+#include "tools/ksbeacon/host/LibraryHost.h"
+#include "tools/ksbeacon/host/RecordingPlatform.h"
+#include "tools/ksbeacon/scenario/Scenario.h"
+#include "tools/ksbeacon/timeline/TimelineRecorder.h"
+
+namespace ks::tool {
+
+/// One life of the scenario's application: a process on a simulated device, from its launch to its
+/// death. The device's folder outlives it, so another life continues where this one ended.
+class HostApplication {
+ public:
+  struct Launch {
+    Date now;
+    /// The device's folder.
+    std::filesystem::path root;
+    std::string portalURL;
+    CLAuthorizationStatus permission = CLAuthorizationStatus::authorizedAlways;
+    std::uint64_t seed = 1;
+    /// Has the library write its trace.
+    bool log = false;
+    /// Also sets the application's tags and switches its categories off.
+    bool first = true;
+  };
+
+  /// Installs the device as the current platform and starts the library. The scenario and the
+  /// recorder must outlive the application.
+  HostApplication(const Scenario& scenario, std::shared_ptr<TimelineRecorder> recorder,
+                  Launch launch);
+  /// The process is killed: nothing is told to the library.
+  ~HostApplication();
+  HostApplication(const HostApplication&) = delete;
+  HostApplication& operator=(const HostApplication&) = delete;
+
+  void runUntil(Date moment) { device_.runUntil(moment); }
+  /// Every kind but `restart`, which is not for the application to do.
+  void apply(const Scenario::Event& event);
+
+ private:
+  void buildWorld();
+  void observe();
+  void start(const Launch& launch);
+  void applySettings(const Scenario::Event& event);
+  void say(std::string text) { recorder_->say(TimelineKind::application, std::move(text)); }
+
+  const Scenario& scenario_;
+  std::shared_ptr<TimelineRecorder> recorder_;
+  SimulatedPlatform device_;
+  std::shared_ptr<RecordingPlatform> platform_;
+  std::optional<LibraryHost> library_;
+};
+
+}  // namespace ks::tool

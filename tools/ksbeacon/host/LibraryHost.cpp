@@ -1,0 +1,164 @@
+#include "tools/ksbeacon/host/LibraryHost.h"
+
+#include <fmt/format.h>
+
+#include "BeaconSDK/Classes/Beacon/Content/KSProximityZoneContentCategory.h"
+#include "BeaconSDK/Classes/Logging/KSLog.h"
+#include "BeaconSDK/Platform/Api/Platform.h"
+
+namespace ks::tool {
+
+LibraryHost::LibraryHost(std::shared_ptr<TimelineRecorder> recorder, Options options)
+    : recorder_(std::move(recorder)), options_(std::move(options)) {
+  observe();
+}
+
+LibraryHost::~LibraryHost() {
+  observations_.clear();
+  announced_.clear();
+  manager_.reset();
+}
+
+void LibraryHost::observe() {
+  NSNotificationCenter& center = Platform::current().notificationCenter();
+  observations_.push_back(
+      center.addObserver(KSProximityManagerTriggerContentNotification,
+                         [this](const NSNotification& notification) { announced(notification); }));
+  observations_.push_back(
+      center.addObserver(DebugLogNotification, [this](const NSNotification& notification) {
+        recorder_->say(TimelineKind::log,
+                       notification.userInfo[DebugLogMessageKey].stringValue().value_or(""));
+      }));
+}
+
+bool LibraryHost::launch(const std::string& announcement) {
+  KSProximityManager::enableLogging(options_.log);
+  isRefused_ = false;
+  // Two at a time would fight over their files.
+  manager_.reset();
+  manager_ = KSProximityManager::initWithUsername(options_.username, options_.password,
+                                                  NSURL{options_.portalURL},
+                                                  Platform::current().currentLocale());
+  if (!manager_) {
+    say("the library cannot be made: its cache folder is missing");
+    return false;
+  }
+  manager_->setEngineObserver(recorder_);
+  say(announcement);
+  for (const auto& [name, value] : options_.tags) manager_->settingsManager().setTag(name, value);
+  start();
+  return true;
+}
+
+void LibraryHost::start() {
+  manager_->start([this](const std::optional<Error>& error) { startEnded(error); });
+}
+
+void LibraryHost::startEnded(const std::optional<Error>& error) {
+  if (error) {
+    say("the library did not start: " + error->localizedDescription());
+  } else {
+    say("the library runs");
+    for (const std::string& category : options_.enabledCategories) switchCategory(category, true);
+    for (const std::string& category : options_.disabledCategories) switchCategory(category, false);
+  }
+  if (options_.started) options_.started(error);
+}
+
+void LibraryHost::transferEnded(const HttpExchange& exchange) {
+  recorder_->transferEnded(exchange);
+  const bool isRefusal = exchange.status == 401 && !exchange.error &&
+                         exchange.url.absoluteString == options_.portalURL + "/contents/categories";
+  if (!isRefusal || !manager_) return;
+  const std::string refusal = "the portal refuses user " + options_.username;
+  isRefused_ = manager_->starting();
+  // The library itself says nothing of it.
+  if (!isRefused_) return say(refusal);
+  startEnded(Error("Application", 1, refusal));
+}
+
+void LibraryHost::announced(const NSNotification& notification) {
+  const auto zone = KSProximityManager::proximityZoneFromNotification(notification);
+  if (!zone || !zone->content()) return;
+  const KSProximityZoneContent& content = *zone->content();
+  const std::string identifier = content.identifier.value_or("");
+  const std::string text = shownText(content.title.value_or(""), content.message.value_or(""));
+  recorder_->say(TimelineKind::notification, fmt::format("content {} announced", identifier),
+                 {{"action", "announced"},
+                  {"zone", zone->identifier().value_or("")},
+                  {"content", identifier},
+                  {"text", text}});
+  announced_[identifier] = zone;
+  if (options_.showsNotifications) manager_->showNotificationForProximityZone(zone);
+}
+
+void LibraryHost::fetchInBackground(KSProximityManager::FetchCompletion completion) {
+  say("is woken for a background fetch");
+  manager_->performFetchWithCompletionHandler(
+      [this, completion = std::move(completion)](UIBackgroundFetchResult result) {
+        say(result == UIBackgroundFetchResult::newData ? "background fetch: new data"
+                                                       : "background fetch: no data");
+        if (completion) completion(result);
+      });
+}
+
+void LibraryHost::finishBackgroundTransfers() {
+  say("is woken for background transfers");
+  manager_->handleEventsForBackgroundURLSession(KSProximityManager::kSessionIdentifier,
+                                                [this] { say("background transfers are done"); });
+}
+
+void LibraryHost::switchCategory(const std::string& identifier, bool enabled) {
+  KSSettingsManager& settings = manager_->settingsManager();
+  for (const auto& category : settings.contentCategories()) {
+    if (category->identifier != identifier) continue;
+    say(fmt::format("switches category {} {}", identifier, enabled ? "on" : "off"));
+    settings.enableContentCategory(*category, enabled);
+    return;
+  }
+  say(fmt::format("knows no category {} to switch", identifier));
+}
+
+std::shared_ptr<KSProximityZone> LibraryHost::announcedZone(const std::string& content) {
+  const auto found = announced_.find(content);
+  if (found != announced_.end()) return found->second;
+  say(fmt::format("has no content {} to open: it was not announced", content));
+  return nullptr;
+}
+
+void LibraryHost::openContent(const std::string& identifier) {
+  const auto zone = announcedZone(identifier);
+  if (!zone) return;
+  say("the user opens content " + identifier);
+  manager_->incrementLoyaltyForProximityZone(zone);
+}
+
+void LibraryHost::showContent(const std::string& identifier) {
+  const auto zone = announcedZone(identifier);
+  if (!zone) return;
+  say("has content " + identifier + " shown");
+  manager_->showNotificationForProximityZone(zone);
+}
+
+void LibraryHost::openNotification(const Dictionary& userInfo) {
+  const std::string identifier = userInfo["beaconIdentifier"].stringValue().value_or("");
+  const auto zone = manager_->proximityZoneForIdentifier(
+      identifier, static_cast<KSContentDownloadType>(userInfo["contentType"].integerValue()));
+  if (!zone || !zone->content()) return say("the user opens a content that is gone");
+  say("the user opens content " + zone->content()->identifier.value_or(""));
+  manager_->incrementLoyaltyForProximityZone(zone);
+}
+
+void LibraryHost::refresh() {
+  manager_->setErrorHappened(false);
+  // Long ago, so that a fetch finds them outdated.
+  manager_->setLastLocationsRefreshDate(Date{});
+  fetchInBackground();
+}
+
+std::string shownText(const std::string& title, const std::string& message) {
+  if (title.empty() || message.empty()) return title + message;
+  return title + ": " + message;
+}
+
+}  // namespace ks::tool

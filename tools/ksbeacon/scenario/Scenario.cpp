@@ -1,0 +1,28 @@
+#include "tools/ksbeacon/scenario/Scenario.h"
+
+namespace ks::tool {
+
+const std::vector<std::string>& refusalNames() {
+  static const std::vector<std::string> kNames = {
+      "proximity", "eventCounter", "repeatDelay", "onceOnly", "category", "dwelling", "otherEvent"};
+  return kNames;
+}
+
+const std::vector<std::string>& statisticNames() {
+  static const std::vector<std::string> kNames = {
+      "beacons/enter",   "beacons/exit",   "beacons/notification",   "beacons/content",
+      "geofences/enter", "geofences/exit", "geofences/notification", "geofences/content"};
+  return kNames;
+}
+
+const std::vector<std::string>& permissionNames() {
+  static const std::vector<std::string> kNames = {"notDetermined", "restricted", "denied", "always",
+                                                  "whenInUse"};
+  return kNames;
+}
+
+std::string permissionName(CLAuthorizationStatus status) {
+  return permissionNames().at(static_cast<std::size_t>(status));
+}
+
+}  // namespace ks::tool

@@ -1,0 +1,341 @@
+#include "tools/ksbeacon/scenario/ScenarioParts.h"
+
+#include <fmt/format.h>
+#include <unicode/timezone.h>
+
+#include <algorithm>
+#include <cmath>
+#include <memory>
+#include <numbers>
+
+#include "tools/ksbeacon/documents/MomentText.h"
+#include "tools/ksbeacon/scenario/GpxTrack.h"
+
+namespace ks::tool {
+
+namespace {
+
+using Range = ObjectReader::Range;
+
+/// The sphere on which the seam measures distances.
+constexpr double kEarthRadius = 6371008.8;
+/// Local metres are for sites, not for countries.
+constexpr double kFarthest = 100000;
+constexpr Range kSpeed{0.01, 1000, " m/s"};
+constexpr Range kAccuracy{0, 10000, " metres"};
+
+/// Request paths count from the portal's root.
+std::string readPath(ObjectReader& reader, std::string_view name,
+                     std::optional<std::string> fallback = std::nullopt) {
+  if (!reader.has(name) && fallback) return *fallback;
+  std::string path = reader.text(name);
+  if (!path.starts_with('/')) reader.fail(name, "a path that begins with \"/\"");
+  return path;
+}
+
+}  // namespace
+
+Date readDate(ObjectReader& reader, std::string_view name) {
+  const std::string text = reader.text(name);
+  if (const auto date = dateFromText(text)) return *date;
+  reader.fail(name, "a date like \"2026-05-04T09:00:00Z\", from 1970 on");
+  return {};
+}
+
+Seconds readMoment(ObjectReader& reader, std::string_view name, Range range,
+                   std::optional<Seconds> fallback) {
+  if (!reader.has(name) && fallback) return *fallback;
+  const JsonNode* const node = reader.find(name);
+  std::optional<double> seconds;
+  if (node != nullptr && node->number() != nullptr) seconds = *node->number();
+  if (node != nullptr && node->string() != nullptr) seconds = momentFromText(*node->string());
+  if (seconds && *seconds >= range.least && *seconds <= range.most) return Seconds{*seconds};
+  reader.fail(name, fmt::format("seconds from {} to {}, as a number or as \"h:mm:ss\"", range.least,
+                                range.most));
+  return Seconds{range.least};
+}
+
+std::string readTimeZone(ObjectReader& reader, std::string_view name) {
+  std::string zone = reader.text(name, "UTC");
+  const std::unique_ptr<const icu::TimeZone> found(
+      icu::TimeZone::createTimeZone(icu::UnicodeString::fromUTF8(zone)));
+  if (*found == icu::TimeZone::getUnknown()) {
+    reader.fail(name, "a time zone like \"Europe/Rome\"");
+  }
+  return zone;
+}
+
+void readLocale(ObjectReader& reader, std::string_view name, std::string& language,
+                std::string& country) {
+  const std::string locale = reader.text(name, "en_US");
+  const auto letter = [&](std::size_t i, char low, char high) {
+    return locale[i] >= low && locale[i] <= high;
+  };
+  if (locale.size() == 5 && letter(0, 'a', 'z') && letter(1, 'a', 'z') && locale[2] == '_' &&
+      letter(3, 'A', 'Z') && letter(4, 'A', 'Z')) {
+    language = locale.substr(0, 2);
+    country = locale.substr(3);
+  } else {
+    reader.fail(name, "a locale like \"it_IT\"");
+  }
+}
+
+CLAuthorizationStatus readPermission(ObjectReader& reader, std::string_view name) {
+  constexpr std::size_t kAlways = 3;
+  return static_cast<CLAuthorizationStatus>(reader.choice(name, permissionNames(), kAlways));
+}
+
+ScenarioParts::ScenarioParts(ObjectReader& document, Date start, Seconds until,
+                             std::filesystem::path folder)
+    : mistakes_(document.mistakes()), start_(start), until_(until), folder_(std::move(folder)) {
+  if (document.has("origin")) origin_ = position(document, "origin");
+}
+
+CLLocationCoordinate2D ScenarioParts::position(ObjectReader& reader, std::string_view name) const {
+  ObjectReader point(reader.section(name), reader.pathOf(name), mistakes_,
+                     {"latitude", "longitude", "east", "north"});
+  if (!point.has("east") && !point.has("north")) {
+    return {point.number("latitude", {-90, 90, " degrees"}),
+            point.number("longitude", {-180, 180, " degrees"})};
+  }
+  if (point.has("latitude") || point.has("longitude")) {
+    point.fail(point.has("east") ? "east" : "north", "either degrees or metres, not both");
+    return {};
+  }
+  const double east = point.number("east", {-kFarthest, kFarthest, " metres"}, 0);
+  const double north = point.number("north", {-kFarthest, kFarthest, " metres"}, 0);
+  if (!origin_) {
+    reader.fail(name, "degrees, because the scenario has no \"origin\" to count metres from");
+    return {};
+  }
+  constexpr double kDegree = 180 / std::numbers::pi;
+  const double shrink = std::max(0.01, std::cos(origin_->latitude / kDegree));
+  return {std::clamp(origin_->latitude + north / kEarthRadius * kDegree, -90.0, 90.0),
+          std::clamp(origin_->longitude + east / (kEarthRadius * shrink) * kDegree, -180.0, 180.0)};
+}
+
+std::pair<Seconds, Seconds> ScenarioParts::span(ObjectReader& reader, std::optional<Seconds> from,
+                                                std::optional<Seconds> to) const {
+  const Seconds begin = readMoment(reader, "from", {0, until_.count()}, from);
+  const Seconds end = readMoment(reader, "to", {begin.count(), until_.count()}, to);
+  return {begin, end};
+}
+
+SimulatedBattery ScenarioParts::battery(const JsonNode& node, const std::string& path) const {
+  ObjectReader reader(node, path, mistakes_, {"layout", "tag", "level", "interval"});
+  SimulatedBattery battery;
+  const bool named = reader.choice("layout", {"identity", "name"}) == 1;
+  battery.layout = named ? SimulatedBattery::Layout::name : SimulatedBattery::Layout::identity;
+  battery.level = static_cast<std::uint8_t>(reader.integer("level", {0, 255}));
+  battery.interval = Seconds{reader.number("interval", {0.02, 3600, " s"}, 10)};
+  if (named) {
+    battery.name = reader.text("tag");
+    const auto isAscii = [](char c) { return c >= ' ' && c <= '~'; };
+    if (battery.name.size() != 4 || !std::ranges::all_of(battery.name, isAscii)) {
+      reader.fail("tag", "four ASCII characters");
+    }
+  } else if (reader.has("tag")) {
+    reader.fail("tag", "no tag in the layout \"identity\"");
+  }
+  return battery;
+}
+
+Scenario::Beacon ScenarioParts::beacon(const JsonNode& node, const std::string& path) const {
+  ObjectReader reader(node, path, mistakes_,
+                      {"name", "at", "uuid", "major", "minor", "power", "calibrationError",
+                       "interval", "noise", "loss", "on", "off", "battery"});
+  Scenario::Beacon beacon;
+  beacon.name = reader.text("name", path);
+  SimulatedBeacon& radio = beacon.radio;
+  radio.coordinate = position(reader, "at");
+  if (const auto uuid = UUID::fromString(reader.text("uuid"))) {
+    radio.proximityUUID = *uuid;
+  } else {
+    reader.fail("uuid", "a UUID like \"11223344-5566-4778-8899-AABBCCDDEEFF\"");
+  }
+  radio.major = static_cast<std::uint16_t>(reader.integer("major", {0, 65535}));
+  radio.minor = static_cast<std::uint16_t>(reader.integer("minor", {0, 65535}));
+  radio.measuredPower = {static_cast<double>(reader.integer("power", {-128, 20, " dBm"}, -59))};
+  radio.calibrationError = {reader.number("calibrationError", {-40, 40, " dB"}, 0)};
+  radio.interval = Seconds{reader.number("interval", {0.02, 60, " s"}, 1)};
+  radio.noise = {reader.number("noise", {0, 30, " dB"}, 0)};
+  radio.lossProbability = reader.number("loss", {0, 1}, 0);
+  const Seconds on = readMoment(reader, "on", {0, until_.count()}, Seconds{0});
+  // Whatever the clock says before the start and after the end does not matter.
+  constexpr Seconds kEver{1e9};
+  if (on.count() > 0) radio.off.push_back({start_ - kEver, start_ + on});
+  if (reader.has("off")) {
+    const Seconds off = readMoment(reader, "off", {on.count(), until_.count()});
+    radio.off.push_back({start_ + off, start_ + kEver});
+  }
+  if (const JsonNode* const found = reader.find("battery")) {
+    radio.battery = battery(*found, reader.pathOf("battery"));
+  }
+  return beacon;
+}
+
+Scenario::Walk ScenarioParts::walk(const JsonNode& node, const std::string& path) const {
+  ObjectReader reader(node, path, mistakes_,
+                      {"from", "gpx", "speed", "accuracy", "noise", "steps", "outages"});
+  Scenario::Walk walk;
+  SimulatedWaypoint first;
+  first.accuracy = {reader.number("accuracy", kAccuracy, first.accuracy.value)};
+  first.speed = {reader.number("speed", kSpeed, first.speed.value)};
+  walk.noise = {reader.number("noise", {0, 1000, " metres"}, 0)};
+  walk.stops.push_back(first);
+  if (reader.has("gpx")) {
+    readTrack(reader, walk);
+  } else {
+    readSteps(reader, walk);
+  }
+  reader.each("outages", [&](const JsonNode& item, const std::string& itemPath) {
+    ObjectReader outage(item, itemPath, mistakes_, {"from", "to"});
+    const auto [from, to] = span(outage, std::nullopt, std::nullopt);
+    walk.outages.push_back({start_ + from, start_ + to});
+  });
+  return walk;
+}
+
+void ScenarioParts::readSteps(ObjectReader& reader, Scenario::Walk& walk) const {
+  walk.stops[0].coordinate = position(reader, "from");
+  const MetresPerSecond usual = walk.stops[0].speed;
+  reader.each("steps", [&](const JsonNode& item, const std::string& path) {
+    ObjectReader step(item, path, mistakes_, {"to", "speed", "accuracy", "pause"});
+    if (step.has("to") == step.has("pause")) {
+      mistakes_.add(item, path, "expected either \"to\" or \"pause\"");
+    } else if (step.has("pause")) {
+      walk.stops.back().pause += readMoment(step, "pause", {0, until_.count()});
+    } else {
+      SimulatedWaypoint stop;
+      stop.coordinate = position(step, "to");
+      stop.speed = {step.number("speed", kSpeed, usual.value)};
+      stop.accuracy = {step.number("accuracy", kAccuracy, walk.stops.back().accuracy.value)};
+      walk.stops.push_back(stop);
+    }
+  });
+}
+
+void ScenarioParts::readTrack(ObjectReader& reader, Scenario::Walk& walk) const {
+  for (const char* const other : {"from", "steps"}) {
+    if (reader.has(other)) reader.fail(other, "either \"gpx\" or \"from\" and \"steps\"");
+  }
+  const std::string file = (folder_ / reader.text("gpx")).lexically_normal().string();
+  if (mistakes_.first()) return;
+  auto track = readGpxTrack(file);
+  if (auto* const error = std::get_if<InputError>(&track)) {
+    mistakes_.add(std::move(*error));
+    return;
+  }
+  walk.stops = stopsOf(std::get<std::vector<TrackPoint>>(track), start_, walk.stops[0]);
+}
+
+Scenario::Event ScenarioParts::event(const JsonNode& node, const std::string& path) const {
+  using Kind = Scenario::Event::Kind;
+  // In the order of `Kind`.
+  static const std::vector<std::string> kNames = {
+      "becomeActive", "resignActive", "backgroundFetch", "backgroundTransfer", "setPermission",
+      "setTag",       "deleteTag",    "clearTags",       "enableCategory",     "disableCategory",
+      "restart",      "retry",        "reset",           "openContent",        "showNotification"};
+  ObjectReader reader(
+      node, path, mistakes_,
+      {"at", "do", "tag", "value", "category", "content", "permission", "downtime"});
+  Scenario::Event event;
+  event.at = readMoment(reader, "at", {0, until_.count()});
+  event.kind = static_cast<Kind>(reader.choice("do", kNames));
+  std::vector<std::string_view> own;
+  switch (event.kind) {
+    case Kind::setPermission:
+      own = {"permission"};
+      if (!reader.has("permission")) reader.text("permission");
+      event.permission = readPermission(reader, "permission");
+      break;
+    case Kind::setTag:
+      own = {"tag", "value"};
+      event.name = reader.text("tag");
+      event.value = reader.text("value");
+      break;
+    case Kind::deleteTag:
+      own = {"tag"};
+      event.name = reader.text("tag");
+      break;
+    case Kind::enableCategory:
+    case Kind::disableCategory:
+      own = {"category"};
+      event.name = reader.text("category");
+      break;
+    case Kind::openContent:
+    case Kind::showNotification:
+      own = {"content"};
+      event.name = reader.text("content");
+      break;
+    case Kind::restart:
+      own = {"downtime"};
+      event.downtime = readMoment(reader, "downtime", {0, until_.count()}, Seconds{0});
+      break;
+    default:
+      break;
+  }
+  for (const std::string& name : reader.names()) {
+    if (name == "at" || name == "do" || std::ranges::find(own, name) != own.end()) continue;
+    reader.fail(name, fmt::format("no such member with \"{}\"",
+                                  kNames[static_cast<std::size_t>(event.kind)]));
+  }
+  return event;
+}
+
+Scenario::Fault ScenarioParts::fault(const JsonNode& node, const std::string& path) const {
+  ObjectReader reader(node, path, mistakes_, {"from", "to", "path", "kind", "status"});
+  Scenario::Fault fault;
+  std::tie(fault.from, fault.to) = span(reader, Seconds{0}, until_);
+  fault.path = readPath(reader, "path", "");
+  fault.kind = static_cast<Scenario::Fault::Kind>(
+      reader.choice("kind", {"status", "truncate", "notJson", "drop"}));
+  if (fault.kind == Scenario::Fault::Kind::status) {
+    fault.status = static_cast<int>(reader.integer("status", {400, 599}));
+  } else if (reader.has("status")) {
+    reader.fail("status", "a status only with the kind \"status\"");
+  }
+  return fault;
+}
+
+Scenario::Expectation ScenarioParts::expectation(const JsonNode& node,
+                                                 const std::string& path) const {
+  // In the order of `Subject`.
+  static const std::vector<std::string> kSubjects = {"content", "statistic", "refusal", "request"};
+  ObjectReader reader(node, path, mistakes_,
+                      {"content", "statistic", "refusal", "request", "zone", "battery", "from",
+                       "to", "times", "never"});
+  Scenario::Expectation expectation;
+  expectation.line = node.line;
+  const auto given =
+      std::ranges::count_if(kSubjects, [&](const auto& subject) { return reader.has(subject); });
+  if (given != 1) {
+    mistakes_.add(
+        node, path,
+        fmt::format("expected one of content, statistic, refusal, request, got {}", given));
+    return expectation;
+  }
+  const auto subject =
+      std::ranges::find_if(kSubjects, [&](const auto& name) { return reader.has(name); });
+  expectation.subject = static_cast<Scenario::Expectation::Subject>(subject - kSubjects.begin());
+  expectation.name = *subject == "request" ? readPath(reader, *subject) : reader.text(*subject);
+  if (*subject == "refusal") reader.choice(*subject, refusalNames());
+  if (*subject == "statistic") reader.choice(*subject, statisticNames());
+  if (reader.has("zone")) {
+    expectation.zone = reader.text("zone");
+    if (*subject == "request") reader.fail("zone", "no zone for a request");
+  }
+  if (reader.has("battery")) {
+    expectation.battery = static_cast<int>(reader.integer("battery", {0, 255}));
+    if (*subject != "statistic") reader.fail("battery", "a battery level only for a statistic");
+  }
+  std::tie(expectation.from, expectation.to) = span(reader, Seconds{0}, until_);
+  if (reader.has("times")) expectation.times = static_cast<int>(reader.integer("times", {0, 1e6}));
+  if (reader.flag("never", false)) {
+    if (reader.has("times")) reader.fail("times", "either \"times\" or \"never\"");
+    expectation.times = 0;
+  }
+  return expectation;
+}
+
+}  // namespace ks::tool

@@ -1,0 +1,155 @@
+#include "tools/ksbeacon/scenario/ScenarioReader.h"
+
+#include <algorithm>
+
+#include "tools/ksbeacon/documents/ObjectReader.h"
+#include "tools/ksbeacon/scenario/GpxTrack.h"
+#include "tools/ksbeacon/scenario/ScenarioParts.h"
+
+namespace ks::tool {
+
+namespace {
+
+/// A year: longer days are a typing error.
+constexpr double kLongest = 366.0 * 24 * 3600;
+
+void readPortal(const JsonNode& node, const ScenarioParts& parts, Scenario& scenario,
+                Mistakes& mistakes) {
+  ObjectReader reader(node, "portal", mistakes, {"documents", "username", "password", "faults"});
+  const std::string documents = reader.text("documents");
+  Scenario::Portal& portal = scenario.portal;
+  portal.documents = (scenario.file.parent_path() / documents).lexically_normal();
+  std::error_code ec;
+  if (!mistakes.first() && !std::filesystem::is_directory(portal.documents, ec)) {
+    reader.fail("documents", "a folder of portal documents, relative to the scenario's file");
+  }
+  portal.credentials = {reader.text("username", "demo"), reader.text("password", "demo")};
+  reader.each("faults", [&](const JsonNode& item, const std::string& path) {
+    scenario.faults.push_back(parts.fault(item, path));
+  });
+}
+
+/// It becomes the name of a folder on the device.
+std::string readBundleIdentifier(ObjectReader& reader, const std::string& fallback) {
+  constexpr const char* kName = "bundleIdentifier";
+  std::string identifier = reader.text(kName, fallback);
+  const bool isPlain = std::ranges::all_of(identifier, [](char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '.' ||
+           c == '-';
+  });
+  if (!isPlain || identifier.starts_with('.')) {
+    reader.fail(kName, "letters, digits, \".\" and \"-\", as in \"com.example.simulated\"");
+  }
+  return identifier;
+}
+
+void readApplication(const JsonNode& node, Scenario& scenario, Mistakes& mistakes) {
+  ObjectReader reader(node, "application", mistakes,
+                      {"bundleIdentifier", "foreground", "showsNotifications", "username",
+                       "password", "tags", "disabledCategories"});
+  Scenario::Application& application = scenario.application;
+  application.bundleIdentifier = readBundleIdentifier(reader, application.bundleIdentifier);
+  application.foreground = reader.flag("foreground", application.foreground);
+  application.showsNotifications =
+      reader.flag("showsNotifications", application.showsNotifications);
+  application.credentials = {reader.text("username", scenario.portal.credentials.username),
+                             reader.text("password", scenario.portal.credentials.password)};
+  if (const JsonNode* const tags = reader.find("tags")) {
+    ObjectReader each(*tags, reader.pathOf("tags"), mistakes);
+    for (const std::string& name : each.names()) {
+      application.tags.emplace_back(name, each.text(name));
+    }
+  }
+  reader.each("disabledCategories", [&](const JsonNode& item, const std::string& path) {
+    if (item.string() != nullptr && !item.string()->empty()) {
+      application.disabledCategories.push_back(*item.string());
+    } else {
+      mistakes.add(item, path, "expected a category's identifier as text, got " + item.inWords());
+    }
+  });
+}
+
+Scenario readDocument(const JsonNode& document, const std::string& file, Mistakes& mistakes) {
+  ObjectReader reader(
+      document, "", mistakes,
+      {"title", "start", "timeZone", "locale", "until", "seed", "permission", "origin", "pathLoss",
+       "portal", "application", "beacons", "walk", "events", "expect"});
+  Scenario scenario;
+  scenario.file = file;
+  scenario.title = reader.text("title", scenario.file.stem().string());
+  scenario.start = readDate(reader, "start");
+  scenario.timeZone = readTimeZone(reader, "timeZone");
+  readLocale(reader, "locale", scenario.language, scenario.country);
+  scenario.until = readMoment(reader, "until", {1, kLongest});
+  scenario.seed = static_cast<std::uint64_t>(reader.integer("seed", {0, 1e15}, 1));
+  scenario.permission = readPermission(reader, "permission");
+
+  const ScenarioParts parts(reader, scenario.start, scenario.until, scenario.file.parent_path());
+  scenario.pathLossExponent = reader.number("pathLoss", {1, 8}, scenario.pathLossExponent);
+  readPortal(reader.section("portal"), parts, scenario, mistakes);
+  static const JsonNode kNothing{JsonNode::Members{}, 0};
+  const JsonNode* const application = reader.find("application");
+  readApplication(application == nullptr ? kNothing : *application, scenario, mistakes);
+  reader.each("beacons", [&](const JsonNode& item, const std::string& path) {
+    scenario.beacons.push_back(parts.beacon(item, path));
+  });
+  scenario.walk = parts.walk(reader.section("walk"), "walk");
+  reader.each("events", [&](const JsonNode& item, const std::string& path) {
+    scenario.events.push_back(parts.event(item, path));
+  });
+  reader.each("expect", [&](const JsonNode& item, const std::string& path) {
+    scenario.expectations.push_back(parts.expectation(item, path));
+  });
+  return scenario;
+}
+
+std::variant<Scenario, InputError> readParsed(std::variant<JsonNode, InputError> parsed,
+                                              const std::string& file) {
+  if (auto* const error = std::get_if<InputError>(&parsed)) return std::move(*error);
+  Mistakes mistakes(file);
+  Scenario scenario = readDocument(std::get<JsonNode>(parsed), file, mistakes);
+  if (mistakes.first()) return *mistakes.first();
+  return scenario;
+}
+
+}  // namespace
+
+std::variant<Scenario, InputError> readScenario(std::string_view text, const std::string& file) {
+  return readParsed(parseLocatedJson(text, file), file);
+}
+
+std::variant<Scenario, InputError> readScenarioFile(const std::string& path) {
+  return readParsed(readLocatedJson(path), path);
+}
+
+std::variant<Scenario, InputError> readTrackScenario(const std::string& path,
+                                                     const std::string& documents) {
+  auto read = readGpxTrack(path);
+  if (auto* const error = std::get_if<InputError>(&read)) return std::move(*error);
+  std::error_code ec;
+  if (!std::filesystem::is_directory(documents, ec)) {
+    return InputError{documents, 0, "", "expected a folder of portal documents"};
+  }
+  const auto& track = std::get<std::vector<TrackPoint>>(read);
+  // 2026-01-01T08:00:00Z, for tracks that name no time.
+  constexpr double kSomeMorning = 1767254400;
+  const SimulatedWaypoint usual;
+  Seconds length{0};
+  for (std::size_t i = 1; i < track.size(); ++i) {
+    const Metres way = distanceBetween(track[i - 1].coordinate, track[i].coordinate);
+    length += track[i].time ? Seconds{*track[i].time - *track[i - 1].time}
+                            : Seconds{way.value / usual.speed.value};
+  }
+  if (length.count() > kLongest) return InputError{path, 0, "", "expected a way of at most a year"};
+  Scenario scenario;
+  scenario.file = path;
+  scenario.title = scenario.file.stem().string();
+  scenario.start = track.front().time.value_or(dateFromSecondsSince1970(kSomeMorning));
+  scenario.until = length + Seconds{60};
+  scenario.portal = {documents, {"demo", "demo"}};
+  scenario.application.credentials = scenario.portal.credentials;
+  scenario.walk.stops = stopsOf(track, scenario.start, usual);
+  return scenario;
+}
+
+}  // namespace ks::tool

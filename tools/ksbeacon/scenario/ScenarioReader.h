@@ -1,0 +1,25 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <variant>
+
+#include "tools/ksbeacon/documents/InputError.h"
+#include "tools/ksbeacon/scenario/Scenario.h"
+
+namespace ks::tool {
+
+/// Reads a scenario and checks every member. `file` names the document in messages and is where
+/// relative folders count from. Never touches anything but the text, apart from looking whether the
+/// documents folder is there.
+std::variant<Scenario, InputError> readScenario(std::string_view text, const std::string& file);
+
+/// The same for the content of `path`.
+std::variant<Scenario, InputError> readScenarioFile(const std::string& path);
+
+/// A day along a GPX track without beacons, against the portal documents in a folder: from the
+/// track's first time, or a fixed one, until a minute after its last point.
+std::variant<Scenario, InputError> readTrackScenario(const std::string& path,
+                                                     const std::string& documents);
+
+}  // namespace ks::tool

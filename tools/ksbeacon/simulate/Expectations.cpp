@@ -1,0 +1,108 @@
+#include "tools/ksbeacon/simulate/Expectations.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+namespace ks::tool {
+
+namespace {
+
+using Subject = Scenario::Expectation::Subject;
+
+std::string textOf(const TimelineEvent& event, const char* member) {
+  return event.details[member].stringValue().value_or("");
+}
+
+bool batteryFits(const Scenario::Expectation& expectation, const TimelineEvent& event) {
+  if (!expectation.battery) return true;
+  const Dictionary* const body = event.details["body"].dictionary();
+  return body != nullptr && (*body)["batteryLevel"].isNumber() &&
+         (*body)["batteryLevel"].integerValue() == *expectation.battery;
+}
+
+bool matches(const Scenario::Expectation& expectation, const TimelineEvent& event) {
+  const bool zoneFits = expectation.zone.empty() || textOf(event, "zone") == expectation.zone;
+  switch (expectation.subject) {
+    case Subject::content:
+      return event.kind == TimelineKind::trigger && zoneFits &&
+             textOf(event, "content") == expectation.name;
+    case Subject::refusal:
+      return event.kind == TimelineKind::refusal && zoneFits &&
+             textOf(event, "rule") == expectation.name;
+    case Subject::statistic:
+      return event.kind == TimelineKind::statistic && zoneFits &&
+             textOf(event, "event") == expectation.name && batteryFits(expectation, event);
+    case Subject::request:
+      return event.kind == TimelineKind::http &&
+             textOf(event, "target").starts_with(expectation.name);
+  }
+  return false;
+}
+
+const char* verbOf(Subject subject) {
+  switch (subject) {
+    case Subject::content:
+      return "fires";
+    case Subject::refusal:
+      return "refuses";
+    default:
+      return "is sent";
+  }
+}
+
+std::string inWords(const Scenario::Expectation& expectation) {
+  static constexpr const char* kSubjects[] = {"content", "statistic", "refusal", "request"};
+  const auto subject = static_cast<std::size_t>(expectation.subject);
+  std::string text = fmt::format("{} {}", kSubjects[subject], expectation.name);
+  if (!expectation.zone.empty()) text += " of zone " + expectation.zone;
+  if (expectation.battery) text += fmt::format(" with battery level {}", *expectation.battery);
+  const bool never = expectation.times == 0;
+  text += never ? " never " : " ";
+  text += verbOf(expectation.subject);
+  if (expectation.times == 1) text += " once";
+  if (expectation.times > 1) text += fmt::format(" {} times", *expectation.times);
+  return text + fmt::format(" between {} and {}", timelineMoment(expectation.from),
+                            timelineMoment(expectation.to));
+}
+
+/// The first few moments are enough to see what is wrong.
+std::string momentsInWords(const std::vector<Seconds>& moments) {
+  constexpr std::size_t kShown = 5;
+  if (moments.empty()) return "it never happened";
+  std::string text = "it happened at ";
+  for (std::size_t i = 0; i < std::min(moments.size(), kShown); ++i) {
+    text += (i == 0 ? "" : ", ") + timelineMoment(moments[i]);
+  }
+  if (moments.size() > kShown) text += fmt::format(" and {} more times", moments.size() - kShown);
+  return text;
+}
+
+}  // namespace
+
+Expectations::Expectations(const Scenario& scenario) {
+  for (const Scenario::Expectation& each : scenario.expectations) watched_.push_back({&each, {}});
+}
+
+void Expectations::note(const TimelineEvent& event) {
+  for (Watched& each : watched_) {
+    if (matches(*each.expectation, event)) each.moments.push_back(event.at);
+  }
+}
+
+std::vector<Expectations::Outcome> Expectations::outcomes(Seconds end) const {
+  std::vector<Outcome> outcomes;
+  for (const Watched& each : watched_) {
+    const Scenario::Expectation& expectation = *each.expectation;
+    // A simulation that was cut short can only tell about what it saw whole.
+    if (expectation.to > end) continue;
+    const auto count = std::ranges::count_if(each.moments, [&](Seconds moment) {
+      return moment >= expectation.from && moment <= expectation.to;
+    });
+    const bool met = expectation.times ? count == *expectation.times : count > 0;
+    outcomes.push_back({&expectation, met, inWords(expectation), momentsInWords(each.moments)});
+  }
+  return outcomes;
+}
+
+}  // namespace ks::tool

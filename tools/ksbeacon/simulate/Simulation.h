@@ -1,0 +1,53 @@
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tools/ksbeacon/scenario/Scenario.h"
+#include "tools/ksbeacon/simulate/Expectations.h"
+#include "tools/ksbeacon/timeline/Timeline.h"
+
+namespace ks::tool {
+
+struct SimulationOptions {
+  /// Ends earlier than the scenario.
+  std::optional<Seconds> until;
+  /// Another walk through the same noise.
+  std::optional<std::uint64_t> seed;
+  /// Keeps the device's files between runs; empty: forgotten at the end.
+  std::filesystem::path state;
+  /// Another portal's root; empty: the embedded one.
+  std::string portalURL;
+  bool log = false;
+  /// Each ranging result with all its beacons; otherwise only changes, which is faster.
+  bool everyRanging = true;
+  /// Simulated seconds per real second; 0: as fast as it goes.
+  double speed = 0;
+  /// Told now and then how much of the day is over, 0 to 1.
+  std::function<void(double)> progress;
+  /// Asked as often; true ends the simulation there. Empty: never.
+  std::function<bool()> isInterrupted;
+};
+
+/// How a simulation came out.
+struct SimulationResult {
+  /// Why it could not be run; empty when it was.
+  std::string failure;
+  /// It did not come to its end, so nothing is known of what was expected.
+  bool interrupted = false;
+  /// What the portal said of its documents meanwhile.
+  std::vector<std::string> portalMessages;
+  /// Another portal was asked and answered nothing at all.
+  bool portalIsSilent = false;
+  std::vector<Expectations::Outcome> outcomes;
+};
+
+/// Lives through the scenario, adding each thing that happens to the timeline. Occupies the
+/// process's platform meanwhile. The scenario must outlive the result.
+SimulationResult simulate(const Scenario& scenario, const SimulationOptions& options,
+                          Timeline& timeline);
+
+}  // namespace ks::tool

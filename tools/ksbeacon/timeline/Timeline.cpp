@@ -1,0 +1,70 @@
+#include "tools/ksbeacon/timeline/Timeline.h"
+
+#include <fmt/format.h>
+
+#include <cmath>
+
+namespace ks::tool {
+
+namespace {
+
+/// What catches the eye: what fired is green, what was held back yellow, what went wrong red; the
+/// everyday is dim.
+const char* colourOf(const TimelineEvent& event) {
+  switch (event.kind) {
+    case TimelineKind::trigger:
+    case TimelineKind::notification:
+      return "\033[32m";
+    case TimelineKind::refusal:
+    case TimelineKind::dwelling:
+      return "\033[33m";
+    case TimelineKind::expectation:
+      return event.details["met"].boolValue() ? "\033[32m" : "\033[31m";
+    case TimelineKind::application:
+    case TimelineKind::statistic:
+      return "\033[36m";
+    default:
+      return "\033[2m";
+  }
+}
+
+/// No event may break its line or reach the terminal's controls.
+std::string onOneLine(std::string text) {
+  for (char& c : text) {
+    if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f) c = ' ';
+  }
+  return text;
+}
+
+}  // namespace
+
+void TimelinePrinter::print(const TimelineEvent& event) {
+  if (event.kind == TimelineKind::log && !options_.log) return;
+  if (options_.form == Form::json) {
+    printJson(event);
+  } else if (!event.minor || options_.everything) {
+    printText(event);
+  }
+}
+
+void TimelinePrinter::printText(const TimelineEvent& event) {
+  const std::string kind = fmt::format("{:<12}", timelineKindName(event.kind));
+  stream_ << fmt::format("{:>12}  ", timelineMoment(event.at));
+  if (options_.colours) {
+    stream_ << colourOf(event) << kind << "\033[0m";
+  } else {
+    stream_ << kind;
+  }
+  stream_ << "  " << onOneLine(event.text) << '\n';
+}
+
+void TimelinePrinter::printJson(const TimelineEvent& event) {
+  Dictionary line;
+  line.set("at", std::round(event.at.count() * 1000) / 1000);
+  line.set("date", dateInUTC(start_ + event.at));
+  line.set("kind", timelineKindName(event.kind));
+  for (const auto& [name, value] : event.details) line.set(name, value);
+  stream_ << jsonText(line) << '\n';
+}
+
+}  // namespace ks::tool

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <functional>
+#include <ostream>
+#include <vector>
+
+#include "tools/ksbeacon/timeline/TimelineEvent.h"
+
+namespace ks::tool {
+
+/// Takes the events of a simulation in the order in which they happen and hands each to everybody
+/// who listens. One thread.
+class Timeline {
+ public:
+  using Listener = std::function<void(const TimelineEvent&)>;
+
+  void listen(Listener listener) { listeners_.push_back(std::move(listener)); }
+  void add(const TimelineEvent& event) const {
+    for (const Listener& listener : listeners_) listener(event);
+  }
+
+ private:
+  std::vector<Listener> listeners_;
+};
+
+/// Writes a timeline, an event a line.
+class TimelinePrinter {
+ public:
+  enum class Form { text, json };
+  struct Options {
+    Form form = Form::text;
+    /// Marks the kinds with terminal colours.
+    bool colours = false;
+    /// Minor events and the log as well.
+    bool everything = false;
+    bool log = false;
+  };
+
+  /// `start` is the moment from which JSON lines count their dates.
+  TimelinePrinter(std::ostream& stream, Date start, Options options)
+      : stream_(stream), start_(start), options_(options) {}
+
+  void print(const TimelineEvent& event);
+
+ private:
+  void printText(const TimelineEvent& event);
+  void printJson(const TimelineEvent& event);
+
+  std::ostream& stream_;
+  Date start_;
+  Options options_;
+};
+
+}  // namespace ks::tool

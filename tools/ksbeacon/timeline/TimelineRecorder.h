@@ -1,0 +1,73 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "BeaconSDK/Classes/Manager/Common/KSEngineObserver.h"
+#include "BeaconSDK/Platform/Api/Foundation.h"
+#include "BeaconSDK/Platform/Http/HttpURLLoadingSystem.h"
+#include "tools/ksbeacon/host/LocationListener.h"
+#include "tools/ksbeacon/scenario/Scenario.h"
+#include "tools/ksbeacon/timeline/Timeline.h"
+
+namespace ks::tool {
+
+/// Turns what the device, the engine and the transfers report into lines of the timeline.
+///
+/// Lines hold nothing of the machine that the program runs on: no port, no path, and in a
+/// simulation no real time. Everything runs on the device's own thread.
+class TimelineRecorder : public KSEngineObserver, public LocationListener {
+ public:
+  using BeaconIdentity = std::tuple<UUID, std::uint16_t, std::uint16_t>;
+
+  /// The scenario and the timeline must outlive the recorder. `clock` changes with the device.
+  /// With `everyRanging` each ranging result is an event with all its beacons; otherwise only those
+  /// beacons make one that are new, gone or at another proximity.
+  TimelineRecorder(const Scenario& scenario, Timeline& timeline, std::string portalURL,
+                   bool everyRanging = true);
+  /// For a device whose beacons nobody has named.
+  TimelineRecorder(Date start, Timeline& timeline, std::string portalURL, bool everyRanging);
+
+  /// The clock of the device that reports from now on.
+  void follow(const Clock& clock) { clock_ = &clock; }
+
+  /// A line in the application's own words.
+  void say(TimelineKind kind, std::string text, Dictionary details = {});
+
+  void triggerDecided(const KSTriggerDecision& decision) override;
+  void contentRequested(const KSContentRequest& request) override;
+  void cacheWritten(const KSCacheWrite& write) override;
+  void regionActivityChanged(const KSRegionActivity& activity) override;
+
+  void located(const CLLocation& location) override;
+  void regionChanged(const CLRegion& region, CLRegionState state) override;
+  void ranged(const CLBeaconRegion& region, const std::vector<CLBeacon>& beacons) override;
+  void monitoringFailed(const CLRegion* region, const Error& error) override;
+
+  void transferEnded(const HttpExchange& exchange);
+
+ private:
+  void add(TimelineEvent event);
+  std::string nameOf(const BeaconIdentity& beacon) const;
+  /// What stands behind the portal's root: "/locations?range=7".
+  std::string targetOf(const NSURL& url) const;
+  Array rangingDetails(const std::vector<CLBeacon>& beacons) const;
+  /// What changed since the last result of the region, in words; empty when nothing but distances
+  /// did. Remembers the result.
+  std::string changesIn(const CLBeaconRegion& region, const std::vector<CLBeacon>& beacons);
+  void addStatistic(const std::string& target, const Data& body);
+
+  Timeline& timeline_;
+  Date start_;
+  std::string portalURL_;
+  bool everyRanging_;
+  const Clock* clock_ = nullptr;
+  std::map<BeaconIdentity, std::string> beaconNames_;
+  /// The proximity of each beacon last ranged in each region.
+  std::map<std::string, std::map<BeaconIdentity, CLProximity>, std::less<>> lastRanging_;
+};
+
+}  // namespace ks::tool
