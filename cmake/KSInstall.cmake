@@ -5,7 +5,7 @@
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
-set(ks_installed KSPlatformApi KSFoundation KSModel KSPortal KSReachability KSEngine KSLocationEngine
+set(ks_installed KSPlatformApi KSStorage KSFoundation KSModel KSPortal KSReachability KSEngine KSLocationEngine
                  KSHttp KSSimulated KSLinux)
 
 foreach(target ${ks_installed})

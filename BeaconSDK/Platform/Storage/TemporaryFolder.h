@@ -1,0 +1,34 @@
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string_view>
+
+#include "BeaconSDK/Platform/Storage/FolderLock.h"
+
+namespace ks {
+
+/// A fresh folder for the owner alone (0700) in the system's temporary directory, removed with its
+/// content when this object goes.
+class TemporaryFolder {
+ public:
+  /// "PREFIX-XXXXXX" in `$TMPDIR` or "/tmp". Removes folders of the same prefix whose processes
+  /// were killed before they could.
+  static Result<TemporaryFolder> make(std::string_view prefix);
+  TemporaryFolder(TemporaryFolder&& other) noexcept;
+  TemporaryFolder& operator=(TemporaryFolder&& other) noexcept;
+  ~TemporaryFolder() { remove(); }
+
+  const std::filesystem::path& path() const { return path_; }
+  /// Removes the folder now. Faults are passed over.
+  void remove();
+
+ private:
+  TemporaryFolder(std::filesystem::path path, FolderLock lock)
+      : path_(std::move(path)), lock_(std::move(lock)) {}
+
+  std::filesystem::path path_;
+  std::optional<FolderLock> lock_;
+};
+
+}  // namespace ks
