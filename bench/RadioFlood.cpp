@@ -17,7 +17,7 @@
 #include <string>
 
 #include "BeaconSDK/Platform/Http/GLibOwned.h"
-#include "BeaconSDK/Platform/Linux/LinuxServices.h"
+#include "BeaconSDK/Platform/Linux/Bluetooth/BlueZRadio.h"
 #include "BeaconSDK/Platform/Linux/Loop/LinuxClock.h"
 #include "BeaconSDK/Platform/Linux/Loop/MainQueue.h"
 #include "tests/Linux/LinuxFixture.h"
@@ -139,7 +139,7 @@ struct Demand : ks::LocationDemandListener {
   void locationDemandChanged(const ks::LocationDemand& demand) override {
     if (radio) radio->locationDemandChanged(demand);
   }
-  std::unique_ptr<ks::LinuxRadio> radio;
+  std::unique_ptr<ks::BlueZRadio> radio;
 };
 
 double cpuSeconds() {
@@ -167,8 +167,8 @@ void receive(Flood flood) {
   const ks::Directories directories;
   const std::string name = "bench";
   engine.setAuthorizationStatus(ks::CLAuthorizationStatus::authorizedAlways);
-  demand.radio =
-      ks::makeLinuxRadio({clock, queue, console, center, engine, directories, name, name});
+  demand.radio = std::make_unique<ks::BlueZRadio>(
+      ks::LinuxServiceContext{clock, queue, console, center, engine, directories, name, name});
   const auto manager = engine.makeLocationManager();
   manager->startRangingBeaconsInRegion(
       std::make_shared<ks::CLBeaconRegion>(ks::UUID{}, "everywhere"));

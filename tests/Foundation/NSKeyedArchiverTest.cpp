@@ -9,6 +9,7 @@
 #include "BeaconSDK/Classes/Common/Foundation/Archives/NSObject+AutoCoding.h"
 #include "BeaconSDK/Classes/Common/Foundation/NSFileManager+Helpers.h"
 #include "BeaconSDK/Classes/Common/Foundation/NSValue.h"
+#include "BeaconSDK/Platform/Api/Class.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedPlatform.h"
 
 namespace ks {

@@ -2,6 +2,7 @@
 
 #include "BeaconSDK/Classes/Common/Foundation/Archives/NSKeyedUnarchiver.h"
 #include "BeaconSDK/Classes/Common/Foundation/Archives/NSObject+AutoCoding.h"
+#include "BeaconSDK/Platform/Api/Class.h"
 #include "tests/Support/PlatformFixture.h"
 
 namespace ks {

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "BeaconSDK/Platform/Linux/LinuxServices.h"
+#include "BeaconSDK/Platform/Linux/Bluetooth/BlueZRadio.h"
 #include "BeaconSDK/Platform/Linux/Loop/LinuxClock.h"
 #include "BeaconSDK/Platform/Linux/Loop/MainQueue.h"
 #include "tests/Linux/BluetoothAir.h"
@@ -55,7 +55,7 @@ class LinuxRadioTest : public testing::Test, protected LocationDemandListener {
     if (radio_) radio_->locationDemandChanged(demand);
   }
   void startRadio() {
-    radio_ = makeLinuxRadio(context_);
+    radio_ = std::make_unique<BlueZRadio>(context_);
     central_ = radio_->makeCentralManager(application_);
     manager_->setDelegate(&application_);
   }
@@ -117,7 +117,7 @@ class LinuxRadioTest : public testing::Test, protected LocationDemandListener {
   BluetoothAir air_;
   Application application_;
   std::unique_ptr<CLLocationManager> manager_ = engine_.makeLocationManager();
-  std::unique_ptr<LinuxRadio> radio_;
+  std::unique_ptr<BlueZRadio> radio_;
   std::unique_ptr<CBCentralManager> central_;
   std::vector<double> strengths_;
 };

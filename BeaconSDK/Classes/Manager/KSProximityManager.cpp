@@ -6,6 +6,7 @@
 #include "BeaconSDK/Classes/Manager/Common/KSManagerLog.h"
 #include "BeaconSDK/Classes/Manager/Engine/KSEngineRooms.h"
 #include "BeaconSDK/Classes/Manager/Triggers/KSContentNotifier.h"
+#include "BeaconSDK/Platform/Api/Class.h"
 #include "BeaconSDK/Platform/Api/Platform.h"
 
 namespace {

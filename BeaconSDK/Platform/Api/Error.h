@@ -4,6 +4,7 @@
 #include <string>
 
 #include "BeaconSDK/Platform/Api/Object.h"
+#include "BeaconSDK/Platform/Api/Value.h"
 
 namespace ks {
 

@@ -7,7 +7,7 @@
 #include <type_traits>
 #include <utility>
 
-#include "BeaconSDK/Platform/Api/Object.h"
+#include "BeaconSDK/Platform/Api/Class.h"
 
 namespace ks {
 

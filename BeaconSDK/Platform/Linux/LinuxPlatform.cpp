@@ -3,8 +3,8 @@
 #include <utility>
 
 #include "BeaconSDK/Platform/Http/HttpURLLoadingSystem.h"
+#include "BeaconSDK/Platform/Linux/Bluetooth/BlueZRadio.h"
 #include "BeaconSDK/Platform/Linux/LinuxApplication.h"
-#include "BeaconSDK/Platform/Linux/LinuxServices.h"
 #include "BeaconSDK/Platform/Linux/Loop/LinuxClock.h"
 #include "BeaconSDK/Platform/Linux/Loop/MainQueue.h"
 #include "BeaconSDK/Platform/Linux/Loop/WorkerQueue.h"
@@ -15,6 +15,8 @@
 #include "BeaconSDK/Platform/Linux/Machine/LinuxUserDefaults.h"
 #include "BeaconSDK/Platform/Linux/Machine/PrivateFile.h"
 #include "BeaconSDK/Platform/Linux/Network/LinuxReachability.h"
+#include "BeaconSDK/Platform/Linux/Notifications/DesktopNotificationCenter.h"
+#include "BeaconSDK/Platform/Linux/Positions/LinuxPositions.h"
 #include "BeaconSDK/Platform/Location/LocationEngine.h"
 
 namespace ks {
@@ -70,9 +72,9 @@ struct LinuxPlatform::Services : LocationDemandListener {
   LocationEngine location;
   LinuxReachability reachability;
   LinuxApplication application;
-  std::unique_ptr<LinuxRadio> radio;
-  std::unique_ptr<LocationSource> positions;
-  std::unique_ptr<LinuxNotificationCenter> notifications;
+  std::unique_ptr<BlueZRadio> radio;
+  std::unique_ptr<LinuxPositions> positions;
+  std::unique_ptr<DesktopNotificationCenter> notifications;
   HttpURLLoadingSystem http;
   /// Last, so that nothing its tasks use goes before it.
   WorkerQueue globalQueue{"KSGlobal"};
@@ -110,12 +112,12 @@ void LinuxPlatform::Services::connect(const LinuxPlatformOptions& options) {
                                     folders.folders().directories,
                                     options.applicationName,
                                     options.bundleIdentifier};
-  radio = makeLinuxRadio(context);
-  location.setBeaconScanningAvailable(radio != nullptr);
-  positions = makeLinuxPositions(context);
-  location.setPositioningAvailable(positions != nullptr);
-  notifications = makeLinuxNotificationCenter(context);
-  if (notifications) showLocalNotifications();
+  radio = std::make_unique<BlueZRadio>(context);
+  location.setBeaconScanningAvailable(true);
+  positions = std::make_unique<LinuxPositions>(context);
+  location.setPositioningAvailable(true);
+  notifications = std::make_unique<DesktopNotificationCenter>(context);
+  showLocalNotifications();
   locationDemandChanged(location.demand());
 }
 

@@ -8,6 +8,7 @@
 
 #include "BeaconSDK/Platform/Api/Platform.h"
 #include "BeaconSDK/Platform/Linux/Bus/ServiceState.h"
+#include "BeaconSDK/Platform/Linux/Machine/LinuxFolders.h"
 
 typedef struct _GMainContext GMainContext;
 
@@ -17,13 +18,6 @@ class HttpObserver;
 class LinuxApplication;
 class LinuxNotificationCenter;
 class LocationEngine;
-
-/// Where everything of one application lies.
-struct LinuxFolders {
-  Directories directories;
-  /// User defaults, monitored regions and the identifier of last resort.
-  std::filesystem::path state;
-};
 
 /// How the library presents itself to a Linux machine.
 struct LinuxPlatformOptions {

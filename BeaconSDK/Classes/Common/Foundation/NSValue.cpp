@@ -1,5 +1,7 @@
 #include "BeaconSDK/Classes/Common/Foundation/NSValue.h"
 
+#include "BeaconSDK/Platform/Api/Class.h"
+
 namespace ks {
 
 const Class NSValue::kClass{

@@ -8,7 +8,7 @@
 
 #include "BeaconSDK/Platform/Linux/Bluetooth/BlueZAdapter.h"
 #include "BeaconSDK/Platform/Linux/Bluetooth/BlueZDevices.h"
-#include "BeaconSDK/Platform/Linux/LinuxServices.h"
+#include "BeaconSDK/Platform/Linux/Bus/LinuxServiceContext.h"
 #include "BeaconSDK/Platform/Location/Radio/ScanningCentral.h"
 #include "BeaconSDK/Platform/Location/Wakeup.h"
 
@@ -19,13 +19,15 @@ namespace ks {
 ///
 /// Nothing is asked of the daemon while nobody listens; only its adapters are followed. While
 /// somebody does, one subscription follows all devices.
-class BlueZRadio : public LinuxRadio {
+class BlueZRadio {
  public:
   explicit BlueZRadio(const LinuxServiceContext& context);
 
-  void locationDemandChanged(const LocationDemand& demand) override;
-  ServiceState state() const override;
-  std::unique_ptr<CBCentralManager> makeCentralManager(CBCentralManagerDelegate& delegate) override;
+  /// Called once after the radio was made and on every change.
+  void locationDemandChanged(const LocationDemand& demand);
+  ServiceState state() const;
+  /// The centrals may outlive the radio and are then inert.
+  std::unique_ptr<CBCentralManager> makeCentralManager(CBCentralManagerDelegate& delegate);
 
   /// `unsupported` without a daemon or adapter, `resetting` while the daemon that was there is
   /// away, `unauthorized` when the bus refuses, `unknown` until it has answered. A daemon that has

@@ -1,10 +1,19 @@
 #pragma once
 
+#include <filesystem>
 #include <string>
 
-#include "BeaconSDK/Platform/Linux/LinuxPlatform.h"
+#include "BeaconSDK/Platform/Api/Foundation.h"
+#include "BeaconSDK/Platform/Linux/Bus/ServiceState.h"
 
 namespace ks {
+
+/// Where everything of one application lies.
+struct LinuxFolders {
+  Directories directories;
+  /// User defaults, monitored regions and the identifier of last resort.
+  std::filesystem::path state;
+};
 
 /// The folders of the user's application `bundleIdentifier` by the XDG base-directory rules:
 /// `$XDG_CACHE_HOME`, `$XDG_DATA_HOME` (documents) and `$XDG_STATE_HOME`, each with a folder of

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "BeaconSDK/Platform/Linux/LinuxServices.h"
+#include "BeaconSDK/Platform/Linux/Bus/LinuxServiceContext.h"
 #include "BeaconSDK/Platform/Linux/Notifications/LinuxNotificationCenter.h"
 #include "BeaconSDK/Platform/Linux/Notifications/NotificationPictures.h"
 #include "BeaconSDK/Platform/Linux/Notifications/NotificationService.h"

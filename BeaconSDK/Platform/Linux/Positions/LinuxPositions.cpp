@@ -14,10 +14,6 @@ constexpr const char* kServiceName = "Positions";
 
 }  // namespace
 
-std::unique_ptr<LocationSource> makeLinuxPositions(const LinuxServiceContext& context) {
-  return std::make_unique<LinuxPositions>(context);
-}
-
 LinuxPositions::LinuxPositions(const LinuxServiceContext& context, std::uint16_t gpsdPort)
     : context_(context),
       geoClue_(context.clock, context.mainQueue, context.bundleIdentifier,

@@ -4,7 +4,7 @@
 #include <optional>
 #include <tuple>
 
-#include "BeaconSDK/Platform/Linux/LinuxServices.h"
+#include "BeaconSDK/Platform/Linux/Bus/LinuxServiceContext.h"
 #include "BeaconSDK/Platform/Linux/Positions/GeoClue.h"
 #include "BeaconSDK/Platform/Linux/Positions/Gpsd.h"
 #include "BeaconSDK/Platform/Linux/Positions/PositionChoice.h"
@@ -23,12 +23,13 @@ inline constexpr Seconds kRepeatInterval{10};
 ///   GeoClue, or before its answer, the authorization stays as it is.
 /// - When neither source is usable, those who wait for a position are told so once.
 /// - With nothing demanded there is no connection and no timer.
-class LinuxPositions : public LocationSource {
+class LinuxPositions {
  public:
   explicit LinuxPositions(const LinuxServiceContext& context, std::uint16_t gpsdPort = kGpsdPort);
 
-  void locationDemandChanged(const LocationDemand& demand) override;
-  ServiceState state() const override;
+  /// Called once after the positions were made and on every change.
+  void locationDemandChanged(const LocationDemand& demand);
+  ServiceState state() const;
 
  private:
   void apply();

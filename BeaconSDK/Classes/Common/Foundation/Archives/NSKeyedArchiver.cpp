@@ -7,6 +7,7 @@
 #include "BeaconSDK/Classes/Common/Foundation/NSCocoaError.h"
 #include "BeaconSDK/Classes/Common/Foundation/NSFileManager+Helpers.h"
 #include "BeaconSDK/Classes/Common/Foundation/PropertyLists/PropertyListValues.h"
+#include "BeaconSDK/Platform/Api/Class.h"
 
 namespace ks {
 

@@ -14,6 +14,7 @@
 #include "BeaconSDK/Classes/Common/Foundation/PropertyLists/UniqueNodes.h"
 #include "BeaconSDK/Platform/Api/Error.h"
 #include "BeaconSDK/Platform/Api/Object.h"
+#include "BeaconSDK/Platform/Api/Value.h"
 
 namespace ks {
 

@@ -8,6 +8,7 @@
 #include "BeaconSDK/Classes/Common/Foundation/NSFileManager+Helpers.h"
 #include "BeaconSDK/Classes/Common/Foundation/PropertyLists/PropertyListValues.h"
 #include "BeaconSDK/Classes/Logging/KSLog.h"
+#include "BeaconSDK/Platform/Api/Class.h"
 
 namespace ks {
 

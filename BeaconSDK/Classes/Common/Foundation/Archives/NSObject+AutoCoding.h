@@ -6,6 +6,7 @@
 
 #include "BeaconSDK/Platform/Api/Object.h"
 #include "BeaconSDK/Platform/Api/Property.h"
+#include "BeaconSDK/Platform/Api/Value.h"
 
 namespace ks {
 

@@ -1,4 +1,4 @@
-#include "BeaconSDK/Platform/Api/Object.h"
+#include "BeaconSDK/Platform/Api/Class.h"
 
 #include <algorithm>
 #include <map>
@@ -73,6 +73,8 @@ const Class* Class::named(std::string_view name) {
 }
 
 const Class& Object::objectClass() const { return kClass; }
+
+std::string Object::className() const { return objectClass().name(); }
 
 std::string Object::description() const { return "<" + className() + ">"; }
 
