@@ -1,6 +1,7 @@
 #pragma once
 
-/// The whole library in one include.
+/// The whole library in one include. A program that includes it can read every record from an
+/// archive, whichever of them it names itself.
 #include "BeaconSDK/Classes/Beacon/Content/KSFollowTrackProximityZoneContent.h"
 #include "BeaconSDK/Classes/Beacon/Content/KSHTMLProximityZoneContent.h"
 #include "BeaconSDK/Classes/Beacon/Content/KSProximitySchedule.h"
@@ -9,6 +10,9 @@
 #include "BeaconSDK/Classes/Beacon/Content/KSTextPushProximityZoneContent.h"
 #include "BeaconSDK/Classes/Beacon/Content/KSVideoProximityZoneContent.h"
 #include "BeaconSDK/Classes/Beacon/KSPrivateBeacon.h"
+#include "BeaconSDK/Classes/Common/Foundation/Archives/NSKeyedArchiver.h"
+#include "BeaconSDK/Classes/Common/Foundation/Archives/NSKeyedUnarchiver.h"
+#include "BeaconSDK/Classes/Common/Foundation/Archives/NSObject+AutoCoding.h"
 #include "BeaconSDK/Classes/Common/Foundation/NSData+Base64.h"
 #include "BeaconSDK/Classes/Common/Reachability/KSReachability.h"
 #include "BeaconSDK/Classes/Date/NSDateFormatter+Server.h"
@@ -28,3 +32,13 @@
 /// The library's version as a number, and as the text by which tools find it in a program.
 extern const double KSBeaconSDKVersionNumber;
 extern const unsigned char KSBeaconSDKVersionString[];
+
+namespace ks {
+
+/// Links every record class into the program, so that archives find the classes by their names.
+bool recordClassesAreKnown();
+
+/// Initialised at the program's start, before `main`.
+inline const bool kRecordClassesAreKnown = recordClassesAreKnown();
+
+}  // namespace ks

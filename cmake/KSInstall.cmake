@@ -1,25 +1,15 @@
 # The installed package: find_package(KSBeaconSDK) gives KSBeaconSDK::KSBeaconSDK (the engine) and one
-# target per platform. Headers keep their tree below include/KSBeaconSDK; the umbrella header is
-# <KSBeaconSDK/KSBeaconSDK.h>.
+# target per platform. The public headers keep their tree below include/KSBeaconSDK, which is the
+# include root: "BeaconSDK/KSBeaconSDK.h", as in the project's own tree.
 
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
-set(ks_installed KSPlatformApi KSStorage KSFoundation KSModel KSPortal KSReachability KSEngine KSLocationEngine
-                 KSHttp KSSimulated KSLinux)
-
-foreach(target ${ks_installed})
-  target_include_directories(${target} INTERFACE
-    $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>
-    $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/KSBeaconSDK>)
-endforeach()
-
-install(TARGETS KSBeaconSDK ${ks_installed} EXPORT KSBeaconSDKTargets
-        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/BeaconSDK DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/KSBeaconSDK
-        FILES_MATCHING PATTERN "*.h")
-install(FILES ${PROJECT_SOURCE_DIR}/BeaconSDK/KSBeaconSDK.h
-        DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/KSBeaconSDK)
+get_property(ks_libraries GLOBAL PROPERTY KS_INSTALLED_LIBRARIES)
+install(TARGETS ${ks_libraries} EXPORT KSBeaconSDKTargets
+        FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/KSBeaconSDK
+        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 
 set(ks_package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/KSBeaconSDK)
 install(EXPORT KSBeaconSDKTargets NAMESPACE KSBeaconSDK:: DESTINATION ${ks_package_dir})

@@ -6,7 +6,11 @@ set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 
 add_library(ks_build_flags INTERFACE)
-target_compile_options(ks_build_flags INTERFACE -Wall -Wextra -Wpedantic -Werror)
+target_compile_options(ks_build_flags INTERFACE -Wall -Wextra -Wpedantic)
+# As part of somebody else's project, a warning of their compiler must not stop their build.
+if(PROJECT_IS_TOP_LEVEL)
+  target_compile_options(ks_build_flags INTERFACE -Werror)
+endif()
 # g++ 12 sees overlapping copies in `"text" + std::string` when it optimises (its bug 105651).
 target_compile_options(ks_build_flags INTERFACE $<$<AND:$<CXX_COMPILER_ID:GNU>,$<CONFIG:Release>>:-Wno-restrict>)
 if(KS_SANITIZE)
@@ -15,12 +19,23 @@ if(KS_SANITIZE)
   target_link_options(ks_build_flags INTERFACE -fsanitize=${KS_SANITIZE})
 endif()
 
-# ks_library(NAME SOURCES file... LINKS target...): one layer of the library. Headers are included
-# from the root of the project.
+# ks_library(NAME [INSTALLED] SOURCES file... PUBLIC_HEADERS file... LINKS target...): one layer. Headers
+# are included from the root of the project. A layer that is installed is static or shared by
+# BUILD_SHARED_LIBS, and of its headers only the public ones are installed.
 function(ks_library name)
-  cmake_parse_arguments(arg "" "" "SOURCES;LINKS;PRIVATE_LINKS" ${ARGN})
-  add_library(${name} STATIC ${arg_SOURCES})
-  target_include_directories(${name} PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>)
+  cmake_parse_arguments(arg "INSTALLED" "" "SOURCES;PUBLIC_HEADERS;LINKS;PRIVATE_LINKS" ${ARGN})
+  if(arg_INSTALLED)
+    add_library(${name} ${arg_SOURCES})
+    add_library(KSBeaconSDK::${name} ALIAS ${name})
+    set_property(GLOBAL APPEND PROPERTY KS_INSTALLED_LIBRARIES ${name})
+  else()
+    add_library(${name} STATIC ${arg_SOURCES})
+  endif()
+  target_sources(${name} PUBLIC FILE_SET HEADERS BASE_DIRS ${PROJECT_SOURCE_DIR} FILES ${arg_PUBLIC_HEADERS})
+  target_compile_features(${name} PUBLIC cxx_std_20)
+  # Without a macro for exports the objects of a static and of a shared build are the same.
+  set_target_properties(${name} PROPERTIES POSITION_INDEPENDENT_CODE ON DEFINE_SYMBOL ""
+                                           VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
   target_link_libraries(${name} PUBLIC ${arg_LINKS} PRIVATE ${arg_PRIVATE_LINKS} $<BUILD_INTERFACE:ks_build_flags>)
 endfunction()
 

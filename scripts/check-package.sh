@@ -1,13 +1,69 @@
 #!/usr/bin/env bash
-# Installs the release build into a scratch prefix and builds and runs a consumer project against it.
+# The package as somebody else meets it. Installs the release build into a scratch prefix, with static
+# and with shared libraries, and builds and runs a consumer project against each. Compiles each
+# installed header alone, without the headers of GLib, libsoup or libcurl. Compares the global names of
+# the headers with docs/names.md. Configures what a device of one's own needs, without the libraries
+# that it leaves out.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-prefix=$PWD/build/package
-rm -rf "$prefix" build/consumer
-cmake --preset release -DKS_BUILD_TESTS=OFF -DKS_BUILD_BENCHMARKS=OFF >build/release.configure.log
-cmake --build --preset release
-cmake --install build/release --prefix "$prefix" >/dev/null
-cmake -S tests/Package -B build/consumer -G Ninja -DCMAKE_BUILD_TYPE=Release -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
-cmake --build build/consumer
-env -u XDG_DATA_HOME -u XDG_CACHE_HOME -u XDG_STATE_HOME HOME="$PWD/build/consumer/home" build/consumer/consumer
+consume() {  # consume BUILD_SHARED_LIBS
+  local prefix=$PWD/build/package-$1 consumer=build/consumer-$1
+  rm -rf "$prefix" "$consumer"
+  cmake --preset release -DKS_BUILD_TESTS=OFF -DKS_BUILD_BENCHMARKS=OFF -DBUILD_SHARED_LIBS="$1" \
+    >build/release.configure.log
+  cmake --build --preset release
+  cmake --install build/release --prefix "$prefix" >/dev/null
+  cmake -S tests/Package -B "$consumer" -G Ninja -DCMAKE_BUILD_TYPE=Release \
+    -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
+  cmake --build "$consumer"
+  env -u XDG_DATA_HOME -u XDG_CACHE_HOME -u XDG_STATE_HOME HOME="$PWD/$consumer/home" \
+    "$consumer/consumer" "$consumer/locations.dat"
+  "$consumer/reader" "$consumer/locations.dat"
+  echo "package: a program runs on the installed libraries, shared: $1"
+}
+
+headers() { (cd "$1" && find BeaconSDK -name '*.h' | sort); }
+
+check_headers_alone() {  # check_headers_alone INCLUDE_ROOT
+  headers "$1" | xargs -P "$(nproc)" -I{} \
+    g++ -std=c++20 -Wall -Wextra -Werror -fsyntax-only -I "$1" -include {} -x c++ /dev/null
+  echo "package: $(headers "$1" | wc -l) headers compile alone"
+}
+
+# Prints the name of each declaration of the headers that stands outside every namespace.
+global_names() {  # global_names INCLUDE_ROOT
+  local ours='isExpansionInFileMatching("BeaconSDK/(Classes|Platform|KSBeaconSDK.h)")'
+  headers "$1" | sed 's/.*/#include "&"/' >build/every-header.cpp
+  clang-query-14 build/every-header.cpp -c 'set output dump' \
+    -c "match namedDecl(hasDeclContext(translationUnitDecl()), $ours, unless(namespaceDecl()))" \
+    -- -std=c++20 -I "$1" |
+    grep -E '^[A-Z][A-Za-z]*Decl 0x' | sed -E "s/ '.*//; s/ definition$//; s/.* //" | sort -u
+}
+
+check_global_names() {  # check_global_names INCLUDE_ROOT
+  local name unknown=()
+  for name in $(global_names "$1"); do
+    grep -qE "(^|[^:A-Za-z0-9_])$name([^A-Za-z0-9_]|$)" docs/names.md || unknown+=("$name")
+  done
+  [ ${#unknown[@]} -eq 0 ] && return
+  echo "package: global names that docs/names.md does not have: ${unknown[*]}" >&2
+  return 1
+}
+
+# Without Linux, HTTP, the simulated device and XML none of their libraries is asked for.
+check_bare() {
+  rm -rf build/bare
+  cmake -S . -B build/bare -G Ninja -DKS_WITH_HTTP=OFF -DKS_WITH_XML=OFF \
+    -DCMAKE_DISABLE_FIND_PACKAGE_PkgConfig=ON -DCMAKE_DISABLE_FIND_PACKAGE_pugixml=ON \
+    -DCMAKE_DISABLE_FIND_PACKAGE_CURL=ON >build/bare.configure.log
+  cmake --build build/bare --target KSFoundation
+  echo "package: configures without libsoup, libcurl, GLib and pugixml"
+}
+
+consume ON
+consume OFF
+root=build/package-OFF/include/KSBeaconSDK
+check_headers_alone "$root"
+check_global_names "$root"
+check_bare

@@ -9,6 +9,7 @@
 #include "BeaconSDK/Platform/Linux/Bluetooth/BlueZAdapter.h"
 #include "BeaconSDK/Platform/Linux/Bluetooth/BlueZDevices.h"
 #include "BeaconSDK/Platform/Linux/Bus/LinuxServiceContext.h"
+#include "BeaconSDK/Platform/Linux/Bus/ServiceState.h"
 #include "BeaconSDK/Platform/Location/Radio/ScanningCentral.h"
 #include "BeaconSDK/Platform/Location/Wakeup.h"
 

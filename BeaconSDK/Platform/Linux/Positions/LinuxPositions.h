@@ -5,6 +5,7 @@
 #include <tuple>
 
 #include "BeaconSDK/Platform/Linux/Bus/LinuxServiceContext.h"
+#include "BeaconSDK/Platform/Linux/Bus/ServiceState.h"
 #include "BeaconSDK/Platform/Linux/Positions/GeoClue.h"
 #include "BeaconSDK/Platform/Linux/Positions/Gpsd.h"
 #include "BeaconSDK/Platform/Linux/Positions/PositionChoice.h"
