@@ -74,7 +74,8 @@ void Scenario::installDevice(Date start) {
 }
 
 void Scenario::launches() {
-  manager = KSProximityManager::initWithUsername("user", "secret", portal, device->currentLocale());
+  manager = KSProximityManager::initWithUsername("user", "secret", portal, device->currentLocale(),
+                                                 refinements);
   ASSERT_NE(manager, nullptr);
   manager->setEngineObserver(self_);
 }

@@ -102,6 +102,8 @@ class Scenario : public KSEngineObserver {
   std::shared_ptr<test::FakeURLLoadingSystem> http = std::make_shared<test::FakeURLLoadingSystem>();
   std::shared_ptr<SimulatedPlatform> device;
   NSURL portal{"https://portal.test/app"};
+  /// What the next launch asks for.
+  KSRefinements refinements;
   std::shared_ptr<KSProximityManager> manager;
   /// What the last start answered: nothing yet, "" for success, or the error's text.
   std::optional<std::string> startResult;

@@ -65,6 +65,18 @@ TEST_P(ExampleScenarioTest, MeetsItsExpectationsTwiceAlike) {
   EXPECT_EQ(outputs[0].str().find("127.0.0.1"), std::string::npos);
 }
 
+TEST_P(ExampleScenarioTest, MeetsItsExpectationsWithoutRefinements) {
+  Scenario scenario = std::get<Scenario>(readScenarioFile(GetParam()));
+  if (scenario.application.refinements == KSRefinements{}) return;
+  scenario.application.refinements = {};
+  Timeline timeline;
+  const SimulationResult result = simulate(scenario, {}, timeline);
+  EXPECT_LT(result.outcomes.size(), scenario.expectations.size());
+  for (const Expectations::Outcome& outcome : result.outcomes) {
+    EXPECT_TRUE(outcome.met) << outcome.expected << "; " << outcome.happened;
+  }
+}
+
 std::vector<std::filesystem::path> exampleScenarios() {
   std::vector<std::filesystem::path> files;
   for (const auto& entry : std::filesystem::directory_iterator(kSource / "examples/scenarios")) {

@@ -21,7 +21,8 @@ using RegionPointer = std::shared_ptr<const ks::CLRegion>;
 const ks::Class KSProximityManager::kClass{kClassName, nullptr, nullptr, {}};
 
 std::shared_ptr<KSProximityManager> KSProximityManager::initWithUsername(
-    std::string username, std::string password, std::optional<ks::NSURL> url, ks::NSLocale locale) {
+    std::string username, std::string password, std::optional<ks::NSURL> url, ks::NSLocale locale,
+    const KSRefinements& refinements) {
   ks::Platform::current().application().setMinimumBackgroundFetchInterval(kBackgroundFetchInterval);
   if (!KSCacheFolder::create()) return nullptr;
   kManagerLog("-[KSProximityManager initWithUsername:password:url:locale:]",
@@ -29,14 +30,15 @@ std::shared_ptr<KSProximityManager> KSProximityManager::initWithUsername(
               ks::Platform::current().libraryBundle().shortVersionString);
   const KSPortalAccess portal{url.value_or(ks::NSURL{kDefaultPortalURL}), std::move(locale),
                               std::move(username), std::move(password), kSessionIdentifier};
-  auto manager = std::make_shared<KSProximityManager>(Key{}, portal);
+  auto manager = std::make_shared<KSProximityManager>(Key{}, portal, refinements);
   manager->rooms_->setManager(manager);
   ks::Platform::current().application().cancelAllLocalNotifications();
   return manager;
 }
 
-KSProximityManager::KSProximityManager(Key, const KSPortalAccess& portal)
-    : rooms_(std::make_unique<KSEngineRooms>(portal,
+KSProximityManager::KSProximityManager(Key, const KSPortalAccess& portal,
+                                       const KSRefinements& refinements)
+    : rooms_(std::make_unique<KSEngineRooms>(portal, refinements,
                                              static_cast<ks::CLLocationManagerDelegate&>(*this))) {}
 
 KSProximityManager::~KSProximityManager() {
@@ -63,7 +65,10 @@ void KSProximityManager::handleEventsForBackgroundURLSession(
   rooms_->network->setBackgroundSessionCompletionHandler(std::move(completionHandler));
 }
 
-void KSProximityManager::reset() { rooms_->lifecycle.reset(); }
+void KSProximityManager::reset() {
+  if (rooms_->outbox) rooms_->outbox->stop();
+  rooms_->lifecycle.reset();
+}
 
 bool KSProximityManager::started() const { return rooms_->state.started; }
 bool KSProximityManager::starting() const { return rooms_->state.starting; }
@@ -107,7 +112,7 @@ std::shared_ptr<KSProximityZone> KSProximityManager::proximityZoneForIdentifier(
 
 void KSProximityManager::showNotificationForProximityZone(
     const std::shared_ptr<KSProximityZone>& zone) {
-  KSContentNotifier::showNotificationForProximityZone(zone);
+  KSContentNotifier::showNotificationForProximityZone(zone, rooms_->refinements.everyAnnouncement);
 }
 void KSProximityManager::showMessage(std::string title, std::string message) {
   KSContentNotifier::showMessage(std::move(title), std::move(message));
@@ -145,6 +150,12 @@ std::shared_ptr<ks::Error> KSProximityManager::errorFromNotification(
 }
 void KSProximityManager::postError(const ks::Error& error, std::string notification) {
   rooms_->link.post(std::move(notification), {{"error", std::make_shared<ks::Error>(error)}});
+}
+
+const KSRefinements& KSProximityManager::refinements() const { return rooms_->refinements; }
+
+std::optional<KSStatsLedger> KSProximityManager::statisticsLedger() const {
+  return rooms_->outbox ? std::optional(rooms_->outbox->ledger()) : std::nullopt;
 }
 
 void KSProximityManager::setEngineObserver(std::weak_ptr<KSEngineObserver> observer) {

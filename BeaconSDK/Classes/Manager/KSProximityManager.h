@@ -12,7 +12,9 @@
 #include "BeaconSDK/Classes/Manager/Common/KSEngineObserver.h"
 #include "BeaconSDK/Classes/Manager/Zones/KSZoneTables.h"
 #include "BeaconSDK/Classes/Network/KSContentDownload.h"
+#include "BeaconSDK/Classes/Settings/KSRefinements.h"
 #include "BeaconSDK/Classes/Settings/KSSettingsManager.h"
+#include "BeaconSDK/Classes/Stats/KSStatsLedger.h"
 #include "BeaconSDK/Platform/Api/Foundation.h"
 #include "BeaconSDK/Platform/Api/UIKit.h"
 #include "BeaconSDK/Platform/Api/URLSession.h"
@@ -52,11 +54,10 @@ class KSProximityManager : public ks::Object, private ks::CLLocationManagerDeleg
   static constexpr const char* kDefaultPortalURL = "https://portal.example.com/app";
 
   /// Restores zones and blocked contents from the cache folder. Null when that folder cannot be
-  /// created. Without `url` the default portal is used.
-  static std::shared_ptr<KSProximityManager> initWithUsername(std::string username,
-                                                              std::string password,
-                                                              std::optional<ks::NSURL> url,
-                                                              ks::NSLocale locale);
+  /// created. Without `url` the default portal is used. `refinements` hold until the end.
+  static std::shared_ptr<KSProximityManager> initWithUsername(
+      std::string username, std::string password, std::optional<ks::NSURL> url, ks::NSLocale locale,
+      const KSRefinements& refinements = {});
   /// Switches the library's trace for the whole process. Any thread.
   static void enableLogging(bool enabled);
 
@@ -97,7 +98,8 @@ class KSProximityManager : public ks::Object, private ks::CLLocationManagerDeleg
       std::string_view identifier, KSContentDownloadType contentType) const;
 
   /// Shows the zone's content to the user 5 seconds from now, with its icon and media, replacing
-  /// the library's earlier notification. Fetches the files before it returns.
+  /// the library's earlier notification unless `everyAnnouncement` is refined. Fetches the files
+  /// before it returns.
   void showNotificationForProximityZone(const std::shared_ptr<KSProximityZone>& zone);
   /// A message box with the single button "OK".
   void showMessage(std::string title, std::string message);
@@ -119,6 +121,10 @@ class KSProximityManager : public ks::Object, private ks::CLLocationManagerDeleg
   /// Posts `notification` at once with the error under "error".
   void postError(const ks::Error& error, std::string notification);
 
+  const KSRefinements& refinements() const;
+  /// What became of the statistics; absent unless they are kept.
+  std::optional<KSStatsLedger> statisticsLedger() const;
+
   /// Whoever watches decisions being made; the earlier observer is forgotten.
   void setEngineObserver(std::weak_ptr<KSEngineObserver> observer);
 
@@ -132,7 +138,7 @@ class KSProximityManager : public ks::Object, private ks::CLLocationManagerDeleg
 
  public:
   /// For `initWithUsername` alone.
-  KSProximityManager(Key, const KSPortalAccess& portal);
+  KSProximityManager(Key, const KSPortalAccess& portal, const KSRefinements& refinements);
 
  private:
   void didUpdateLocations(ks::CLLocationManager& manager,

@@ -77,16 +77,17 @@ void KSNetwork::download(ks::NSURLRequest request) {
   urlSession_->downloadTaskWithRequest(std::move(request))->resume();
 }
 
-void KSNetwork::upload(ks::NSURLRequest request) {
+void KSNetwork::upload(ks::NSURLRequest request, UploadCompletion completion) {
   if (isReset_) return;
   const auto file = nextUploadFile();
   if (!ks::writeFileAtomically(file, request.httpBody)) {
     ks::NSLog("%@", ks::NSErrorHelpers::errorWithDescription("Cannot write " + file.string()));
+    if (completion) completion(std::nullopt);
     return;
   }
   {
     const std::lock_guard lock(uploadsMutex_);
-    uploads_.insert(file);
+    uploads_.emplace(file, std::move(completion));
   }
   const auto task = urlSession_->uploadTaskWithRequest(std::move(request), file);
   task->setTaskDescription(file.string());
@@ -95,7 +96,7 @@ void KSNetwork::upload(ks::NSURLRequest request) {
 
 KSNetwork::~KSNetwork() {
   std::error_code ignored;
-  for (const auto& file : uploads_) std::filesystem::remove(file, ignored);
+  for (const auto& [file, completion] : uploads_) std::filesystem::remove(file, ignored);
 }
 
 void KSNetwork::didFinishDownloadingToURL(ks::NSURLSession&, ks::NSURLSessionTask& downloadTask,
@@ -159,10 +160,13 @@ void KSNetwork::didFinishEventsForBackgroundURLSession(ks::NSURLSession&) {
 
 void KSNetwork::finishUpload(ks::NSURLSessionTask& task, std::optional<ks::Error> error) {
   const std::filesystem::path file = task.taskDescription();
+  UploadCompletion completion;
   {
     const std::lock_guard lock(uploadsMutex_);
-    uploads_.erase(file);
+    if (auto entry = uploads_.extract(file)) completion = std::move(entry.mapped());
   }
+  const auto response = error ? std::nullopt : task.response();
+  const auto status = response ? std::optional(response->statusCode) : std::nullopt;
   std::error_code reason;
   if (!std::filesystem::remove(file, reason)) {
     if (!reason) reason = std::make_error_code(std::errc::no_such_file_or_directory);
@@ -170,6 +174,7 @@ void KSNetwork::finishUpload(ks::NSURLSessionTask& task, std::optional<ks::Error
                                                      reason.message());
   }
   if (error) ks::NSLog("%@", *error);
+  if (completion) completion(status);
 }
 
 void KSNetwork::contentCategoriesDownloadedToURL(const std::filesystem::path& file) const {

@@ -66,61 +66,69 @@ class EventBody {
 using RequestBuilder = ks::NSURLRequest (*)(const ks::NSURL&, const std::string&);
 
 /// Nothing, and a log line, when the event lacks a required value.
-std::optional<ks::NSURLRequest> eventRequest(const ks::NSURL& rootURL, RequestBuilder builder,
-                                             const KSStatProximityZoneInteraction& interaction,
-                                             const EventBody& body, const char* operation) {
+std::optional<KSStatistic> statistic(const ks::NSURL& rootURL, RequestBuilder builder,
+                                     const KSStatProximityZoneInteraction& interaction,
+                                     const EventBody& body, const char* operation) {
   if (body.missing()) {
     kLog(operation, "Event dropped, missing: %@", body.missing());
     return std::nullopt;
   }
   auto request = builder(rootURL, interaction.portalIdentifier().value_or(""));
   request.httpBody = body.data();
-  return request;
+  const std::string& url = request.url.absoluteString;
+  return KSStatistic{interaction.portalIdentifier().value_or("") + url.substr(url.rfind('/')),
+                     interaction.beaconIdentifier.value_or(""), std::move(request)};
 }
 
 }  // namespace
 
+void KSNetwork::post(KSStatistic statistic) {
+  if (statisticHandler_) {
+    statisticHandler_(std::move(statistic));
+  } else {
+    upload(std::move(statistic.request));
+  }
+}
+
 void KSNetwork::postEnterProximityZone(const KSStatProximityZoneInteraction& interaction) {
-  auto request = eventRequest(rootURL_, ks::NSURLRequestKS::enterProximityZoneRequest, interaction,
-                              EventBody(interaction).zone().timestamp().tags(),
-                              "-[KSNetwork postEnterProximityZone:]");
-  if (request) upload(std::move(*request));
+  auto event = statistic(rootURL_, ks::NSURLRequestKS::enterProximityZoneRequest, interaction,
+                         EventBody(interaction).zone().timestamp().tags(),
+                         "-[KSNetwork postEnterProximityZone:]");
+  if (event) post(std::move(*event));
 }
 
 void KSNetwork::postExitProximityZone(const KSStatProximityZoneInteraction& interaction) {
-  auto request =
-      eventRequest(rootURL_, ks::NSURLRequestKS::exitProximityZoneRequest, interaction,
-                   EventBody(interaction).zone().timestamp().batteryLevel().duration().tags(),
-                   "-[KSNetwork postExitProximityZone:]");
-  if (request) upload(std::move(*request));
+  auto event = statistic(rootURL_, ks::NSURLRequestKS::exitProximityZoneRequest, interaction,
+                         EventBody(interaction).zone().timestamp().batteryLevel().duration().tags(),
+                         "-[KSNetwork postExitProximityZone:]");
+  if (event) post(std::move(*event));
 }
 
 void KSNetwork::postProximityZoneNotification(const KSStatProximityZoneInteraction& interaction) {
-  auto request =
-      eventRequest(rootURL_, ks::NSURLRequestKS::proximityZoneNotificationRequest, interaction,
-                   EventBody(interaction).zone().content().schedule().timestamp().tags(),
-                   "-[KSNetwork postProximityZoneNotification:]");
-  if (request) upload(std::move(*request));
+  auto event =
+      statistic(rootURL_, ks::NSURLRequestKS::proximityZoneNotificationRequest, interaction,
+                EventBody(interaction).zone().content().schedule().timestamp().tags(),
+                "-[KSNetwork postProximityZoneNotification:]");
+  if (event) post(std::move(*event));
 }
 
 void KSNetwork::postProximityZoneInteraction(const KSStatProximityZoneInteraction& interaction) {
-  auto request =
-      eventRequest(rootURL_, ks::NSURLRequestKS::proximityZoneInteractionRequest, interaction,
-                   EventBody(interaction).zone().timestamp().content().schedule().tags(),
-                   "-[KSNetwork postProximityZoneInteraction:]");
-  if (request) upload(std::move(*request));
+  auto event = statistic(rootURL_, ks::NSURLRequestKS::proximityZoneInteractionRequest, interaction,
+                         EventBody(interaction).zone().timestamp().content().schedule().tags(),
+                         "-[KSNetwork postProximityZoneInteraction:]");
+  if (event) post(std::move(*event));
 }
 
 void KSNetwork::postEnterGeofenceZone(const KSStatProximityZoneInteraction& interaction) {
-  auto request = eventRequest(rootURL_, ks::NSURLRequestKS::enterProximityZoneRequest, interaction,
-                              EventBody(interaction).zone().timestamp(),
-                              "-[KSNetwork postEnterGeofenceZone:]");
-  if (request) upload(std::move(*request));
+  auto event =
+      statistic(rootURL_, ks::NSURLRequestKS::enterProximityZoneRequest, interaction,
+                EventBody(interaction).zone().timestamp(), "-[KSNetwork postEnterGeofenceZone:]");
+  if (event) post(std::move(*event));
 }
 
 void KSNetwork::postExitGeofenceZone(const KSStatProximityZoneInteraction& interaction) {
-  auto request = eventRequest(rootURL_, ks::NSURLRequestKS::exitProximityZoneRequest, interaction,
-                              EventBody(interaction).zone().timestamp().duration(),
-                              "-[KSNetwork postExitGeofenceZone:]");
-  if (request) upload(std::move(*request));
+  auto event = statistic(rootURL_, ks::NSURLRequestKS::exitProximityZoneRequest, interaction,
+                         EventBody(interaction).zone().timestamp().duration(),
+                         "-[KSNetwork postExitGeofenceZone:]");
+  if (event) post(std::move(*event));
 }

@@ -3,10 +3,10 @@
 #include <atomic>
 #include <filesystem>
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -19,6 +19,15 @@
 
 class KSProximityZoneContentCategory;
 class KSStatProximityZoneInteraction;
+
+/// One complete event on its way to the portal.
+struct KSStatistic {
+  /// "beacons/enter", ...: zone kind and event.
+  std::string event;
+  /// The portal's identifier of the zone.
+  std::string zone;
+  ks::NSURLRequest request;
+};
 
 /// The portal client: asks for documents, parses what arrives and posts statistics.
 ///
@@ -93,11 +102,21 @@ class KSNetwork : public ks::NSURLSessionDelegate, public std::enable_shared_fro
   void postEnterGeofenceZone(const KSStatProximityZoneInteraction& interaction);
   void postExitGeofenceZone(const KSStatProximityZoneInteraction& interaction);
 
+  using StatisticHandler = std::function<void(KSStatistic)>;
+  /// Hands each complete event to `handler` instead of posting it, on the posting thread. Set
+  /// before the first event.
+  void setStatisticHandler(StatisticHandler handler) { statisticHandler_ = std::move(handler); }
+
   /// Starts a transfer of `request`.
   void download(ks::NSURLRequest request);
   /// Sends the request's body from a file of its own in the temporary directory, which is removed
   /// when the transfer has ended.
-  void upload(ks::NSURLRequest request);
+  void upload(ks::NSURLRequest request) { upload(std::move(request), nullptr); }
+  /// The reply's status; absent when the transfer failed.
+  using UploadCompletion = std::function<void(std::optional<int> status)>;
+  /// As `upload`; `completion` is called once, on the delegate queue, or at once when the body
+  /// could not be written. After `reset` it is not called.
+  void upload(ks::NSURLRequest request, UploadCompletion completion);
 
   /// Reports a success; without a result, nothing.
   void notifyNewContentAvailableForType(KSContentDownloadType type,
@@ -154,6 +173,7 @@ class KSNetwork : public ks::NSURLSessionDelegate, public std::enable_shared_fro
   void contentGeofencesDownloadedForLocation(const std::optional<std::string>& locationIdentifier,
                                              const std::filesystem::path& file) const;
   void finishUpload(ks::NSURLSessionTask& task, std::optional<ks::Error> error);
+  void post(KSStatistic statistic);
 
   const ks::NSURL rootURL_;
   /// Used on the delegate queue.
@@ -164,7 +184,8 @@ class KSNetwork : public ks::NSURLSessionDelegate, public std::enable_shared_fro
   mutable std::mutex blocksMutex_;
   std::function<void()> backgroundSessionCompletionHandler_;
   KSContentCompletionBlock completionBlock_;
-  /// The body files of the uploads under way.
+  StatisticHandler statisticHandler_;
   std::mutex uploadsMutex_;
-  std::set<std::filesystem::path> uploads_;
+  /// The body files of the uploads under way, and whoever waits for each.
+  std::map<std::filesystem::path, UploadCompletion> uploads_;
 };

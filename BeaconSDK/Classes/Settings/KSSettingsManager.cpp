@@ -41,12 +41,13 @@ KSSettingsManager::Categories readCategories() {
 
 }  // namespace
 
-KSSettingsManager::KSSettingsManager(Key, std::shared_ptr<KSNetwork> network)
-    : network_(std::move(network)) {}
+KSSettingsManager::KSSettingsManager(Key, std::shared_ptr<KSNetwork> network,
+                                     const KSRefinements& refinements)
+    : network_(std::move(network)), refinements_(refinements) {}
 
 std::shared_ptr<KSSettingsManager> KSSettingsManager::initWithNetwork(
-    std::shared_ptr<KSNetwork> network) {
-  auto manager = std::make_shared<KSSettingsManager>(Key{}, std::move(network));
+    std::shared_ptr<KSNetwork> network, const KSRefinements& refinements) {
+  auto manager = std::make_shared<KSSettingsManager>(Key{}, std::move(network), refinements);
   const ks::Value archivedTags = ks::loadCacheFile(file(kTagsFile));
   if (const ks::Dictionary* tags = archivedTags.dictionary()) {
     manager->aTags_ = *tags;
@@ -97,6 +98,7 @@ void KSSettingsManager::enableAllOnFirstList() {
   const auto categories = contentCategories();
   const std::lock_guard lock(enabledMutex_);
   if (enabledContentIdentifiers_) return;
+  if (categories.empty() && refinements_.categoriesFromFirstList) return;
   enabledContentIdentifiers_.emplace();
   for (const auto& category : categories) {
     if (category->identifier) enabledContentIdentifiers_->push_back(*category->identifier);
@@ -138,6 +140,12 @@ void KSSettingsManager::load() {
   }
   const std::lock_guard lock(enabledMutex_);
   enabledContentIdentifiers_ = std::move(identifiers);
+}
+
+bool KSSettingsManager::wantsCategory(const std::optional<std::string>& identifier) const {
+  if (identifier) return contentCategoryEnabledForIdentifier(*identifier);
+  return refinements_.categoriesFromFirstList &&
+         contentCategoryEnabledForIdentifier(kLocalCategoryIdentifier);
 }
 
 bool KSSettingsManager::contentCategoryEnabledForIdentifier(const std::string& identifier) const {

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "BeaconSDK/Classes/Network/KSContentDownload.h"
+#include "BeaconSDK/Classes/Settings/KSRefinements.h"
 #include "BeaconSDK/Platform/Api/Error.h"
 #include "BeaconSDK/Platform/Api/Value.h"
 
@@ -25,7 +26,8 @@ class KSSettingsManager : public std::enable_shared_from_this<KSSettingsManager>
   using CompletionBlock = std::function<void(const std::optional<ks::Error>& error)>;
 
   /// Reads the three files.
-  static std::shared_ptr<KSSettingsManager> initWithNetwork(std::shared_ptr<KSNetwork> network);
+  static std::shared_ptr<KSSettingsManager> initWithNetwork(std::shared_ptr<KSNetwork> network,
+                                                            const KSRefinements& refinements = {});
 
   /// Asks the portal for the category list. `completion` is called once, on the main queue, when it
   /// or an error has arrived, unless another `refresh` replaces it first.
@@ -33,7 +35,8 @@ class KSSettingsManager : public std::enable_shared_from_this<KSSettingsManager>
 
   /// Takes over the category list (kind 0; other kinds are ignored): puts the local category
   /// "-100", "new", before it, and on the very first list switches every category on. An empty list
-  /// leaves the stored one; as the very first it leaves later categories switched off.
+  /// leaves the stored one; as the very first it leaves later categories switched off, unless
+  /// `categoriesFromFirstList` waits for a list that has some.
   void newContentLoadedWithType(KSContentDownloadType type,
                                 const std::optional<KSRecords>& content);
   /// Passes a failed category download on to the pending completion.
@@ -43,6 +46,9 @@ class KSSettingsManager : public std::enable_shared_from_this<KSSettingsManager>
   void save() const;
   void load();
 
+  /// Whether the user wants contents of this category. A content without one is unwanted, or with
+  /// `categoriesFromFirstList` follows the local category.
+  bool wantsCategory(const std::optional<std::string>& identifier) const;
   bool contentCategoryEnabledForIdentifier(const std::string& identifier) const;
   bool contentCategoryEnabled(const KSProximityZoneContentCategory& category) const;
   /// Switches a category with an identifier and saves. Has no other effect until a first category
@@ -65,7 +71,7 @@ class KSSettingsManager : public std::enable_shared_from_this<KSSettingsManager>
 
  public:
   /// For `initWithNetwork` alone.
-  KSSettingsManager(Key, std::shared_ptr<KSNetwork> network);
+  KSSettingsManager(Key, std::shared_ptr<KSNetwork> network, const KSRefinements& refinements);
 
  private:
   void storeCategories(const Categories& loaded);
@@ -73,6 +79,7 @@ class KSSettingsManager : public std::enable_shared_from_this<KSSettingsManager>
   void finishRefresh(std::optional<ks::Error> error);
 
   const std::shared_ptr<KSNetwork> network_;
+  const KSRefinements refinements_;
 
   mutable std::recursive_mutex categoriesMutex_;
   Categories contentCategories_;

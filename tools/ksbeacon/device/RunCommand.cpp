@@ -15,6 +15,7 @@
 #include "tools/ksbeacon/device/Password.h"
 #include "tools/ksbeacon/options/ExitCode.h"
 #include "tools/ksbeacon/options/PortalURL.h"
+#include "tools/ksbeacon/options/RefinementOption.h"
 #include "tools/ksbeacon/options/Terminal.h"
 
 namespace ks::tool {
@@ -28,6 +29,7 @@ struct Arguments {
   std::vector<std::string> tags;
   std::vector<std::string> enabledCategories;
   std::vector<std::string> disabledCategories;
+  std::vector<std::string> refinements;
   bool quiet = false;
   bool json = false;
   bool log = false;
@@ -77,6 +79,8 @@ LibraryRunOptions optionsFor(const Arguments& arguments, std::string password) {
   }
   library.enabledCategories = arguments.enabledCategories;
   library.disabledCategories = arguments.disabledCategories;
+  library.refinements =
+      arguments.refinements.empty() ? KSRefinements::all() : refinementsIn(arguments.refinements);
   library.showsNotifications = !arguments.quiet;
   library.log = arguments.log;
   options.form.form = arguments.json ? TimelinePrinter::Form::json : TimelinePrinter::Form::text;
@@ -147,6 +151,7 @@ void addRunCommand(CLI::App& app, int& code) {
       ->add_option("--disable-category", arguments->disabledCategories,
                    "Switch a content category off; may be given again")
       ->type_name("ID");
+  addRefinementOption(*command, arguments->refinements, "all unless given");
   command->add_option("--state", arguments->state, "Folder of its files instead of the user's own")
       ->type_name("DIR");
   command

@@ -77,6 +77,7 @@ void HostApplication::start(const Launch& launch) {
   options.username = application.credentials.username;
   options.password = application.credentials.password;
   options.portalURL = launch.portalURL;
+  options.refinements = application.refinements;
   if (launch.first) {
     options.tags = application.tags;
     options.disabledCategories = application.disabledCategories;

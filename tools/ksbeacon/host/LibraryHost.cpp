@@ -36,9 +36,9 @@ bool LibraryHost::launch(const std::string& announcement) {
   isRefused_ = false;
   // Two at a time would fight over their files.
   manager_.reset();
-  manager_ = KSProximityManager::initWithUsername(options_.username, options_.password,
-                                                  NSURL{options_.portalURL},
-                                                  Platform::current().currentLocale());
+  manager_ = KSProximityManager::initWithUsername(
+      options_.username, options_.password, NSURL{options_.portalURL},
+      Platform::current().currentLocale(), options_.refinements);
   if (!manager_) {
     say("the library cannot be made: its cache folder is missing");
     return false;

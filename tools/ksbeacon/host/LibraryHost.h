@@ -21,6 +21,7 @@ class LibraryHost {
     std::string username;
     std::string password;
     std::string portalURL;
+    KSRefinements refinements;
     /// Set at the launch.
     std::vector<std::pair<std::string, std::string>> tags;
     /// Switched when the library runs.

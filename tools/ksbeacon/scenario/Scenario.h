@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "BeaconSDK/Classes/Settings/KSRefinements.h"
 #include "BeaconSDK/Platform/Api/CoreLocation.h"
 #include "BeaconSDK/Platform/Api/Date.h"
 #include "BeaconSDK/Platform/Api/Units.h"
@@ -42,6 +43,7 @@ struct Scenario {
     std::vector<std::pair<std::string, std::string>> tags;
     /// Switched off before the library starts its first synchronisation.
     std::vector<std::string> disabledCategories;
+    KSRefinements refinements;
   };
 
   struct Beacon {
@@ -102,10 +104,10 @@ struct Scenario {
 
   /// One line of the plan that the timeline is held against.
   struct Expectation {
-    enum class Subject { content, statistic, refusal, request };
+    enum class Subject { content, statistic, refusal, request, shown };
     Subject subject = Subject::content;
-    /// The content's identifier, "beacons/enter", the name of the rule, or how the request's path
-    /// begins.
+    /// The content's identifier, "beacons/enter", the name of the rule, how the request's path
+    /// begins, or the zone whose notification the user sees.
     std::string name;
     /// The portal's identifier of the zone, but for requests; empty for any.
     std::string zone;
@@ -113,6 +115,8 @@ struct Scenario {
     std::optional<int> battery;
     Seconds from{0};
     Seconds to{0};
+    /// Only when the scenario is run with refinements, or only when without; empty: always.
+    std::optional<bool> refined;
     /// 0 for never; empty for at least once.
     std::optional<int> times;
     /// Where the scenario file says so.

@@ -301,10 +301,11 @@ Scenario::Fault ScenarioParts::fault(const JsonNode& node, const std::string& pa
 Scenario::Expectation ScenarioParts::expectation(const JsonNode& node,
                                                  const std::string& path) const {
   // In the order of `Subject`.
-  static const std::vector<std::string> kSubjects = {"content", "statistic", "refusal", "request"};
+  static const std::vector<std::string> kSubjects = {"content", "statistic", "refusal", "request",
+                                                     "shown"};
   ObjectReader reader(node, path, mistakes_,
-                      {"content", "statistic", "refusal", "request", "zone", "battery", "from",
-                       "to", "times", "never"});
+                      {"content", "statistic", "refusal", "request", "shown", "zone", "battery",
+                       "from", "to", "times", "never", "refined"});
   Scenario::Expectation expectation;
   expectation.line = node.line;
   const auto given =
@@ -312,7 +313,7 @@ Scenario::Expectation ScenarioParts::expectation(const JsonNode& node,
   if (given != 1) {
     mistakes_.add(
         node, path,
-        fmt::format("expected one of content, statistic, refusal, request, got {}", given));
+        fmt::format("expected one of content, statistic, refusal, request, shown, got {}", given));
     return expectation;
   }
   const auto subject =
@@ -323,13 +324,16 @@ Scenario::Expectation ScenarioParts::expectation(const JsonNode& node,
   if (*subject == "statistic") reader.choice(*subject, statisticNames());
   if (reader.has("zone")) {
     expectation.zone = reader.text("zone");
-    if (*subject == "request") reader.fail("zone", "no zone for a request");
+    if (*subject == "request" || *subject == "shown") {
+      reader.fail("zone", "no zone for a " + *subject);
+    }
   }
   if (reader.has("battery")) {
     expectation.battery = static_cast<int>(reader.integer("battery", {0, 255}));
     if (*subject != "statistic") reader.fail("battery", "a battery level only for a statistic");
   }
   std::tie(expectation.from, expectation.to) = span(reader, Seconds{0}, until_);
+  if (reader.has("refined")) expectation.refined = reader.flag("refined", false);
   if (reader.has("times")) expectation.times = static_cast<int>(reader.integer("times", {0, 1e6}));
   if (reader.flag("never", false)) {
     if (reader.has("times")) reader.fail("times", "either \"times\" or \"never\"");

@@ -43,10 +43,34 @@ std::string readBundleIdentifier(ObjectReader& reader, const std::string& fallba
   return identifier;
 }
 
+/// "all", or a list of names.
+KSRefinements readRefinements(ObjectReader& reader, Mistakes& mistakes) {
+  constexpr const char* kName = "refinements";
+  KSRefinements refinements;
+  const JsonNode* const node = reader.find(kName);
+  if (node == nullptr) return refinements;
+  if (node->string() != nullptr) {
+    if (*node->string() == "all") return KSRefinements::all();
+    reader.fail(kName, "\"all\" or a list of names");
+    return refinements;
+  }
+  reader.each(kName, [&](const JsonNode& item, const std::string& path) {
+    const auto found =
+        std::ranges::find(KSRefinements::named(), item.string() == nullptr ? "" : *item.string(),
+                          &KSRefinements::Named::name);
+    if (found != KSRefinements::named().end()) {
+      refinements.*found->member = true;
+    } else {
+      mistakes.add(item, path, "expected a refinement's name, got " + item.inWords());
+    }
+  });
+  return refinements;
+}
+
 void readApplication(const JsonNode& node, Scenario& scenario, Mistakes& mistakes) {
   ObjectReader reader(node, "application", mistakes,
                       {"bundleIdentifier", "foreground", "showsNotifications", "username",
-                       "password", "tags", "disabledCategories"});
+                       "password", "tags", "disabledCategories", "refinements"});
   Scenario::Application& application = scenario.application;
   application.bundleIdentifier = readBundleIdentifier(reader, application.bundleIdentifier);
   application.foreground = reader.flag("foreground", application.foreground);
@@ -54,6 +78,7 @@ void readApplication(const JsonNode& node, Scenario& scenario, Mistakes& mistake
       reader.flag("showsNotifications", application.showsNotifications);
   application.credentials = {reader.text("username", scenario.portal.credentials.username),
                              reader.text("password", scenario.portal.credentials.password)};
+  application.refinements = readRefinements(reader, mistakes);
   if (const JsonNode* const tags = reader.find("tags")) {
     ObjectReader each(*tags, reader.pathOf("tags"), mistakes);
     for (const std::string& name : each.names()) {

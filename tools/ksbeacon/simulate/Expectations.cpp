@@ -36,6 +36,9 @@ bool matches(const Scenario::Expectation& expectation, const TimelineEvent& even
     case Subject::request:
       return event.kind == TimelineKind::http &&
              textOf(event, "target").starts_with(expectation.name);
+    case Subject::shown:
+      return event.kind == TimelineKind::notification && textOf(event, "action") == "shown" &&
+             textOf(event, "zone") == expectation.name;
   }
   return false;
 }
@@ -46,13 +49,16 @@ const char* verbOf(Subject subject) {
       return "fires";
     case Subject::refusal:
       return "refuses";
+    case Subject::shown:
+      return "appears";
     default:
       return "is sent";
   }
 }
 
 std::string inWords(const Scenario::Expectation& expectation) {
-  static constexpr const char* kSubjects[] = {"content", "statistic", "refusal", "request"};
+  static constexpr const char* kSubjects[] = {"content", "statistic", "refusal", "request",
+                                              "notification of zone"};
   const auto subject = static_cast<std::size_t>(expectation.subject);
   std::string text = fmt::format("{} {}", kSubjects[subject], expectation.name);
   if (!expectation.zone.empty()) text += " of zone " + expectation.zone;
@@ -81,7 +87,10 @@ std::string momentsInWords(const std::vector<Seconds>& moments) {
 }  // namespace
 
 Expectations::Expectations(const Scenario& scenario) {
-  for (const Scenario::Expectation& each : scenario.expectations) watched_.push_back({&each, {}});
+  const bool isRefined = scenario.application.refinements != KSRefinements{};
+  for (const Scenario::Expectation& each : scenario.expectations) {
+    if (each.refined.value_or(isRefined) == isRefined) watched_.push_back({&each, {}});
+  }
 }
 
 void Expectations::note(const TimelineEvent& event) {

@@ -14,10 +14,12 @@
 #include <optional>
 #include <string>
 #include <variant>
+#include <vector>
 
 #include "tools/ksbeacon/options/ExitCode.h"
 #include "tools/ksbeacon/options/NumberOption.h"
 #include "tools/ksbeacon/options/PortalURL.h"
+#include "tools/ksbeacon/options/RefinementOption.h"
 #include "tools/ksbeacon/options/Terminal.h"
 #include "tools/ksbeacon/report/ReportPage.h"
 #include "tools/ksbeacon/scenario/ScenarioReader.h"
@@ -40,6 +42,7 @@ struct Arguments {
   double speed = 0;
   std::uint64_t repeat = 0;
   std::string vary = "noise";
+  std::vector<std::string> refinements;
   bool json = false;
   bool log = false;
   bool verbose = false;
@@ -185,7 +188,10 @@ int runSimulation(const Arguments& arguments) {
   if (!arguments.state.empty() && !canHoldFiles(arguments.state)) {
     return complain(arguments.state + ": expected a folder that can be written", kUsage);
   }
-  const Scenario& scenario = std::get<Scenario>(read);
+  Scenario& scenario = std::get<Scenario>(read);
+  if (!arguments.refinements.empty()) {
+    scenario.application.refinements = refinementsIn(arguments.refinements);
+  }
   if (const auto unknown =
           arguments.portal.empty() ? unknownExpectedName(scenario) : std::nullopt) {
     return complain(unknown->message(), kUsage);
@@ -296,6 +302,7 @@ void addSimulateCommand(CLI::App& app, int& code) {
                    "Write a page to look at: map, beacons and contents over time, timeline")
       ->type_name("FILE.html")
       ->excludes("--repeat");
+  addRefinementOption(*command, arguments->refinements, "the scenario's unless given");
   command->add_flag("--json", arguments->json, "One JSON object per line");
   command->add_flag("--log", arguments->log, "Also the library's own trace");
   command->add_flag("--verbose", arguments->verbose, "Also every ranging result, changed or not");

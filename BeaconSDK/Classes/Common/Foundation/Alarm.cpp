@@ -14,6 +14,8 @@ std::string_view alarmNameText(AlarmName name) {
       return "refreshBeacons";
     case AlarmName::dwelling:
       return "dwelling";
+    case AlarmName::statistics:
+      return "statistics";
   }
   return "";
 }

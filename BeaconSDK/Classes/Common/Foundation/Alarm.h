@@ -14,6 +14,8 @@ enum class AlarmName {
   refreshBeacons,
   /// The end of a content's dwelling time.
   dwelling,
+  /// The next attempt to send kept statistics.
+  statistics,
 };
 
 /// "refreshLocations", ...

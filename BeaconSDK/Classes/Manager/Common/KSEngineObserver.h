@@ -71,6 +71,14 @@ struct KSRegionActivity {
   const ks::CLRegion& region;
 };
 
+/// A statistic was made, whether or not the portal is going to take it.
+struct KSStatisticMade {
+  /// "beacons/enter", ...: zone kind and event.
+  std::string event;
+  /// The portal's identifier of the zone.
+  std::string zone;
+};
+
 /// Watches the engine decide: what a timeline or a diagnostic screen is drawn from.
 ///
 /// Called on the main queue, in the order of the decisions, while the engine may hold its locks:
@@ -82,4 +90,5 @@ class KSEngineObserver {
   virtual void contentRequested(const KSContentRequest&) {}
   virtual void cacheWritten(const KSCacheWrite&) {}
   virtual void regionActivityChanged(const KSRegionActivity&) {}
+  virtual void statisticMade(const KSStatisticMade&) {}
 };

@@ -8,6 +8,7 @@
 #include "BeaconSDK/Platform/Api/Platform.h"
 
 void KSApplicationActivity::registerForApplicationNotifications() {
+  if (refinements_.oneActivation && !observations_.empty()) return;
   auto& center = ks::Platform::current().notificationCenter();
   observations_.push_back(center.addObserver(
       ks::UIApplicationDidBecomeActiveNotification,

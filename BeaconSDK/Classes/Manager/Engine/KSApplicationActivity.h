@@ -15,14 +15,16 @@ class KSApplicationActivity {
   static constexpr ks::Seconds kZoneCheckDelay{60.0};
 
   KSApplicationActivity(const KSManagerLink& link, const KSEngineState& state,
-                        KSZoneSynchronizer& synchronizer, KSSettingsManager& settingsManager)
+                        KSZoneSynchronizer& synchronizer, KSSettingsManager& settingsManager,
+                        const KSRefinements& refinements)
       : link_(link),
         state_(state),
         synchronizer_(synchronizer),
-        settingsManager_(settingsManager) {}
+        settingsManager_(settingsManager),
+        refinements_(refinements) {}
 
   /// Observes the application until the end. Every call adds a registration, and each registration
-  /// hears every event.
+  /// hears every event; with `oneActivation` only the first call does.
   void registerForApplicationNotifications();
   void appDidBecomeActive();
   void appWillResignActive();
@@ -38,6 +40,7 @@ class KSApplicationActivity {
   const KSEngineState& state_;
   KSZoneSynchronizer& synchronizer_;
   KSSettingsManager& settingsManager_;
+  const KSRefinements& refinements_;
   ks::Alarm refreshBeaconsTimer_{ks::AlarmName::refreshBeacons};
   std::vector<ks::NSNotificationCenter::Observation> observations_;
 };

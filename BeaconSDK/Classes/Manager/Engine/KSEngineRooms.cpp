@@ -3,13 +3,18 @@
 #include <optional>
 #include <utility>
 
+#include "BeaconSDK/Classes/Common/Foundation/NSFileManager+Helpers.h"
+#include "BeaconSDK/Classes/Common/Foundation/UIDevice+UUID.h"
 #include "BeaconSDK/Platform/Api/Platform.h"
 
-KSEngineRooms::KSEngineRooms(const KSPortalAccess& portal, ks::CLLocationManagerDelegate& delegate)
-    : network(KSNetwork::initWithRootURL(portal.rootURL, portal.locale, portal.username,
+KSEngineRooms::KSEngineRooms(const KSPortalAccess& portal, const KSRefinements& chosen,
+                             ks::CLLocationManagerDelegate& delegate)
+    : refinements(chosen),
+      network(KSNetwork::initWithRootURL(portal.rootURL, portal.locale, portal.username,
                                          portal.password, portal.sessionIdentifier, nullptr)),
-      settingsManager(KSSettingsManager::initWithNetwork(network)),
+      settingsManager(KSSettingsManager::initWithNetwork(network, refinements)),
       statsManager(KSStatsManager::initWithNetwork(network)),
+      outbox(refinements.keptStatistics ? makeOutbox(portal.rootURL.absoluteString) : nullptr),
       delivery(link, blockedContents, *statsManager, *settingsManager, batteryMonitor),
       dwelling(delivery, statsManager, *settingsManager, observer),
       trigger(delivery, dwelling, *settingsManager, observer),
@@ -21,7 +26,7 @@ KSEngineRooms::KSEngineRooms(const KSPortalAccess& portal, ks::CLLocationManager
       regionMonitor({state, locationAccess, batteryMonitor, cache, dwelling, book, synchronizer}),
       regionEvents({locationAccess, cache, book, dwelling, trigger, tracker, regionMonitor,
                     *statsManager, *settingsManager, batteryMonitor}),
-      activity(link, state, synchronizer, *settingsManager),
+      activity(link, state, synchronizer, *settingsManager, refinements),
       lifecycle({link, state, delegate, locationAccess, synchronizer, regionMonitor, activity,
                  network, *settingsManager}),
       intake(state, *settingsManager, synchronizer, *network) {
@@ -43,6 +48,9 @@ void KSEngineRooms::setManager(std::weak_ptr<const ks::Object> manager) {
           intake.contentLoadedWithType(type, content, metaData);
         }
       });
+  network->setStatisticHandler(
+      link.whileAlive([this](KSStatistic statistic) { takeStatistic(std::move(statistic)); }));
+  if (outbox) outbox->sendNext();
   // Replies come on the session's queue; the engine lives on the main queue.
   network->setCompletionBlock(
       [take = std::move(take)](KSContentDownloadType type, const std::optional<KSRecords>& content,
@@ -51,4 +59,31 @@ void KSEngineRooms::setManager(std::weak_ptr<const ks::Object> manager) {
         ks::Platform::current().mainQueue().async(
             [take, type, content, metaData, error] { take(type, content, metaData, error); });
       });
+}
+
+std::shared_ptr<KSStatsOutbox> KSEngineRooms::makeOutbox(const std::string& rootURL) {
+  const std::string device = ks::UIDeviceUUID::currentDeviceUUID();
+  const auto send = [this](const KSStatsOutbox::Event& event, KSStatsOutbox::Reply reply) {
+    auto request = ks::NSURLRequestKS::defaultPostRequestWithUrl({event.url});
+    request.headers.set("Idempotency-Key", event.idempotencyKey);
+    request.httpBody = event.body;
+    network->upload(std::move(request), [reply = std::move(reply)](std::optional<int> status) {
+      ks::Platform::current().mainQueue().async([reply, status] { reply(status); });
+    });
+  };
+  return std::make_shared<KSStatsOutbox>(
+      ks::NSFileManagerHelpers::cacheFilePath("KSProximityManager/statistics"), rootURL,
+      device.empty() ? "anonymous" : device, send);
+}
+
+void KSEngineRooms::takeStatistic(KSStatistic statistic) {
+  if (const auto watching = observer.get()) {
+    watching->statisticMade({statistic.event, statistic.zone});
+  }
+  if (outbox) {
+    outbox->add(std::move(statistic.request.url.absoluteString),
+                std::move(statistic.request.httpBody), ks::Platform::current().clock().now());
+  } else {
+    network->upload(std::move(statistic.request));
+  }
 }

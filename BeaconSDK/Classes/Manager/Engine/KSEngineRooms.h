@@ -7,6 +7,8 @@
 #include "BeaconSDK/Classes/Manager/Engine/KSContentIntake.h"
 #include "BeaconSDK/Classes/Manager/Engine/KSLifecycle.h"
 #include "BeaconSDK/Classes/Manager/Regions/KSRegionEvents.h"
+#include "BeaconSDK/Classes/Settings/KSRefinements.h"
+#include "BeaconSDK/Classes/Stats/KSStatsOutbox.h"
 
 /// Who may use the portal, where it is, and in which language.
 struct KSPortalAccess {
@@ -22,10 +24,12 @@ struct KSPortalAccess {
 class KSEngineRooms {
  public:
   /// Restores the caches. `delegate` receives the location manager's events.
-  KSEngineRooms(const KSPortalAccess& portal, ks::CLLocationManagerDelegate& delegate);
+  KSEngineRooms(const KSPortalAccess& portal, const KSRefinements& refinements,
+                ks::CLLocationManagerDelegate& delegate);
   /// From now on the rooms act in the manager's name, and portal replies are taken.
   void setManager(std::weak_ptr<const ks::Object> manager);
 
+  const KSRefinements refinements;
   KSManagerLink link;
   KSObserverSlot observer;
   KSEngineState state;
@@ -35,6 +39,8 @@ class KSEngineRooms {
   std::shared_ptr<KSNetwork> network;
   std::shared_ptr<KSSettingsManager> settingsManager;
   std::shared_ptr<KSStatsManager> statsManager;
+  /// Null unless statistics are kept.
+  std::shared_ptr<KSStatsOutbox> outbox;
   KSLocationAccess locationAccess{observer};
   KSBatteryMonitor batteryMonitor;
   KSContentDelivery delivery;
@@ -48,4 +54,8 @@ class KSEngineRooms {
   KSApplicationActivity activity;
   KSLifecycle lifecycle;
   KSContentIntake intake;
+
+ private:
+  std::shared_ptr<KSStatsOutbox> makeOutbox(const std::string& rootURL);
+  void takeStatistic(KSStatistic statistic);
 };

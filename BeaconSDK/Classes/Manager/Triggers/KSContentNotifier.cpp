@@ -1,5 +1,7 @@
 #include "BeaconSDK/Classes/Manager/Triggers/KSContentNotifier.h"
 
+#include <cstdint>
+#include <string>
 #include <system_error>
 #include <utility>
 
@@ -32,6 +34,14 @@ ks::Dictionary userInfoFor(const KSProximityZone& zone) {
   return {{"beaconIdentifier", zone.identifier()}, {"contentType", zone.contentType()}};
 }
 
+/// Unique in this process, and beside what an earlier one has left on the screen.
+std::string nextRequestIdentifier() {
+  static std::uint64_t count = 0;
+  const double seconds = ks::secondsSince1970(ks::Platform::current().clock().now());
+  return kRequestIdentifier + ("-" + std::to_string(static_cast<std::int64_t>(seconds))) + "-" +
+         std::to_string(++count);
+}
+
 void schedulePlainNotification(const KSProximityZone& zone) {
   ks::UILocalNotification notification;
   notification.fireAfter = kPlainDelay;
@@ -48,7 +58,7 @@ void remove(const std::optional<std::filesystem::path>& file) {
 
 }  // namespace
 
-void showNotificationForProximityZone(const std::shared_ptr<KSProximityZone>& zone) {
+void showNotificationForProximityZone(const std::shared_ptr<KSProximityZone>& zone, bool each) {
   if (!zone || !zone->content()) return;
   auto* const center = ks::Platform::current().userNotificationCenter();
   if (center == nullptr) {
@@ -60,7 +70,7 @@ void showNotificationForProximityZone(const std::shared_ptr<KSProximityZone>& zo
   const auto media = contentPathFromRemoteUrl(content.richMediaUrl, kMedia);
 
   ks::UNNotificationRequest request;
-  request.identifier = kRequestIdentifier;
+  request.identifier = each ? nextRequestIdentifier() : kRequestIdentifier;
   request.content.defaultSound = true;
   request.content.body = content.message.value_or("");
   request.content.userInfo = userInfoFor(*zone);

@@ -14,8 +14,10 @@ namespace KSContentNotifier {
 
 /// Shows the zone's message through the notification centre, replacing the earlier one, with the
 /// content's icon and media; where there is no centre, as a plain local notification. A file that
-/// cannot be fetched is left out. Nothing for null or a zone without content.
-void showNotificationForProximityZone(const std::shared_ptr<KSProximityZone>& zone);
+/// cannot be fetched is left out. Nothing for null or a zone without content. With `each` the
+/// request has an identifier of its own and replaces none.
+void showNotificationForProximityZone(const std::shared_ptr<KSProximityZone>& zone,
+                                      bool each = false);
 
 void showMessage(std::string title, std::string message);
 

@@ -33,8 +33,7 @@ KSTriggerVerdict verdictAbout(const KSProximityZone& zone, const KSProximityZone
 bool KSContentTrigger::categoryEnabled(const std::shared_ptr<KSProximityZone>& zone,
                                        bool isEnter) const {
   if (!zone->content()) return false;
-  const auto& category = zone->content()->categoryIdentifier;
-  if (category && settingsManager_.contentCategoryEnabledForIdentifier(*category)) return true;
+  if (settingsManager_.wantsCategory(zone->content()->categoryIdentifier)) return true;
   KSTriggerDecision decision;
   decision.zone = zone;
   decision.isEnter = isEnter;

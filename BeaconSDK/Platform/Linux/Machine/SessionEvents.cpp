@@ -3,7 +3,9 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 namespace ks {
@@ -22,6 +24,14 @@ std::string pathOf(GVariant* reply) {
   const gchar* path = nullptr;
   g_variant_get(reply, "(&o)", &path);
   return path;
+}
+
+/// Never another login service than the machine's own: installing elogind beside systemd removes
+/// systemd, and with it most of what the machine runs.
+std::string loginServiceMend() {
+  std::error_code ignored;
+  const bool isInstalled = std::filesystem::exists("/lib/systemd/systemd-logind", ignored);
+  return isInstalled ? "systemctl start systemd-logind" : "apt install systemd";
 }
 
 }  // namespace
@@ -155,7 +165,7 @@ ServiceState SessionEvents::state() const {
     return {"Session", false,
             "no login service on the system bus: lock and sleep go unnoticed, and background "
             "work does not hold off sleep",
-            "apt install elogind"};
+            loginServiceMend()};
   }
   if (session_.empty()) {
     return {"Session", true, "told of sleep; this process belongs to no session that locks", ""};

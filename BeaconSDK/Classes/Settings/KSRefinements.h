@@ -1,0 +1,28 @@
+#pragma once
+
+#include <span>
+#include <string_view>
+
+/// Behaviour beyond the default, each switched on by itself and off unless asked for. Given to the
+/// manager when it is made. docs/refinements.md has a paragraph for each.
+struct KSRefinements {
+  /// The enabled list is made from the first list that has categories; a content without category
+  /// follows the local category.
+  bool categoriesFromFirstList = false;
+  /// Statistics wait on disk, in order, until the portal accepts or refuses each one.
+  bool keptStatistics = false;
+  /// Announcements do not replace each other.
+  bool everyAnnouncement = false;
+  /// One registration for application events, however often the library starts.
+  bool oneActivation = false;
+
+  friend bool operator==(const KSRefinements&, const KSRefinements&) = default;
+
+  /// A member and its name, as options and scenarios write it.
+  struct Named {
+    std::string_view name;
+    bool KSRefinements::*member;
+  };
+  static std::span<const Named> named();
+  static KSRefinements all();
+};

@@ -1,0 +1,89 @@
+#include "BeaconSDK/Classes/Settings/KSRefinements.h"
+#include "tests/Support/Scenario.h"
+
+using ks::testing::Scenario;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+namespace {
+
+/// Each story is lived through without the refinement and with it.
+class KSRefinementsTest : public testing::TestWithParam<bool> {
+ protected:
+  void refine(bool KSRefinements::*member) { scenario.refinements.*member = GetParam(); }
+  bool isRefined() const { return GetParam(); }
+
+  Scenario scenario;
+};
+
+INSTANTIATE_TEST_SUITE_P(, KSRefinementsTest, testing::Bool(),
+                         [](const auto& info) { return info.param ? "With" : "Without"; });
+
+TEST_P(KSRefinementsTest, EmptyFirstCategoryList) {
+  refine(&KSRefinements::categoriesFromFirstList);
+  scenario.launches();
+  scenario.manager->start([](const auto&) {});
+  scenario.portalAnswers("/contents/categories", "[]");
+  scenario.manager->settingsManager().refresh([](const auto&) {});
+  scenario.portalAnswers("/contents/categories", R"([{"id":"shoes"}])");
+  scenario.startsAtSite();
+  scenario.learns({.repeatDelay = 3600});
+  scenario.learns({.id = "b2", .minor = 2, .contentId = "c2", .repeatDelay = 3600, .category = ""});
+  if (isRefined()) {
+    EXPECT_THAT(scenario.heard(), ElementsAre("trigger b1", "trigger b2"));
+  } else {
+    EXPECT_THAT(scenario.heard(), IsEmpty());
+  }
+}
+
+TEST_P(KSRefinementsTest, EnterDuringOutage) {
+  refine(&KSRefinements::keptStatistics);
+  scenario.startsAtSite();
+  scenario.learns({.repeatDelay = 3600});
+  scenario.portalFails("beacons/enter");
+  scenario.passes(5);
+  EXPECT_EQ(scenario.isAsked("beacons/enter"), isRefined());
+  if (isRefined()) scenario.portalFails("beacons/enter");
+  scenario.relaunches();
+  EXPECT_EQ(scenario.isAsked("beacons/enter"), isRefined());
+  if (!isRefined()) return;
+  const auto request = scenario.http->transfer("beacons/enter")->originalRequest();
+  EXPECT_NE(request.headers.find("Idempotency-Key"), nullptr);
+  scenario.portalAnswers("beacons/enter", "");
+  scenario.portalRefuses("beacons/notification", 400);
+  EXPECT_EQ(scenario.manager->statisticsLedger(), (KSStatsLedger{2, 0, 1, 1, {}}));
+}
+
+TEST_P(KSRefinementsTest, TwoAnnouncementsAtOnce) {
+  refine(&KSRefinements::everyAnnouncement);
+  scenario.startsAtSite();
+  scenario.learns({});
+  scenario.learns({.id = "b2", .minor = 2, .contentId = "c2"});
+  for (const char* zone : {"b1", "b2"}) {
+    scenario.manager->showNotificationForProximityZone(scenario.beacon(zone));
+    scenario.passes(1);
+  }
+  scenario.passes(6);
+  EXPECT_THAT(scenario.device->simulatedNotificationCenter().deliveredNotifications(),
+              SizeIs(isRefined() ? 2 : 1));
+}
+
+TEST_P(KSRefinementsTest, ActivationAfterManyNeighbourhoods) {
+  refine(&KSRefinements::oneActivation);
+  scenario.startsAtSite();
+  for (int i = 0; i < 20; ++i) {
+    scenario.manager->reloadBeacons();
+    scenario.manager->retry();
+  }
+  scenario.portalRefusesAll();
+  scenario.manager->setLastLocationsRefreshDate(ks::Date{});
+  scenario.device->application().becomeActive();
+  scenario.device->runUntilIdle();
+  const auto asked = scenario.http->waitingURLs();
+  EXPECT_EQ(std::ranges::count_if(
+                asked, [](const auto& url) { return url.ends_with("/contents/categories"); }),
+            isRefined() ? 1 : 21);
+}
+
+}  // namespace

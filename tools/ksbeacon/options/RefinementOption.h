@@ -1,0 +1,16 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <string>
+#include <vector>
+
+#include "BeaconSDK/Classes/Settings/KSRefinements.h"
+
+namespace ks::tool {
+
+/// Adds "--refinements NAMES" to `command`: names separated by commas, "all" or "none".
+CLI::Option* addRefinementOption(CLI::App& command, std::vector<std::string>& chosen,
+                                 const std::string& usual);
+KSRefinements refinementsIn(const std::vector<std::string>& chosen);
+
+}  // namespace ks::tool
