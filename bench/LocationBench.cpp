@@ -14,7 +14,7 @@ namespace {
 constexpr UUID kBeaconUUID{{1, 2, 3, 4}};
 
 struct NullStore : LocationStateStore {
-  std::optional<Data> load() override { return std::nullopt; }
+  FileContent load() override { return {}; }
   bool save(const Data&) override { return true; }
 };
 

@@ -131,7 +131,7 @@ class Sender {
 };
 
 struct NoStore : ks::LocationStateStore {
-  std::optional<ks::Data> load() override { return std::nullopt; }
+  ks::FileContent load() override { return {}; }
   bool save(const ks::Data&) override { return true; }
 };
 

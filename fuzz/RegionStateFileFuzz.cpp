@@ -22,15 +22,17 @@ ks::Data sealed(const std::uint8_t* data, std::size_t size) {
 
 /// State files of any content are read or refused, and what is read can be written and read again.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  if (!ks::decodeRegions({data, size}).empty() && size < 18) __builtin_trap();
+  if (ks::decodeRegions({data, size}) && size < 18) __builtin_trap();
   ks::RegionBook book;
   std::size_t count = 0;
-  for (const auto& region : ks::decodeRegions(sealed(data, size))) {
+  const auto regions = ks::decodeRegions(sealed(data, size));
+  if (!regions) return 0;
+  for (const auto& region : *regions) {
     if (!ks::isMonitorable(*region->region)) __builtin_trap();
     if (book.find(region->region->identifier())) continue;
     book.add(region);
     ++count;
   }
-  if (ks::decodeRegions(ks::encodeRegions(book)).size() != count) __builtin_trap();
+  if (ks::decodeRegions(ks::encodeRegions(book)).value().size() != count) __builtin_trap();
   return 0;
 }

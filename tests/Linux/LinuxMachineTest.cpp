@@ -11,8 +11,6 @@
 #include "BeaconSDK/Platform/Linux/Machine/LinuxDevice.h"
 #include "BeaconSDK/Platform/Linux/Machine/LinuxFolders.h"
 #include "BeaconSDK/Platform/Linux/Machine/LinuxLocale.h"
-#include "BeaconSDK/Platform/Linux/Machine/LinuxUserDefaults.h"
-#include "BeaconSDK/Platform/Linux/Machine/PrivateFile.h"
 #include "tests/Linux/LinuxFixture.h"
 
 namespace ks::test {
@@ -76,87 +74,24 @@ TEST(LinuxFoldersTest, BelongToTheOwnerAlone) {
   fs::permissions(state, fs::perms::all);
   fs::path temporary;
   {
-    const PrivateFolders folders({{caches, root.path() / "documents", {}}, state}, "com.example");
+    writeText(state / "MonitoredRegions.7-1.tmp", "left by a killed process");
+    const PrivateFolders folders({{caches, root.path() / "documents", {}}, state});
     temporary = folders.folders().directories.temporary;
     EXPECT_TRUE(folders.state().usable);
     for (const fs::path& folder : {caches, caches.parent_path(), state, temporary}) {
       EXPECT_EQ(modeOf(folder), 0700U) << folder;
     }
+    EXPECT_FALSE(fs::exists(state / "MonitoredRegions.7-1.tmp"));
+    const PrivateFolders second(folders.folders());
+    EXPECT_FALSE(second.state().usable);
+    EXPECT_NE(second.state().detail.find(std::to_string(getpid())), std::string::npos);
+    writeText(temporary / "picture", "of this run");
   }
-  EXPECT_FALSE(fs::exists(temporary));
+  EXPECT_TRUE(fs::is_empty(temporary));
   writeText(root.path() / "file", "in the way");
-  const PrivateFolders refused({{root.path() / "file", state, state}, state}, "com.example");
+  const PrivateFolders refused({{root.path() / "file", state, state}, state});
   EXPECT_FALSE(refused.state().usable);
   EXPECT_NE(refused.state().mend, "");
-}
-
-TEST(PrivateFileTest, ReplacesWholeFilesForTheOwner) {
-  const TemporaryFolder root;
-  const fs::path file = root.path() / "folder/file";
-  EXPECT_TRUE(writePrivateFile(file, {1, 2, 3}));
-  EXPECT_TRUE(writePrivateFile(file, {4}));
-  EXPECT_EQ(readFileUpTo(file, 1), (Data{4}));
-  EXPECT_EQ(readFileUpTo(file, 0), std::nullopt);
-  EXPECT_EQ(modeOf(file), 0600U);
-  EXPECT_EQ(std::distance(fs::directory_iterator(file.parent_path()), {}), 1) << "no copy is left";
-  EXPECT_FALSE(writePrivateFile(file / "below", {5}));
-  EXPECT_EQ(readFileUpTo(root.path(), 100), std::nullopt);
-  ASSERT_EQ(::mkfifo((root.path() / "pipe").c_str(), 0600), 0);
-  EXPECT_EQ(readFileUpTo(root.path() / "pipe", 100), std::nullopt) << "and does not wait";
-}
-
-TEST(LinuxUserDefaultsTest, BeginEmptyWhenDamaged) {
-  const TemporaryFolder root;
-  const fs::path file = root.path() / "UserDefaults.plist";
-  std::string deep = "<plist><dict><key>a</key>";
-  for (int level = 0; level < 100000; ++level) deep += "<array>";
-  for (const std::string& text :
-       {std::string("<plist><dict><key>a</key><integer>1</integer"),
-        std::string("<plist><dict><integer>1</integer></dict></plist>"),
-        std::string("<plist><dict><key>a</key><integer>1x</integer></dict></plist>"),
-        std::string("<plist><dict><key>a</key></dict></plist>"), std::string("\0\xFF", 2), deep}) {
-    writeText(file, text);
-    RecordingConsole console;
-    LinuxUserDefaults defaults(file, console);
-    EXPECT_TRUE(defaults.objectForKey("a").isAbsent());
-    EXPECT_EQ(console.lines.size(), 1U);
-    EXPECT_EQ(readText(file.string() + ".damaged"), text);
-    defaults.setObject("b", 2);
-    EXPECT_TRUE(defaults.synchronize());
-    EXPECT_EQ(LinuxUserDefaults(file, console).objectForKey("b"), Value(2));
-    EXPECT_EQ(modeOf(file), 0600U);
-  }
-}
-
-TEST(LinuxUserDefaultsTest, RefuseWhatTheFileCannotHold) {
-  const TemporaryFolder root;
-  RecordingConsole console;
-  LinuxUserDefaults defaults(root.path() / "UserDefaults.plist", console);
-  defaults.setObject("kept", "  spaces\r\n<&>\t ");
-  ASSERT_TRUE(defaults.synchronize());
-  for (const Value& value : {Value(Null{}), Value(std::string("\0", 1)), Value("\xFF"),
-                             Value(HUGE_VAL), Value(UUID{}), Value(Set{})}) {
-    defaults.setObject("refused", value);
-    EXPECT_FALSE(defaults.synchronize()) << value.description();
-  }
-  EXPECT_EQ(LinuxUserDefaults(root.path() / "UserDefaults.plist", console).objectForKey("kept"),
-            Value("  spaces\r\n<&>\t "));
-}
-
-TEST(LinuxUserDefaultsTest, ReadableByOthers) {
-  const TemporaryFolder root;
-  const fs::path file = root.path() / "UserDefaults.plist";
-  RecordingConsole console;
-  LinuxUserDefaults defaults(file, console);
-  defaults.setObject("date", Value(dateFromSecondsSince1970(1767254400.25)));
-  defaults.setObject("list", Array{1, "two", Value(Data{0, 255})});
-  ASSERT_TRUE(defaults.synchronize());
-  EXPECT_TRUE(run({"/usr/bin/python3", "-c",
-                   "import plistlib, datetime, sys\n"
-                   "values = plistlib.load(open(sys.argv[1], 'rb'))\n"
-                   "assert values['date'] == datetime.datetime(2026, 1, 1, 8, 0), values\n"
-                   "assert values['list'] == [1, 'two', b'\\x00\\xff'], values\n",
-                   file.string()}));
 }
 
 TEST(LinuxDeviceTest, VendorIdentifierTellsNothing) {

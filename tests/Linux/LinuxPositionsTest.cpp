@@ -70,7 +70,7 @@ class LinuxPositionsTest : public testing::Test,
   MainQueue queue_;
   RecordingConsole console_;
   NSNotificationCenter center_;
-  FileLocationStateStore store_{folder_.path() / "regions"};
+  FileLocationStateStore store_{folder_.path() / "regions", console_};
   LocationEngine engine_{clock_, queue_, store_, *this};
   const Directories directories_;
   const LinuxServiceContext context_{clock_,  queue_,       console_,     center_,

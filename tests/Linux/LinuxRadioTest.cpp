@@ -25,7 +25,7 @@ const Calls kRangingBegins = {"UnregisterMonitor hci0 every", "RegisterMonitor h
 
 class NoStore : public LocationStateStore {
  public:
-  std::optional<Data> load() override { return std::nullopt; }
+  FileContent load() override { return {}; }
   bool save(const Data&) override { return true; }
 };
 

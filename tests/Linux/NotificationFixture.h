@@ -10,8 +10,8 @@
 #include "BeaconSDK/Platform/Linux/Bus/BusService.h"
 #include "BeaconSDK/Platform/Linux/Loop/LinuxClock.h"
 #include "BeaconSDK/Platform/Linux/Loop/MainQueue.h"
-#include "BeaconSDK/Platform/Linux/Machine/PrivateFile.h"
 #include "BeaconSDK/Platform/Linux/Notifications/DesktopNotificationCenter.h"
+#include "BeaconSDK/Platform/Location/Regions/LocationStateStore.h"
 #include "tests/Linux/LinuxFixture.h"
 
 namespace ks::test {
@@ -133,7 +133,7 @@ class NotificationFixture : public testing::Test {
   MainQueue queue_;
   NSNotificationCenter notifications_;
   RecordingConsole console_;
-  PrivateStateStore store_{folder_.path() / "regions"};
+  FileLocationStateStore store_{folder_.path() / "regions", console_};
   Nobody nobody_;
   LocationEngine location_{clock_, queue_, store_, nobody_};
   const Directories directories_{folder_.path(), folder_.path(), folder_.path()};

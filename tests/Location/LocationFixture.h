@@ -17,13 +17,17 @@ namespace ks::test {
 
 class MemoryStore : public LocationStateStore {
  public:
-  std::optional<Data> load() override { return data; }
+  FileContent load() override {
+    if (!readable) return {FileContent::State::unreadable, {}, "no descriptors left"};
+    return data ? FileContent{FileContent::State::whole, *data, {}} : FileContent{};
+  }
   bool save(const Data& value) override {
     data = value;
     ++saves;
     return true;
   }
   std::optional<Data> data;
+  bool readable = true;
   int saves = 0;
 };
 

@@ -1,16 +1,25 @@
+#include <gmock/gmock.h>
+
 #include "BeaconSDK/Platform/Location/Regions/RegionStateFile.h"
+#include "BeaconSDK/Platform/Simulated/SimulatedConsole.h"
 #include "tests/Location/LocationFixture.h"
 #include "tests/Support/TemporaryFolder.h"
 
 namespace ks {
 namespace {
 
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::UnorderedElementsAre;
+
 class RegionStateTest : public test::LocationFixture {
  protected:
   /// Identifiers of the regions that these bytes hold.
   static std::vector<std::string> identifiers(std::span<const std::uint8_t> bytes) {
     std::vector<std::string> result;
-    for (const auto& region : decodeRegions(bytes)) result.push_back(region->region->identifier());
+    const auto regions = decodeRegions(bytes);
+    if (!regions) return {"damaged"};
+    for (const auto& region : *regions) result.push_back(region->region->identifier());
     return result;
   }
 };
@@ -22,17 +31,17 @@ TEST_F(RegionStateTest, SurvivesWholeOrNotAtAll) {
   monitor(circle(45, -7, 100));
   advance(1);
   const auto bytes = *store_.data;
-  const auto regions = decodeRegions(bytes);
+  const auto regions = decodeRegions(bytes).value();
   ASSERT_EQ(regions.size(), 2u);
   EXPECT_EQ(regions[0]->region->description(), door->description());
   EXPECT_FALSE(regions[0]->region->notifyOnExit());
   EXPECT_TRUE(regions[0]->region->notifyOnEntry());
   EXPECT_EQ(regions[1]->region->description(), circle(45, -7, 100)->description());
   for (std::size_t i = 0; i < bytes.size(); ++i) {
-    EXPECT_TRUE(identifiers(std::span(bytes).first(i)).empty()) << i;
+    EXPECT_THAT(identifiers(std::span(bytes).first(i)), ElementsAre("damaged")) << i;
     auto damaged = bytes;
     damaged[i] ^= 0x10;
-    EXPECT_TRUE(identifiers(damaged).empty()) << i;
+    EXPECT_THAT(identifiers(damaged), ElementsAre("damaged")) << i;
   }
 }
 
@@ -53,16 +62,33 @@ TEST_F(RegionStateTest, IsSavedOnChangesOnly) {
   EXPECT_EQ(store_.saves, 2);
 }
 
-TEST(FileLocationStateStoreTest, ReplacesFileWhole) {
+TEST_F(RegionStateTest, UnreadableStateIsMergedBeforeSaving) {
+  monitor(circle(45, 7, 100, "earlier"));
+  advance(1);
+  kill();
+  store_.readable = false;
+  start();
+  monitor(circle(45, 8, 100, "later"));
+  advance(1);
+  EXPECT_THAT(identifiers(*store_.data), ElementsAre("earlier")) << "not overwritten";
+  store_.readable = true;
+  monitor(circle(45, 9, 100, "last"));
+  advance(2);
+  EXPECT_THAT(identifiers(*store_.data), UnorderedElementsAre("earlier", "later", "last"));
+}
+
+TEST(FileLocationStateStoreTest, SetsDamagedFilesAside) {
   const test::TemporaryFolder folder;
-  FileLocationStateStore store(folder / "deep" / "regions");
-  EXPECT_EQ(store.load(), std::nullopt);
-  EXPECT_TRUE(store.save({1, 2, 3}));
-  EXPECT_TRUE(store.save({4}));
-  EXPECT_EQ(store.load(), (Data{4}));
-  test::writeText(folder / "file", "not a folder");
-  FileLocationStateStore blocked(folder / "file" / "regions");
-  EXPECT_FALSE(blocked.save({1}));
+  SimulatedConsole console;
+  FileLocationStateStore store(folder / "deep" / "regions", console);
+  EXPECT_EQ(store.load().state, FileContent::State::absent);
+  const Data state = encodeRegions(RegionBook());
+  EXPECT_TRUE(store.save(state));
+  EXPECT_EQ(store.load().bytes, state);
+  test::writeText(folder / "deep" / "regions", "not regions");
+  EXPECT_EQ(store.load().state, FileContent::State::absent);
+  EXPECT_THAT(console.lines(), ElementsAre(HasSubstr("regions' is damaged and kept as")));
+  EXPECT_EQ(test::readText(folder / "deep" / "regions.damaged"), "not regions");
 }
 
 }  // namespace

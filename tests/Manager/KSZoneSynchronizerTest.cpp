@@ -225,7 +225,8 @@ TEST_F(KSZoneSynchronizerTest, ExpiredBlocksLeaveTheFile) {
 
 TEST_F(KSZoneSynchronizerTest, DamagedFilesCountAsEmpty) {
   for (const char* name : {"blockedContents.dat", "beaconsForLocation.dat", "locations.dat"}) {
-    ks::writeFile(cacheFile(name), std::vector<std::uint8_t>{'b', 'p', 'l', 'i', 's', 't', '0'});
+    ks::writeFileAtomically(cacheFile(name),
+                            std::vector<std::uint8_t>{'b', 'p', 'l', 'i', 's', 't', '0'});
   }
   scenario.relaunches();
   scenario.startsAtSite();

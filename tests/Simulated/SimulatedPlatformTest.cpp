@@ -44,21 +44,19 @@ TEST(SimulatedPlatformTest, RemovesOnlyItsOwnFolder) {
   EXPECT_TRUE(std::filesystem::exists(given));
 }
 
-TEST(SimulatedUserDefaultsTest, DamagedFileCountsAsEmpty) {
+TEST(SimulatedPlatformTest, OneDevicePerFolder) {
   const SimulatedPlatform disk;
-  const auto file = disk.directories().temporary / "defaults";
-  for (const std::string content : {"", "m1\n", "m1\nskey\n", "m99999999999\nskey\ni1\n",
-                                    "m1\nskey\ni1\nextra\n", "s%\n", "m1\nskey\ni12x\n", "i5\n"}) {
-    std::ofstream(file) << content;
-    EXPECT_TRUE(SimulatedUserDefaults(file).objectForKey("key").isAbsent()) << content;
+  SimulatedPlatformOptions options;
+  options.root = disk.directories().documents / "device";
+  std::filesystem::path left;
+  {
+    const SimulatedPlatform first(options);
+    EXPECT_THROW(const SimulatedPlatform second(options), std::runtime_error);
+    left = first.directories().temporary / "KSDownload-left";
+    std::ofstream(left) << "by a killed process";
   }
-  std::string deep;
-  for (int i = 0; i < 100000; ++i) deep += "a1\n";
-  std::ofstream(file) << "m1\nskey\n" << deep << "i1\n";
-  EXPECT_TRUE(SimulatedUserDefaults(file).objectForKey("key").isAbsent());
-  SimulatedUserDefaults defaults("/proc/nowhere/defaults");
-  defaults.setObject("key", 1);
-  EXPECT_FALSE(defaults.synchronize());
+  const SimulatedPlatform later(options);
+  EXPECT_FALSE(std::filesystem::exists(left));
 }
 
 TEST(SimulatedApplicationTest, PlaysTheSystemsPart) {

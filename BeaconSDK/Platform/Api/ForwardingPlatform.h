@@ -18,6 +18,7 @@ class ForwardingPlatform : public Platform {
   DispatchQueue& globalQueue() override { return device_.globalQueue(); }
   NSNotificationCenter& notificationCenter() override { return device_.notificationCenter(); }
   NSUserDefaults& userDefaults() override { return device_.userDefaults(); }
+  FileStore& files() override { return device_.files(); }
   Console& console() override { return device_.console(); }
   const Directories& directories() const override { return device_.directories(); }
   NSBundle mainBundle() const override { return device_.mainBundle(); }

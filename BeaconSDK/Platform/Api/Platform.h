@@ -6,6 +6,7 @@
 #include "BeaconSDK/Platform/Api/AdSupport.h"
 #include "BeaconSDK/Platform/Api/CoreBluetooth.h"
 #include "BeaconSDK/Platform/Api/CoreLocation.h"
+#include "BeaconSDK/Platform/Api/FileStore.h"
 #include "BeaconSDK/Platform/Api/Foundation.h"
 #include "BeaconSDK/Platform/Api/SystemConfiguration.h"
 #include "BeaconSDK/Platform/Api/UIKit.h"
@@ -37,6 +38,7 @@ class Platform {
   virtual DispatchQueue& globalQueue() = 0;
   virtual NSNotificationCenter& notificationCenter() = 0;
   virtual NSUserDefaults& userDefaults() = 0;
+  virtual FileStore& files() = 0;
   virtual Console& console() = 0;
   virtual const Directories& directories() const = 0;
   /// The host application's bundle.

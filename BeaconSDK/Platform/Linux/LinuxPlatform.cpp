@@ -1,5 +1,6 @@
 #include "BeaconSDK/Platform/Linux/LinuxPlatform.h"
 
+#include <stdexcept>
 #include <utility>
 
 #include "BeaconSDK/Platform/Http/HttpURLLoadingSystem.h"
@@ -12,12 +13,13 @@
 #include "BeaconSDK/Platform/Linux/Machine/LinuxDevice.h"
 #include "BeaconSDK/Platform/Linux/Machine/LinuxFolders.h"
 #include "BeaconSDK/Platform/Linux/Machine/LinuxLocale.h"
-#include "BeaconSDK/Platform/Linux/Machine/LinuxUserDefaults.h"
-#include "BeaconSDK/Platform/Linux/Machine/PrivateFile.h"
 #include "BeaconSDK/Platform/Linux/Network/LinuxReachability.h"
 #include "BeaconSDK/Platform/Linux/Notifications/DesktopNotificationCenter.h"
 #include "BeaconSDK/Platform/Linux/Positions/LinuxPositions.h"
 #include "BeaconSDK/Platform/Location/LocationEngine.h"
+#include "BeaconSDK/Platform/Location/Regions/LocationStateStore.h"
+#include "BeaconSDK/Platform/Storage/DiskFileStore.h"
+#include "BeaconSDK/Platform/Storage/FileUserDefaults.h"
 
 namespace ks {
 
@@ -46,6 +48,12 @@ HttpOptions httpOptions(const LinuxPlatformOptions& options, const Directories& 
   return http;
 }
 
+/// Two processes would overwrite each other's state, and fire twice what is to fire once.
+const LinuxFolders& owned(const PrivateFolders& folders) {
+  if (folders.inUse()) throw std::runtime_error(folders.inUse()->localizedDescription());
+  return folders.folders();
+}
+
 }  // namespace
 
 /// In the order in which each needs those before it.
@@ -63,12 +71,13 @@ struct LinuxPlatform::Services : LocationDemandListener {
   LinuxClock clock;
   LinuxConsole console;
   PrivateFolders folders;
-  LinuxUserDefaults userDefaults;
+  DiskFileStore files;
+  FileUserDefaults userDefaults;
   LinuxDevice device;
   LinuxLocale locale;
   NSNotificationCenter notificationCenter;
   MainQueue mainQueue;
-  PrivateStateStore regionStore;
+  FileLocationStateStore regionStore;
   LocationEngine location;
   LinuxReachability reachability;
   LinuxApplication application;
@@ -82,13 +91,12 @@ struct LinuxPlatform::Services : LocationDemandListener {
 
 LinuxPlatform::Services::Services(const LinuxPlatformOptions& options)
     : console(options.applicationName, options.logDescriptor),
-      folders(options.folders.value_or(xdgFolders(options.bundleIdentifier)),
-              options.bundleIdentifier),
-      userDefaults(folders.folders().state / "UserDefaults.plist", console),
+      folders(options.folders.value_or(xdgFolders(options.bundleIdentifier))),
+      userDefaults(owned(folders).state / "UserDefaults.txt", console),
       device(options.systemRoot, folders.folders().state, options.bundleIdentifier),
       locale(options.systemRoot),
       mainQueue(options.mainContext),
-      regionStore(folders.folders().state / "MonitoredRegions"),
+      regionStore(folders.folders().state / "MonitoredRegions", console),
       location(clock, mainQueue, regionStore, *this),
       reachability(mainQueue, options.systemRoot / "sys/class/net"),
       application(clock, mainQueue, notificationCenter, console, options.applicationName),
@@ -136,6 +144,7 @@ DispatchQueue& LinuxPlatform::mainQueue() { return services_->mainQueue; }
 DispatchQueue& LinuxPlatform::globalQueue() { return services_->globalQueue; }
 NSNotificationCenter& LinuxPlatform::notificationCenter() { return services_->notificationCenter; }
 NSUserDefaults& LinuxPlatform::userDefaults() { return services_->userDefaults; }
+FileStore& LinuxPlatform::files() { return services_->files; }
 Console& LinuxPlatform::console() { return services_->console; }
 const Directories& LinuxPlatform::directories() const {
   return services_->folders.folders().directories;

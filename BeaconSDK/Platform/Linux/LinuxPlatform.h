@@ -53,6 +53,7 @@ struct LinuxPlatformOptions {
 /// rest works on and the service is used as soon as it is there.
 class LinuxPlatform : public Platform {
  public:
+  /// Throws `std::runtime_error`, naming the other process, when another uses the same folders.
   explicit LinuxPlatform(LinuxPlatformOptions options = {});
   LinuxPlatform(const LinuxPlatform&) = delete;
   LinuxPlatform& operator=(const LinuxPlatform&) = delete;
@@ -63,6 +64,7 @@ class LinuxPlatform : public Platform {
   DispatchQueue& globalQueue() override;
   NSNotificationCenter& notificationCenter() override;
   NSUserDefaults& userDefaults() override;
+  FileStore& files() override;
   Console& console() override;
   const Directories& directories() const override;
   NSBundle mainBundle() const override;

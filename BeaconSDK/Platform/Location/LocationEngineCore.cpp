@@ -30,9 +30,11 @@ LocationEngine::Core::Core(Clock& clock, DispatchQueue& queue, LocationStateStor
       updates_(clock, queue, managers_, [this] { demandMayHaveChanged(); }) {}
 
 void LocationEngine::Core::restore() {
-  const auto saved = store_.load();
-  if (!saved) return;
-  for (const auto& region : decodeRegions(*saved)) {
+  const FileContent saved = store_.load();
+  restored_ = saved.state != FileContent::State::unreadable;
+  const auto regions = decodeRegions(saved.bytes);
+  if (!regions) return;
+  for (const auto& region : *regions) {
     if (!book_.find(region->region->identifier())) insert(region);
   }
 }
@@ -357,7 +359,9 @@ void LocationEngine::Core::saveSoon() {
 void LocationEngine::Core::save() {
   saving_.cancel();
   lastSave_ = clock_.uptime();
-  if (!store_.save(encodeRegions(book_))) ++counters.failedSaves;
+  // Saving over a state that could not be read would lose its regions.
+  if (!restored_) restore();
+  if (!restored_ || !store_.save(encodeRegions(book_))) ++counters.failedSaves;
 }
 
 }  // namespace ks

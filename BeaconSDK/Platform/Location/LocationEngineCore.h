@@ -90,6 +90,8 @@ class LocationEngine::Core : public std::enable_shared_from_this<Core> {
   LocationStateStore& store_;
   LocationDemandListener& listener_;
 
+  /// False while the saved state is unreadable.
+  bool restored_ = false;
   bool scanningPaused_ = false;
   ManagerList managers_;
   RegionBook book_;

@@ -4,9 +4,9 @@
 
 namespace ks {
 
-SimulatedLocation::SimulatedLocation(Clock& clock, DispatchQueue& mainQueue,
+SimulatedLocation::SimulatedLocation(Clock& clock, DispatchQueue& mainQueue, Console& console,
                                      std::filesystem::path stateFile, SimulatedWorldOptions options)
-    : store_(std::move(stateFile)),
+    : store_(std::move(stateFile), console),
       world_(mainQueue, clock, *this, options),
       engine_(clock, mainQueue, store_, *this),
       radio_(mainQueue, [this](bool) { updateListening(); }) {}

@@ -15,8 +15,8 @@ namespace ks {
 class SimulatedLocation : private LocationDemandListener, private SimulatedWorldReceiver {
  public:
   /// Monitored regions are kept in `stateFile`.
-  SimulatedLocation(Clock& clock, DispatchQueue& mainQueue, std::filesystem::path stateFile,
-                    SimulatedWorldOptions options);
+  SimulatedLocation(Clock& clock, DispatchQueue& mainQueue, Console& console,
+                    std::filesystem::path stateFile, SimulatedWorldOptions options);
   SimulatedLocation(const SimulatedLocation&) = delete;
   SimulatedLocation& operator=(const SimulatedLocation&) = delete;
 

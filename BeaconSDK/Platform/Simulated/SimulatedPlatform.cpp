@@ -1,45 +1,51 @@
 #include "BeaconSDK/Platform/Simulated/SimulatedPlatform.h"
 
-#include <cstdlib>
-#include <system_error>
+#include <stdexcept>
 #include <utility>
+
+#include "BeaconSDK/Platform/Storage/PrivateFolder.h"
 
 namespace ks {
 
 namespace {
 
-std::filesystem::path makeFreshFolder() {
-  std::string pattern = (std::filesystem::temp_directory_path() / "ksdevice-XXXXXX").string();
-  if (mkdtemp(pattern.data()) == nullptr) {
-    throw std::system_error(errno, std::generic_category(), "cannot make a folder at " + pattern);
-  }
-  return pattern;
+template <class T>
+T need(Result<T> made) {
+  if (!made) throw std::runtime_error(made.error().localizedDescription());
+  return std::move(made.value());
+}
+
+void need(const std::optional<Error>& error) {
+  if (error) throw std::runtime_error(error->localizedDescription());
 }
 
 }  // namespace
 
-SimulatedPlatform::Root::Root(const std::filesystem::path& wanted)
-    : path(wanted.empty() ? makeFreshFolder() : wanted), temporary(wanted.empty()) {}
-
-SimulatedPlatform::Root::~Root() {
-  std::error_code ignored;
-  if (temporary) std::filesystem::remove_all(path, ignored);
+SimulatedPlatform::Root::Root(const std::filesystem::path& wanted) : path_(wanted) {
+  if (wanted.empty()) {
+    temporary_ = need(TemporaryFolder::make("ksdevice"));
+    path_ = temporary_->path();
+  } else {
+    need(makePrivateFolder(path_));
+    lock_ = need(FolderLock::acquire(path_));
+  }
 }
 
 SimulatedPlatform::SimulatedPlatform(SimulatedPlatformOptions options)
     : options_(std::move(options)),
       root_(options_.root),
-      directories_{root_.path / "Caches", root_.path / "Documents", root_.path / "Temporary"},
+      directories_{root_.path() / "Caches", root_.path() / "Documents", root_.path() / "Temporary"},
       loop_(std::make_shared<SimulatedLoop>(options_.start, options_.shuffleSeed)),
       mainQueue_(loop_, SimulatedQueue::Role::main),
       globalQueue_(loop_),
-      userDefaults_(root_.path / "UserDefaults.txt"),
+      userDefaults_(root_.path() / "UserDefaults.txt", console_),
       device_(options_),
       application_(mainQueue_, notificationCenter_),
       userNotifications_(mainQueue_, loop_->clock()),
       reachability_(*loop_, mainQueue_),
-      location_(loop_->clock(), mainQueue_, root_.path / "MonitoredRegions", options_) {
-  std::filesystem::create_directories(directories_.temporary);
+      location_(loop_->clock(), mainQueue_, console_, root_.path() / "MonitoredRegions", options_) {
+  need(makePrivateFolder(directories_.temporary));
+  sweep();
   setAuthorizationStatus(options_.authorizationStatus);
   setBluetoothState(options_.bluetoothState);
   location_.setMonitoringAvailable(options_.circularMonitoringAvailable,
@@ -49,6 +55,12 @@ SimulatedPlatform::SimulatedPlatform(SimulatedPlatformOptions options)
 }
 
 SimulatedPlatform::~SimulatedPlatform() = default;
+
+void SimulatedPlatform::sweep() const {
+  emptyFolder(directories_.temporary);
+  removeUnfinishedFiles(root_.path());
+  removeUnfinishedFiles(directories_.caches / "KSProximityManager");
+}
 
 LocationServices& SimulatedPlatform::locationServices() {
   if (options_.locationServices) return *options_.locationServices;

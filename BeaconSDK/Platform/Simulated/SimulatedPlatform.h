@@ -16,8 +16,10 @@
 #include "BeaconSDK/Platform/Simulated/SimulatedPlatformOptions.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedQueue.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedReachability.h"
-#include "BeaconSDK/Platform/Simulated/SimulatedUserDefaults.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedUserNotificationCenter.h"
+#include "BeaconSDK/Platform/Storage/DiskFileStore.h"
+#include "BeaconSDK/Platform/Storage/FileUserDefaults.h"
+#include "BeaconSDK/Platform/Storage/TemporaryFolder.h"
 
 namespace ks {
 
@@ -29,6 +31,7 @@ namespace ks {
 /// and pending notifications do not.
 class SimulatedPlatform : public Platform {
  public:
+  /// Throws `std::runtime_error` when the root folder cannot be made or another device uses it.
   explicit SimulatedPlatform(SimulatedPlatformOptions options = {});
   SimulatedPlatform(const SimulatedPlatform&) = delete;
   SimulatedPlatform& operator=(const SimulatedPlatform&) = delete;
@@ -51,7 +54,8 @@ class SimulatedPlatform : public Platform {
   SimulatedQueue& mainQueue() override { return mainQueue_; }
   SimulatedQueue& globalQueue() override { return globalQueue_; }
   NSNotificationCenter& notificationCenter() override { return notificationCenter_; }
-  SimulatedUserDefaults& userDefaults() override { return userDefaults_; }
+  NSUserDefaults& userDefaults() override { return userDefaults_; }
+  FileStore& files() override { return files_; }
   SimulatedConsole& console() override { return console_; }
   const Directories& directories() const override { return directories_; }
   NSBundle mainBundle() const override { return settings().mainBundle; }
@@ -81,15 +85,21 @@ class SimulatedPlatform : public Platform {
   SimulatedNetwork& network();
 
  private:
-  /// The folder of the device's state; removed at the end when it was made here.
-  struct Root {
+  /// The folder of the device's state, which this device alone uses; removed at the end when it was
+  /// made here.
+  class Root {
+   public:
     explicit Root(const std::filesystem::path& wanted);
-    Root(const Root&) = delete;
-    Root& operator=(const Root&) = delete;
-    ~Root();
-    std::filesystem::path path;
-    bool temporary;
+    const std::filesystem::path& path() const { return path_; }
+
+   private:
+    std::filesystem::path path_;
+    std::optional<TemporaryFolder> temporary_;
+    std::optional<FolderLock> lock_;
   };
+
+  /// Removes what a killed process left.
+  void sweep() const;
 
   SimulatedPlatformOptions options_;
   Root root_;
@@ -98,8 +108,9 @@ class SimulatedPlatform : public Platform {
   SimulatedQueue mainQueue_;
   SimulatedQueue globalQueue_;
   NSNotificationCenter notificationCenter_;
-  SimulatedUserDefaults userDefaults_;
   SimulatedConsole console_;
+  DiskFileStore files_;
+  FileUserDefaults userDefaults_;
   SimulatedDevice device_;
   SimulatedApplication application_;
   SimulatedUserNotificationCenter userNotifications_;

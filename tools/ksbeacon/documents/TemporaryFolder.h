@@ -1,20 +1,20 @@
 #pragma once
 
 #include <filesystem>
+#include <optional>
+
+#include "BeaconSDK/Platform/Storage/TemporaryFolder.h"
 
 namespace ks::tool {
 
-/// A private folder that goes with the object. Making it throws `std::system_error`.
+/// A private folder that goes with the object. Making it throws `std::runtime_error`.
 class TemporaryFolder {
  public:
   TemporaryFolder();
-  ~TemporaryFolder();
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-  const std::filesystem::path& path() const { return path_; }
+  const std::filesystem::path& path() const { return folder_->path(); }
 
  private:
-  std::filesystem::path path_;
+  std::optional<ks::TemporaryFolder> folder_;
 };
 
 }  // namespace ks::tool

@@ -16,6 +16,7 @@
 #include <variant>
 #include <vector>
 
+#include "BeaconSDK/Platform/Storage/PrivateFolder.h"
 #include "tools/ksbeacon/options/ExitCode.h"
 #include "tools/ksbeacon/options/NumberOption.h"
 #include "tools/ksbeacon/options/PortalURL.h"
@@ -114,9 +115,7 @@ bool canBeWritten(const std::filesystem::path& file) {
 
 /// Makes the folder if need be.
 bool canHoldFiles(const std::filesystem::path& folder) {
-  std::error_code ec;
-  std::filesystem::create_directories(folder, ec);
-  return std::filesystem::is_directory(folder, ec) && ::access(folder.c_str(), W_OK | X_OK) == 0;
+  return !makePrivateFolder(folder) && ::access(folder.c_str(), W_OK | X_OK) == 0;
 }
 
 bool isTrackFile(const std::filesystem::path& file) {

@@ -101,7 +101,7 @@ class Run {
     if (application_ || moment < deadUntil_) return;
     HostApplication::Launch launch;
     launch.now = scenario_.start + moment;
-    launch.root = options_.state.empty() ? temporary_->path() : options_.state;
+    launch.root = options_.state.empty() ? temporary_->path() / "device" : options_.state;
     launch.portalURL = url_;
     launch.permission = permission_;
     launch.seed = options_.seed.value_or(scenario_.seed);

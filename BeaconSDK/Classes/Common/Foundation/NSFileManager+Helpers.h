@@ -26,14 +26,9 @@ std::vector<std::filesystem::path> directoryList(const std::filesystem::path& fo
 
 }  // namespace NSFileManagerHelpers
 
-/// Replaces the file at `path` as a whole: readers see the old content or the new, never a part.
-/// The new file is readable by its owner only. False when the folder is missing or the disk
-/// refuses; the old file then stays as it was. Any thread.
+/// Replaces the file at `path` as a whole and durably (`FileStore::write`). False when the folder
+/// is missing or the disk refuses; the old file then stays as it was. Any thread.
 bool writeFileAtomically(const std::filesystem::path& path, std::span<const std::uint8_t> bytes);
-
-/// Writes straight into the file at `path`, which an interruption can leave half written. A file
-/// that did not exist becomes readable by its owner only. Any thread.
-bool writeFile(const std::filesystem::path& path, std::span<const std::uint8_t> bytes);
 
 /// The whole content of the regular file at `path`; nothing when it cannot be read. Any thread.
 std::optional<Data> readFile(const std::filesystem::path& path);

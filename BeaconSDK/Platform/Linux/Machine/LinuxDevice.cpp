@@ -7,20 +7,18 @@
 #include <string_view>
 
 #include "BeaconSDK/Platform/Http/GLibOwned.h"
-#include "BeaconSDK/Platform/Linux/Machine/PrivateFile.h"
+#include "BeaconSDK/Platform/Linux/Machine/SystemFile.h"
+#include "BeaconSDK/Platform/Storage/DiskFileStore.h"
+#include "BeaconSDK/Platform/Storage/PrivateFolder.h"
 
 namespace ks {
 
 namespace {
 
-constexpr std::size_t kLongestRelease = std::size_t{64} * 1024;
-
 /// The value of VERSION_ID, whose quotes are those of a shell.
 std::string distributionVersion(const std::filesystem::path& etc) {
-  const auto bytes = readFileUpTo(etc / "os-release", kLongestRelease);
-  if (!bytes) return "";
   constexpr std::string_view kKey = "\nVERSION_ID=";
-  const std::string text = "\n" + std::string(bytes->begin(), bytes->end());
+  const std::string text = "\n" + readSystemFile(etc / "os-release");
   const auto found = text.find(kKey);
   if (found == std::string::npos) return "";
   const auto begin = found + kKey.size();
@@ -44,10 +42,14 @@ std::string vendorOf(const std::string& bundleIdentifier) {
 
 /// The identifier of last resort: random, and kept for the next run where that is possible.
 UUID keptIdentifier(const std::filesystem::path& file) {
+  DiskFileStore store;
+  const bool isUnreadable = store.read(file).state == FileContent::State::unreadable;
   if (const auto kept = UUID::fromString(readFirstLine(file))) return *kept;
   const GLibOwned<gchar> text(g_uuid_string_random());
   const std::string line = std::string(text.get()) + "\n";
-  writePrivateFile(file, Data(line.begin(), line.end()));
+  if (!isUnreadable && !makePrivateFolder(file.parent_path())) {
+    (void)store.write(file, Data(line.begin(), line.end()));
+  }
   return UUID::fromString(text.get()).value_or(UUID{});
 }
 

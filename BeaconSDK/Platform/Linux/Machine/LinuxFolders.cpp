@@ -5,11 +5,11 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdlib>
-#include <system_error>
 #include <utility>
 
-#include "BeaconSDK/Platform/Linux/Machine/PrivateFile.h"
+#include "BeaconSDK/Platform/Storage/PrivateFolder.h"
 
 namespace ks {
 
@@ -45,13 +45,6 @@ std::string folderName(std::string identifier) {
   return identifier;
 }
 
-fs::path makeTemporaryFolder(const std::string& bundleIdentifier) {
-  fs::path base = pathFromEnvironment("TMPDIR");
-  if (base.empty()) base = "/tmp";
-  std::string pattern = (base / (folderName(bundleIdentifier) + "-XXXXXX")).string();
-  return mkdtemp(pattern.data()) == nullptr ? fs::path() : fs::path(pattern);
-}
-
 }  // namespace
 
 LinuxFolders xdgFolders(const std::string& bundleIdentifier) {
@@ -63,29 +56,48 @@ LinuxFolders xdgFolders(const std::string& bundleIdentifier) {
   return folders;
 }
 
-PrivateFolders::PrivateFolders(LinuxFolders wanted, const std::string& bundleIdentifier)
-    : folders_(std::move(wanted)) {
+PrivateFolders::PrivateFolders(LinuxFolders wanted) : folders_(std::move(wanted)) {
   Directories& directories = folders_.directories;
-  if (directories.temporary.empty()) {
-    directories.temporary = makeTemporaryFolder(bundleIdentifier);
-    ownsTemporary_ = !directories.temporary.empty();
-    // A full or locked temporary file system: the caches' own is the next best.
-    if (!ownsTemporary_) directories.temporary = directories.caches / "Temporary";
-  }
+  ownsTemporary_ = directories.temporary.empty();
+  if (ownsTemporary_) directories.temporary = directories.caches / "Temporary";
   for (const fs::path& folder :
        {directories.caches, directories.documents, directories.temporary, folders_.state}) {
-    if (!makePrivateFolder(folder) || access(folder.c_str(), W_OK | X_OK) != 0) {
+    if (makePrivateFolder(folder) || access(folder.c_str(), W_OK | X_OK) != 0) {
       refused_ = folder.string();
     }
   }
+  take(directories.caches);
+  if (folders_.state != directories.caches) take(folders_.state);
+  if (!inUse_) sweep();
 }
 
 PrivateFolders::~PrivateFolders() {
-  std::error_code ignored;
-  if (ownsTemporary_) fs::remove_all(folders_.directories.temporary, ignored);
+  if (!inUse_ && ownsTemporary_) emptyFolder(folders_.directories.temporary);
+}
+
+void PrivateFolders::take(const fs::path& folder) {
+  auto lock = FolderLock::acquire(folder);
+  if (lock) {
+    locks_.push_back(std::move(lock.value()));
+  } else if (lock.error().code() == EWOULDBLOCK) {
+    inUse_ = lock.error();
+  }
+}
+
+void PrivateFolders::sweep() const {
+  const Directories& directories = folders_.directories;
+  if (ownsTemporary_) emptyFolder(directories.temporary);
+  for (const fs::path& folder : {directories.caches, directories.caches / "KSProximityManager",
+                                 directories.temporary, folders_.state}) {
+    removeUnfinishedFiles(folder);
+  }
 }
 
 ServiceState PrivateFolders::state() const {
+  if (inUse_) {
+    return {"Folders", false, inUse_->localizedDescription(),
+            "stop that process, or give one of the two a bundle identifier of its own"};
+  }
   if (refused_.empty()) {
     return {"Folders", true, "caches lie in " + folders_.directories.caches.string(), ""};
   }

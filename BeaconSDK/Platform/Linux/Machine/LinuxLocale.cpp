@@ -9,15 +9,13 @@
 #include <system_error>
 #include <utility>
 
-#include "BeaconSDK/Platform/Linux/Machine/PrivateFile.h"
+#include "BeaconSDK/Platform/Linux/Machine/SystemFile.h"
 
 namespace ks {
 
 namespace fs = std::filesystem;
 
 namespace {
-
-constexpr std::size_t kLongestSettings = std::size_t{64} * 1024;
 
 std::string localeOfEnvironment() {
   for (const char* variable : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
@@ -29,11 +27,9 @@ std::string localeOfEnvironment() {
 
 /// The locale that a file of shell assignments names, `LC_MESSAGES` before `LANG`.
 std::string localeOfSettings(const fs::path& file) {
-  const auto bytes = readFileUpTo(file, kLongestSettings);
-  if (!bytes) return "";
   std::string language;
   std::string messages;
-  std::istringstream lines(std::string(bytes->begin(), bytes->end()));
+  std::istringstream lines(readSystemFile(file));
   for (std::string line; std::getline(lines, line);) {
     std::erase_if(line, [](char character) { return character == '"' || character == '\''; });
     if (line.starts_with("LANG=")) language = line.substr(5);

@@ -14,7 +14,7 @@
 #include <optional>
 #include <system_error>
 
-#include "BeaconSDK/Platform/Linux/Machine/PrivateFile.h"
+#include "BeaconSDK/Platform/Linux/Machine/SystemFile.h"
 
 namespace ks {
 
@@ -25,7 +25,6 @@ constexpr timeval kAnswerLimit{.tv_sec = 0, .tv_usec = 200'000};
 /// Addresses of a root name server: they are certainly far away, and are never contacted.
 constexpr const char* kFarAway4 = "198.41.0.4";
 constexpr const char* kFarAway6 = "2001:503:ba3e::2:30";
-constexpr std::size_t kLongestEvent = std::size_t{64} * 1024;
 
 struct Route {
   unsigned interface = 0;
@@ -169,9 +168,7 @@ RouteLookup::RouteLookup(std::filesystem::path systemNetworks)
     : networks_(std::move(systemNetworks)) {}
 
 bool RouteLookup::isKind(const std::string& interface, const char* kind) const {
-  const auto bytes = readFileUpTo(networks_ / interface / "uevent", kLongestEvent);
-  if (!bytes) return false;
-  const std::string text = "\n" + std::string(bytes->begin(), bytes->end()) + "\n";
+  const std::string text = "\n" + readSystemFile(networks_ / interface / "uevent") + "\n";
   return text.find("\nDEVTYPE=" + std::string(kind) + "\n") != std::string::npos;
 }
 

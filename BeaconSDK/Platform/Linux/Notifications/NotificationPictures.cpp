@@ -8,7 +8,7 @@
 #include <system_error>
 #include <utility>
 
-#include "BeaconSDK/Platform/Linux/Machine/PrivateFile.h"
+#include "BeaconSDK/Platform/Storage/PrivateFolder.h"
 
 namespace ks {
 
@@ -60,7 +60,7 @@ Result<fs::path> copyOf(const fs::path& original, const fs::path& copy) {
                      "Attachment is too large: " + original.string());
   }
   // The folder is the owner's alone, so nobody reads the copy before its mode is set.
-  if (!makePrivateFolder(copy.parent_path()) ||
+  if (makePrivateFolder(copy.parent_path()) ||
       !fs::copy_file(original, copy, fs::copy_options::overwrite_existing, error)) {
     fs::remove(copy, error);
     return makeError(UNError::attachmentMoveIntoDataStoreFailed,

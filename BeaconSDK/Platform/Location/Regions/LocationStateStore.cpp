@@ -1,36 +1,36 @@
 #include "BeaconSDK/Platform/Location/Regions/LocationStateStore.h"
 
-#include <fstream>
-#include <iterator>
-#include <system_error>
+#include "BeaconSDK/Platform/Location/Regions/RegionStateFile.h"
+#include "BeaconSDK/Platform/Storage/DiskFileStore.h"
+#include "BeaconSDK/Platform/Storage/PrivateFolder.h"
 
 namespace ks {
 
-std::optional<Data> FileLocationStateStore::load() {
-  std::ifstream file(path_, std::ios::binary);
-  if (!file) return std::nullopt;
-  Data data{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-  if (file.bad()) return std::nullopt;
-  return data;
+namespace {
+
+/// Many times what a thousand monitored regions take.
+constexpr std::size_t kLongestFile = std::size_t{16} * 1024 * 1024;
+
+}  // namespace
+
+FileContent FileLocationStateStore::load() {
+  DiskFileStore store;
+  FileContent content = store.read(path_, kLongestFile);
+  if (content.state == FileContent::State::unreadable) {
+    console_.log("Monitored regions are not there yet: " + content.problem);
+  }
+  const bool isWhole = content.state == FileContent::State::whole;
+  if (isWhole && !decodeRegions(content.bytes)) {
+    content = {FileContent::State::damaged, {}, "'" + path_.string() + "' is damaged"};
+  }
+  if (content.state != FileContent::State::damaged) return content;
+  console_.log("Monitored regions begin empty: " + content.problem + " and " +
+               store.setAside(path_));
+  return {};
 }
 
 bool FileLocationStateStore::save(const Data& data) {
-  std::error_code error;
-  std::filesystem::create_directories(path_.parent_path(), error);
-  auto copy = path_;
-  copy += ".new";
-  {
-    std::ofstream file(copy, std::ios::binary | std::ios::trunc);
-    file.write(reinterpret_cast<const char*>(data.data()),
-               static_cast<std::streamsize>(data.size()));
-    file.flush();
-    if (!file) {
-      std::filesystem::remove(copy, error);
-      return false;
-    }
-  }
-  std::filesystem::rename(copy, path_, error);
-  return !error;
+  return !makePrivateFolder(path_.parent_path()) && !DiskFileStore().write(path_, data);
 }
 
 }  // namespace ks

@@ -1,9 +1,9 @@
 #pragma once
 
 #include <filesystem>
-#include <optional>
 
-#include "BeaconSDK/Platform/Api/Value.h"
+#include "BeaconSDK/Platform/Api/FileStore.h"
+#include "BeaconSDK/Platform/Api/Foundation.h"
 
 namespace ks {
 
@@ -12,23 +12,27 @@ namespace ks {
 class LocationStateStore {
  public:
   virtual ~LocationStateStore() = default;
-  /// What was saved last; nothing when there is none or it cannot be read.
-  virtual std::optional<Data> load() = 0;
+  /// What was saved last; absent also when that was damaged. While it is unreadable, nothing must
+  /// be saved.
+  virtual FileContent load() = 0;
   /// Replaces what was saved, wholly or not at all; false when it could not be written.
   virtual bool save(const Data& data) = 0;
 };
 
-/// A state store in one file, replaced by renaming a finished copy over it.
+/// A state store in one file, written durably. A damaged file is set aside with a line to the
+/// console.
 class FileLocationStateStore : public LocationStateStore {
  public:
-  /// The file's folder is made when something is saved.
-  explicit FileLocationStateStore(std::filesystem::path path) : path_(std::move(path)) {}
+  /// The file's folder is made when something is saved. `console` must outlive the store.
+  FileLocationStateStore(std::filesystem::path path, Console& console)
+      : path_(std::move(path)), console_(console) {}
 
-  std::optional<Data> load() override;
+  FileContent load() override;
   bool save(const Data& data) override;
 
  private:
   std::filesystem::path path_;
+  Console& console_;
 };
 
 }  // namespace ks

@@ -150,17 +150,18 @@ Data encodeRegions(const RegionBook& book) {
   return std::move(writer.bytes);
 }
 
-std::vector<std::shared_ptr<MonitoredRegion>> decodeRegions(std::span<const std::uint8_t> bytes) {
+std::optional<std::vector<std::shared_ptr<MonitoredRegion>>> decodeRegions(
+    std::span<const std::uint8_t> bytes) {
   constexpr std::size_t kSumSize = 8;
-  if (bytes.size() < kMark.size() + kSumSize) return {};
+  if (bytes.size() < kMark.size() + kSumSize) return std::nullopt;
   const auto content = bytes.first(bytes.size() - kSumSize);
-  if (Reader(bytes.last(kSumSize)).integer(8) != checkSum(content)) return {};
-  if (!std::equal(kMark.begin(), kMark.end(), content.begin())) return {};
+  if (Reader(bytes.last(kSumSize)).integer(8) != checkSum(content)) return std::nullopt;
+  if (!std::equal(kMark.begin(), kMark.end(), content.begin())) return std::nullopt;
   std::vector<std::shared_ptr<MonitoredRegion>> regions;
   Reader reader(content.subspan(kMark.size()));
   while (!reader.atEnd()) {
     auto region = read(reader);
-    if (!region) return {};
+    if (!region) return std::nullopt;
     regions.push_back(std::move(region));
   }
   return regions;

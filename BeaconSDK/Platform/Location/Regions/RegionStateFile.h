@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -13,8 +14,9 @@ namespace ks {
 /// flags, reported state and silence limit, and a check sum over all. Integers are little-endian.
 Data encodeRegions(const RegionBook& book);
 
-/// The regions in their order, with `reported` and `state` as they were. Damaged bytes of any kind,
-/// or of another version, give none.
-std::vector<std::shared_ptr<MonitoredRegion>> decodeRegions(std::span<const std::uint8_t> bytes);
+/// The regions in their order, with `reported` and `state` as they were; nothing when the bytes are
+/// damaged in any way or of another version.
+std::optional<std::vector<std::shared_ptr<MonitoredRegion>>> decodeRegions(
+    std::span<const std::uint8_t> bytes);
 
 }  // namespace ks

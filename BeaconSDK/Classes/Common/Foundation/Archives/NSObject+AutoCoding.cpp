@@ -103,10 +103,8 @@ Dictionary dictionaryRepresentation(const Object& object) {
   return dictionary;
 }
 
-bool writeToFile(const Value& value, const std::filesystem::path& path, bool atomically) {
-  if (atomically) return NSKeyedArchiver::archiveRootObject(value, path);
-  const Data bytes = NSKeyedArchiver::archivedDataWithRootObject(value);
-  return !bytes.empty() && writeFile(path, bytes);
+bool writeToFile(const Value& value, const std::filesystem::path& path, bool /*atomically*/) {
+  return NSKeyedArchiver::archiveRootObject(value, path);
 }
 
 Value objectWithContentsOfFile(const std::filesystem::path& path) {

@@ -1,4 +1,4 @@
-#include "BeaconSDK/Platform/Simulated/ValueText.h"
+#include "BeaconSDK/Platform/Storage/ValueText.h"
 
 #include <charconv>
 #include <cstdio>
