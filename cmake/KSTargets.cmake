@@ -39,6 +39,12 @@ function(ks_library name)
   target_link_libraries(${name} PUBLIC ${arg_LINKS} PRIVATE ${arg_PRIVATE_LINKS} $<BUILD_INTERFACE:ks_build_flags>)
 endfunction()
 
+# ks_library_part(NAME SOURCES file... PUBLIC_HEADERS file...): another folder's share of the layer NAME.
+function(ks_library_part name)
+  cmake_parse_arguments(arg "" "" "SOURCES;PUBLIC_HEADERS" ${ARGN})
+  target_sources(${name} PRIVATE ${arg_SOURCES} PUBLIC FILE_SET HEADERS FILES ${arg_PUBLIC_HEADERS})
+endfunction()
+
 # ks_test(NAME SOURCES file... LINKS target...): one test program, found by CTest suite by suite.
 function(ks_test name)
   cmake_parse_arguments(arg "" "" "SOURCES;LINKS;LABELS" ${ARGN})

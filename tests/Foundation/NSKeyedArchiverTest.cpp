@@ -7,6 +7,7 @@
 
 #include "BeaconSDK/Classes/Common/Foundation/Archives/NSKeyedUnarchiver.h"
 #include "BeaconSDK/Classes/Common/Foundation/Archives/NSObject+AutoCoding.h"
+#include "BeaconSDK/Classes/Common/Foundation/Archives/NSObject+AutoCodingFiles.h"
 #include "BeaconSDK/Classes/Common/Foundation/NSFileManager+Helpers.h"
 #include "BeaconSDK/Classes/Common/Foundation/NSValue.h"
 #include "BeaconSDK/Platform/Api/Class.h"

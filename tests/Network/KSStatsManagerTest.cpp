@@ -6,8 +6,8 @@
 #include "BeaconSDK/Classes/Beacon/KSPrivateBeacon.h"
 #include "BeaconSDK/Classes/Geofence/KSGeofence.h"
 #include "BeaconSDK/Classes/Logging/KSLog.h"
-#include "BeaconSDK/Classes/Stats/KSStatProximityZoneInteraction.h"
 #include "BeaconSDK/Classes/Stats/KSStatsManager.h"
+#include "BeaconSDK/Classes/Stats/Records/KSStatProximityZoneInteraction.h"
 #include "tests/Network/PortalTest.h"
 
 namespace ks::test {

@@ -3,7 +3,6 @@
 #include <functional>
 
 #include "BeaconSDK/Classes/Common/Foundation/Formatting.h"
-#include "BeaconSDK/Classes/Network/KSContentDownloadType.h"
 #include "BeaconSDK/Platform/Api/Platform.h"
 #include "BeaconSDK/Platform/Api/Property.h"
 
@@ -106,7 +105,7 @@ bool KSPrivateBeacon::matchesBeaconRegion(const ks::CLBeaconRegion& region) cons
 }
 
 std::int64_t KSPrivateBeacon::contentType() const {
-  return static_cast<std::int64_t>(KSContentDownloadType::contentForBeacons);
+  return static_cast<std::int64_t>(Kind::beacon);
 }
 
 void KSPrivateBeacon::setState(KSPrivateBeaconState state) {

@@ -69,6 +69,7 @@ class KSPrivateBeacon : public KSProximityZone {
   const std::shared_ptr<KSProximityZoneContent>& content() const override { return content_; }
   void setContent(std::shared_ptr<KSProximityZoneContent> value) { content_ = std::move(value); }
   std::int64_t contentType() const override;
+  const KSPrivateBeacon* asBeacon() const override { return this; }
 
   /// When the beacon came into range; absent while it is out of range.
   const std::optional<ks::Date>& inRangeSince() const { return inRangeSince_; }

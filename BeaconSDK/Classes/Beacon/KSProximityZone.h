@@ -8,12 +8,19 @@
 #include "BeaconSDK/Classes/Beacon/Content/KSProximityZoneContent.h"
 #include "BeaconSDK/Platform/Api/Object.h"
 
+class KSGeofence;
+class KSPrivateBeacon;
+
 /// A place where content can fire: a beacon or a geofence. The engine, the statistics and the
 /// application treat both alike through this interface.
 class KSProximityZone : public ks::Object {
  public:
   /// A property of this type is archived as the root class: the interface is no class of its own.
   static constexpr const char* kClassName = "NSObject";
+
+  /// The numbers by which the portal's statistics and the application's notifications tell zones
+  /// apart.
+  enum class Kind : std::int32_t { beacon = 3, geofence = 4 };
 
   /// The zone's identifier on the portal.
   virtual const std::optional<std::string>& identifier() const = 0;
@@ -25,6 +32,11 @@ class KSProximityZone : public ks::Object {
   virtual void setRefId(std::optional<std::string> refId) = 0;
   /// Null when the zone has none.
   virtual const std::shared_ptr<KSProximityZoneContent>& content() const = 0;
-  /// 3 for a beacon zone, 4 for a geofence: the numbers of `KSContentDownloadType`.
+  /// The number of the zone's `Kind`.
   virtual std::int64_t contentType() const = 0;
+
+  /// The zone as a beacon, or null.
+  virtual const KSPrivateBeacon* asBeacon() const { return nullptr; }
+  /// The zone as a geofence, or null.
+  virtual const KSGeofence* asGeofence() const { return nullptr; }
 };

@@ -2,7 +2,6 @@
 
 #include <utility>
 
-#include "BeaconSDK/Classes/Network/KSContentDownloadType.h"
 #include "BeaconSDK/Platform/Api/Platform.h"
 #include "BeaconSDK/Platform/Api/Property.h"
 
@@ -45,9 +44,7 @@ const ks::Class KSGeofence::kClass{
 
 const std::optional<std::string>& KSGeofence::refId() const { return kNoReference; }
 
-std::int64_t KSGeofence::contentType() const {
-  return static_cast<std::int64_t>(KSContentDownloadType::geofences);
-}
+std::int64_t KSGeofence::contentType() const { return static_cast<std::int64_t>(Kind::geofence); }
 
 void KSGeofence::setInRange(bool flag) {
   inRange_ = flag;

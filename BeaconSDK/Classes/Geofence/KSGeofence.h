@@ -29,6 +29,7 @@ class KSGeofence : public KSProximityZone {
   const std::shared_ptr<KSProximityZoneContent>& content() const override { return content_; }
   void setContent(std::shared_ptr<KSProximityZoneContent> value) { content_ = std::move(value); }
   std::int64_t contentType() const override;
+  const KSGeofence* asGeofence() const override { return this; }
 
   /// The device is inside.
   bool inRange() const { return inRange_; }

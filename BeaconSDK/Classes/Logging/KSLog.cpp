@@ -70,8 +70,4 @@ void writeLogLine(std::int32_t line, std::string_view format,
   });
 }
 
-void writeToConsole(std::string_view format, std::span<const FormatArgument> arguments) {
-  Platform::current().console().log(formatted(format, arguments));
-}
-
 }  // namespace ks

@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-#include "BeaconSDK/Classes/Common/Foundation/Formatting.h"
+#include "BeaconSDK/Classes/Common/Foundation/NSLog.h"
 #include "BeaconSDK/Platform/Api/CoreLocation.h"
 
 /// The switch of the diagnostic trace: off until the application turns it on; takes effect for the
@@ -30,16 +30,6 @@ namespace ks {
 /// Stamps a message, writes it to the console and posts it. Any thread.
 void writeLogLine(std::int32_t line, std::string_view format,
                   std::span<const FormatArgument> arguments);
-
-/// The part of `NSLog` that does not depend on the kinds of the values.
-void writeToConsole(std::string_view format, std::span<const FormatArgument> arguments);
-
-/// Writes one message to the system log, whether the trace is on or off. Any thread.
-template <class... Args>
-void NSLog(std::string_view format, const Args&... args) {
-  const std::array<FormatArgument, sizeof...(Args)> arguments{FormatArgument(args)...};
-  writeToConsole(format, arguments);
-}
 
 }  // namespace ks
 

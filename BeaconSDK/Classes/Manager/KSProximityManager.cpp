@@ -134,22 +134,23 @@ void KSProximityManager::reloadBeacons() {
 
 std::shared_ptr<KSProximityZone> KSProximityManager::proximityZoneFromNotification(
     const ks::NSNotification& notification) {
-  return notification.userInfo["beaconIdentifier"].objectOf<KSProximityZone>();
+  return notification.userInfo[ks::manager_keys::kZone].objectOf<KSProximityZone>();
 }
 bool KSProximityManager::isNotificationForDwellingProximityZone(
     const ks::NSNotification& notification) {
-  return notification.userInfo["dwelling"] == ks::Value(1);
+  return notification.userInfo[ks::manager_keys::kDwelling] == ks::Value(1);
 }
 std::shared_ptr<KSLocation> KSProximityManager::locationFromNotification(
     const ks::NSNotification& notification) {
-  return notification.userInfo["location"].objectOf<KSLocation>();
+  return notification.userInfo[ks::manager_keys::kLocation].objectOf<KSLocation>();
 }
 std::shared_ptr<ks::Error> KSProximityManager::errorFromNotification(
     const ks::NSNotification& notification) {
-  return notification.userInfo["error"].objectOf<ks::Error>();
+  return notification.userInfo[ks::manager_keys::kError].objectOf<ks::Error>();
 }
 void KSProximityManager::postError(const ks::Error& error, std::string notification) {
-  rooms_->link.post(std::move(notification), {{"error", std::make_shared<ks::Error>(error)}});
+  rooms_->link.post(std::move(notification),
+                    {{ks::manager_keys::kError, std::make_shared<ks::Error>(error)}});
 }
 
 const KSRefinements& KSProximityManager::refinements() const { return rooms_->refinements; }

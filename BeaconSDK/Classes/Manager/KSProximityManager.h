@@ -10,6 +10,7 @@
 
 #include "BeaconSDK/Classes/Beacon/KSProximityZone.h"
 #include "BeaconSDK/Classes/Manager/Common/KSEngineObserver.h"
+#include "BeaconSDK/Classes/Manager/Common/KSManagerNotifications.h"
 #include "BeaconSDK/Classes/Manager/Zones/KSZoneTables.h"
 #include "BeaconSDK/Classes/Network/KSContentDownload.h"
 #include "BeaconSDK/Classes/Settings/KSRefinements.h"
@@ -21,16 +22,6 @@
 
 class KSEngineRooms;
 struct KSPortalAccess;
-
-/// The location list was replaced.
-inline constexpr const char* KSProximityManagerLocationsUpdatedNotification =
-    "KSProximityManagerLocationsUpdatedNotification";
-/// The zones of the location under "location" were replaced.
-inline constexpr const char* KSProximityManagerProximityZonesForLocationUpdatedNotification =
-    "KSProximityManagerProximityZonesForLocationUpdatedNotification";
-/// The content of the zone under "beaconIdentifier" fired.
-inline constexpr const char* KSProximityManagerTriggerContentNotification =
-    "KSProximityManagerTriggerContentNotification";
 
 /// The one object that an application creates and keeps.
 ///

@@ -2,6 +2,8 @@
 
 #include <cstdint>
 
+#include "BeaconSDK/Classes/Beacon/KSProximityZone.h"
+
 /// What a request to the portal asks for.
 enum class KSContentDownloadType : std::int32_t {
   unknown = -1,
@@ -10,7 +12,7 @@ enum class KSContentDownloadType : std::int32_t {
   /// The beacon zones of a location.
   zonesForLocation = 2,
   /// The content of given beacons. Also the kind number of a beacon zone.
-  contentForBeacons = 3,
+  contentForBeacons = static_cast<std::int32_t>(KSProximityZone::Kind::beacon),
   /// Also the kind number of a geofence zone.
-  geofences = 4,
+  geofences = static_cast<std::int32_t>(KSProximityZone::Kind::geofence),
 };

@@ -7,7 +7,7 @@
 #include "BeaconSDK/Classes/Logging/KSLog.h"
 #include "BeaconSDK/Classes/Network/KSNetwork.h"
 #include "BeaconSDK/Classes/Network/NSJSONSerialization.h"
-#include "BeaconSDK/Classes/Stats/KSStatProximityZoneInteraction.h"
+#include "BeaconSDK/Classes/Stats/Records/KSStatProximityZoneInteraction.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include "BeaconSDK/Classes/Geofence/KSGeofence.h"
 #include "BeaconSDK/Classes/Logging/KSLog.h"
 #include "BeaconSDK/Classes/Network/KSNetwork.h"
-#include "BeaconSDK/Classes/Stats/KSStatProximityZoneInteraction.h"
+#include "BeaconSDK/Classes/Stats/Records/KSStatProximityZoneInteraction.h"
 #include "BeaconSDK/Platform/Api/Platform.h"
 
 namespace {

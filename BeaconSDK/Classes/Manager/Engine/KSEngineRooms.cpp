@@ -16,7 +16,7 @@ KSEngineRooms::KSEngineRooms(const KSPortalAccess& portal, const KSRefinements& 
       statsManager(KSStatsManager::initWithNetwork(network)),
       outbox(refinements.keptStatistics ? makeOutbox(portal.rootURL.absoluteString) : nullptr),
       delivery(link, blockedContents, *statsManager, *settingsManager, batteryMonitor),
-      dwelling(delivery, statsManager, *settingsManager, observer),
+      dwelling(delivery, *statsManager, *settingsManager, observer),
       trigger(delivery, dwelling, *settingsManager, observer),
       book(blockedContents, dwelling),
       tracker({locationAccess, book, trigger, *network, *statsManager, *settingsManager,

@@ -3,13 +3,12 @@
 #include "BeaconSDK/Classes/Beacon/KSPrivateBeacon.h"
 #include "BeaconSDK/Classes/Geofence/KSGeofence.h"
 #include "BeaconSDK/Classes/Manager/Common/KSManagerLog.h"
-#include "BeaconSDK/Classes/Manager/KSProximityManager.h"
+#include "BeaconSDK/Classes/Manager/Common/KSManagerNotifications.h"
 
 void KSContentDelivery::triggerProximityZone(const std::shared_ptr<KSProximityZone>& zone) {
   if (!zone || !zone->content()) return;
   record(*zone->content());
-  if (const auto* const beacon = dynamic_cast<const KSPrivateBeacon*>(zone.get());
-      beacon != nullptr && enableLogging) {
+  if (const auto* const beacon = zone->asBeacon(); beacon != nullptr && enableLogging) {
     kManagerLog("-[KSProximityManager triggerProximityZone:]", "Trigger beacon %@", beacon->key());
   }
   doPushItem(zone);
@@ -19,10 +18,10 @@ void KSContentDelivery::doPushItem(const std::shared_ptr<KSProximityZone>& zone)
   if (!zone || !zone->content()) return;
   if (zone->content()->type() == KSProximityZoneType::followTrack) return;
   sendItemTriggerContentNotification(zone);
-  if (const auto* const beacon = dynamic_cast<const KSPrivateBeacon*>(zone.get())) {
+  if (const auto* const beacon = zone->asBeacon()) {
     statsManager_.incrementProximityZoneNotification(
         *beacon, batteryMonitor_.beaconBatteryForBeacon(*beacon), settingsManager_.tags());
-  } else if (const auto* const geofence = dynamic_cast<const KSGeofence*>(zone.get())) {
+  } else if (const auto* const geofence = zone->asGeofence()) {
     statsManager_.incrementGeofenceNotification(*geofence, settingsManager_.tags());
   }
 }
@@ -30,7 +29,8 @@ void KSContentDelivery::doPushItem(const std::shared_ptr<KSProximityZone>& zone)
 void KSContentDelivery::sendItemTriggerContentNotification(
     const std::shared_ptr<KSProximityZone>& zone) {
   if (!zone || !zone->content()) return;
-  link_.postOnMainQueue(KSProximityManagerTriggerContentNotification, {{"beaconIdentifier", zone}});
+  link_.postOnMainQueue(KSProximityManagerTriggerContentNotification,
+                        {{ks::manager_keys::kZone, zone}});
   record(*zone->content());
 }
 

@@ -1,28 +1,26 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 
 #include "BeaconSDK/Classes/Beacon/KSProximityZone.h"
 #include "BeaconSDK/Classes/Common/Foundation/Alarm.h"
 #include "BeaconSDK/Platform/Api/UIKit.h"
 
-class KSDwellingZones;
-class KSStatsManager;
-
 /// Waits out one zone's dwelling time, holding a background task so that the process lives to see
-/// the end. Knows its zone and the statistics weakly; its owner drops it when it is done.
+/// the end. Knows its zone weakly.
 class KSDwellingNotificationToServerTask {
  public:
-  /// Starts the wait. `proximityManager` owns the task.
-  KSDwellingNotificationToServerTask(const std::shared_ptr<KSProximityZone>& item,
-                                     std::weak_ptr<const KSStatsManager> statsManager,
-                                     KSDwellingZones& proximityManager);
+  using TimeUp = std::function<void(const KSDwellingNotificationToServerTask&)>;
+
+  /// Starts the wait for `item`, which has content. `timeUp` is called at its end unless the task
+  /// is destroyed or stopped before, and may destroy the task.
+  KSDwellingNotificationToServerTask(const std::shared_ptr<KSProximityZone>& item, TimeUp timeUp);
   KSDwellingNotificationToServerTask(const KSDwellingNotificationToServerTask&) = delete;
   KSDwellingNotificationToServerTask& operator=(const KSDwellingNotificationToServerTask&) = delete;
   ~KSDwellingNotificationToServerTask() { stop(); }
 
-  /// The time is up: counts the notification, announces the content and leaves the owner, which
-  /// destroys the task. A zone that vanished is neither counted nor announced.
+  /// Reports that the time is up.
   void execute();
   /// Ends the wait, if it still runs, and the background task.
   void stop();
@@ -35,9 +33,8 @@ class KSDwellingNotificationToServerTask {
 
  private:
   std::weak_ptr<KSProximityZone> item_;
+  TimeUp timeUp_;
   ks::Date begun_;
   ks::UIBackgroundTaskIdentifier taskIdentifier_;
-  std::weak_ptr<const KSStatsManager> statsManager_;
-  KSDwellingZones& proximityManager_;
   ks::Alarm alarm_{ks::AlarmName::dwelling};
 };

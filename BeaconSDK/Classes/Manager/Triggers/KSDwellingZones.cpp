@@ -4,8 +4,15 @@
 #include <utility>
 
 #include "BeaconSDK/Classes/Beacon/KSPrivateBeacon.h"
+#include "BeaconSDK/Classes/Geofence/KSGeofence.h"
 #include "BeaconSDK/Classes/Manager/Common/KSManagerLog.h"
 #include "BeaconSDK/Platform/Api/Platform.h"
+
+namespace {
+
+constexpr ks::LogSource kStatsLog{"BeaconSDK/Classes/Stats/KSStatsManager"};
+
+}  // namespace
 
 bool KSDwellingZones::hasDwellingProximityZone(const KSProximityZone& zone) const {
   return find(zone) != tasks_.end();
@@ -13,13 +20,12 @@ bool KSDwellingZones::hasDwellingProximityZone(const KSProximityZone& zone) cons
 
 void KSDwellingZones::addDwellingProximityZone(const std::shared_ptr<KSProximityZone>& zone) {
   if (const auto earlier = find(*zone); earlier != tasks_.end()) tasks_.erase(earlier);
-  if (const auto* const beacon = dynamic_cast<const KSPrivateBeacon*>(zone.get());
-      beacon != nullptr && enableLogging) {
+  if (const auto* const beacon = zone->asBeacon(); beacon != nullptr && enableLogging) {
     kManagerLog("-[KSProximityManager addDwellingProximityZone:]", "Trigger beacon %@",
                 beacon->key());
   }
-  tasks_.push_back(
-      std::make_unique<KSDwellingNotificationToServerTask>(zone, statsManager_, *this));
+  tasks_.push_back(std::make_unique<KSDwellingNotificationToServerTask>(
+      zone, [this](const KSDwellingNotificationToServerTask& task) { timeUp(task); }));
 }
 
 void KSDwellingZones::removeDwellingItem(const KSProximityZone& zone) {
@@ -42,7 +48,28 @@ void KSDwellingZones::removeDwellingNotificationToServerTask(
   std::erase_if(tasks_, [&](const auto& candidate) { return candidate.get() == &task; });
 }
 
-void KSDwellingZones::dwellingTimePassed(const std::shared_ptr<KSProximityZone>& zone) {
+void KSDwellingZones::timeUp(const KSDwellingNotificationToServerTask& task) {
+  if (const auto zone = task.item()) {
+    countNotification(*zone);
+    announce(zone);
+  }
+  removeDwellingNotificationToServerTask(task);
+}
+
+/// Without a battery level: the beacon was last heard a dwelling time ago. A geofence is traced
+/// like a beacon here, though its other notifications are not traced at all.
+void KSDwellingZones::countNotification(const KSProximityZone& zone) const {
+  if (const auto* const beacon = zone.asBeacon()) {
+    statsManager_.incrementProximityZoneNotification(*beacon, std::nullopt,
+                                                     settingsManager_.tags());
+  } else if (const auto* const geofence = zone.asGeofence()) {
+    kStatsLog("-[KSStatsManager incrementProximityZoneNotification:batteryLevel:andTags:]",
+              "Send notification-event for %@", geofence->name());
+    statsManager_.incrementGeofenceNotification(*geofence, settingsManager_.tags());
+  }
+}
+
+void KSDwellingZones::announce(const std::shared_ptr<KSProximityZone>& zone) {
   const auto content = zone->content();
   if (!content) return;
   if (content->type() != KSProximityZoneType::followTrack) {

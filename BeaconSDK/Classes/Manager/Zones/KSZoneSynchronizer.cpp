@@ -5,7 +5,7 @@
 
 #include "BeaconSDK/Classes/Common/Foundation/NSArray+Helpers.h"
 #include "BeaconSDK/Classes/Manager/Common/KSManagerLog.h"
-#include "BeaconSDK/Classes/Manager/KSProximityManager.h"
+#include "BeaconSDK/Classes/Manager/Common/KSManagerNotifications.h"
 #include "BeaconSDK/Platform/Api/Platform.h"
 
 namespace {
@@ -192,7 +192,7 @@ void KSZoneSynchronizer::noteZonesSynced(const std::string& identifier) {
   location->zonesSyncedOn = ks::Platform::current().clock().now();
   context_.cache.saveLocations();
   context_.link.postOnMainQueue(KSProximityManagerProximityZonesForLocationUpdatedNotification,
-                                {{"location", location}});
+                                {{ks::manager_keys::kLocation, location}});
 }
 
 void KSZoneSynchronizer::newBeaconsFetched(const KSBeaconList& beacons) {

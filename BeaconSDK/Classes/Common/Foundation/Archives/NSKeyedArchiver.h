@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "BeaconSDK/Classes/Common/Foundation/Archives/NSCoder.h"
 #include "BeaconSDK/Classes/Common/Foundation/PropertyLists/NSPropertyListSerialization.h"
 #include "BeaconSDK/Classes/Common/Foundation/PropertyLists/Nesting.h"
 #include "BeaconSDK/Classes/Common/Foundation/PropertyLists/PropertyList.h"
@@ -26,7 +27,7 @@ inline constexpr std::string_view NSKeyedArchiveRootObjectKey = "root";
 /// Every object is stored once however often it is referenced: containers and records by identity,
 /// plain values by content. Records may refer to each other in circles. Work and memory grow
 /// linearly with the graph. One archiver makes one archive. Any thread, one at a time.
-class NSKeyedArchiver {
+class NSKeyedArchiver : public NSEncoder {
  public:
   /// The archive of `root`; empty when it cannot be archived (nested too deeply).
   static Data archivedDataWithRootObject(const Value& root);
@@ -41,7 +42,7 @@ class NSKeyedArchiver {
   void setOutputFormat(NSPropertyListFormat format) { format_ = format; }
   /// Adds `value` under `key` to the top of the archive or, while a record is being encoded, to
   /// that record; each key once. An absent value leaves no entry.
-  void encodeObject(const Value& value, std::string_view key);
+  void encodeObject(const Value& value, std::string_view key) override;
   /// Ends the archive; empty when there was an error.
   Data encodedData();
   /// What kept a value from being archived.

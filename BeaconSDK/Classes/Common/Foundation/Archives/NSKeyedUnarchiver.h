@@ -25,7 +25,7 @@ namespace ks {
 /// an error, and work and memory grow linearly with their number. Any thread, one at a time.
 ///
 /// A property that holds a value of the wrong class raises `AutocodingException`.
-class NSKeyedUnarchiver {
+class NSKeyedUnarchiver : public NSDecoder {
  public:
   static Result<Value> unarchiveObjectWithData(std::span<const std::uint8_t> bytes);
   static Result<Value> unarchiveObjectWithFile(const std::filesystem::path& path);
@@ -38,7 +38,7 @@ class NSKeyedUnarchiver {
 
   /// The value under `key` at the top of the archive or, while a record is being filled, in that
   /// record. Absent when there is none or after an error.
-  Value decodeObjectForKey(std::string_view key);
+  Value decodeObjectForKey(std::string_view key) override;
   /// The first fault that was found; it ends all decoding.
   const std::optional<Error>& error() const { return error_; }
 

@@ -2,12 +2,9 @@
 #include <mutex>
 #include <utility>
 
-#include "BeaconSDK/Classes/Common/Foundation/Archives/NSKeyedArchiver.h"
-#include "BeaconSDK/Classes/Common/Foundation/Archives/NSKeyedUnarchiver.h"
+#include "BeaconSDK/Classes/Common/Foundation/Archives/AutocodingException.h"
 #include "BeaconSDK/Classes/Common/Foundation/Archives/NSObject+AutoCoding.h"
-#include "BeaconSDK/Classes/Common/Foundation/NSFileManager+Helpers.h"
-#include "BeaconSDK/Classes/Common/Foundation/PropertyLists/PropertyListValues.h"
-#include "BeaconSDK/Classes/Logging/KSLog.h"
+#include "BeaconSDK/Classes/Common/Foundation/NSLog.h"
 #include "BeaconSDK/Platform/Api/Class.h"
 
 namespace ks {
@@ -70,20 +67,20 @@ const std::vector<Property>& codableProperties(const Object& object) {
   return objectClass.codableProperties();
 }
 
-void encodeWithCoder(const Object& object, NSKeyedArchiver& coder) {
+void encodeWithCoder(const Object& object, NSEncoder& coder) {
   for (const auto& property : codableProperties(object)) {
     coder.encodeObject(property.get(object), property.name);
   }
 }
 
-std::shared_ptr<Object> initWithCoder(const Class& objectClass, NSKeyedUnarchiver& coder) {
+std::shared_ptr<Object> initWithCoder(const Class& objectClass, NSDecoder& coder) {
   if (!objectClass.factory()) return nullptr;
   auto object = objectClass.factory()();
   setWithCoder(*object, coder);
   return object;
 }
 
-void setWithCoder(Object& object, NSKeyedUnarchiver& coder) {
+void setWithCoder(Object& object, NSDecoder& coder) {
   for (const auto& property : codableProperties(object)) {
     const Value value = coder.decodeObjectForKey(property.name);
     if (value.isAbsent()) continue;
@@ -101,24 +98,6 @@ Dictionary dictionaryRepresentation(const Object& object) {
     if (!value.isAbsent()) dictionary.set(property.name, std::move(value));
   }
   return dictionary;
-}
-
-bool writeToFile(const Value& value, const std::filesystem::path& path, bool /*atomically*/) {
-  return NSKeyedArchiver::archiveRootObject(value, path);
-}
-
-Value objectWithContentsOfFile(const std::filesystem::path& path) {
-  auto bytes = readFile(path);
-  if (!bytes) return {};
-  auto list = NSPropertyListSerialization::parse(*bytes);
-  if (!list) return std::move(*bytes);
-  if (NSKeyedUnarchiver::isArchive(*list)) {
-    NSKeyedUnarchiver unarchiver(std::move(list.value()));
-    Value root = unarchiver.decodeObjectForKey(NSKeyedArchiveRootObjectKey);
-    return unarchiver.error() ? Value() : root;
-  }
-  auto value = valueFromPropertyList(*list);
-  return value ? std::move(value.value()) : Value(std::move(*bytes));
 }
 
 }  // namespace NSObjectAutoCoding

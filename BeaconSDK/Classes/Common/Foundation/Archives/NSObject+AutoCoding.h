@@ -1,17 +1,13 @@
 #pragma once
 
-#include <filesystem>
 #include <memory>
 #include <vector>
 
-#include "BeaconSDK/Platform/Api/Object.h"
+#include "BeaconSDK/Classes/Common/Foundation/Archives/NSCoder.h"
 #include "BeaconSDK/Platform/Api/Property.h"
 #include "BeaconSDK/Platform/Api/Value.h"
 
 namespace ks {
-
-class NSKeyedArchiver;
-class NSKeyedUnarchiver;
 
 /// Archives any record by the properties that its class lists: one entry per property that holds a
 /// value, under the property's own name. No record writes coding code of its own.
@@ -26,24 +22,16 @@ const std::vector<Property>& codableProperties(const Class& objectClass);
 /// The properties of the object's class and its superclasses, each name once.
 const std::vector<Property>& codableProperties(const Object& object);
 
-void encodeWithCoder(const Object& object, NSKeyedArchiver& coder);
+void encodeWithCoder(const Object& object, NSEncoder& coder);
 /// An empty record of `objectClass`, filled from the coder only; null when the class has no
 /// instances of its own. Raises `AutocodingException`.
-std::shared_ptr<Object> initWithCoder(const Class& objectClass, NSKeyedUnarchiver& coder);
+std::shared_ptr<Object> initWithCoder(const Class& objectClass, NSDecoder& coder);
 /// Fills the properties that the coder has values for and leaves the others. Raises
 /// `AutocodingException` for a value of the wrong class.
-void setWithCoder(Object& object, NSKeyedUnarchiver& coder);
+void setWithCoder(Object& object, NSDecoder& coder);
 
 /// Name to value for every property that holds a value.
 Dictionary dictionaryRepresentation(const Object& object);
-
-/// Archives `value` as the root object of the file at `path`, which is replaced as a whole whether
-/// or not that is asked for.
-bool writeToFile(const Value& value, const std::filesystem::path& path, bool atomically);
-/// The root object of an archive, the content of any other binary or XML property list, or else the
-/// file's bytes; absent when the file cannot be read or is a damaged archive. Raises
-/// `AutocodingException`.
-Value objectWithContentsOfFile(const std::filesystem::path& path);
 
 }  // namespace NSObjectAutoCoding
 

@@ -1,7 +1,7 @@
-#include "BeaconSDK/Classes/Stats/KSStatProximityZoneInteraction.h"
+#include "BeaconSDK/Classes/Stats/Records/KSStatProximityZoneInteraction.h"
 
+#include "BeaconSDK/Classes/Beacon/KSProximityZone.h"
 #include "BeaconSDK/Classes/Date/NSDateFormatter+Server.h"
-#include "BeaconSDK/Classes/Network/KSContentDownloadType.h"
 #include "BeaconSDK/Platform/Api/Platform.h"
 #include "BeaconSDK/Platform/Api/Property.h"
 
@@ -10,12 +10,11 @@ namespace {
 using Interaction = KSStatProximityZoneInteraction;
 
 bool isBeacon(const Interaction& interaction) {
-  return interaction.contentType ==
-         static_cast<std::int32_t>(KSContentDownloadType::contentForBeacons);
+  return interaction.contentType == static_cast<std::int32_t>(KSProximityZone::Kind::beacon);
 }
 
 bool isGeofence(const Interaction& interaction) {
-  return interaction.contentType == static_cast<std::int32_t>(KSContentDownloadType::geofences);
+  return interaction.contentType == static_cast<std::int32_t>(KSProximityZone::Kind::geofence);
 }
 
 /// The level is a number that may be absent.

@@ -1,4 +1,4 @@
-#include "BeaconSDK/Classes/Stats/KSStatProximityTriggerZone.h"
+#include "BeaconSDK/Classes/Stats/Records/KSStatProximityTriggerZone.h"
 
 #include "BeaconSDK/Platform/Api/Property.h"
 
