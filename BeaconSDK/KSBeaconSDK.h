@@ -25,9 +25,9 @@
 #include "BeaconSDK/Classes/Network/KSNetwork.h"
 #include "BeaconSDK/Classes/Network/KSServerResponse.h"
 #include "BeaconSDK/Classes/Settings/KSSettingsManager.h"
+#include "BeaconSDK/Classes/Stats/KSStatsManager.h"
 #include "BeaconSDK/Classes/Stats/Records/KSStatProximityTriggerZone.h"
 #include "BeaconSDK/Classes/Stats/Records/KSStatProximityZoneInteraction.h"
-#include "BeaconSDK/Classes/Stats/KSStatsManager.h"
 
 /// The library's version as a number, and as the text by which tools find it in a program.
 extern const double KSBeaconSDKVersionNumber;

@@ -10,7 +10,7 @@ using AlarmTest = testing::PlatformFixture;
 
 TEST_F(AlarmTest, FiresOnceAndLatestScheduleCounts) {
   std::vector<int> fired;
-  Alarm alarm(AlarmName::refreshLocations);
+  Alarm alarm(platform_->mainQueue());
   alarm.schedule(Seconds{10}, [&] { fired.push_back(1); });
   alarm.schedule(Seconds{20}, [&] { fired.push_back(2); });
   advance(19);
@@ -21,7 +21,7 @@ TEST_F(AlarmTest, FiresOnceAndLatestScheduleCounts) {
 }
 
 TEST_F(AlarmTest, NothingRunsAfterInvalidateOrDestruction) {
-  auto alarm = std::make_unique<Alarm>(AlarmName::dwelling);
+  auto alarm = std::make_unique<Alarm>(platform_->mainQueue());
   const auto fail = [] { ADD_FAILURE() << "ran"; };
   alarm->schedule(Seconds{1}, fail);
   alarm->invalidate();
@@ -33,7 +33,7 @@ TEST_F(AlarmTest, NothingRunsAfterInvalidateOrDestruction) {
 }
 
 TEST_F(AlarmTest, TaskMayDestroyItsAlarm) {
-  auto alarm = std::make_unique<Alarm>(AlarmName::dwelling);
+  auto alarm = std::make_unique<Alarm>(platform_->mainQueue());
   const std::string text = "captured state that lives as long as the task";
   std::string seen;
   alarm->schedule(Seconds{1}, [&alarm, &seen, text] {

@@ -1,7 +1,7 @@
 #include "BeaconSDK/Classes/Common/Foundation/Archives/NSKeyedArchiver.h"
 #include "BeaconSDK/Classes/Common/Foundation/Archives/NSKeyedUnarchiver.h"
 #include "BeaconSDK/Classes/Common/Foundation/NSFileManager+Helpers.h"
-#include "BeaconSDK/Classes/Manager/Zones/KSZoneSynchronizer.h"
+#include "BeaconSDK/Classes/Manager/Synchronization/KSZoneSynchronizer.h"
 #include "tests/Support/Scenario.h"
 
 using ks::testing::kSiteRegion;

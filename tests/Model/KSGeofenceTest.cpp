@@ -1,4 +1,5 @@
 #include "BeaconSDK/Classes/Geofence/KSGeofence.h"
+#include "BeaconSDK/Platform/Api/Class.h"
 #include "tests/Support/PlatformFixture.h"
 
 namespace {

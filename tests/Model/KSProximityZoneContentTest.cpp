@@ -9,6 +9,7 @@
 #include "BeaconSDK/Classes/Beacon/Content/KSProximityZoneContentError.h"
 #include "BeaconSDK/Classes/Beacon/Content/KSTextPushProximityZoneContent.h"
 #include "BeaconSDK/Classes/Beacon/Content/KSVideoProximityZoneContent.h"
+#include "BeaconSDK/Platform/Api/Class.h"
 
 namespace {
 

@@ -23,7 +23,8 @@ class KSStatsOutboxTest : public PlatformFixture {
           attempts.push_back(std::string(event.body.begin(), event.body.end()));
           keys.push_back(event.idempotencyKey);
           pending = std::move(reply);
-        });
+        },
+        platform_->mainQueue());
     outbox->sendNext();
   }
   void make(std::string_view body) {

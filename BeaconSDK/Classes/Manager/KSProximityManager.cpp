@@ -23,16 +23,16 @@ const ks::Class KSProximityManager::kClass{kClassName, nullptr, nullptr, {}};
 std::shared_ptr<KSProximityManager> KSProximityManager::initWithUsername(
     std::string username, std::string password, std::optional<ks::NSURL> url, ks::NSLocale locale,
     const KSRefinements& refinements) {
-  ks::Platform::current().application().setMinimumBackgroundFetchInterval(kBackgroundFetchInterval);
+  auto& platform = ks::Platform::current();
+  platform.application().setMinimumBackgroundFetchInterval(kBackgroundFetchInterval);
   if (!KSCacheFolder::create()) return nullptr;
   kManagerLog("-[KSProximityManager initWithUsername:password:url:locale:]",
-              "the lib version is - %@",
-              ks::Platform::current().libraryBundle().shortVersionString);
+              "the lib version is - %@", platform.libraryBundle().shortVersionString);
   const KSPortalAccess portal{url.value_or(ks::NSURL{kDefaultPortalURL}), std::move(locale),
                               std::move(username), std::move(password), kSessionIdentifier};
   auto manager = std::make_shared<KSProximityManager>(Key{}, portal, refinements);
   manager->rooms_->setManager(manager);
-  ks::Platform::current().application().cancelAllLocalNotifications();
+  platform.application().cancelAllLocalNotifications();
   return manager;
 }
 
@@ -129,7 +129,7 @@ void KSProximityManager::incrementLoyaltyForProximityZone(
 
 void KSProximityManager::reloadBeacons() {
   rooms_->regionMonitor.clearAllBeaconRegions();
-  rooms_->regionMonitor.createNewGeofence();
+  rooms_->neighbourhood.createNewGeofence();
 }
 
 std::shared_ptr<KSProximityZone> KSProximityManager::proximityZoneFromNotification(
@@ -165,7 +165,7 @@ void KSProximityManager::setEngineObserver(std::weak_ptr<KSEngineObserver> obser
 
 void KSProximityManager::didUpdateLocations(ks::CLLocationManager&,
                                             const std::vector<ks::CLLocation>& locations) {
-  rooms_->regionMonitor.didUpdateLocations(locations);
+  rooms_->neighbourhood.didUpdateLocations(locations);
 }
 void KSProximityManager::didDetermineState(ks::CLLocationManager&, ks::CLRegionState state,
                                            const RegionPointer& region) {

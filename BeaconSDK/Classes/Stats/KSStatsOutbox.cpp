@@ -40,11 +40,12 @@ ks::Dictionary dictionaryOf(const KSStatsLedger& ledger) {
 }  // namespace
 
 KSStatsOutbox::KSStatsOutbox(std::filesystem::path folder, std::string rootURL, std::string origin,
-                             Sender sender)
+                             Sender sender, ks::DispatchQueue& mainQueue)
     : folder_(std::move(folder)),
       rootURL_(std::move(rootURL)),
       origin_(std::move(origin)),
-      sender_(std::move(sender)) {
+      sender_(std::move(sender)),
+      alarm_(mainQueue) {
   load();
 }
 

@@ -44,7 +44,7 @@ class KSStatsOutbox : public std::enable_shared_from_this<KSStatsOutbox> {
   /// Reads what `folder` holds. `rootURL` is the portal whose events are sent. `origin` begins the
   /// idempotency keys.
   KSStatsOutbox(std::filesystem::path folder, std::string rootURL, std::string origin,
-                Sender sender);
+                Sender sender, ks::DispatchQueue& mainQueue);
 
   /// `now` makes the key unique also when a lost disk write lets a number be used again.
   void add(std::string url, ks::Data body, ks::Date now);
@@ -81,5 +81,5 @@ class KSStatsOutbox : public std::enable_shared_from_this<KSStatsOutbox> {
   std::uint64_t attempt_ = 0;
   bool isStopped_ = false;
   ks::Seconds pause_ = kFirstPause;
-  ks::Alarm alarm_{ks::AlarmName::statistics};
+  ks::Alarm alarm_;
 };

@@ -4,15 +4,12 @@
 #include <functional>
 
 #include "BeaconSDK/Classes/Common/Foundation/Formatting.h"
-#include "BeaconSDK/Classes/Logging/KSLog.h"
 #include "BeaconSDK/Platform/Api/Platform.h"
 #include "BeaconSDK/Platform/Api/Property.h"
 
 using ks::property;
 
 namespace {
-
-constexpr ks::LogSource kLog{"BeaconSDK/Classes/Beacon/Content/KSProximityZoneContent"};
 
 /// Delays from this on down block a content for good.
 constexpr double kFireOnceDelay = -1.0;
@@ -21,11 +18,6 @@ constexpr double kBlockedForGood = 9223372036854775807.0;
 
 /// The moment comes from the seam's clock.
 ks::Date currentDate() { return ks::Platform::current().clock().now(); }
-
-void logVerdict(const char* function, const KSTriggerVerdict& verdict) {
-  if (!enableLogging.load(std::memory_order_relaxed)) return;
-  if (const auto text = verdict.logText()) kLog(function, "%@", *text);
-}
 
 }  // namespace
 
@@ -70,7 +62,7 @@ KSTriggerVerdict KSProximityZoneContent::evaluateTrigger(std::optional<std::int6
     verdict.seenProximity = *seenProximity;
   }
   verdict.rule = [&] {
-    if (seenProximity && proximity != 0 && proximity != *seenProximity) return Rule::otherProximity;
+    if (seenProximity && !acceptsProximity(*seenProximity)) return Rule::otherProximity;
     if (notifyAfterEventsCount > 1 && eventDetectionCounter < notifyAfterEventsCount) {
       return Rule::tooFewEvents;
     }
@@ -84,19 +76,24 @@ KSTriggerVerdict KSProximityZoneContent::evaluateTrigger(std::optional<std::int6
   return verdict;
 }
 
+KSTriggerVerdict KSProximityZoneContent::evaluateTriggerTwice(ks::Date now) const {
+  auto verdict = evaluateTrigger(std::nullopt, now);
+  if (!verdict.canTrigger()) {
+    verdict.secondLook =
+        acceptsProximity(0) ? verdict.rule : KSTriggerVerdict::Rule::otherProximity;
+  }
+  return verdict;
+}
+
 bool KSProximityZoneContent::canTriggerAction(std::int64_t seenProximity) const {
   const auto verdict = evaluateTrigger(seenProximity, currentDate());
-  if (verdict.rule == KSTriggerVerdict::Rule::otherProximity) {
-    logVerdict("-[KSProximityZoneContent canTriggerAction:]", verdict);
-  } else {
-    logVerdict("-[KSProximityZoneContent canTriggerAction]", verdict);
-  }
+  verdict.trace();
   return verdict.canTrigger();
 }
 
 bool KSProximityZoneContent::canTriggerAction() const {
   const auto verdict = evaluateTrigger(std::nullopt, currentDate());
-  logVerdict("-[KSProximityZoneContent canTriggerAction]", verdict);
+  verdict.trace();
   return verdict.canTrigger();
 }
 

@@ -1,13 +1,32 @@
 #include "BeaconSDK/Classes/Beacon/Content/KSTriggerVerdict.h"
 
 #include "BeaconSDK/Classes/Common/Foundation/Formatting.h"
+#include "BeaconSDK/Classes/Logging/KSLog.h"
+
+namespace {
+
+constexpr ks::LogSource kLog{"BeaconSDK/Classes/Beacon/Content/KSProximityZoneContent"};
+
+}  // namespace
 
 bool KSTriggerVerdict::canTrigger() const {
   return rule == Rule::notBlocked || rule == Rule::noRepeatDelay || rule == Rule::repeatDelayOver;
 }
 
-std::optional<std::string> KSTriggerVerdict::logText() const {
-  switch (rule) {
+void KSTriggerVerdict::trace() const {
+  if (!enableLogging.load(std::memory_order_relaxed)) return;
+  const auto write = [this](Rule answer) {
+    const char* const function = answer == Rule::otherProximity
+                                     ? "-[KSProximityZoneContent canTriggerAction:]"
+                                     : "-[KSProximityZoneContent canTriggerAction]";
+    if (const auto text = logText(answer)) kLog(function, "%@", *text);
+  };
+  write(rule);
+  if (secondLook) write(*secondLook);
+}
+
+std::optional<std::string> KSTriggerVerdict::logText(Rule answer) const {
+  switch (answer) {
     case Rule::otherProximity:
       return "Can't trigger, different proximity zones";
     case Rule::tooFewEvents:

@@ -37,10 +37,17 @@ struct KSTriggerVerdict {
   double repeatDelay = 0;
   /// Until the block ends; 0 or less when it has ended or there is none.
   double secondsLeft = 0;
+  /// The answer to the second look at a refused geofence, as seen at an unknown proximity; always a
+  /// refusal. Absent for every other event.
+  std::optional<Rule> secondLook = std::nullopt;
 
   bool canTrigger() const;
-  /// The line that the trace says about this verdict; nothing where it stays silent.
-  std::optional<std::string> logText() const;
+  /// The line that the trace says about this verdict, or about its second look; nothing where it
+  /// stays silent.
+  std::optional<std::string> logText() const { return logText(rule); }
+  std::optional<std::string> logText(Rule answer) const;
+  /// Writes the verdict to the trace.
+  void trace() const;
 
   friend bool operator==(const KSTriggerVerdict&, const KSTriggerVerdict&) = default;
 };

@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "BeaconSDK/Classes/Logging/KSLog.h"
-#include "BeaconSDK/Platform/Api/Platform.h"
 
 namespace {
 
@@ -53,11 +52,20 @@ const char* textForState(ks::CBManagerState state) {
 
 }  // namespace
 
-KSBatteryStatus::KSBatteryStatus()
-    : centralManager_(ks::Platform::current().makeCentralManager(*this)) {}
+KSBatteryStatus::KSBatteryStatus(ks::Platform& platform)
+    : centralManager_(platform.makeCentralManager(*this)) {}
+
+bool KSBatteryStatus::isNew(const KSPrivateBeacon& beacon) {
+  if (!beacon.name() || !beacon.uuid()) return false;
+  const Identity<std::string_view> identity{*beacon.name(), *beacon.uuid(), beacon.minor(),
+                                            beacon.major()};
+  if (requested_.contains(identity)) return false;
+  requested_.insert({*beacon.name(), identity.uuid, identity.minor, identity.major});
+  return true;
+}
 
 void KSBatteryStatus::requestBatteryForBeacon(const KSPrivateBeacon& beacon) {
-  if (auto key = keyForBeacon(beacon)) {
+  if (auto key = isNew(beacon) ? keyForBeacon(beacon) : std::nullopt) {
     if (indexByKey_.try_emplace(*key, entries_.size()).second) {
       entries_.push_back({std::move(*key), std::nullopt});
       ++waitingCount_;

@@ -1,15 +1,17 @@
 #pragma once
 
+#include <boost/unordered/unordered_flat_set.hpp>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
 #include "BeaconSDK/Classes/Beacon/KSPrivateBeacon.h"
-#include "BeaconSDK/Platform/Api/CoreBluetooth.h"
+#include "BeaconSDK/Platform/Api/Platform.h"
 
 /// The key of an advertisement's service data, and the service whose data holds battery levels.
 inline constexpr const char* kCBAdvDataServiceData = "kCBAdvDataServiceData";
@@ -19,10 +21,11 @@ inline constexpr const char* kCBCBUUID = "D00D";
 ///
 /// A beacon whose level is wanted is filed under a key made of its name, UUID, minor and major. The
 /// radio scans only while a filed beacon has no level yet; every level heard meanwhile is kept. The
-/// entries live as long as the monitor. Main queue only.
+/// entries live as long as the monitor. Every ranged beacon is asked for every time, so one that
+/// was asked for before is found again without making its key. Main queue only.
 class KSBatteryStatus : public ks::CBCentralManagerDelegate {
  public:
-  KSBatteryStatus();
+  explicit KSBatteryStatus(ks::Platform& platform = ks::Platform::current());
 
   /// Files the beacon unless it is filed or has no key, and scans when that is needed.
   void requestBatteryForBeacon(const KSPrivateBeacon& beacon);
@@ -41,17 +44,44 @@ class KSBatteryStatus : public ks::CBCentralManagerDelegate {
                              const ks::Dictionary& advertisementData, ks::Dbm rssi) override;
 
  private:
+  /// What a beacon's key is made of.
+  template <class Text>
+  struct Identity {
+    Text name;
+    ks::UUID uuid;
+    std::int64_t minor;
+    std::int64_t major;
+  };
+  struct Hash {
+    using is_transparent = void;
+    template <class Text>
+    std::size_t operator()(const Identity<Text>& identity) const {
+      return std::hash<std::string_view>{}(identity.name) ^
+             std::hash<ks::UUID>{}(identity.uuid) * 3 ^
+             static_cast<std::size_t>(identity.minor << 20 ^ identity.major) * 0x9E3779B97F4A7C15U;
+    }
+  };
+  struct Equal {
+    using is_transparent = void;
+    template <class A, class B>
+    bool operator()(const Identity<A>& a, const Identity<B>& b) const {
+      return a.minor == b.minor && a.major == b.major && a.uuid == b.uuid && a.name == b.name;
+    }
+  };
   struct Entry {
     std::string key;
     std::optional<std::uint8_t> level;
   };
 
+  /// Remembers the beacon as asked for; false when it was before, or has no name or UUID.
+  bool isNew(const KSPrivateBeacon& beacon);
   void readTaggedData(const ks::Data& data);
   void readIdentifiedData(const ks::Data& data);
   /// Stores the level with the first entry whose key fits.
   template <class Predicate>
   void storeFirst(Predicate fits, std::uint8_t level);
 
+  boost::unordered_flat_set<Identity<std::string>, Hash, Equal> requested_;
   /// In order of insertion, which decides between beacons that a reading fits.
   std::vector<Entry> entries_;
   std::unordered_map<std::string, std::size_t> indexByKey_;

@@ -3,17 +3,26 @@
 #include <optional>
 
 #include "BeaconSDK/Platform/Api/Date.h"
+#include "BeaconSDK/Platform/Api/Foundation.h"
 
-/// Where the engine stands in its life, and the two values of it that survive in the user defaults.
-/// Both are written through at once.
-struct KSEngineState {
+/// The state of the engine's life cycle, and the two values of it that survive in the user
+/// defaults. Both are written through at once.
+class KSEngineState {
+ public:
+  explicit KSEngineState(ks::NSUserDefaults& defaults) : defaults_(defaults) {}
+
   bool started = false;
   bool starting = false;
   /// A start without permission has fetched the categories; further ones do not.
   bool justLoaded = false;
 
-  static std::optional<ks::Date> lastLocationsRefreshDate();
-  static void setLastLocationsRefreshDate(std::optional<ks::Date> date);
-  static bool errorHappened();
-  static void setErrorHappened(bool flag);
+  std::optional<ks::Date> lastLocationsRefreshDate() const;
+  void setLastLocationsRefreshDate(std::optional<ks::Date> date);
+  bool errorHappened() const;
+  void setErrorHappened(bool flag);
+
+ private:
+  void store(const char* key, ks::Value value);
+
+  ks::NSUserDefaults& defaults_;
 };

@@ -4,13 +4,17 @@
 #include <string>
 #include <utility>
 
+#include "BeaconSDK/Platform/Api/Foundation.h"
 #include "BeaconSDK/Platform/Api/Object.h"
 #include "BeaconSDK/Platform/Api/Value.h"
 
-/// What the rooms know of the manager that owns them: whether it is still there, and that
-/// notifications go out in its name.
+/// A weak reference to the manager that owns the rooms. Notifications are posted with the manager
+/// as their object.
 class KSManagerLink {
  public:
+  KSManagerLink(ks::DispatchQueue& mainQueue, ks::NSNotificationCenter& notificationCenter)
+      : mainQueue_(mainQueue), notificationCenter_(notificationCenter) {}
+
   void setManager(std::weak_ptr<const ks::Object> manager) { manager_ = std::move(manager); }
 
   /// `task` wrapped so that it does nothing once the manager is gone, and so that the manager stays
@@ -28,5 +32,7 @@ class KSManagerLink {
   void post(std::string name, ks::Dictionary userInfo) const;
 
  private:
+  ks::DispatchQueue& mainQueue_;
+  ks::NSNotificationCenter& notificationCenter_;
   std::weak_ptr<const ks::Object> manager_;
 };

@@ -6,7 +6,7 @@ void KSContentIntake::contentLoadedWithType(KSContentDownloadType type,
                                             const std::optional<KSRecords>& content,
                                             const std::optional<ks::Dictionary>& metaData) {
   settingsManager_.newContentLoadedWithType(type, content);
-  // What was parsed before a reset and waited behind it belongs to what the reset has forgotten.
+  // Drops results parsed before `reset` but delivered after it.
   if (!content || network_.isReset()) return;
   switch (type) {
     case KSContentDownloadType::locations:

@@ -3,11 +3,11 @@
 #include <optional>
 
 #include "BeaconSDK/Classes/Manager/Common/KSEngineState.h"
-#include "BeaconSDK/Classes/Manager/Zones/KSZoneSynchronizer.h"
+#include "BeaconSDK/Classes/Manager/Synchronization/KSZoneSynchronizer.h"
 #include "BeaconSDK/Classes/Network/KSContentDownload.h"
 #include "BeaconSDK/Classes/Settings/KSSettingsManager.h"
 
-/// Hands what the portal client reports to whoever it concerns. Main queue only.
+/// Routes each download to the component that owns its records. Main queue only.
 class KSContentIntake {
  public:
   KSContentIntake(KSEngineState& state, KSSettingsManager& settingsManager,

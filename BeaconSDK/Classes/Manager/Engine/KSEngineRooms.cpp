@@ -5,7 +5,6 @@
 
 #include "BeaconSDK/Classes/Common/Foundation/NSFileManager+Helpers.h"
 #include "BeaconSDK/Classes/Common/Foundation/UIDevice+UUID.h"
-#include "BeaconSDK/Platform/Api/Platform.h"
 
 KSEngineRooms::KSEngineRooms(const KSPortalAccess& portal, const KSRefinements& chosen,
                              ks::CLLocationManagerDelegate& delegate)
@@ -15,21 +14,7 @@ KSEngineRooms::KSEngineRooms(const KSPortalAccess& portal, const KSRefinements& 
       settingsManager(KSSettingsManager::initWithNetwork(network, refinements)),
       statsManager(KSStatsManager::initWithNetwork(network)),
       outbox(refinements.keptStatistics ? makeOutbox(portal.rootURL.absoluteString) : nullptr),
-      delivery(link, blockedContents, *statsManager, *settingsManager, batteryMonitor),
-      dwelling(delivery, *statsManager, *settingsManager, observer),
-      trigger(delivery, dwelling, *settingsManager, observer),
-      book(blockedContents, dwelling),
-      tracker({locationAccess, book, trigger, *network, *statsManager, *settingsManager,
-               batteryMonitor, observer}),
-      synchronizer({link, state, locationAccess, blockedContents, cache, book, tracker, network,
-                    *settingsManager}),
-      regionMonitor({state, locationAccess, batteryMonitor, cache, dwelling, book, synchronizer}),
-      regionEvents({locationAccess, cache, book, dwelling, trigger, tracker, regionMonitor,
-                    *statsManager, *settingsManager, batteryMonitor}),
-      activity(link, state, synchronizer, *settingsManager, refinements),
-      lifecycle({link, state, delegate, locationAccess, synchronizer, regionMonitor, activity,
-                 network, *settingsManager}),
-      intake(state, *settingsManager, synchronizer, *network) {
+      locationAccess(platform.locationServices(), delegate, observer) {
   blockedContents.loadBlockedContents();
   cache.loadBeaconsForLocation();
   for (const auto& [identifier, beacons] : std::as_const(cache).beaconsForLocation()) {
@@ -53,10 +38,10 @@ void KSEngineRooms::setManager(std::weak_ptr<const ks::Object> manager) {
   if (outbox) outbox->sendNext();
   // Replies come on the session's queue; the engine lives on the main queue.
   network->setCompletionBlock(
-      [take = std::move(take)](KSContentDownloadType type, const std::optional<KSRecords>& content,
-                               const std::optional<ks::Dictionary>& metaData,
-                               const std::optional<ks::Error>& error) {
-        ks::Platform::current().mainQueue().async(
+      [&mainQueue = mainQueue, take = std::move(take)](
+          KSContentDownloadType type, const std::optional<KSRecords>& content,
+          const std::optional<ks::Dictionary>& metaData, const std::optional<ks::Error>& error) {
+        mainQueue.async(
             [take, type, content, metaData, error] { take(type, content, metaData, error); });
       });
 }
@@ -67,13 +52,14 @@ std::shared_ptr<KSStatsOutbox> KSEngineRooms::makeOutbox(const std::string& root
     auto request = ks::NSURLRequestKS::defaultPostRequestWithUrl({event.url});
     request.headers.set("Idempotency-Key", event.idempotencyKey);
     request.httpBody = event.body;
-    network->upload(std::move(request), [reply = std::move(reply)](std::optional<int> status) {
-      ks::Platform::current().mainQueue().async([reply, status] { reply(status); });
-    });
+    network->upload(std::move(request),
+                    [&mainQueue = mainQueue, reply = std::move(reply)](std::optional<int> status) {
+                      mainQueue.async([reply, status] { reply(status); });
+                    });
   };
   return std::make_shared<KSStatsOutbox>(
       ks::NSFileManagerHelpers::cacheFilePath("KSProximityManager/statistics"), rootURL,
-      device.empty() ? "anonymous" : device, send);
+      device.empty() ? "anonymous" : device, send, mainQueue);
 }
 
 void KSEngineRooms::takeStatistic(KSStatistic statistic) {
@@ -82,7 +68,7 @@ void KSEngineRooms::takeStatistic(KSStatistic statistic) {
   }
   if (outbox) {
     outbox->add(std::move(statistic.request.url.absoluteString),
-                std::move(statistic.request.httpBody), ks::Platform::current().clock().now());
+                std::move(statistic.request.httpBody), clock.now());
   } else {
     network->upload(std::move(statistic.request));
   }

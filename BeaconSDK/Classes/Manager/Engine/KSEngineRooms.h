@@ -6,7 +6,7 @@
 #include "BeaconSDK/Classes/Manager/Engine/KSApplicationActivity.h"
 #include "BeaconSDK/Classes/Manager/Engine/KSContentIntake.h"
 #include "BeaconSDK/Classes/Manager/Engine/KSLifecycle.h"
-#include "BeaconSDK/Classes/Manager/Regions/KSRegionEvents.h"
+#include "BeaconSDK/Classes/Manager/Engine/KSRegionEvents.h"
 #include "BeaconSDK/Classes/Settings/KSRefinements.h"
 #include "BeaconSDK/Classes/Stats/KSStatsOutbox.h"
 
@@ -30,30 +30,47 @@ class KSEngineRooms {
   void setManager(std::weak_ptr<const ks::Object> manager);
 
   const KSRefinements refinements;
-  KSManagerLink link;
+  /// The device. The rooms are given the parts of it that they use.
+  ks::Platform& platform = ks::Platform::current();
+  ks::DispatchQueue& mainQueue = platform.mainQueue();
+  const ks::Clock& clock = platform.clock();
+
+  KSManagerLink link{mainQueue, platform.notificationCenter()};
   KSObserverSlot observer;
-  KSEngineState state;
+  KSEngineState state{platform.userDefaults()};
   KSCacheFolder folder{observer};
-  KSBlockedContents blockedContents{folder};
+  KSBlockedContents blockedContents{folder, clock};
   KSZoneCache cache{folder, blockedContents};
   std::shared_ptr<KSNetwork> network;
   std::shared_ptr<KSSettingsManager> settingsManager;
   std::shared_ptr<KSStatsManager> statsManager;
   /// Null unless statistics are kept.
   std::shared_ptr<KSStatsOutbox> outbox;
-  KSLocationAccess locationAccess{observer};
-  KSBatteryMonitor batteryMonitor;
-  KSContentDelivery delivery;
-  KSDwellingZones dwelling;
-  KSContentTrigger trigger;
-  KSRegionBook book;
-  KSProximityTracker tracker;
-  KSZoneSynchronizer synchronizer;
-  KSRegionMonitor regionMonitor;
-  KSRegionEvents regionEvents;
-  KSApplicationActivity activity;
-  KSLifecycle lifecycle;
-  KSContentIntake intake;
+  /// Null until the engine first runs.
+  std::unique_ptr<KSBatteryStatus> batteryStatus;
+  KSZoneStatistics statistics{*statsManager, *settingsManager, batteryStatus};
+  KSContentDelivery delivery{link, blockedContents, statistics};
+  KSDwellingZones dwelling{delivery, statistics, observer,
+                           clock,    mainQueue,  platform.application()};
+  KSContentTrigger trigger{delivery, dwelling, *settingsManager, observer, clock};
+  KSLocationAccess locationAccess;
+  KSRegionBook book{dwelling};
+  KSContentRequests contentRequests{*network, *settingsManager, observer};
+  KSProximityTracker tracker{locationAccess,  book,          trigger, statistics,
+                             contentRequests, batteryStatus, clock};
+  KSRegionMonitor regionMonitor{locationAccess, cache};
+  KSPortalRefresh refresh{network,   *settingsManager,      cache, locationAccess, clock,
+                          mainQueue, platform.globalQueue()};
+  KSZoneSynchronizer synchronizer{link, state, cache, book, tracker, regionMonitor, refresh, clock};
+  KSNeighbourhood neighbourhood{state, locationAccess, regionMonitor, refresh,
+                                book,  dwelling,       cache};
+  KSRegionEvents regionEvents{cache, book, tracker, trigger, statistics, neighbourhood};
+  KSApplicationActivity activity{
+      link, state, refresh, *settingsManager, refinements, platform.notificationCenter(), clock};
+  KSLifecycle lifecycle{platform,         link,          state,          *network,
+                        *settingsManager, batteryStatus, locationAccess, regionMonitor,
+                        refresh,          neighbourhood, activity};
+  KSContentIntake intake{state, *settingsManager, synchronizer, *network};
 
  private:
   std::shared_ptr<KSStatsOutbox> makeOutbox(const std::string& rootURL);

@@ -4,25 +4,9 @@
 #include <memory>
 #include <optional>
 
-#include "BeaconSDK/Classes/Manager/Common/KSEngineState.h"
 #include "BeaconSDK/Classes/Manager/Engine/KSApplicationActivity.h"
-#include "BeaconSDK/Classes/Manager/Regions/KSRegionMonitor.h"
-#include "BeaconSDK/Classes/Manager/Zones/KSZoneSynchronizer.h"
-#include "BeaconSDK/Platform/Api/UIKit.h"
-
-/// What the lifecycle works with.
-struct KSLifecycleContext {
-  const KSManagerLink& link;
-  KSEngineState& state;
-  /// Receives the location manager's events.
-  ks::CLLocationManagerDelegate& delegate;
-  KSLocationAccess& locationAccess;
-  KSZoneSynchronizer& synchronizer;
-  KSRegionMonitor& regionMonitor;
-  KSApplicationActivity& activity;
-  std::shared_ptr<KSNetwork> network;
-  KSSettingsManager& settingsManager;
-};
+#include "BeaconSDK/Classes/Manager/Engine/KSNeighbourhood.h"
+#include "BeaconSDK/Platform/Api/Platform.h"
 
 /// Starts the engine, fetches in the background and resets it. Main queue only.
 ///
@@ -32,7 +16,23 @@ class KSLifecycle {
   using StartCompletion = std::function<void(const std::optional<ks::Error>&)>;
   using FetchCompletion = std::function<void(ks::UIBackgroundFetchResult)>;
 
-  explicit KSLifecycle(KSLifecycleContext context) : context_(std::move(context)) {}
+  /// Each start puts a new battery monitor into `battery`.
+  KSLifecycle(ks::Platform& platform, const KSManagerLink& link, KSEngineState& state,
+              KSNetwork& network, KSSettingsManager& settingsManager,
+              std::unique_ptr<KSBatteryStatus>& battery, const KSLocationAccess& locationAccess,
+              KSRegionMonitor& regionMonitor, KSPortalRefresh& refresh,
+              KSNeighbourhood& neighbourhood, KSApplicationActivity& activity)
+      : platform_(platform),
+        link_(link),
+        state_(state),
+        network_(network),
+        settingsManager_(settingsManager),
+        battery_(battery),
+        locationAccess_(locationAccess),
+        regionMonitor_(regionMonitor),
+        refresh_(refresh),
+        neighbourhood_(neighbourhood),
+        activity_(activity) {}
 
   void start(StartCompletion completion);
   void retry() { start(nullptr); }
@@ -45,5 +45,15 @@ class KSLifecycle {
   void run();
   void fetch(const FetchCompletion& completion);
 
-  KSLifecycleContext context_;
+  ks::Platform& platform_;
+  const KSManagerLink& link_;
+  KSEngineState& state_;
+  KSNetwork& network_;
+  KSSettingsManager& settingsManager_;
+  std::unique_ptr<KSBatteryStatus>& battery_;
+  const KSLocationAccess& locationAccess_;
+  KSRegionMonitor& regionMonitor_;
+  KSPortalRefresh& refresh_;
+  KSNeighbourhood& neighbourhood_;
+  KSApplicationActivity& activity_;
 };

@@ -1,7 +1,5 @@
 #include "BeaconSDK/Classes/Manager/Regions/KSLocationAccess.h"
 
-#include "BeaconSDK/Platform/Api/Platform.h"
-
 namespace {
 
 /// Coarse enough to spare the battery, fine enough for a shop's front yard.
@@ -11,9 +9,20 @@ using Kind = KSRegionActivity::Kind;
 
 }  // namespace
 
-void KSLocationAccess::create(ks::CLLocationManagerDelegate& delegate) {
-  manager_ = ks::Platform::current().locationServices().makeLocationManager();
-  manager_->setDelegate(&delegate);
+bool KSLocationAccess::isAuthorized() const {
+  return services_.authorizationStatus() == ks::CLAuthorizationStatus::authorizedAlways;
+}
+
+bool KSLocationAccess::mayMonitorRegions() const {
+  if (!services_.isMonitoringAvailableForCircularRegions()) return false;
+  if (!services_.isMonitoringAvailableForBeaconRegions()) return false;
+  return isAuthorized() ||
+         services_.authorizationStatus() == ks::CLAuthorizationStatus::notDetermined;
+}
+
+void KSLocationAccess::create() {
+  manager_ = services_.makeLocationManager();
+  manager_->setDelegate(&delegate_);
   manager_->setPausesLocationUpdatesAutomatically(false);
   manager_->setActivityType(ks::CLActivityType::other);
   manager_->setDistanceFilter(kDistanceFilter);

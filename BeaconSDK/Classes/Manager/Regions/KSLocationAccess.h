@@ -15,15 +15,23 @@ class KSLocationAccess {
  public:
   using Regions = std::vector<std::shared_ptr<const ks::CLRegion>>;
 
-  explicit KSLocationAccess(const KSObserverSlot& observer) : observer_(observer) {}
+  /// `delegate` receives the location manager's events.
+  KSLocationAccess(ks::LocationServices& services, ks::CLLocationManagerDelegate& delegate,
+                   const KSObserverSlot& observer)
+      : services_(services), delegate_(delegate), observer_(observer) {}
   KSLocationAccess(const KSLocationAccess&) = delete;
   KSLocationAccess& operator=(const KSLocationAccess&) = delete;
   ~KSLocationAccess() { clearDelegate(); }
 
+  /// The user permits positions and regions at all times.
+  bool isAuthorized() const;
+  /// The device can monitor circles and beacons, and the user has not refused it.
+  bool mayMonitorRegions() const;
+
   bool exists() const { return manager_ != nullptr; }
   /// Makes the location manager with the engine's settings, begins to follow significant changes
   /// and asks for one position.
-  void create(ks::CLLocationManagerDelegate& delegate);
+  void create();
   void clearDelegate();
   void stopMonitoringSignificantLocationChanges();
 
@@ -44,6 +52,8 @@ class KSLocationAccess {
  private:
   void tell(KSRegionActivity::Kind kind, const ks::CLRegion& region) const;
 
+  ks::LocationServices& services_;
+  ks::CLLocationManagerDelegate& delegate_;
   const KSObserverSlot& observer_;
   std::unique_ptr<ks::CLLocationManager> manager_;
   std::optional<ks::CLLocation> currentLocation_;

@@ -4,14 +4,11 @@
 
 #include "BeaconSDK/Classes/Common/Foundation/Formatting.h"
 #include "BeaconSDK/Classes/Manager/Common/KSManagerLog.h"
-#include "BeaconSDK/Platform/Api/Platform.h"
 
 namespace {
 
 constexpr const char* kDidRange = "-[KSProximityManager locationManager:didRangeBeacons:inRegion:]";
 constexpr const char* kRange = "-[KSProximityManager rangeBeaconWithContent:forProximity:]";
-
-ks::Date now() { return ks::Platform::current().clock().now(); }
 
 std::string referenceTo(const KSPrivateBeacon& beacon) {
   return ks::stringWithFormat("%@:%@:%@", beacon.uuid(), std::to_string(beacon.major()),
@@ -50,28 +47,23 @@ void KSProximityTracker::didRangeBeacons(const std::vector<ks::CLBeacon>& beacon
   }
   kManagerLog(kDidRange, "didRangeBeacons: %@, beacon count: %d", key, beacons.size());
 
-  const auto guard = context_.book.lock();
+  const auto guard = book_.lock();
   const KSRegionBook::Region* known = nullptr;
   std::vector<std::string> toFetch;
   for (const auto& [uuid, major, minor, proximity, accuracy, rssi] : beacons) {
-    if (known == nullptr) known = context_.book.regionWithKey(key);
-    const auto beacon = context_.book.addOrReturnBeacon(
-        KSRegionBook::find(known, uuid, major, minor), uuid, major, minor, *beaconRegion);
-    context_.batteryMonitor.requestBatteryForBeacon(*beacon);
+    if (known == nullptr) known = book_.regionWithKey(key);
+    const auto beacon = book_.addOrReturnBeacon(KSRegionBook::find(known, uuid, major, minor), uuid,
+                                                major, minor, *beaconRegion);
+    if (battery_) battery_->requestBatteryForBeacon(*beacon);
     if (!rangeBeacon(beacon, proximity)) continue;
     toFetch.push_back(referenceTo(*beacon));
     if (toFetch.size() == kMostBeaconsPerRequest) break;
   }
-  if (toFetch.empty()) return;
-  context_.network.loadContentForBeacons(toFetch, context_.settingsManager.disabledCategories(),
-                                         context_.settingsManager.tags());
-  if (const auto observer = context_.observer.get()) {
-    observer->contentRequested({std::move(toFetch)});
-  }
+  contentRequests_.request(std::move(toFetch));
 }
 
 KSProximityTracker::Sighting KSProximityTracker::judge(const std::string& key, bool hasBeacons) {
-  const ks::Date moment = now();
+  const ks::Date moment = clock_.now();
   const auto last = lastRangeDateTimes_.find(key);
   if (last == lastRangeDateTimes_.end()) {
     lastRangeDateTimes_.emplace(key, moment);
@@ -88,9 +80,9 @@ void KSProximityTracker::restart(const std::shared_ptr<const ks::CLBeaconRegion>
   kManagerLog(kDidRange,
               "Restart monitoring due to more than 60 seconds no beacons detected for region: %@",
               region);
-  context_.locationAccess.stopRanging(*region);
-  context_.locationAccess.stopMonitoring(*region);
-  context_.locationAccess.startMonitoring(region);
+  locationAccess_.stopRanging(*region);
+  locationAccess_.stopMonitoring(*region);
+  locationAccess_.startMonitoring(region);
 }
 
 bool KSProximityTracker::rangeBeacon(const std::shared_ptr<KSPrivateBeacon>& beacon,
@@ -133,24 +125,23 @@ void KSProximityTracker::rangeBeaconWithContent(const std::shared_ptr<KSPrivateB
                 formatProximity(proximity));
   }
   beacon->setProximity(proximity);
-  const bool wanted = content->proximity == proximity || content->proximity == 0;
-  if (wanted && content->eventIsEnter) {
+  if (content->acceptsProximity(proximity) && content->eventIsEnter) {
     approach(beacon);
   } else if (previous == content->proximity && previous != 0) {
     depart(beacon);
   } else if (content->eventIsEnter && previous != proximity) {
-    context_.trigger.tellOtherProximity(beacon);
+    trigger_.tellOtherProximity(beacon);
   }
-  if (content->isUpdatedLocalProperties) context_.book.shareRuntimeState(*beacon);
+  if (content->isUpdatedLocalProperties) book_.shareRuntimeState(*beacon);
 }
 
 void KSProximityTracker::noteFirstSighting(KSPrivateBeacon& beacon) {
   if (const auto& content = beacon.content()) {
-    content->firstSeenOn = now();
+    content->firstSeenOn = clock_.now();
     content->isUpdatedLocalProperties = true;
   }
   beacon.setSentEnterEvent(true);
-  context_.statsManager.incrementMovedInProximityZone(beacon, context_.settingsManager.tags());
+  statistics_.beaconEntered(beacon);
 }
 
 void KSProximityTracker::approach(const std::shared_ptr<KSPrivateBeacon>& beacon) {
@@ -161,13 +152,13 @@ void KSProximityTracker::approach(const std::shared_ptr<KSPrivateBeacon>& beacon
                   : "Content is NORANGING and content event is onEnter");
   const bool wasInRange = beacon->inRange();
   beacon->setInRange(true);
-  if (!context_.trigger.categoryEnabled(beacon, true)) {
+  if (!trigger_.categoryEnabled(beacon, true)) {
     kManagerLog(kRange, "Category is disabled for content");
     return;
   }
   // A stay counts once, however often the proximity wobbles meanwhile.
   if (content.eventDetectionCounter == 0 || !wasInRange) content.updateEventDetectionCounter();
-  context_.trigger.checkForContentTrigger(beacon, true);
+  trigger_.checkForContentTrigger(beacon, true);
 }
 
 void KSProximityTracker::depart(const std::shared_ptr<KSPrivateBeacon>& beacon) {
@@ -176,11 +167,16 @@ void KSProximityTracker::depart(const std::shared_ptr<KSPrivateBeacon>& beacon) 
   beacon->setInRange(false);
   if (content.eventIsEnter) return;
   kManagerLog(kRange, "Content event is onExit");
-  if (!context_.trigger.categoryEnabled(beacon, false)) return;
+  if (!trigger_.categoryEnabled(beacon, false)) return;
   content.updateEventDetectionCounter();
-  context_.trigger.checkForContentTrigger(beacon, false);
+  trigger_.checkForContentTrigger(beacon, false);
 }
 
-void KSProximityTracker::forgetLastRange(const ks::CLBeaconRegion& region) {
-  lastRangeDateTimes_.erase(KSPrivateBeacon::keyForBeaconRegion(region));
+void KSProximityTracker::startRanging(const std::shared_ptr<const ks::CLBeaconRegion>& region) {
+  lastRangeDateTimes_.erase(KSPrivateBeacon::keyForBeaconRegion(*region));
+  locationAccess_.startRanging(region);
+}
+
+void KSProximityTracker::stopRanging(const ks::CLBeaconRegion& region) {
+  locationAccess_.stopRanging(region);
 }

@@ -6,23 +6,12 @@
 #include <unordered_map>
 #include <vector>
 
-#include "BeaconSDK/Classes/Manager/Battery/KSBatteryMonitor.h"
+#include "BeaconSDK/Classes/Manager/Battery/KSBatteryStatus.h"
+#include "BeaconSDK/Classes/Manager/Regions/KSContentRequests.h"
 #include "BeaconSDK/Classes/Manager/Regions/KSLocationAccess.h"
 #include "BeaconSDK/Classes/Manager/Regions/KSRegionBook.h"
 #include "BeaconSDK/Classes/Manager/Triggers/KSContentTrigger.h"
-#include "BeaconSDK/Classes/Network/KSNetwork.h"
-
-/// What the tracker works with.
-struct KSProximityTrackerContext {
-  KSLocationAccess& locationAccess;
-  KSRegionBook& book;
-  KSContentTrigger& trigger;
-  KSNetwork& network;
-  const KSStatsManager& statsManager;
-  const KSSettingsManager& settingsManager;
-  KSBatteryMonitor& batteryMonitor;
-  const KSObserverSlot& observer;
-};
+#include "BeaconSDK/Classes/Manager/Triggers/KSZoneStatistics.h"
 
 /// Turns ranging results into the state of the cached beacons: in range, proximity, content being
 /// fetched. Counts first sightings and hands approaches and departures to the trigger.
@@ -37,15 +26,28 @@ class KSProximityTracker {
   /// The most beacons whose content one callback asks for.
   static constexpr std::size_t kMostBeaconsPerRequest = 5;
 
-  explicit KSProximityTracker(KSProximityTrackerContext context) : context_(context) {}
+  /// `battery` holds null until the engine first runs.
+  KSProximityTracker(KSLocationAccess& locationAccess, KSRegionBook& book,
+                     KSContentTrigger& trigger, const KSZoneStatistics& statistics,
+                     KSContentRequests& contentRequests,
+                     const std::unique_ptr<KSBatteryStatus>& battery, const ks::Clock& clock)
+      : locationAccess_(locationAccess),
+        book_(book),
+        trigger_(trigger),
+        statistics_(statistics),
+        contentRequests_(contentRequests),
+        battery_(battery),
+        clock_(clock) {}
 
   void didRangeBeacons(const std::vector<ks::CLBeacon>& beacons,
                        const std::shared_ptr<const ks::CLRegion>& region);
   /// Applies one observation to a beacon whose content is known; nothing in any other state.
   void rangeBeaconWithContent(const std::shared_ptr<KSPrivateBeacon>& beacon,
                               std::int64_t proximity);
-  /// The region's next result is taken at once and counts as its first.
-  void forgetLastRange(const ks::CLBeaconRegion& region);
+  /// The device entered the region: starts ranging. The next result is taken at once and counts as
+  /// the region's first.
+  void startRanging(const std::shared_ptr<const ks::CLBeaconRegion>& region);
+  void stopRanging(const ks::CLBeaconRegion& region);
 
  private:
   enum class Sighting : std::int32_t { ignored, empty, taken };
@@ -61,7 +63,13 @@ class KSProximityTracker {
   /// The beacon has left its content's proximity.
   void depart(const std::shared_ptr<KSPrivateBeacon>& beacon);
 
-  KSProximityTrackerContext context_;
+  KSLocationAccess& locationAccess_;
+  KSRegionBook& book_;
+  KSContentTrigger& trigger_;
+  const KSZoneStatistics& statistics_;
+  KSContentRequests& contentRequests_;
+  const std::unique_ptr<KSBatteryStatus>& battery_;
+  const ks::Clock& clock_;
   /// When a result was last taken, by region key.
   std::unordered_map<std::string, ks::Date> lastRangeDateTimes_;
 };

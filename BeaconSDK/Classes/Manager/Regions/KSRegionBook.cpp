@@ -57,11 +57,20 @@ void KSRegionBook::takeOver(const std::shared_ptr<KSPrivateBeacon>& known,
   indexContent(known);
   const auto& content = known->content();
   if (earlier && content) content->updateFromContent(*earlier);
-  blockedContents_.applyTo(content.get());
+}
+
+KSBeaconList KSRegionBook::replaceBeacons(const KSBeaconList& earlier,
+                                          const KSBeaconList& beacons) {
+  for (const auto& beacon : earlier) removeBeaconFromBeaconRegions(*beacon);
+  // A beacon that was ranged before it was listed keeps its object, and with it its run-time state.
+  KSBeaconList kept;
+  kept.reserve(beacons.size());
+  for (const auto& beacon : beacons) kept.push_back(addOrReplaceBeaconToBeaconRegions(beacon));
+  return kept;
 }
 
 void KSRegionBook::removeBeaconFromBeaconRegions(const KSPrivateBeacon& beacon) {
-  if (beacon.content() && beacon.content()->dwellingTime != 0) dwelling_.removeDwellingItem(beacon);
+  dwelling_.leave(beacon);
   const auto guard = lock();
   const auto region = regionsByKey_.find(beacon.regionKey());
   if (region != regionsByKey_.end()) remove(*region->second, beacon);

@@ -15,7 +15,6 @@
 #include <unordered_map>
 
 #include "BeaconSDK/Classes/Manager/Triggers/KSDwellingZones.h"
-#include "BeaconSDK/Classes/Manager/Zones/KSBlockedContents.h"
 #include "BeaconSDK/Classes/Manager/Zones/KSZoneTables.h"
 #include "BeaconSDK/Platform/Api/CoreLocation.h"
 
@@ -28,8 +27,7 @@
 /// recursive and comes after that of the zone cache's beacons and before that of one beacon.
 class KSRegionBook {
  public:
-  KSRegionBook(const KSBlockedContents& blockedContents, KSDwellingZones& dwelling)
-      : blockedContents_(blockedContents), dwelling_(dwelling) {}
+  explicit KSRegionBook(KSDwellingZones& dwelling) : dwelling_(dwelling) {}
 
   /// Ranged beacons without portal data that one region keeps at most. Anybody can send any number
   /// of majors and minors under a known UUID; beyond this the oldest of them is forgotten, and
@@ -47,6 +45,9 @@ class KSRegionBook {
   /// and is answered; otherwise `beacon` itself is kept and answered.
   std::shared_ptr<KSPrivateBeacon> addOrReplaceBeaconToBeaconRegions(
       const std::shared_ptr<KSPrivateBeacon>& beacon);
+  /// Removes `earlier`, then adds each of `beacons`; returns the beacons that are now kept for
+  /// them.
+  KSBeaconList replaceBeacons(const KSBeaconList& earlier, const KSBeaconList& beacons);
   /// Takes the beacons equal to `beacon` out of its region and ends its dwelling time.
   void removeBeaconFromBeaconRegions(const KSPrivateBeacon& beacon);
   /// Adds without looking for a known beacon.
@@ -82,7 +83,6 @@ class KSRegionBook {
   void indexContent(const std::shared_ptr<KSPrivateBeacon>& beacon);
   void unindexContent(const std::shared_ptr<KSPrivateBeacon>& beacon);
 
-  const KSBlockedContents& blockedContents_;
   KSDwellingZones& dwelling_;
   mutable std::recursive_mutex mutex_;
   /// In order of first filing; the second finds a region by its key.

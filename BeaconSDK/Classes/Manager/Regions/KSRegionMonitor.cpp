@@ -1,6 +1,7 @@
 #include "BeaconSDK/Classes/Manager/Regions/KSRegionMonitor.h"
 
 #include <string>
+#include <utility>
 
 #include "BeaconSDK/Classes/Common/Foundation/Formatting.h"
 #include "BeaconSDK/Classes/Manager/Common/KSManagerLog.h"
@@ -20,22 +21,36 @@ ks::Value setOf(const KSLocationAccess::Regions& regions) {
   return set;
 }
 
+/// Beacon regions change only with the beacons around the device, which this function takes in.
+constexpr const char* kReplace = "-[KSProximityManager replaceBeaconsForLocation:withBeacons:]";
+
 }  // namespace
 
-void KSRegionMonitor::initializeLocationManager(ks::CLLocationManagerDelegate& delegate) {
+void KSRegionMonitor::initializeLocationManager() {
   constexpr const char* kFunction = "-[KSProximityManager initializeLocationManager]";
-  if (!context_.locationAccess.exists()) context_.locationAccess.create(delegate);
-  const auto regions = context_.locationAccess.monitoredRegions();
+  if (!locationAccess_.exists()) locationAccess_.create();
+  const auto regions = locationAccess_.monitoredRegions();
   kManagerLog(kFunction, "Location manager monitored regions at startup");
   if (enableLogging) kManagerLog(kFunction, "%@", setOf(regions));
-  context_.batteryMonitor.create();
   for (const auto& region : regions) {
     if (auto circle = ks::asCircularRegion(region)) circularRegion_ = std::move(circle);
   }
 }
 
+void KSRegionMonitor::endMonitoring() {
+  locationAccess_.clearDelegate();
+  locationAccess_.stopMonitoringSignificantLocationChanges();
+  circularRegion_ = nullptr;
+  for (const auto& region : locationAccess_.monitoredRegions()) {
+    if (const auto beaconRegion = ks::asBeaconRegion(region)) {
+      locationAccess_.stopRanging(*beaconRegion);
+    }
+    locationAccess_.stopMonitoring(*region);
+  }
+}
+
 std::shared_ptr<ks::CLCircularRegion> KSRegionMonitor::createGeofenceandMonitor() const {
-  const auto& location = context_.locationAccess.currentLocation();
+  const auto& location = locationAccess_.currentLocation();
   if (!location) return nullptr;
   const auto& center = location->coordinate;
   if (enableLogging) {
@@ -46,85 +61,85 @@ std::shared_ptr<ks::CLCircularRegion> KSRegionMonitor::createGeofenceandMonitor(
   return std::make_shared<ks::CLCircularRegion>(center, kSearchRadius, kSearchRegionIdentifier);
 }
 
-void KSRegionMonitor::startLookingForNewGeoFence() {
-  if (circularRegion_) {
-    createNewGeofence();
-    return;
-  }
-  if (const auto region = createGeofenceandMonitor()) {
-    region->setNotifyOnExit(true);
-    circularRegion_ = region;
-    context_.locationAccess.startMonitoring(region);
-  }
-  context_.synchronizer.refreshLocations();
+void KSRegionMonitor::startSearchRegion() {
+  const auto region = createGeofenceandMonitor();
+  if (!region) return;
+  region->setNotifyOnExit(true);
+  circularRegion_ = region;
+  locationAccess_.startMonitoring(region);
 }
 
-void KSRegionMonitor::createNewGeofence() {
-  if (circularRegion_) context_.locationAccess.stopMonitoring(*circularRegion_);
+void KSRegionMonitor::stopSearchRegion() {
+  if (circularRegion_) locationAccess_.stopMonitoring(*circularRegion_);
   circularRegion_ = nullptr;
-  resetGeoFencing();
-  startLookingForNewGeoFence();
 }
 
-void KSRegionMonitor::resetGeoFencing() {
-  for (const auto& region : context_.locationAccess.monitoredRegions()) {
+void KSRegionMonitor::adjustBeaconRegions(const KSBeaconList& beacons) {
+  const auto regions = locationAccess_.monitoredRegions();
+  UUIDSet monitored;
+  for (const auto& region : regions) {
+    const auto beaconRegion = ks::asBeaconRegion(region);
+    if (beaconRegion) monitored.insert(beaconRegion->proximityUUID());
+  }
+  UUIDSet wanted;
+  for (const auto& beacon : beacons) {
+    if (!beacon->uuid()) continue;
+    wanted.insert(*beacon->uuid());
+    if (!checkForBeaconToAddMonitoring(*beacon, monitored)) continue;
+    monitored.insert(*beacon->uuid());
+    startBeaconRegion(*beacon);
+  }
+  for (const auto& region : regions) {
+    if (!checkForRegionToStopMonitoring(*region, wanted)) continue;
+    const auto beaconRegion = ks::asBeaconRegion(region);
+    kManagerLog(kReplace, "Stop monitoring region: %@", beaconRegion->proximityUUID());
+    locationAccess_.stopRanging(*beaconRegion);
+    locationAccess_.stopMonitoring(*beaconRegion);
+  }
+}
+
+void KSRegionMonitor::startBeaconRegion(const KSPrivateBeacon& beacon) {
+  const auto region = std::make_shared<ks::CLBeaconRegion>(*beacon.uuid(), beacon.regionKey());
+  region->setNotifyEntryStateOnDisplay(true);
+  region->setNotifyOnEntry(true);
+  region->setNotifyOnExit(true);
+  kManagerLog(kReplace, "Start monitoring region: %@", beacon.uuid());
+  locationAccess_.startMonitoring(region);
+  locationAccess_.startRanging(region);
+}
+
+bool KSRegionMonitor::checkForBeaconToAddMonitoring(const KSPrivateBeacon& beacon,
+                                                    const UUIDSet& monitored) {
+  return !beacon.uuid() || !monitored.contains(*beacon.uuid());
+}
+
+bool KSRegionMonitor::checkForRegionToStopMonitoring(const ks::CLRegion& region,
+                                                     const UUIDSet& inBeacons) {
+  const auto* const beaconRegion = dynamic_cast<const ks::CLBeaconRegion*>(&region);
+  return beaconRegion != nullptr && !inBeacons.contains(beaconRegion->proximityUUID());
+}
+
+void KSRegionMonitor::stopRangingBeacons() {
+  for (const auto& region : locationAccess_.monitoredRegions()) {
     if (const auto beaconRegion = ks::asBeaconRegion(region)) {
-      context_.locationAccess.stopRanging(*beaconRegion);
+      locationAccess_.stopRanging(*beaconRegion);
     }
   }
-  forgetNeighbourhood();
-  kManagerLog("-[KSProximityManager resetGeoFencing]",
-              "Reset all the Beacons in new Geofencing Location");
-}
-
-void KSRegionMonitor::forgetNeighbourhood() {
-  context_.book.clear();
-  context_.dwelling.stopAll();
-  context_.cache.forgetNeighbourhood();
-  context_.state.started = false;
-  context_.cache.saveBeaconsForLocation();
-  context_.cache.saveLocations();
-  context_.state.setLastLocationsRefreshDate(std::nullopt);
 }
 
 void KSRegionMonitor::clearAllBeaconRegions() {
   kManagerLog("-[KSProximityManager clearAllBeaconRegions]", "Clear all beacon regions");
-  for (const auto& region : context_.locationAccess.monitoredRegions()) {
-    if (ks::asBeaconRegion(region)) context_.locationAccess.stopMonitoring(*region);
+  for (const auto& region : locationAccess_.monitoredRegions()) {
+    if (ks::asBeaconRegion(region)) locationAccess_.stopMonitoring(*region);
   }
 }
 
-void KSRegionMonitor::endMonitoring() {
-  context_.locationAccess.clearDelegate();
-  context_.locationAccess.stopMonitoringSignificantLocationChanges();
-  circularRegion_ = nullptr;
-  for (const auto& region : context_.locationAccess.monitoredRegions()) {
-    if (const auto beaconRegion = ks::asBeaconRegion(region)) {
-      context_.locationAccess.stopRanging(*beaconRegion);
-    }
-    context_.locationAccess.stopMonitoring(*region);
-  }
-}
-
-void KSRegionMonitor::didUpdateLocations(const std::vector<ks::CLLocation>& locations) {
-  if (locations.empty()) return;
-  const ks::CLLocation& newest = locations.back();
-  context_.locationAccess.setCurrentLocation(newest);
-  if (enableLogging) {
-    kManagerLog("-[KSProximityManager locationManager:didUpdateLocations:]",
-                "currentLocation updated to %@", newest.description());
-  }
-  if (!circularRegion_ || !circularRegion_->containsCoordinate(newest.coordinate)) {
-    startLookingForNewGeoFence();
-  } else if (context_.cache.locations().empty()) {
-    context_.synchronizer.refreshLocations();
-  }
+void KSRegionMonitor::monitorGeofence(const KSGeofence& geofence) {
+  locationAccess_.startMonitoring(geofence.monitoringRegion());
 }
 
 void KSRegionMonitor::didStartMonitoringForRegion(const ks::CLRegion& region) {
-  if (context_.cache.geofenceForRegion(region.identifier())) {
-    context_.locationAccess.requestState(region);
-  }
+  if (cache_.geofenceForRegion(region.identifier())) locationAccess_.requestState(region);
 }
 
 void KSRegionMonitor::monitoringDidFailForRegion(const ks::Error& error) {

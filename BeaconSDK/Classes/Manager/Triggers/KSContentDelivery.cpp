@@ -1,7 +1,6 @@
 #include "BeaconSDK/Classes/Manager/Triggers/KSContentDelivery.h"
 
 #include "BeaconSDK/Classes/Beacon/KSPrivateBeacon.h"
-#include "BeaconSDK/Classes/Geofence/KSGeofence.h"
 #include "BeaconSDK/Classes/Manager/Common/KSManagerLog.h"
 #include "BeaconSDK/Classes/Manager/Common/KSManagerNotifications.h"
 
@@ -18,12 +17,7 @@ void KSContentDelivery::doPushItem(const std::shared_ptr<KSProximityZone>& zone)
   if (!zone || !zone->content()) return;
   if (zone->content()->type() == KSProximityZoneType::followTrack) return;
   sendItemTriggerContentNotification(zone);
-  if (const auto* const beacon = zone->asBeacon()) {
-    statsManager_.incrementProximityZoneNotification(
-        *beacon, batteryMonitor_.beaconBatteryForBeacon(*beacon), settingsManager_.tags());
-  } else if (const auto* const geofence = zone->asGeofence()) {
-    statsManager_.incrementGeofenceNotification(*geofence, settingsManager_.tags());
-  }
+  statistics_.notified(*zone);
 }
 
 void KSContentDelivery::sendItemTriggerContentNotification(

@@ -3,24 +3,17 @@
 #include <memory>
 
 #include "BeaconSDK/Classes/Beacon/KSProximityZone.h"
-#include "BeaconSDK/Classes/Manager/Battery/KSBatteryMonitor.h"
 #include "BeaconSDK/Classes/Manager/Common/KSManagerLink.h"
+#include "BeaconSDK/Classes/Manager/Triggers/KSZoneStatistics.h"
 #include "BeaconSDK/Classes/Manager/Zones/KSBlockedContents.h"
-#include "BeaconSDK/Classes/Settings/KSSettingsManager.h"
-#include "BeaconSDK/Classes/Stats/KSStatsManager.h"
 
 /// Fires contents: records the firing for good, tells the application and counts the notification.
-/// Whether a content may fire is not asked here.
+/// Whether a content may fire is decided by `KSContentTrigger`.
 class KSContentDelivery {
  public:
   KSContentDelivery(const KSManagerLink& link, KSBlockedContents& blockedContents,
-                    const KSStatsManager& statsManager, const KSSettingsManager& settingsManager,
-                    const KSBatteryMonitor& batteryMonitor)
-      : link_(link),
-        blockedContents_(blockedContents),
-        statsManager_(statsManager),
-        settingsManager_(settingsManager),
-        batteryMonitor_(batteryMonitor) {}
+                    const KSZoneStatistics& statistics)
+      : link_(link), blockedContents_(blockedContents), statistics_(statistics) {}
 
   /// Fires the zone's content now. Nothing for null or a zone without content.
   void triggerProximityZone(const std::shared_ptr<KSProximityZone>& zone);
@@ -35,7 +28,5 @@ class KSContentDelivery {
 
   const KSManagerLink& link_;
   KSBlockedContents& blockedContents_;
-  const KSStatsManager& statsManager_;
-  const KSSettingsManager& settingsManager_;
-  const KSBatteryMonitor& batteryMonitor_;
+  const KSZoneStatistics& statistics_;
 };

@@ -5,27 +5,19 @@
 #include <utility>
 
 #include "BeaconSDK/Classes/Beacon/KSPrivateBeacon.h"
-#include "BeaconSDK/Classes/Geofence/KSGeofence.h"
 #include "BeaconSDK/Classes/Manager/Common/KSManagerLog.h"
-#include "BeaconSDK/Platform/Api/Platform.h"
 
 namespace {
 
 constexpr const char* kCheck = "-[KSProximityManager checkForContentTrigger:isEnter:]";
 
-/// A geofence is first asked about without proximity; refused, it is asked again as seen at an
+/// A geofence is first looked at without proximity; refused, it is looked at again as seen at an
 /// unknown one, which no content with a proximity of its own accepts.
-bool canTrigger(const KSProximityZone& zone, const KSProximityZoneContent& content) {
-  if (dynamic_cast<const KSGeofence*>(&zone) != nullptr && content.canTriggerAction()) return true;
-  const auto* const beacon = dynamic_cast<const KSPrivateBeacon*>(&zone);
-  return content.canTriggerAction(beacon == nullptr ? 0 : beacon->proximity());
-}
-
-KSTriggerVerdict verdictAbout(const KSProximityZone& zone, const KSProximityZoneContent& content) {
-  const auto* const beacon = dynamic_cast<const KSPrivateBeacon*>(&zone);
-  return content.evaluateTrigger(
-      beacon == nullptr ? std::nullopt : std::optional<std::int64_t>(beacon->proximity()),
-      ks::Platform::current().clock().now());
+KSTriggerVerdict verdictAbout(const KSProximityZone& zone, const KSProximityZoneContent& content,
+                              ks::Date now) {
+  if (zone.asGeofence() != nullptr) return content.evaluateTriggerTwice(now);
+  const auto* const beacon = zone.asBeacon();
+  return content.evaluateTrigger(beacon == nullptr ? 0 : beacon->proximity(), now);
 }
 
 }  // namespace
@@ -53,8 +45,11 @@ void KSContentTrigger::checkForContentTrigger(const std::shared_ptr<KSProximityZ
   decision.zone = zone;
   decision.isEnter = isEnter;
   decision.dwellingTime = content->dwellingTime;
-  if (observer_.get()) decision.verdict = verdictAbout(*zone, *content);
-  if (!canTrigger(*zone, *content)) {
+  const ks::Date now = clock_.now();
+  const KSTriggerVerdict verdict = verdictAbout(*zone, *content, now);
+  verdict.trace();
+  decision.verdict = verdict;
+  if (!verdict.canTrigger()) {
     kManagerLog(kCheck, "Content cannot be triggered");
     tell(std::move(decision), Outcome::refused);
     return;
@@ -66,7 +61,7 @@ void KSContentTrigger::checkForContentTrigger(const std::shared_ptr<KSProximityZ
     tell(std::move(decision), Outcome::fired);
     return;
   }
-  checkDwelling(std::move(decision), zone);
+  checkDwelling(std::move(decision), zone, now);
 }
 
 void KSContentTrigger::tellOtherProximity(const std::shared_ptr<KSProximityZone>& zone) const {
@@ -74,12 +69,12 @@ void KSContentTrigger::tellOtherProximity(const std::shared_ptr<KSProximityZone>
   KSTriggerDecision decision;
   decision.zone = zone;
   decision.isEnter = true;
-  decision.verdict = verdictAbout(*zone, *zone->content());
+  decision.verdict = verdictAbout(*zone, *zone->content(), clock_.now());
   tell(std::move(decision), Outcome::refused);
 }
 
 void KSContentTrigger::checkDwelling(KSTriggerDecision decision,
-                                     const std::shared_ptr<KSProximityZone>& zone) {
+                                     const std::shared_ptr<KSProximityZone>& zone, ks::Date now) {
   const KSProximityZoneContent& content = *zone->content();
   if (content.eventIsEnter && decision.isEnter) {
     kManagerLog(kCheck, "Event is Enter");
@@ -88,7 +83,6 @@ void KSContentTrigger::checkDwelling(KSTriggerDecision decision,
     tell(std::move(decision), pending ? Outcome::dwellingPending : Outcome::dwellingStarted);
   } else if (!content.eventIsEnter && !decision.isEnter) {
     kManagerLog(kCheck, "Event is Exit");
-    const ks::Date now = ks::Platform::current().clock().now();
     decision.elapsed = ks::secondsBetween(content.firstSeenOn.value_or(now), now);
     decision.dwelt = decision.elapsed > content.dwellingTime;
     if (decision.dwelt) {

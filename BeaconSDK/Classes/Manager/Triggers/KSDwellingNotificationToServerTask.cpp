@@ -2,20 +2,15 @@
 
 #include <utility>
 
-#include "BeaconSDK/Platform/Api/Platform.h"
-
-namespace {
-
-ks::UIApplication& application() { return ks::Platform::current().application(); }
-
-}  // namespace
-
 KSDwellingNotificationToServerTask::KSDwellingNotificationToServerTask(
-    const std::shared_ptr<KSProximityZone>& item, TimeUp timeUp)
+    const std::shared_ptr<KSProximityZone>& item, ks::Date now, ks::DispatchQueue& mainQueue,
+    ks::UIApplication& application, TimeUp timeUp)
     : item_(item),
+      begun_(now),
+      application_(application),
       timeUp_(std::move(timeUp)),
-      begun_(ks::Platform::current().clock().now()),
-      taskIdentifier_(application().beginBackgroundTask([] {})) {
+      taskIdentifier_(application.beginBackgroundTask([] {})),
+      alarm_(mainQueue) {
   alarm_.schedule(ks::Seconds(item->content()->dwellingTime), [this] { execute(); });
 }
 
@@ -28,5 +23,5 @@ void KSDwellingNotificationToServerTask::execute() {
 void KSDwellingNotificationToServerTask::stop() {
   alarm_.invalidate();
   const auto task = std::exchange(taskIdentifier_, ks::UIBackgroundTaskInvalid);
-  if (task != ks::UIBackgroundTaskInvalid) application().endBackgroundTask(task);
+  if (task != ks::UIBackgroundTaskInvalid) application_.endBackgroundTask(task);
 }

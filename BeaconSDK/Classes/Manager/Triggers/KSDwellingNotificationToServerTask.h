@@ -13,9 +13,11 @@ class KSDwellingNotificationToServerTask {
  public:
   using TimeUp = std::function<void(const KSDwellingNotificationToServerTask&)>;
 
-  /// Starts the wait for `item`, which has content. `timeUp` is called at its end unless the task
-  /// is destroyed or stopped before, and may destroy the task.
-  KSDwellingNotificationToServerTask(const std::shared_ptr<KSProximityZone>& item, TimeUp timeUp);
+  /// Starts the wait for `item`, which has content, at `now`. `timeUp` is called on `mainQueue` at
+  /// its end unless the task is destroyed or stopped before, and may destroy the task.
+  KSDwellingNotificationToServerTask(const std::shared_ptr<KSProximityZone>& item, ks::Date now,
+                                     ks::DispatchQueue& mainQueue, ks::UIApplication& application,
+                                     TimeUp timeUp);
   KSDwellingNotificationToServerTask(const KSDwellingNotificationToServerTask&) = delete;
   KSDwellingNotificationToServerTask& operator=(const KSDwellingNotificationToServerTask&) = delete;
   ~KSDwellingNotificationToServerTask() { stop(); }
@@ -33,8 +35,9 @@ class KSDwellingNotificationToServerTask {
 
  private:
   std::weak_ptr<KSProximityZone> item_;
-  TimeUp timeUp_;
   ks::Date begun_;
+  ks::UIApplication& application_;
+  TimeUp timeUp_;
   ks::UIBackgroundTaskIdentifier taskIdentifier_;
-  ks::Alarm alarm_{ks::AlarmName::dwelling};
+  ks::Alarm alarm_;
 };

@@ -4,15 +4,7 @@
 #include <utility>
 
 #include "BeaconSDK/Classes/Beacon/KSPrivateBeacon.h"
-#include "BeaconSDK/Classes/Geofence/KSGeofence.h"
 #include "BeaconSDK/Classes/Manager/Common/KSManagerLog.h"
-#include "BeaconSDK/Platform/Api/Platform.h"
-
-namespace {
-
-constexpr ks::LogSource kStatsLog{"BeaconSDK/Classes/Stats/KSStatsManager"};
-
-}  // namespace
 
 bool KSDwellingZones::hasDwellingProximityZone(const KSProximityZone& zone) const {
   return find(zone) != tasks_.end();
@@ -25,7 +17,8 @@ void KSDwellingZones::addDwellingProximityZone(const std::shared_ptr<KSProximity
                 beacon->key());
   }
   tasks_.push_back(std::make_unique<KSDwellingNotificationToServerTask>(
-      zone, [this](const KSDwellingNotificationToServerTask& task) { timeUp(task); }));
+      zone, clock_.now(), mainQueue_, application_,
+      [this](const KSDwellingNotificationToServerTask& task) { timeUp(task); }));
 }
 
 void KSDwellingZones::removeDwellingItem(const KSProximityZone& zone) {
@@ -38,9 +31,13 @@ void KSDwellingZones::removeDwellingItem(const KSProximityZone& zone) {
     decision.outcome = KSTriggerDecision::Outcome::dwellingCancelled;
     decision.zone = std::static_pointer_cast<const KSProximityZone>(zone.shared_from_this());
     decision.dwellingTime = zone.content() ? zone.content()->dwellingTime : 0;
-    decision.elapsed = ks::secondsBetween(begun, ks::Platform::current().clock().now());
+    decision.elapsed = ks::secondsBetween(begun, clock_.now());
     observer->triggerDecided(decision);
   }
+}
+
+void KSDwellingZones::leave(const KSProximityZone& zone) {
+  if (zone.content() && zone.content()->dwellingTime != 0) removeDwellingItem(zone);
 }
 
 void KSDwellingZones::removeDwellingNotificationToServerTask(
@@ -50,23 +47,10 @@ void KSDwellingZones::removeDwellingNotificationToServerTask(
 
 void KSDwellingZones::timeUp(const KSDwellingNotificationToServerTask& task) {
   if (const auto zone = task.item()) {
-    countNotification(*zone);
+    statistics_.notifiedAfterDwelling(*zone);
     announce(zone);
   }
   removeDwellingNotificationToServerTask(task);
-}
-
-/// Without a battery level: the beacon was last heard a dwelling time ago. A geofence is traced
-/// like a beacon here, though its other notifications are not traced at all.
-void KSDwellingZones::countNotification(const KSProximityZone& zone) const {
-  if (const auto* const beacon = zone.asBeacon()) {
-    statsManager_.incrementProximityZoneNotification(*beacon, std::nullopt,
-                                                     settingsManager_.tags());
-  } else if (const auto* const geofence = zone.asGeofence()) {
-    kStatsLog("-[KSStatsManager incrementProximityZoneNotification:batteryLevel:andTags:]",
-              "Send notification-event for %@", geofence->name());
-    statsManager_.incrementGeofenceNotification(*geofence, settingsManager_.tags());
-  }
 }
 
 void KSDwellingZones::announce(const std::shared_ptr<KSProximityZone>& zone) {

@@ -10,18 +10,23 @@
 /// The zones whose dwelling time runs, at most one task each.
 class KSDwellingZones {
  public:
-  KSDwellingZones(KSContentDelivery& delivery, const KSStatsManager& statsManager,
-                  const KSSettingsManager& settingsManager, const KSObserverSlot& observer)
+  KSDwellingZones(KSContentDelivery& delivery, const KSZoneStatistics& statistics,
+                  const KSObserverSlot& observer, const ks::Clock& clock,
+                  ks::DispatchQueue& mainQueue, ks::UIApplication& application)
       : delivery_(delivery),
-        statsManager_(statsManager),
-        settingsManager_(settingsManager),
-        observer_(observer) {}
+        statistics_(statistics),
+        observer_(observer),
+        clock_(clock),
+        mainQueue_(mainQueue),
+        application_(application) {}
 
   bool hasDwellingProximityZone(const KSProximityZone& zone) const;
-  /// Begins the wait for `zone`, which has content, anew.
+  /// Restarts the dwelling time of `zone`, which has content.
   void addDwellingProximityZone(const std::shared_ptr<KSProximityZone>& zone);
   /// Ends the wait for `zone` before its time; nothing without one.
   void removeDwellingItem(const KSProximityZone& zone);
+  /// The device left `zone`: as `removeDwellingItem`, for a zone whose content has a dwelling time.
+  void leave(const KSProximityZone& zone);
   /// Ends the wait of `task`, which must be one of these, and destroys it.
   void removeDwellingNotificationToServerTask(const KSDwellingNotificationToServerTask& task);
   /// Ends every wait.
@@ -34,13 +39,14 @@ class KSDwellingZones {
   /// Counts and announces what has been waited for, and drops the task. A zone that vanished is
   /// neither counted nor announced.
   void timeUp(const KSDwellingNotificationToServerTask& task);
-  void countNotification(const KSProximityZone& zone) const;
   /// Content that passes in silence is not announced.
   void announce(const std::shared_ptr<KSProximityZone>& zone);
 
   KSContentDelivery& delivery_;
-  const KSStatsManager& statsManager_;
-  const KSSettingsManager& settingsManager_;
+  const KSZoneStatistics& statistics_;
   const KSObserverSlot& observer_;
+  const ks::Clock& clock_;
+  ks::DispatchQueue& mainQueue_;
+  ks::UIApplication& application_;
   Tasks tasks_;
 };

@@ -1,7 +1,5 @@
 #include "BeaconSDK/Classes/Manager/Zones/KSBlockedContents.h"
 
-#include "BeaconSDK/Platform/Api/Platform.h"
-
 namespace {
 
 constexpr std::string_view kFileName = "blockedContents.dat";
@@ -13,7 +11,7 @@ void KSBlockedContents::loadBlockedContents() {
   const ks::Value stored = folder_.load(kFileName);
   const ks::Dictionary* const entries = stored.dictionary();
   if (entries == nullptr) return;
-  const ks::Date now = ks::Platform::current().clock().now();
+  const ks::Date now = clock_.now();
   for (const auto& [identifier, value] : *entries) {
     const ks::Date* const until = value.date();
     if (until != nullptr && *until > now) blockedContents_.set(identifier, *until);

@@ -4,13 +4,15 @@
 
 #include "BeaconSDK/Classes/Beacon/Content/KSProximityZoneContent.h"
 #include "BeaconSDK/Classes/Manager/Zones/KSCacheFolder.h"
+#include "BeaconSDK/Platform/Api/Foundation.h"
 #include "BeaconSDK/Platform/Api/Value.h"
 
 /// Until when each fired content is blocked, by content identifier; survives restarts and resets in
 /// "blockedContents.dat".
 class KSBlockedContents {
  public:
-  explicit KSBlockedContents(const KSCacheFolder& folder) : folder_(folder) {}
+  KSBlockedContents(const KSCacheFolder& folder, const ks::Clock& clock)
+      : folder_(folder), clock_(clock) {}
 
   /// Reads the file, drops what has run out, and writes it back when there was one.
   void loadBlockedContents();
@@ -23,5 +25,6 @@ class KSBlockedContents {
 
  private:
   const KSCacheFolder& folder_;
+  const ks::Clock& clock_;
   ks::Dictionary blockedContents_;
 };

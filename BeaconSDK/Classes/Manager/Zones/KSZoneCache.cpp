@@ -52,10 +52,7 @@ void KSZoneCache::loadBeaconsForLocation() {
   if (entries == nullptr) return;
   for (const auto& [identifier, value] : *entries) {
     auto beacons = recordsIn<KSPrivateBeacon>(value);
-    for (const auto& beacon : beacons) {
-      blockedContents_.applyTo(beacon->content().get());
-      fileByManufacturer(beacon);
-    }
+    for (const auto& beacon : beacons) admit(beacon);
     beaconsForLocation_.set(identifier, std::move(beacons));
   }
 }
@@ -66,6 +63,34 @@ void KSZoneCache::saveBeaconsForLocation() const {
     entries.set(identifier, arrayOf(beacons));
   }
   folder_.save(kBeaconsFileName, entries);
+}
+
+KSBeaconList KSZoneCache::zonesOfLocation(const std::string& identifier) const {
+  const KSBeaconList* const held = beaconsForLocation_.find(identifier);
+  return held == nullptr ? KSBeaconList{} : *held;
+}
+
+void KSZoneCache::replaceZonesOfLocation(const std::string& identifier, KSBeaconList beacons) {
+  for (const auto& beacon : beacons) admit(beacon);
+  // After the new zones were filed: a beacon that keeps its manufacturer identifier is filed again
+  // only with its next content.
+  for (const auto& beacon : zonesOfLocation(identifier)) removeManufacturerOf(*beacon);
+  beaconsForLocation_.set(identifier, std::move(beacons));
+  saveBeaconsForLocation();
+}
+
+std::shared_ptr<KSLocation> KSZoneCache::noteZonesSynced(std::string_view identifier,
+                                                         ks::Date now) {
+  const auto location = locationWithIdentifier(identifier);
+  if (!location) return nullptr;
+  location->zonesSyncedOn = now;
+  saveLocations();
+  return location;
+}
+
+void KSZoneCache::admit(const std::shared_ptr<KSPrivateBeacon>& beacon) {
+  blockedContents_.applyTo(beacon->content().get());
+  fileByManufacturer(beacon);
 }
 
 void KSZoneCache::fileByManufacturer(const std::shared_ptr<KSPrivateBeacon>& beacon) {
@@ -82,6 +107,12 @@ std::shared_ptr<KSPrivateBeacon> KSZoneCache::beaconForManufacturerId(
     const std::string& identifier) const {
   const auto found = beaconsForManufacturerId_.find(identifier);
   return found == beaconsForManufacturerId_.end() ? nullptr : found->second;
+}
+
+void KSZoneCache::setGeofence(const std::shared_ptr<KSGeofence>& geofence) {
+  blockedContents_.applyTo(geofence->content().get());
+  const std::lock_guard lock(geofencesMutex_);
+  prefetchGeofences_.set(geofence->monitoringRegion()->identifier(), geofence);
 }
 
 std::shared_ptr<KSGeofence> KSZoneCache::geofenceForRegion(

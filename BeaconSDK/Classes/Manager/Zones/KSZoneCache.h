@@ -30,20 +30,29 @@ class KSZoneCache {
   void saveLocations() const;
 
   std::recursive_mutex& beaconsMutex() const { return beaconsMutex_; }
-  KSBeaconTable& beaconsForLocation() { return beaconsForLocation_; }
   const KSBeaconTable& beaconsForLocation() const { return beaconsForLocation_; }
+  /// A copy; empty when the location has none.
+  KSBeaconList zonesOfLocation(const std::string& identifier) const;
+  /// Replaces the location's zones, applies the blocked contents to the new ones, files them by
+  /// manufacturer, and saves.
+  void replaceZonesOfLocation(const std::string& identifier, KSBeaconList beacons);
+  /// Sets and saves when the location's zones were last replaced; returns the location, or null
+  /// when it is not listed.
+  std::shared_ptr<KSLocation> noteZonesSynced(std::string_view identifier, ks::Date now);
   /// Reads the file, applies the blocked contents to it and files the beacons by manufacturer.
   void loadBeaconsForLocation();
   void saveBeaconsForLocation() const;
 
-  /// Beacons without a manufacturer identifier are left out.
-  void fileByManufacturer(const std::shared_ptr<KSPrivateBeacon>& beacon);
-  void removeManufacturerOf(const KSPrivateBeacon& beacon);
+  /// Applies the blocked contents to a beacon with new content and files it by manufacturer.
+  void admit(const std::shared_ptr<KSPrivateBeacon>& beacon);
   std::shared_ptr<KSPrivateBeacon> beaconForManufacturerId(const std::string& identifier) const;
 
   std::mutex& geofencesMutex() const { return geofencesMutex_; }
   KSGeofenceTable& prefetchGeofences() { return prefetchGeofences_; }
   const KSGeofenceTable& prefetchGeofences() const { return prefetchGeofences_; }
+  /// Applies the blocked contents and replaces the geofence of the same region, which must not be
+  /// null. Takes the lock.
+  void setGeofence(const std::shared_ptr<KSGeofence>& geofence);
   /// Null when there is none. Takes the lock.
   std::shared_ptr<KSGeofence> geofenceForRegion(std::string_view regionIdentifier) const;
 
@@ -54,6 +63,10 @@ class KSZoneCache {
   void forgetNeighbourhood();
 
  private:
+  /// Beacons without a manufacturer identifier are left out.
+  void fileByManufacturer(const std::shared_ptr<KSPrivateBeacon>& beacon);
+  void removeManufacturerOf(const KSPrivateBeacon& beacon);
+
   const KSCacheFolder& folder_;
   const KSBlockedContents& blockedContents_;
   KSLocationList locations_;

@@ -1,4 +1,4 @@
-#include "BeaconSDK/Classes/Manager/Regions/KSRegionEvents.h"
+#include "BeaconSDK/Classes/Manager/Engine/KSRegionEvents.h"
 
 #include <cstdint>
 #include <mutex>
@@ -15,9 +15,9 @@ constexpr const char* kDetermine =
 void KSRegionEvents::didDetermineState(ks::CLRegionState state,
                                        const std::shared_ptr<const ks::CLRegion>& region) {
   if (ks::asCircularRegion(region)) {
-    const auto geofence = context_.cache.geofenceForRegion(region->identifier());
+    const auto geofence = cache_.geofenceForRegion(region->identifier());
     if (!geofence) {
-      searchRegionDetermined(state);
+      neighbourhood_.didDetermineState(state);
     } else if (state == ks::CLRegionState::inside) {
       kManagerLog(kDetermine, "On exit noranging beacon content event");
       countAndCheck(geofence, true);
@@ -31,21 +31,20 @@ void KSRegionEvents::didDetermineState(ks::CLRegionState state,
     if (state == ks::CLRegionState::inside) beaconRegionEntered(beaconRegion);
     if (state == ks::CLRegionState::outside) beaconRegionLeft(*beaconRegion);
   }
-  context_.cache.saveBeaconsForLocation();
+  cache_.saveBeaconsForLocation();
 }
 
 void KSRegionEvents::beaconRegionEntered(const std::shared_ptr<const ks::CLBeaconRegion>& region) {
   kManagerLog(kDetermine, "Entered region %@", region->proximityUUID());
   kManagerLog(kDetermine, "====");
-  context_.tracker.forgetLastRange(*region);
-  context_.locationAccess.startRanging(region);
+  tracker_.startRanging(region);
 }
 
 void KSRegionEvents::beaconRegionLeft(const ks::CLBeaconRegion& region) {
   kManagerLog(kDetermine, "Exited region %@", region.proximityUUID());
   kManagerLog(kDetermine, "====");
-  context_.locationAccess.stopRanging(region);
-  const auto beacons = context_.book.beaconsInRegion(region);
+  tracker_.stopRanging(region);
+  const auto beacons = book_.beaconsInRegion(region);
   if (!beacons) return;
   for (const auto& beacon : *beacons) leaveBeacon(beacon);
 }
@@ -55,16 +54,14 @@ void KSRegionEvents::leaveBeacon(const std::shared_ptr<KSPrivateBeacon>& beacon)
   kManagerLog(kDetermine, "Removing beacon %@ %d %d", beacon->uuid(), beacon->major(),
               beacon->minor());
   beacon->setInRange(false);
-  endDwelling(*beacon);
+  trigger_.endDwelling(*beacon);
   if (beacon->sentEnterEvent()) endEnteredStay(beacon);
   beacon->setProximity(0);
 }
 
 void KSRegionEvents::endEnteredStay(const std::shared_ptr<KSPrivateBeacon>& beacon) {
   beacon->setSentEnterEvent(false);
-  context_.statsManager.incrementMovedOutOfProximityZone(
-      *beacon, context_.batteryMonitor.beaconBatteryForBeacon(*beacon),
-      context_.settingsManager.tags());
+  statistics_.beaconLeft(*beacon);
   const auto content = beacon->content();
   const std::int64_t wanted = content ? content->proximity : 0;
   const bool firesOnExit = !content || !content->eventIsEnter;
@@ -83,17 +80,8 @@ void KSRegionEvents::endEnteredStay(const std::shared_ptr<KSPrivateBeacon>& beac
   }
 }
 
-void KSRegionEvents::searchRegionDetermined(ks::CLRegionState state) {
-  if (state == ks::CLRegionState::outside) {
-    context_.locationAccess.setCurrentLocation(context_.locationAccess.serviceLocation());
-    kManagerLog(kDetermine, "Exiting CircularRegion");
-    context_.regionMonitor.startLookingForNewGeoFence();
-  }
-  kManagerLog(kDetermine, "didDetermineState CircularRegion");
-}
-
 void KSRegionEvents::geofenceLeft(const std::shared_ptr<KSGeofence>& geofence) {
-  endDwelling(*geofence);
+  trigger_.endDwelling(*geofence);
   const auto content = geofence->content();
   if (!geofence->sentEnterEvent() || (content && content->eventIsEnter)) return;
   kManagerLog(kDetermine, "On exit noranging beacon content event");
@@ -101,33 +89,28 @@ void KSRegionEvents::geofenceLeft(const std::shared_ptr<KSGeofence>& geofence) {
 }
 
 void KSRegionEvents::countAndCheck(const std::shared_ptr<KSProximityZone>& zone, bool isEnter) {
-  if (!context_.trigger.categoryEnabled(zone, isEnter)) return;
+  if (!trigger_.categoryEnabled(zone, isEnter)) return;
   zone->content()->updateEventDetectionCounter();
-  context_.trigger.checkForContentTrigger(zone, isEnter);
-}
-
-void KSRegionEvents::endDwelling(const KSProximityZone& zone) {
-  if (!zone.content() || zone.content()->dwellingTime == 0) return;
-  if (context_.dwelling.hasDwellingProximityZone(zone)) context_.dwelling.removeDwellingItem(zone);
+  trigger_.checkForContentTrigger(zone, isEnter);
 }
 
 void KSRegionEvents::didEnterRegion(const ks::CLRegion& region) {
-  const auto geofence = context_.cache.geofenceForRegion(region.identifier());
+  const auto geofence = cache_.geofenceForRegion(region.identifier());
   if (!geofence) return;
   {
-    const std::lock_guard lock(context_.cache.geofencesMutex());
+    const std::lock_guard lock(cache_.geofencesMutex());
     geofence->setInRange(true);
   }
-  context_.statsManager.incrementMovedInGeofence(*geofence);
+  statistics_.geofenceEntered(*geofence);
   geofence->setSentEnterEvent(true);
 }
 
 void KSRegionEvents::didExitRegion(const ks::CLRegion& region) {
-  const auto geofence = context_.cache.geofenceForRegion(region.identifier());
+  const auto geofence = cache_.geofenceForRegion(region.identifier());
   if (!geofence) return;
-  context_.statsManager.incrementMovedOutOfGeofence(*geofence);
+  statistics_.geofenceLeft(*geofence);
   {
-    const std::lock_guard lock(context_.cache.geofencesMutex());
+    const std::lock_guard lock(cache_.geofencesMutex());
     geofence->setInRange(false);
   }
   geofence->setSentEnterEvent(false);

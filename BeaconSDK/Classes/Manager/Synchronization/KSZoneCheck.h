@@ -11,12 +11,12 @@
 
 /// Decides which locations' zones are outdated, and asks the portal for those.
 ///
-/// Made on the main queue, run once anywhere: it works on a snapshot and needs nothing of the
-/// engine but the portal client.
+/// Made on the main queue, run once on any: it works on a snapshot and needs nothing of the engine
+/// but the portal client.
 class KSZoneCheck {
  public:
   KSZoneCheck(const KSLocationList& locations, std::shared_ptr<KSNetwork> network,
-              const KSSettingsManager& settingsManager);
+              const KSSettingsManager& settingsManager, const ks::Clock& clock);
 
   /// True when at least one download was begun.
   bool run() const;
@@ -35,4 +35,5 @@ class KSZoneCheck {
   std::shared_ptr<KSNetwork> network_;
   KSSettingsManager::Categories disabledCategories_;
   ks::Dictionary tags_;
+  const ks::Clock& clock_;
 };

@@ -2,33 +2,26 @@
 
 #include <memory>
 
+#include "BeaconSDK/Classes/Manager/Engine/KSNeighbourhood.h"
 #include "BeaconSDK/Classes/Manager/Regions/KSProximityTracker.h"
-#include "BeaconSDK/Classes/Manager/Regions/KSRegionMonitor.h"
-#include "BeaconSDK/Classes/Manager/Zones/KSZoneCache.h"
-
-/// What the events need beside the tracker and the region monitor.
-struct KSRegionEventsContext {
-  KSLocationAccess& locationAccess;
-  KSZoneCache& cache;
-  KSRegionBook& book;
-  KSDwellingZones& dwelling;
-  KSContentTrigger& trigger;
-  KSProximityTracker& tracker;
-  KSRegionMonitor& regionMonitor;
-  const KSStatsManager& statsManager;
-  const KSSettingsManager& settingsManager;
-  const KSBatteryMonitor& batteryMonitor;
-};
 
 /// Reacts to the borders of monitored regions: starts and ends ranging, closes the stays of a left
 /// region's beacons, counts entries and exits of geofences, and hands what could fire content to
 /// the trigger.
 ///
-/// The location service may tell a region's state before or after its border was crossed; each is
+/// The location service may report a region's state before or after its border was crossed; each is
 /// taken as it comes.
 class KSRegionEvents {
  public:
-  explicit KSRegionEvents(KSRegionEventsContext context) : context_(context) {}
+  KSRegionEvents(KSZoneCache& cache, const KSRegionBook& book, KSProximityTracker& tracker,
+                 KSContentTrigger& trigger, const KSZoneStatistics& statistics,
+                 KSNeighbourhood& neighbourhood)
+      : cache_(cache),
+        book_(book),
+        tracker_(tracker),
+        trigger_(trigger),
+        statistics_(statistics),
+        neighbourhood_(neighbourhood) {}
 
   void didDetermineState(ks::CLRegionState state,
                          const std::shared_ptr<const ks::CLRegion>& region);
@@ -41,11 +34,14 @@ class KSRegionEvents {
   /// Closes the stay at one beacon of a left region.
   void leaveBeacon(const std::shared_ptr<KSPrivateBeacon>& beacon);
   void endEnteredStay(const std::shared_ptr<KSPrivateBeacon>& beacon);
-  void searchRegionDetermined(ks::CLRegionState state);
   void geofenceLeft(const std::shared_ptr<KSGeofence>& geofence);
   /// Counts the event and asks the trigger, if the user wants the content's category.
   void countAndCheck(const std::shared_ptr<KSProximityZone>& zone, bool isEnter);
-  void endDwelling(const KSProximityZone& zone);
 
-  KSRegionEventsContext context_;
+  KSZoneCache& cache_;
+  const KSRegionBook& book_;
+  KSProximityTracker& tracker_;
+  KSContentTrigger& trigger_;
+  const KSZoneStatistics& statistics_;
+  KSNeighbourhood& neighbourhood_;
 };

@@ -1,15 +1,15 @@
-#include "BeaconSDK/Classes/Manager/Zones/KSZoneCheck.h"
+#include "BeaconSDK/Classes/Manager/Synchronization/KSZoneCheck.h"
 
 #include <utility>
 
 #include "BeaconSDK/Classes/Manager/Common/KSManagerLog.h"
-#include "BeaconSDK/Platform/Api/Platform.h"
 
 KSZoneCheck::KSZoneCheck(const KSLocationList& locations, std::shared_ptr<KSNetwork> network,
-                         const KSSettingsManager& settingsManager)
+                         const KSSettingsManager& settingsManager, const ks::Clock& clock)
     : network_(std::move(network)),
       disabledCategories_(settingsManager.disabledCategories()),
-      tags_(settingsManager.tags()) {
+      tags_(settingsManager.tags()),
+      clock_(clock) {
   entries_.reserve(locations.size());
   for (const auto& location : locations) {
     entries_.push_back(
@@ -24,7 +24,7 @@ bool KSZoneCheck::run() const {
   bool found = false;
   for (const Entry& entry : entries_) {
     kManagerLog(kFunction, "location %@:%@", entry.identifier, entry.name);
-    if (!isDue(entry, ks::Platform::current().clock().now())) {
+    if (!isDue(entry, clock_.now())) {
       kManagerLog(kFunction, "No reload needed");
       continue;
     }

@@ -1,0 +1,70 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "BeaconSDK/Classes/Common/Foundation/Alarm.h"
+#include "BeaconSDK/Classes/Manager/Regions/KSLocationAccess.h"
+#include "BeaconSDK/Classes/Manager/Synchronization/KSZoneCheck.h"
+#include "BeaconSDK/Classes/Manager/Zones/KSZoneCache.h"
+
+/// Asks the portal for locations and zones when they are due, and owns the two timers that do so.
+/// Main queue only.
+class KSPortalRefresh {
+ public:
+  /// Time after which the location list is fetched again.
+  static constexpr ks::Seconds kLocationsRefreshInterval{3600.0};
+  /// Time from the application becoming active to the one check of the zones.
+  static constexpr ks::Seconds kZoneCheckDelay{60.0};
+
+  KSPortalRefresh(std::shared_ptr<KSNetwork> network, const KSSettingsManager& settingsManager,
+                  const KSZoneCache& cache, const KSLocationAccess& locationAccess,
+                  const ks::Clock& clock, ks::DispatchQueue& mainQueue,
+                  ks::DispatchQueue& globalQueue)
+      : network_(std::move(network)),
+        settingsManager_(settingsManager),
+        cache_(cache),
+        locationAccess_(locationAccess),
+        clock_(clock),
+        mainQueue_(mainQueue),
+        globalQueue_(globalQueue) {}
+
+  /// Fetches the locations around the current position; without one, nothing.
+  void refreshLocations();
+  void refreshLocationsWithoutLocation();
+  void refreshLocationsWithLocation(const std::optional<ks::CLLocation>& location);
+  /// As `refreshLocations`, leaving the timer alone.
+  void loadLocations() { network_->loadLocations(locationAccess_.currentLocation()); }
+  /// The next fetch of the locations is one interval from now.
+  void restartRefreshTimer();
+  /// Makes the refresh timer wait for `delay`. An earlier timer still fires once: it is forgotten,
+  /// not invalidated.
+  void scheduleRefreshBesideEarlier(ks::Seconds delay);
+
+  /// Requests the zones of every location whose refresh interval has passed; true when there was
+  /// one.
+  bool checkIfProximityZonesNeedRefreshing() { return makeZoneCheck().run(); }
+  /// Schedules `beaconsUpdate`.
+  void createRefreshBeaconsTimer();
+  /// Checks the zones on the global queue.
+  void beaconsUpdate();
+
+  void invalidateTimers();
+
+ private:
+  KSZoneCheck makeZoneCheck() const;
+  void scheduleRefreshTimer(ks::Seconds delay);
+
+  const std::shared_ptr<KSNetwork> network_;
+  const KSSettingsManager& settingsManager_;
+  const KSZoneCache& cache_;
+  const KSLocationAccess& locationAccess_;
+  const ks::Clock& clock_;
+  ks::DispatchQueue& mainQueue_;
+  ks::DispatchQueue& globalQueue_;
+  ks::Alarm refreshBeaconsTimer_{mainQueue_};
+  std::unique_ptr<ks::Alarm> refreshLocationsTimer_;
+  /// Earlier timers that nobody invalidated; each leaves when it has fired.
+  std::vector<std::unique_ptr<ks::Alarm>> forgottenTimers_;
+};

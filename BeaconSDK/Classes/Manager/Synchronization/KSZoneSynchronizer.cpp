@@ -1,0 +1,106 @@
+#include "BeaconSDK/Classes/Manager/Synchronization/KSZoneSynchronizer.h"
+
+#include <unordered_map>
+#include <utility>
+
+#include "BeaconSDK/Classes/Common/Foundation/NSArray+Helpers.h"
+#include "BeaconSDK/Classes/Manager/Common/KSManagerLog.h"
+#include "BeaconSDK/Classes/Manager/Common/KSManagerNotifications.h"
+
+namespace {
+
+constexpr const char* kReplace = "-[KSProximityManager replaceBeaconsForLocation:withBeacons:]";
+
+/// The zones around the device, whose location is not known. Only with them do the beacon regions
+/// change: the zones of a real location lie within what they already cover.
+constexpr std::string_view kUnknownLocation = " ";
+
+template <class T>
+void trace(const char* function, const char* format, const std::vector<std::shared_ptr<T>>& list) {
+  if (!enableLogging) return;
+  kManagerLog(function, format,
+              ks::Value(ks::Array(std::vector<ks::Value>(list.begin(), list.end()))));
+}
+
+/// Passes the run-time state of the same content and the sent enter event from the old zones to the
+/// new ones.
+void inherit(const KSBeaconList& beacons, const KSBeaconList& earlier) {
+  std::unordered_map<std::string_view, const KSPrivateBeacon*> earlierByIdentifier;
+  for (const auto& beacon : earlier) {
+    if (beacon->identifier()) earlierByIdentifier.emplace(*beacon->identifier(), beacon.get());
+  }
+  for (const auto& beacon : beacons) {
+    if (!beacon->identifier()) continue;
+    const auto known = earlierByIdentifier.find(*beacon->identifier());
+    if (known == earlierByIdentifier.end()) continue;
+    const auto& content = beacon->content();
+    const auto& old = known->second->content();
+    if (content && old && content->identifier && !content->identifier->empty() &&
+        content->identifier == old->identifier) {
+      content->updateFromContent(*old);
+    }
+    beacon->setSentEnterEvent(known->second->sentEnterEvent());
+  }
+}
+
+}  // namespace
+
+void KSZoneSynchronizer::addLoadedLocations(KSLocationList loaded) {
+  trace("-[KSProximityManager addLoadedLocations:]", "replacing locations with loaded locations %@",
+        loaded);
+  if (!regionMonitor_.mayMonitorRegions()) return;
+  using ks::NSArrayHelpers::arrayByRemovingObjectsOfArray;
+  const KSLocationList earlier = cache_.locations();
+  for (const auto& removed : arrayByRemovingObjectsOfArray(earlier, loaded)) {
+    if (removed->identifier) replaceBeaconsForLocation(*removed->identifier, {});
+  }
+  std::unordered_map<std::string_view, const KSLocation*> earlierByIdentifier;
+  for (const auto& location : earlier) {
+    if (location->identifier) earlierByIdentifier.emplace(*location->identifier, location.get());
+  }
+  for (const auto& location : loaded) {
+    if (!location->identifier) continue;
+    const auto known = earlierByIdentifier.find(*location->identifier);
+    if (known != earlierByIdentifier.end()) location->zonesSyncedOn = known->second->zonesSyncedOn;
+  }
+  cache_.setLocations(std::move(loaded));
+  cache_.saveLocations();
+  state_.setLastLocationsRefreshDate(clock_.now());
+  refresh_.restartRefreshTimer();
+  link_.postOnMainQueue(KSProximityManagerLocationsUpdatedNotification, {});
+  refresh_.checkIfProximityZonesNeedRefreshing();
+}
+
+void KSZoneSynchronizer::replaceBeaconsForLocation(const std::string& identifier,
+                                                   const KSBeaconList& beacons) {
+  kManagerLog(kReplace, "Will replace beacons for location %@", identifier);
+  trace(kReplace, "New beacons %@", beacons);
+  const std::lock_guard lock(cache_.beaconsMutex());
+  const KSBeaconList earlier = cache_.zonesOfLocation(identifier);
+  inherit(beacons, earlier);
+  auto kept = book_.replaceBeacons(earlier, beacons);
+  if (identifier == kUnknownLocation) regionMonitor_.adjustBeaconRegions(beacons);
+  cache_.replaceZonesOfLocation(identifier, std::move(kept));
+  const auto location = cache_.noteZonesSynced(identifier, clock_.now());
+  if (!location) return;
+  link_.postOnMainQueue(KSProximityManagerProximityZonesForLocationUpdatedNotification,
+                        {{ks::manager_keys::kLocation, location}});
+}
+
+void KSZoneSynchronizer::newBeaconsFetched(const KSBeaconList& beacons) {
+  const auto guard = book_.lock();
+  for (const auto& fetched : beacons) {
+    const auto zone = book_.addOrReplaceBeaconToBeaconRegions(fetched);
+    cache_.admit(zone);
+    tracker_.rangeBeaconWithContent(zone, 0);
+  }
+}
+
+void KSZoneSynchronizer::updateGeofences(
+    const std::vector<std::shared_ptr<KSGeofence>>& geofences) {
+  for (const auto& geofence : geofences) {
+    if (!geofence->monitoringRegion()) continue;
+    cache_.setGeofence(geofence);
+    regionMonitor_.monitorGeofence(*geofence);
+  }
+}

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "BeaconSDK/Classes/Manager/Common/KSEngineState.h"
+#include "BeaconSDK/Classes/Manager/Common/KSManagerLink.h"
+#include "BeaconSDK/Classes/Manager/Regions/KSProximityTracker.h"
+#include "BeaconSDK/Classes/Manager/Regions/KSRegionBook.h"
+#include "BeaconSDK/Classes/Manager/Regions/KSRegionMonitor.h"
+#include "BeaconSDK/Classes/Manager/Synchronization/KSPortalRefresh.h"
+#include "BeaconSDK/Classes/Manager/Zones/KSZoneCache.h"
+
+/// Merges what the portal sends into the caches so that run-time state survives. Main queue only.
+class KSZoneSynchronizer {
+ public:
+  KSZoneSynchronizer(const KSManagerLink& link, KSEngineState& state, KSZoneCache& cache,
+                     KSRegionBook& book, KSProximityTracker& tracker,
+                     KSRegionMonitor& regionMonitor, KSPortalRefresh& refresh,
+                     const ks::Clock& clock)
+      : link_(link),
+        state_(state),
+        cache_(cache),
+        book_(book),
+        tracker_(tracker),
+        regionMonitor_(regionMonitor),
+        refresh_(refresh),
+        clock_(clock) {}
+
+  /// Replaces the location list. Ignored when the device cannot monitor regions or the permission
+  /// was taken away.
+  void addLoadedLocations(KSLocationList loaded);
+  /// Replaces the zones of one location, which need not be in the list.
+  void replaceBeaconsForLocation(const std::string& identifier, const KSBeaconList& beacons);
+  /// Takes over the content of given beacons, and evaluates those in range with it at once.
+  void newBeaconsFetched(const KSBeaconList& beacons);
+  /// Takes over geofences and monitors them. Those that the portal no longer sends stay.
+  void updateGeofences(const std::vector<std::shared_ptr<KSGeofence>>& geofences);
+
+ private:
+  const KSManagerLink& link_;
+  KSEngineState& state_;
+  KSZoneCache& cache_;
+  KSRegionBook& book_;
+  KSProximityTracker& tracker_;
+  KSRegionMonitor& regionMonitor_;
+  KSPortalRefresh& refresh_;
+  const ks::Clock& clock_;
+};
