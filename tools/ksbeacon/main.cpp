@@ -4,14 +4,16 @@
 #include <memory>
 #include <string>
 
+#include "BeaconSDK/Platform/Api/Version.h"
 #include "tools/ksbeacon/check/CheckCommand.h"
 #include "tools/ksbeacon/device/DoctorCommand.h"
 #include "tools/ksbeacon/device/RunCommand.h"
 #include "tools/ksbeacon/device/ScanCommand.h"
 #include "tools/ksbeacon/inspect/InspectCommand.h"
 #include "tools/ksbeacon/manual/HelpCommand.h"
-#include "tools/ksbeacon/options/ExitCode.h"
 #include "tools/ksbeacon/options/HelpFormatter.h"
+#include "tools/ksbeacon/output/Complaint.h"
+#include "tools/ksbeacon/output/ExitCode.h"
 #include "tools/ksbeacon/portal/PortalCommand.h"
 #include "tools/ksbeacon/simulate/SimulateCommand.h"
 
@@ -45,7 +47,7 @@ int run(int argc, char** argv) {
       "  ksbeacon run --portal https://portal.example.com/app --user kiosk-7\n"
       "  ksbeacon help run                                        examples and options of a "
       "command");
-  app.set_version_flag("--version", "ksbeacon " KS_VERSION);
+  app.set_version_flag("--version", std::string("ksbeacon ") + ks::kVersion);
   app.require_subcommand(1);
 
   int code = ks::tool::kSuccess;
@@ -63,8 +65,7 @@ int run(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     // Help and version are answers, not mistakes.
     if (error.get_exit_code() == 0) return app.exit(error);
-    std::cerr << "ksbeacon: " << mistakeIn(app, error) << '\n';
-    return ks::tool::kUsage;
+    return ks::tool::complain(mistakeIn(app, error), ks::tool::kUsage);
   }
   return code;
 }
@@ -75,10 +76,8 @@ int main(int argc, char** argv) {
   try {
     const int code = run(argc, argv);
     if (std::cout.flush() || code != ks::tool::kSuccess) return code;
-    std::cerr << "ksbeacon: the output could not be written\n";
-    return ks::tool::kFailure;
+    return ks::tool::complain("the output could not be written", ks::tool::kFailure);
   } catch (const std::exception& error) {
-    std::cerr << "ksbeacon: " << error.what() << '\n';
-    return ks::tool::kFailure;
+    return ks::tool::complain(error.what(), ks::tool::kFailure);
   }
 }

@@ -6,6 +6,7 @@
 #include "BeaconSDK/Classes/Beacon/Content/KSProximityZoneContentCategory.h"
 #include "BeaconSDK/Classes/Common/Foundation/NSData+Base64.h"
 #include "BeaconSDK/Classes/Common/Foundation/NSFileManager+Helpers.h"
+#include "BeaconSDK/Platform/Api/Ascii.h"
 #include "BeaconSDK/Platform/Api/Platform.h"
 
 namespace {
@@ -26,11 +27,7 @@ constexpr float kUniqueIdentifiersRange = 100;
 constexpr const char* kLocalCategoryIdentifier = "-100";
 
 std::string lowerCased(const std::optional<std::string>& code) {
-  std::string text = code.value_or("(null)");
-  std::transform(text.begin(), text.end(), text.begin(), [](char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-  });
-  return text;
+  return ks::asciiLowerCased(code.value_or("(null)"));
 }
 
 std::vector<ks::NSURLQueryItem> extraItems(

@@ -2,15 +2,15 @@
 
 #include <algorithm>
 
+#include "BeaconSDK/Platform/Api/Ascii.h"
+
 namespace ks {
 
 namespace {
 
-char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
-
 bool sameName(std::string_view a, std::string_view b) {
   return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                    [](char x, char y) { return lower(x) == lower(y); });
+                    [](char x, char y) { return asciiLowerCase(x) == asciiLowerCase(y); });
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "BeaconSDK/Platform/Api/Platform.h"
+#include "BeaconSDK/Platform/Api/Version.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedLoop.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedWorld.h"
 
@@ -16,7 +17,7 @@ namespace ks {
 /// What a simulated device says of itself and its user. May change while it runs.
 struct SimulatedSettings {
   NSBundle mainBundle{"com.example.application", "1.0"};
-  NSBundle libraryBundle{"com.example.library", "1.0.0"};
+  NSBundle libraryBundle{"com.example.library", kVersion};
   NSLocale locale{"it", "IT"};
   std::string timeZoneName = "Europe/Rome";
   std::string systemVersion = "16.4";

@@ -8,8 +8,10 @@
 
 #include "BeaconSDK/Platform/Api/Value.h"
 #include "tools/ksbeacon/check/DocumentCheck.h"
-#include "tools/ksbeacon/options/ExitCode.h"
-#include "tools/ksbeacon/timeline/TimelineEvent.h"
+#include "tools/ksbeacon/output/Complaint.h"
+#include "tools/ksbeacon/output/ExitCode.h"
+#include "tools/ksbeacon/output/JsonText.h"
+#include "tools/ksbeacon/output/PrintableText.h"
 
 namespace ks::tool {
 
@@ -18,8 +20,7 @@ namespace {
 int checkFolder(const std::string& folder, bool json) {
   std::error_code ec;
   if (!std::filesystem::is_directory(folder, ec)) {
-    std::cerr << "ksbeacon: " << folder << ": expected a folder of portal documents\n";
-    return kUsage;
+    return complain(folder + ": expected a folder of portal documents", kUsage);
   }
   const auto problems = checkDocuments(folder, std::chrono::system_clock::now());
   for (const portal::DocumentProblem& problem : problems) {
@@ -27,7 +28,7 @@ int checkFolder(const std::string& folder, bool json) {
                                              {"line", problem.line},
                                              {"member", problem.member},
                                              {"message", problem.message}})
-                       : problem.description())
+                       : printable(problem.description()))
               << '\n';
   }
   if (!json && problems.empty()) std::cout << "nothing is wrong\n";

@@ -11,6 +11,7 @@
 #include <tuple>
 #include <utility>
 
+#include "BeaconSDK/Platform/Api/Ascii.h"
 #include "BeaconSDK/Platform/Api/CoreLocation.h"
 #include "tools/ksbeacon/check/ContentCheck.h"
 
@@ -22,11 +23,6 @@ namespace json = boost::json;
 using portal::DocumentKind;
 using portal::DocumentProblem;
 using portal::PortalDocument;
-
-std::string upperCase(std::string text) {
-  for (char& c : text) c = static_cast<char>(c >= 'a' && c <= 'z' ? c - 'a' + 'A' : c);
-  return text;
-}
 
 /// Looks at the four documents of a folder together.
 class Checker {
@@ -93,7 +89,7 @@ class Checker {
   }
 
   void checkBeacon(const json::object& item, const std::string& path, Names& beacons) {
-    const std::string uuid = upperCase(textOf(item, "uuid"));
+    const std::string uuid = asciiUpperCased(textOf(item, "uuid"));
     if (!uuid.empty()) {
       const std::string identity =
           fmt::format("{}:{}:{}", uuid, textOf(item, "major"), textOf(item, "minor"));

@@ -11,10 +11,12 @@
 #include "BeaconSDK/Platform/Location/LocationEngine.h"
 #include "BeaconSDK/Platform/Location/Wakeup.h"
 #include "tools/ksbeacon/device/Services.h"
-#include "tools/ksbeacon/options/ExitCode.h"
 #include "tools/ksbeacon/options/NumberOption.h"
-#include "tools/ksbeacon/options/Terminal.h"
-#include "tools/ksbeacon/timeline/TimelineEvent.h"
+#include "tools/ksbeacon/output/Complaint.h"
+#include "tools/ksbeacon/output/ExitCode.h"
+#include "tools/ksbeacon/output/JsonText.h"
+#include "tools/ksbeacon/output/PrintableText.h"
+#include "tools/ksbeacon/output/Terminal.h"
 
 namespace ks::tool {
 
@@ -57,8 +59,8 @@ class Examination {
 void printText(const ServiceState& state, bool colours) {
   const char* const colour = !colours ? "" : state.usable ? "\033[32m" : "\033[31m";
   std::cout << fmt::format("{}{:<8}{}{:<14}{}\n", colour, state.usable ? "ok" : "missing",
-                           colours ? "\033[0m" : "", state.name, state.detail);
-  if (!state.mend.empty()) std::cout << fmt::format("{:22}mend: {}\n", "", state.mend);
+                           colours ? "\033[0m" : "", state.name, printable(state.detail));
+  if (!state.mend.empty()) std::cout << fmt::format("{:22}mend: {}\n", "", printable(state.mend));
 }
 
 void printJson(const ServiceState& state) {
@@ -81,9 +83,8 @@ int examine(Seconds patience, bool json) {
     }
   }
   if (runs) return kSuccess;
-  std::cerr << "ksbeacon: the library could not run: it needs its folders, and Bluetooth or "
-               "positions\n";
-  return kUnavailable;
+  return complain("the library could not run: it needs its folders, and Bluetooth or positions",
+                  kUnavailable);
 }
 
 }  // namespace

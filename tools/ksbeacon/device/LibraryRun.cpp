@@ -8,7 +8,8 @@
 
 #include "BeaconSDK/Platform/Linux/LinuxApplication.h"
 #include "BeaconSDK/Platform/Linux/Notifications/LinuxNotificationCenter.h"
-#include "tools/ksbeacon/options/ExitCode.h"
+#include "tools/ksbeacon/output/Complaint.h"
+#include "tools/ksbeacon/output/ExitCode.h"
 
 namespace ks::tool {
 
@@ -27,7 +28,8 @@ LibraryRun::LibraryRun(LibraryRunOptions options)
       device_(watched(options_.platform, transfers_)),
       printer_(std::cout, device_.clock().now(), options_.form),
       recorder_(std::make_shared<TimelineRecorder>(
-          device_.clock().now(), timeline_, options_.library.portalURL, options_.everyRanging)),
+          timeline_, TimelineRecorder::Options{device_.clock().now(), options_.library.portalURL,
+                                               options_.everyRanging})),
       platform_(std::make_shared<RecordingPlatform>(device_, *recorder_)),
       code_(kSuccess) {
   Platform::install(platform_);
@@ -122,7 +124,7 @@ void LibraryRun::started(const std::optional<Error>& error) {
 /// Whoever reads the timeline sees it as it happens; when nobody does any more, it ends.
 void LibraryRun::printed() {
   if (std::cout.flush() || stopping_) return;
-  std::cerr << "ksbeacon: nobody reads the output any more\n";
+  warn("nobody reads the output any more");
   end(kFailure);
 }
 

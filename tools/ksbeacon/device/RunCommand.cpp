@@ -4,19 +4,20 @@
 
 #include <csignal>
 #include <filesystem>
-#include <iostream>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "BeaconSDK/Platform/Api/Version.h"
 #include "BeaconSDK/Platform/Http/CertificateFile.h"
 #include "tools/ksbeacon/device/LibraryRun.h"
 #include "tools/ksbeacon/device/Password.h"
-#include "tools/ksbeacon/options/ExitCode.h"
 #include "tools/ksbeacon/options/PortalURL.h"
 #include "tools/ksbeacon/options/RefinementOption.h"
-#include "tools/ksbeacon/options/Terminal.h"
+#include "tools/ksbeacon/output/Complaint.h"
+#include "tools/ksbeacon/output/ExitCode.h"
+#include "tools/ksbeacon/output/Terminal.h"
 
 namespace ks::tool {
 
@@ -35,11 +36,6 @@ struct Arguments {
   bool log = false;
   bool verbose = false;
 };
-
-int complain(const std::string& text, int code) {
-  std::cerr << "ksbeacon: " << text << '\n';
-  return code;
-}
 
 std::string checkTag(const std::string& tag) {
   return tag.find('=') == std::string::npos || tag.front() == '='
@@ -60,7 +56,7 @@ bool isEncryptedOrLocal(const std::string& url) {
 
 LibraryRunOptions optionsFor(const Arguments& arguments, std::string password) {
   LibraryRunOptions options;
-  options.platform.version = KS_VERSION;
+  options.platform.version = kVersion;
   if (!arguments.authorities.empty()) {
     options.platform.additionalCertificateAuthorities =
         std::filesystem::absolute(arguments.authorities);
@@ -97,7 +93,7 @@ int runLibrary(Arguments arguments) {
   auto password = findPassword(arguments.password);
   if (!password) return complain(password.error().localizedDescription(), kUsage);
   if (!isEncryptedOrLocal(url)) {
-    complain(url + ": the password travels unencrypted; https:// keeps it secret", 0);
+    warn(url + ": the password travels unencrypted; https:// keeps it secret");
   }
   // Whatever is written, by whichever part: for its owner alone.
   umask(S_IRWXG | S_IRWXO);

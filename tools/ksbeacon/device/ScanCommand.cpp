@@ -12,9 +12,11 @@
 #include "tools/ksbeacon/device/BeaconList.h"
 #include "tools/ksbeacon/device/ScanText.h"
 #include "tools/ksbeacon/device/Services.h"
-#include "tools/ksbeacon/options/ExitCode.h"
 #include "tools/ksbeacon/options/NumberOption.h"
-#include "tools/ksbeacon/options/Terminal.h"
+#include "tools/ksbeacon/output/Complaint.h"
+#include "tools/ksbeacon/output/ExitCode.h"
+#include "tools/ksbeacon/output/PrintableText.h"
+#include "tools/ksbeacon/output/Terminal.h"
 
 namespace ks::tool {
 
@@ -56,8 +58,7 @@ class Scan {
     if (live_) std::cout << "\033[?25h\033[?1049l" << std::flush;
     const ServiceState radio = machine_.bluetooth();
     if (radio.usable || packets_ > 0) return kSuccess;
-    std::cerr << "ksbeacon: " << complaint(radio) << '\n';
-    return kUnavailable;
+    return complain(complaint(radio), kUnavailable);
   }
 
  private:
@@ -87,7 +88,7 @@ class Scan {
     const TerminalSize size = outputSize();
     const ServiceState radio = machine_.bluetooth();
     std::string text = radio.usable ? "Bluetooth: " + radio.detail : complaint(radio);
-    text = "\033[H" + text.substr(0, size.columns) + "\033[K\n\033[K\n";
+    text = "\033[H" + printable(text).substr(0, size.columns) + "\033[K\n\033[K\n";
     for (std::string& line : beaconTable(beacons, std::max<std::size_t>(size.rows, 6) - 3)) {
       line.pop_back();
       text += line.substr(0, size.columns) + "\033[K\n";
@@ -109,7 +110,7 @@ class Scan {
     const ServiceState radio = machine_.bluetooth();
     const std::string text = radio.usable ? "" : complaint(radio);
     if (!live_ && text != told_ && !text.empty()) {
-      std::cerr << "ksbeacon: " << text << "; waiting\n";
+      warn(text + "; waiting");
     }
     told_ = text;
   }

@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "tools/ksbeacon/output/JsonText.h"
 #include "tools/ksbeacon/timeline/DecisionText.h"
-#include "tools/ksbeacon/timeline/TimelineEvent.h"
 
 namespace ks::tool {
 

@@ -2,8 +2,10 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <boost/json/basic_parser_impl.hpp>
 #include <boost/json/error.hpp>
+#include <charconv>
 #include <optional>
 #include <unordered_set>
 
@@ -26,6 +28,7 @@ class TreeBuilder {
   static constexpr std::size_t max_string_size = static_cast<std::size_t>(-1);
 
   int line = 1;
+  bool takesRepeatedMembers = false;
   JsonNode root;
   /// The member that stands twice, when that is why the parser stopped.
   std::optional<std::string> repeated;
@@ -43,7 +46,7 @@ class TreeBuilder {
   bool on_key(json::string_view part, std::size_t, json::error_code& ec) {
     text_.append(part.data(), part.size());
     Open& object = open_.back();
-    if (!object.names.insert(text_).second) {
+    if (!takesRepeatedMembers && !object.names.insert(text_).second) {
       repeated = std::move(text_);
       ec = json::error::syntax;
       return false;
@@ -137,17 +140,37 @@ std::string JsonNode::inWords() const {
   return "null";
 }
 
-std::variant<JsonNode, InputError> parseLocatedJson(std::string_view text,
-                                                    const std::string& file) {
-  if (text.size() > kMaximumDocumentBytes) {
+int JsonNode::lineOf(std::string_view member) const {
+  if (list() != nullptr && member.starts_with('[')) {
+    std::size_t index = list()->size();
+    const char* const end = member.data() + member.size();
+    const auto [rest, ignored] = std::from_chars(member.data() + 1, end, index);
+    if (index < list()->size() && rest != end) return (*list())[index].lineOf({rest + 1, end});
+  } else if (members() != nullptr) {
+    if (member.starts_with('.')) member.remove_prefix(1);
+    const auto found =
+        std::ranges::find_if(members()->rbegin(), members()->rend(), [&](const auto& each) {
+          const auto rest = member.substr(std::min(each.first.size(), member.size()));
+          return member.starts_with(each.first) &&
+                 (rest.empty() || rest.front() == '.' || rest.front() == '[');
+        });
+    if (found != members()->rend()) return found->second.lineOf(member.substr(found->first.size()));
+  }
+  return line;
+}
+
+std::variant<JsonNode, InputError> parseLocatedJson(std::string_view text, const std::string& file,
+                                                    const LocatedJsonOptions& wanted) {
+  if (text.size() > wanted.maximumBytes) {
     return InputError{file, 0, "",
-                      fmt::format("expected at most {} MiB", kMaximumDocumentBytes >> 20)};
+                      fmt::format("expected at most {} MiB", wanted.maximumBytes >> 20)};
   }
   if (text.starts_with("\xEF\xBB\xBF")) text.remove_prefix(3);
   json::parse_options options;
   options.max_depth = kMaximumDocumentDepth;
   json::basic_parser<TreeBuilder> parser(options);
   TreeBuilder& tree = parser.handler();
+  tree.takesRepeatedMembers = wanted.repeatedMembers;
   json::error_code ec;
   while (!text.empty() && !ec) {
     const std::size_t length = std::min(text.find('\n'), text.size() - 1) + 1;

@@ -28,15 +28,26 @@ struct JsonNode {
 
   /// The value as a message shows it: "text \"far\"", "-1", "a list".
   std::string inWords() const;
+
+  /// The line of the value at `member` ("[2].content.proximity"); where there is none, that of the
+  /// innermost value around it.
+  int lineOf(std::string_view member) const;
 };
 
 /// Bounds for documents that somebody wrote by hand or a script made.
 inline constexpr std::size_t kMaximumDocumentBytes = 4UL * 1024 * 1024;
 inline constexpr std::size_t kMaximumDocumentDepth = 32;
 
-/// Reads a JSON document (strict JSON, UTF-8, an optional byte-order mark). A member that is given
-/// twice in one object is a mistake. `file` only names the document in messages.
-std::variant<JsonNode, InputError> parseLocatedJson(std::string_view text, const std::string& file);
+struct LocatedJsonOptions {
+  std::size_t maximumBytes = kMaximumDocumentBytes;
+  /// Takes a member that is given twice in one object, which is a mistake otherwise.
+  bool repeatedMembers = false;
+};
+
+/// Reads a JSON document (strict JSON, UTF-8, an optional byte-order mark). `file` only names the
+/// document in messages.
+std::variant<JsonNode, InputError> parseLocatedJson(std::string_view text, const std::string& file,
+                                                    const LocatedJsonOptions& options = {});
 
 /// The same for the content of `path`.
 std::variant<JsonNode, InputError> readLocatedJson(const std::string& path);

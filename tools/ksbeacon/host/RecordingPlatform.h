@@ -3,7 +3,7 @@
 #include <memory>
 
 #include "BeaconSDK/Platform/Api/ForwardingPlatform.h"
-#include "tools/ksbeacon/host/LocationListener.h"
+#include "tools/ksbeacon/timeline/LocationListener.h"
 
 namespace ks::tool {
 

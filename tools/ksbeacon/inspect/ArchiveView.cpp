@@ -14,7 +14,8 @@
 #include "BeaconSDK/Classes/Common/Foundation/NSData+Base64.h"
 #include "BeaconSDK/Classes/Common/Foundation/PropertyLists/NSPropertyListSerialization.h"
 #include "BeaconSDK/Classes/Common/Foundation/PropertyLists/PropertyListValues.h"
-#include "tools/ksbeacon/timeline/TimelineEvent.h"
+#include "tools/ksbeacon/output/JsonText.h"
+#include "tools/ksbeacon/output/PrintableText.h"
 
 namespace ks::tool {
 
@@ -237,10 +238,7 @@ std::string dataText(const Data& data) {
 
 /// Quoted where it could be taken for something else or would reach the terminal's controls.
 std::string plainText(const std::string& text) {
-  const bool isPlain = std::ranges::none_of(text, [](char c) {
-    const auto code = static_cast<unsigned char>(c);
-    return code < 0x20 || (code >= 0x7f && code < 0xa0);
-  });
+  const bool isPlain = printable(text) == text;
   if (!text.empty() && isPlain && text.front() != ' ' && text.back() != ' ') return text;
   return jsonText(text);
 }

@@ -10,7 +10,8 @@
 
 #include "tools/ksbeacon/documents/InputError.h"
 #include "tools/ksbeacon/inspect/ArchiveView.h"
-#include "tools/ksbeacon/options/ExitCode.h"
+#include "tools/ksbeacon/output/Complaint.h"
+#include "tools/ksbeacon/output/ExitCode.h"
 
 namespace ks::tool {
 
@@ -19,24 +20,23 @@ namespace {
 /// Far above what the library writes; protects the memory from a wrong file.
 constexpr std::uintmax_t kLargestFile = 256UL * 1024 * 1024;
 
-int complain(const std::string& file, const std::string& text) {
-  std::cerr << "ksbeacon: " << InputError{file, 0, "", text}.message() << '\n';
-  return kUsage;
+int refuse(const std::string& file, const std::string& text) {
+  return complain(InputError{file, 0, "", text}.message(), kUsage);
 }
 
 int inspect(const std::string& file, bool json) {
   std::error_code ec;
-  if (!std::filesystem::is_regular_file(file, ec)) return complain(file, "expected a file");
+  if (!std::filesystem::is_regular_file(file, ec)) return refuse(file, "expected a file");
   if (std::filesystem::file_size(file, ec) > kLargestFile) {
-    return complain(file, "expected an archive, got more than 256 MiB");
+    return refuse(file, "expected an archive, got more than 256 MiB");
   }
   std::ifstream stream(file, std::ios::binary);
-  if (!stream) return complain(file, "cannot be read");
+  if (!stream) return refuse(file, "cannot be read");
   const std::vector<std::uint8_t> bytes{std::istreambuf_iterator<char>(stream), {}};
   const auto view = viewArchive(bytes);
   if (!view) {
-    return complain(file, "expected a keyed archive or a property list: " +
-                              view.error().localizedDescription());
+    return refuse(file, "expected a keyed archive or a property list: " +
+                            view.error().localizedDescription());
   }
   if (json) {
     std::cout << archiveJson(view->content) << '\n';

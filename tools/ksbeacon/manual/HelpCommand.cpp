@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "BeaconSDK/Platform/Api/Version.h"
 #include "tools/ksbeacon/manual/CommandTable.h"
 
 namespace ks::tool {
@@ -64,7 +65,7 @@ void addHelpCommands(CLI::App& app) {
   command->add_flag("--man", arguments->manual, "Print the manual page's source");
   command->callback([&app, arguments] {
     if (arguments->manual) {
-      std::cout << manualPage(commandTable(app), KS_VERSION);
+      std::cout << manualPage(commandTable(app), kVersion);
     } else {
       printHelp(app, arguments->topic);
     }

@@ -12,12 +12,14 @@
 
 #include "BeaconSDK/Platform/Api/Value.h"
 #include "tools/ksbeacon/documents/ObjectReader.h"
-#include "tools/ksbeacon/options/ExitCode.h"
-#include "tools/ksbeacon/options/FaultOption.h"
 #include "tools/ksbeacon/options/NumberOption.h"
+#include "tools/ksbeacon/output/Complaint.h"
+#include "tools/ksbeacon/output/ExitCode.h"
+#include "tools/ksbeacon/output/JsonText.h"
+#include "tools/ksbeacon/output/PrintableText.h"
+#include "tools/ksbeacon/portal/FaultOption.h"
 #include "tools/ksbeacon/portal/PortalConsole.h"
 #include "tools/ksbeacon/portal/PortalServer.h"
-#include "tools/ksbeacon/timeline/TimelineEvent.h"
 
 namespace ks::tool {
 
@@ -33,11 +35,6 @@ struct Arguments {
   std::vector<std::string> faults;
   bool json = false;
 };
-
-int complain(const std::string& text, int code) {
-  std::cerr << "ksbeacon: " << text << '\n';
-  return code;
-}
 
 /// `{"username": "...", "password": "..."}`; an empty message means success.
 std::string readCredentials(const std::string& file, portal::PortalOptions& options) {
@@ -61,14 +58,14 @@ class RequestPrinter {
                                       {"method", request.method},
                                       {"target", request.target},
                                       {"status", status}})
-                : fmt::format("{} {}  {}", request.method, request.target,
+                : fmt::format("{} {}  {}", printable(request.method), printable(request.target),
                               request.status == 0 ? "dropped" : std::to_string(request.status)));
   }
   void print(const portal::PortalStatistic& statistic) {
     const std::string event = statistic.zoneKind + "/" + statistic.event;
     write(json_ ? jsonText(
                       Dictionary{{"kind", "statistic"}, {"event", event}, {"body", statistic.body}})
-                : "statistic " + event + "  " + statistic.body);
+                : "statistic " + event + "  " + printable(statistic.body));
   }
 
  private:
@@ -112,7 +109,7 @@ int servePortal(const Arguments& arguments) {
   RequestPrinter printer(arguments.json);
   options.onRequest = [&](const portal::PortalRequest& request) { printer.print(request); };
   options.onStatistic = [&](const portal::PortalStatistic& statistic) { printer.print(statistic); };
-  options.onMessage = [](const std::string& message) { complain(message, 0); };
+  options.onMessage = [](const std::string& message) { warn(message); };
 
   const bool own = !arguments.credentials.empty();
   const auto server = portal::PortalServer::start(std::move(options));
@@ -120,13 +117,14 @@ int servePortal(const Arguments& arguments) {
     const bool isBusy = server.error().code() == portal::kPortalCannotListen;
     return complain(server.error().localizedDescription(), isBusy ? kUnavailable : kUsage);
   }
-  std::cerr << fmt::format("serving {} at {}\n{}\nstop with Ctrl-C\n", arguments.documents,
-                           (*server)->url(),
-                           own ? "asking for the credentials of " + arguments.credentials
-                               : "asking for user demo, password demo; --credentials FILE changes "
-                                 "that");
-  console.wait(
-      [&](const std::string& line) { std::cerr << obeyFaultLine(line, **server) << '\n'; });
+  const std::string asked =
+      own ? "asking for the credentials of " + arguments.credentials
+          : "asking for user demo, password demo; --credentials FILE changes that";
+  std::cerr << fmt::format("serving {} at {}\n{}\nstop with Ctrl-C\n",
+                           printable(arguments.documents), (*server)->url(), printable(asked));
+  console.wait([&](const std::string& line) {
+    std::cerr << printable(obeyFaultLine(line, **server)) + "\n";
+  });
   (*server)->stop();
   std::cerr << "stopped\n";
   return kSuccess;

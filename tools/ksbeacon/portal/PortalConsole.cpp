@@ -11,7 +11,7 @@
 #include <csignal>
 #include <variant>
 
-#include "tools/ksbeacon/options/FaultOption.h"
+#include "tools/ksbeacon/portal/FaultOption.h"
 #include "tools/ksbeacon/portal/PortalServer.h"
 
 namespace ks::tool {

@@ -7,9 +7,7 @@
 #include <iterator>
 #include <system_error>
 #include <utility>
-
-#include "tools/ksbeacon/portal/JsonLocation.h"
-#include "tools/ksbeacon/portal/PortalSchema.h"
+#include <variant>
 
 namespace ks::portal {
 
@@ -29,26 +27,18 @@ std::optional<std::string> readFile(const std::filesystem::path& file) {
   return std::string(std::istreambuf_iterator<char>(in), {});
 }
 
+/// The same text with its lines, for the sake of messages.
+std::variant<tool::JsonNode, tool::InputError> locate(const PortalDocument& document) {
+  return tool::parseLocatedJson(document.text, document.file.string(),
+                                {.maximumBytes = kMaximumDocumentSize, .repeatedMembers = true});
+}
+
 void addProblem(PortalDocument& document, int line, std::string member, std::string message) {
   if (document.problems.size() >= kMaximumProblems) return;
   document.problems.push_back({document.file, line, std::move(member), std::move(message)});
 }
 
 }  // namespace
-
-const char* documentFileName(DocumentKind kind) {
-  switch (kind) {
-    case DocumentKind::categories:
-      return "categories.json";
-    case DocumentKind::locations:
-      return "locations.json";
-    case DocumentKind::beacons:
-      return "beacons.json";
-    case DocumentKind::geofences:
-      return "geofences.json";
-  }
-  return "";
-}
 
 std::string DocumentProblem::description() const {
   std::string text = file.string();
@@ -57,7 +47,14 @@ std::string DocumentProblem::description() const {
   return text + ": " + message;
 }
 
-int PortalDocument::lineOf(std::string_view member) const { return lineOfMember(text, member); }
+int PortalDocument::lineOf(std::string_view member) {
+  if (!located_) {
+    auto read = locate(*this);
+    auto* const root = std::get_if<tool::JsonNode>(&read);
+    located_ = root == nullptr ? tool::JsonNode{} : std::move(*root);
+  }
+  return located_->lineOf(member);
+}
 
 PortalDocument readDocument(DocumentKind kind, const std::filesystem::path& folder) {
   const auto file = folder / documentFileName(kind);
@@ -92,7 +89,10 @@ PortalDocument parseDocument(DocumentKind kind, const std::filesystem::path& fil
   if (!error && used < document.text.size()) error = json::make_error_code(json::error::extra_data);
   if (!error) parser.finish(error);
   if (error) {
-    addProblem(document, lineAt(document.text, used), "", "no valid JSON: " + error.message());
+    const auto read = locate(document);
+    const auto* const mistake = std::get_if<tool::InputError>(&read);
+    addProblem(document, mistake == nullptr ? 0 : mistake->line, "",
+               "no valid JSON: " + error.message());
     return document;
   }
   json::value value = parser.release();

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <array>
 #include <boost/json/array.hpp>
 #include <cstddef>
 #include <filesystem>
@@ -9,15 +8,10 @@
 #include <string_view>
 #include <vector>
 
+#include "tools/ksbeacon/documents/LocatedJson.h"
+#include "tools/ksbeacon/portal/PortalSchema.h"
+
 namespace ks::portal {
-
-enum class DocumentKind { categories, locations, beacons, geofences };
-
-inline constexpr std::array kDocumentKinds = {DocumentKind::categories, DocumentKind::locations,
-                                              DocumentKind::beacons, DocumentKind::geofences};
-
-/// "categories.json", ...
-const char* documentFileName(DocumentKind kind);
 
 /// One thing wrong in a document.
 struct DocumentProblem {
@@ -44,9 +38,12 @@ struct PortalDocument {
   /// Everything wrong with it; empty for a good one.
   std::vector<DocumentProblem> problems;
 
-  /// The line on which the value at `member` ("[2].content.proximity") begins; 0 when there is
-  /// none.
-  int lineOf(std::string_view member) const;
+  /// The line on which the value at `member` ("[2].content.proximity") begins, or the innermost
+  /// value around it. The first call reads the text again.
+  int lineOf(std::string_view member);
+
+ private:
+  std::optional<tool::JsonNode> located_;
 };
 
 /// Documents above this size are refused.

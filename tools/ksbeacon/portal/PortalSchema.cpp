@@ -266,6 +266,20 @@ class Check {
 
 }  // namespace
 
+const char* documentFileName(DocumentKind kind) {
+  switch (kind) {
+    case DocumentKind::categories:
+      return "categories.json";
+    case DocumentKind::locations:
+      return "locations.json";
+    case DocumentKind::beacons:
+      return "beacons.json";
+    case DocumentKind::geofences:
+      return "geofences.json";
+  }
+  return "";
+}
+
 void checkItems(DocumentKind kind, const json::array& items, const ProblemSink& report) {
   for (std::size_t i = 0; i < items.size(); ++i) {
     Check(report).object(items[i], documentMembers(kind), "[" + std::to_string(i) + "]");

@@ -1,12 +1,19 @@
 #pragma once
 
+#include <array>
 #include <boost/json/array.hpp>
 #include <functional>
 #include <string>
 
-#include "tools/ksbeacon/portal/PortalDocuments.h"
-
 namespace ks::portal {
+
+enum class DocumentKind { categories, locations, beacons, geofences };
+
+inline constexpr std::array kDocumentKinds = {DocumentKind::categories, DocumentKind::locations,
+                                              DocumentKind::beacons, DocumentKind::geofences};
+
+/// "categories.json", ...
+const char* documentFileName(DocumentKind kind);
 
 /// Told of each fault: the member's path ("[2].content.proximity") and what was expected.
 using ProblemSink = std::function<void(const std::string& member, const std::string& message)>;

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <utility>
 
+#include "tools/ksbeacon/output/JsonText.h"
 #include "tools/ksbeacon/report/ReportTemplate.h"
 
 namespace ks::tool {

@@ -41,6 +41,16 @@ portal::Fault portalFault(const Scenario::Fault& fault) {
   return made;
 }
 
+TimelineRecorder::Options recorderOptions(const Scenario& scenario, std::string portalURL,
+                                          bool everyRanging) {
+  TimelineRecorder::Options options{scenario.start, std::move(portalURL), everyRanging};
+  for (const Scenario::Beacon& beacon : scenario.beacons) {
+    const SimulatedBeacon& radio = beacon.radio;
+    options.beaconNames[{radio.proximityUUID, radio.major, radio.minor}] = beacon.name;
+  }
+  return options;
+}
+
 /// Runs the agenda of a scenario: what happens at which moment, and the time between.
 class Run {
  public:
@@ -211,8 +221,8 @@ SimulationResult simulate(const Scenario& scenario, const SimulationOptions& opt
     if (event.kind == TimelineKind::http) ++(event.details["status"].isNull() ? silences : replies);
     timeline.add(event);
   });
-  const auto recorder =
-      std::make_shared<TimelineRecorder>(scenario, watched, url, options.everyRanging);
+  const auto recorder = std::make_shared<TimelineRecorder>(
+      watched, recorderOptions(scenario, url, options.everyRanging));
   Run run(scenario, options, server.get(), recorder, url);
   result.interrupted = !run.run();
   if (server) server->stop();

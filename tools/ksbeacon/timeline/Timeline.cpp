@@ -4,6 +4,9 @@
 
 #include <cmath>
 
+#include "tools/ksbeacon/output/JsonText.h"
+#include "tools/ksbeacon/output/PrintableText.h"
+
 namespace ks::tool {
 
 namespace {
@@ -28,14 +31,6 @@ const char* colourOf(const TimelineEvent& event) {
   }
 }
 
-/// No event may break its line or reach the terminal's controls.
-std::string onOneLine(std::string text) {
-  for (char& c : text) {
-    if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f) c = ' ';
-  }
-  return text;
-}
-
 }  // namespace
 
 void TimelinePrinter::print(const TimelineEvent& event) {
@@ -55,7 +50,7 @@ void TimelinePrinter::printText(const TimelineEvent& event) {
   } else {
     stream_ << kind;
   }
-  stream_ << "  " << onOneLine(event.text) << '\n';
+  stream_ << "  " << printable(event.text) << '\n';
 }
 
 void TimelinePrinter::printJson(const TimelineEvent& event) {

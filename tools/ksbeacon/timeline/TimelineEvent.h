@@ -44,11 +44,4 @@ struct TimelineEvent {
 /// "0:01:30.500", to the millisecond.
 std::string timelineMoment(Seconds at);
 
-/// "2026-05-04T09:01:53.000Z", as RFC 3339 has it; for the device's own dates.
-std::string dateInUTC(Date date);
-
-/// A value as one line of JSON; members keep their order, absent values are null, numbers that no
-/// JSON can hold are null.
-std::string jsonText(const Value& value);
-
 }  // namespace ks::tool

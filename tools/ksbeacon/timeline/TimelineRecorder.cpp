@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "tools/ksbeacon/documents/LocatedJson.h"
+#include "tools/ksbeacon/output/JsonText.h"
 #include "tools/ksbeacon/timeline/DecisionText.h"
 
 namespace ks::tool {
@@ -78,24 +79,8 @@ std::string regionInWords(const CLRegion& region) {
 
 }  // namespace
 
-TimelineRecorder::TimelineRecorder(Date start, Timeline& timeline, std::string portalURL,
-                                   bool everyRanging)
-    : timeline_(timeline),
-      start_(start),
-      portalURL_(std::move(portalURL)),
-      everyRanging_(everyRanging) {}
-
-TimelineRecorder::TimelineRecorder(const Scenario& scenario, Timeline& timeline,
-                                   std::string portalURL, bool everyRanging)
-    : TimelineRecorder(scenario.start, timeline, std::move(portalURL), everyRanging) {
-  for (const Scenario::Beacon& beacon : scenario.beacons) {
-    const SimulatedBeacon& radio = beacon.radio;
-    beaconNames_[{radio.proximityUUID, radio.major, radio.minor}] = beacon.name;
-  }
-}
-
 void TimelineRecorder::add(TimelineEvent event) {
-  event.at = clock_ == nullptr ? Seconds{0} : clock_->now() - start_;
+  event.at = clock_ == nullptr ? Seconds{0} : clock_->now() - options_.start;
   timeline_.add(event);
 }
 
@@ -105,8 +90,8 @@ void TimelineRecorder::say(TimelineKind kind, std::string text, Dictionary detai
   event.text = std::move(text);
   event.details = std::move(details);
   // Some texts quote the portal's address, which is another one in every run.
-  for (std::size_t at = 0; (at = event.text.find(portalURL_, at)) != std::string::npos;) {
-    event.text.replace(at, portalURL_.size(), "PORTAL");
+  for (std::size_t at = 0; (at = event.text.find(options_.portalURL, at)) != std::string::npos;) {
+    event.text.replace(at, options_.portalURL.size(), "PORTAL");
   }
   if (event.details.empty()) event.details.set("text", event.text);
   add(std::move(event));
@@ -160,7 +145,7 @@ void TimelineRecorder::ranged(const CLBeaconRegion& region, const std::vector<CL
   event.kind = TimelineKind::ranging;
   event.text = changesIn(region, beacons);
   event.minor = event.text.empty();
-  if (everyRanging_) {
+  if (options_.everyRanging) {
     event.details = {{"region", region.identifier()}, {"beacons", rangingDetails(beacons)}};
     if (event.minor) event.text = "no change";
   } else if (event.minor) {
@@ -252,15 +237,15 @@ void TimelineRecorder::addStatistic(const std::string& target, const Data& body)
 }
 
 std::string TimelineRecorder::nameOf(const BeaconIdentity& beacon) const {
-  const auto found = beaconNames_.find(beacon);
-  if (found != beaconNames_.end()) return found->second;
+  const auto found = options_.beaconNames.find(beacon);
+  if (found != options_.beaconNames.end()) return found->second;
   const auto& [uuid, major, minor] = beacon;
   return fmt::format("{}:{}:{}", uuid.UUIDString(), major, minor);
 }
 
 std::string TimelineRecorder::targetOf(const NSURL& url) const {
   const std::string& text = url.absoluteString;
-  if (text.starts_with(portalURL_)) return text.substr(portalURL_.size());
+  if (text.starts_with(options_.portalURL)) return text.substr(options_.portalURL.size());
   // Something else than the portal, as an image: only its path is the same in every run.
   const std::size_t host = text.find("://");
   const std::size_t path = host == std::string::npos ? host : text.find('/', host + 3);

@@ -4,13 +4,13 @@
 #include <memory>
 #include <string>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 #include "BeaconSDK/Classes/Manager/Common/KSEngineObserver.h"
 #include "BeaconSDK/Platform/Api/Foundation.h"
 #include "BeaconSDK/Platform/Http/HttpURLLoadingSystem.h"
-#include "tools/ksbeacon/host/LocationListener.h"
-#include "tools/ksbeacon/scenario/Scenario.h"
+#include "tools/ksbeacon/timeline/LocationListener.h"
 #include "tools/ksbeacon/timeline/Timeline.h"
 
 namespace ks::tool {
@@ -23,13 +23,21 @@ class TimelineRecorder : public KSEngineObserver, public LocationListener {
  public:
   using BeaconIdentity = std::tuple<UUID, std::uint16_t, std::uint16_t>;
 
-  /// The scenario and the timeline must outlive the recorder. `clock` changes with the device.
-  /// With `everyRanging` each ranging result is an event with all its beacons; otherwise only those
-  /// beacons make one that are new, gone or at another proximity.
-  TimelineRecorder(const Scenario& scenario, Timeline& timeline, std::string portalURL,
-                   bool everyRanging = true);
-  /// For a device whose beacons nobody has named.
-  TimelineRecorder(Date start, Timeline& timeline, std::string portalURL, bool everyRanging);
+  struct Options {
+    /// The moment from which events count theirs.
+    Date start;
+    /// The portal's root; texts show "PORTAL" in its place.
+    std::string portalURL;
+    /// Each ranging result is an event with all its beacons; otherwise only those beacons make one
+    /// that are new, gone or at another proximity.
+    bool everyRanging = true;
+    /// What the timeline calls the beacons; one without a name is called "UUID:MAJOR:MINOR".
+    std::map<BeaconIdentity, std::string> beaconNames = {};
+  };
+
+  /// The timeline must outlive the recorder.
+  TimelineRecorder(Timeline& timeline, Options options)
+      : timeline_(timeline), options_(std::move(options)) {}
 
   /// The clock of the device that reports from now on.
   void follow(const Clock& clock) { clock_ = &clock; }
@@ -61,11 +69,8 @@ class TimelineRecorder : public KSEngineObserver, public LocationListener {
   void addStatistic(const std::string& target, const Data& body);
 
   Timeline& timeline_;
-  Date start_;
-  std::string portalURL_;
-  bool everyRanging_;
+  const Options options_;
   const Clock* clock_ = nullptr;
-  std::map<BeaconIdentity, std::string> beaconNames_;
   /// The proximity of each beacon last ranged in each region.
   std::map<std::string, std::map<BeaconIdentity, CLProximity>, std::less<>> lastRanging_;
 };

@@ -4,6 +4,8 @@
 #include <cmath>
 #include <utility>
 
+#include "BeaconSDK/Platform/Api/Ascii.h"
+
 namespace ks {
 
 namespace {
@@ -32,8 +34,6 @@ constexpr std::string_view kBaseSuffix = "-0000-1000-8000-00805F9B34FB";
 constexpr std::string_view kShortPrefix = "0000";
 
 using Bytes = std::span<const std::uint8_t>;
-
-char upperCase(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
 
 // Identifiers travel least significant byte first.
 CBUUID serviceFromWire(Bytes wire) {
@@ -121,7 +121,7 @@ Advertisement parseAdvertisement(std::string address, Bytes bytes, Dbm rssi) {
 
 CBUUID serviceIdentifier(std::string_view text) {
   std::string upper(text);
-  std::transform(upper.begin(), upper.end(), upper.begin(), upperCase);
+  std::transform(upper.begin(), upper.end(), upper.begin(), asciiUpperCase);
   std::string_view shorter = upper;
   if (shorter.ends_with(kBaseSuffix)) shorter.remove_suffix(kBaseSuffix.size());
   if (shorter.size() == 8 && shorter.starts_with(kShortPrefix)) {

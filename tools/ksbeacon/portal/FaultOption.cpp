@@ -1,4 +1,4 @@
-#include "tools/ksbeacon/options/FaultOption.h"
+#include "tools/ksbeacon/portal/FaultOption.h"
 
 #include <fmt/format.h>
 

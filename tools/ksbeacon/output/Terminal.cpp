@@ -1,4 +1,4 @@
-#include "tools/ksbeacon/options/Terminal.h"
+#include "tools/ksbeacon/output/Terminal.h"
 
 #include <sys/ioctl.h>
 #include <unistd.h>

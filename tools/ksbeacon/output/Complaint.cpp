@@ -1,0 +1,16 @@
+#include "tools/ksbeacon/output/Complaint.h"
+
+#include <iostream>
+
+#include "tools/ksbeacon/output/PrintableText.h"
+
+namespace ks::tool {
+
+void warn(std::string_view text) { std::cerr << "ksbeacon: " + printable(text) + "\n"; }
+
+int complain(std::string_view text, int code) {
+  warn(text);
+  return code;
+}
+
+}  // namespace ks::tool

@@ -1,0 +1,162 @@
+#include "tools/ksbeacon/simulate/SimulateJob.h"
+
+#include <fmt/format.h>
+
+#include <filesystem>
+#include <iostream>
+#include <variant>
+
+#include "BeaconSDK/Platform/Api/Ascii.h"
+#include "tools/ksbeacon/options/PortalURL.h"
+#include "tools/ksbeacon/options/RefinementOption.h"
+#include "tools/ksbeacon/output/Complaint.h"
+#include "tools/ksbeacon/output/ExitCode.h"
+#include "tools/ksbeacon/output/JsonText.h"
+#include "tools/ksbeacon/output/OutputPlace.h"
+#include "tools/ksbeacon/output/PrintableText.h"
+#include "tools/ksbeacon/output/Terminal.h"
+#include "tools/ksbeacon/report/ReportPage.h"
+#include "tools/ksbeacon/scenario/ScenarioReader.h"
+#include "tools/ksbeacon/simulate/ExpectedNames.h"
+#include "tools/ksbeacon/simulate/Interruption.h"
+#include "tools/ksbeacon/simulate/ProgressLine.h"
+#include "tools/ksbeacon/simulate/RepeatedWalks.h"
+#include "tools/ksbeacon/simulate/Simulation.h"
+
+namespace ks::tool {
+
+namespace {
+
+bool isTrack(const SimulateArguments& arguments) {
+  return asciiLowerCased(std::filesystem::path(arguments.scenario).extension().string()) == ".gpx";
+}
+
+std::variant<Scenario, InputError> readJob(const SimulateArguments& arguments) {
+  if (!isTrack(arguments)) return readScenarioFile(arguments.scenario);
+  return readTrackScenario(arguments.scenario, arguments.documents);
+}
+
+/// Why the files asked for cannot be written; empty when they can.
+std::string objectionToFiles(const SimulateArguments& arguments) {
+  if (!arguments.report.empty() && !canBeWritten(arguments.report)) {
+    return arguments.report + ": expected a file in a folder that can be written";
+  }
+  if (!arguments.state.empty() && !canHoldFiles(arguments.state)) {
+    return arguments.state + ": expected a folder that can be written";
+  }
+  return "";
+}
+
+SimulationOptions optionsFor(const SimulateArguments& arguments) {
+  SimulationOptions options;
+  if (arguments.until >= 0) options.until = Seconds{arguments.until};
+  options.seed = arguments.seed;
+  options.state = arguments.state;
+  options.portalURL = trimmedPortalURL(arguments.portal);
+  options.log = arguments.log;
+  options.speed = arguments.speed;
+  options.everyRanging = arguments.json || arguments.verbose || !arguments.report.empty();
+  options.isInterrupted = Interruption::came;
+  return options;
+}
+
+TimelinePrinter::Options formFor(const SimulateArguments& arguments) {
+  TimelinePrinter::Options form;
+  form.form = arguments.json ? TimelinePrinter::Form::json : TimelinePrinter::Form::text;
+  form.colours = !arguments.json && outputTakesColours();
+  form.everything = arguments.verbose;
+  form.log = arguments.log;
+  return form;
+}
+
+int complainOfSilence(const std::string& portalURL) {
+  return complain(portalURL + ": the portal did not answer", kUnavailable);
+}
+
+/// The first expectation that failed, as a compiler would tell it.
+int judge(const Scenario& scenario, const SimulationResult& result, bool json) {
+  for (const Expectations::Outcome& outcome : result.outcomes) {
+    if (outcome.met) continue;
+    return complain(fmt::format("{}:{}: expected: {}; {}", scenario.file.string(),
+                                outcome.expectation->line, outcome.expected, outcome.happened),
+                    kFailure);
+  }
+  if (!json && !result.outcomes.empty()) {
+    std::cout << fmt::format("all {} expectations met\n", result.outcomes.size());
+  }
+  return kSuccess;
+}
+
+int walkRepeatedly(const Scenario& scenario, const SimulationOptions& options,
+                   const SimulateArguments& arguments) {
+  const RepeatedWalks walks = repeatWalks(scenario, options, arguments.repeat);
+  if (walks.interrupted) return Interruption::exitCode();
+  if (!walks.failure.empty()) return complain(walks.failure, kUsage);
+  if (walks.portalIsSilent) return complainOfSilence(options.portalURL);
+  for (const auto& [content, fired] : walks.fired) {
+    const Dictionary tally{{"content", content}, {"fired", fired}, {"walks", walks.walks}};
+    std::cout << (arguments.json ? jsonText(tally)
+                                 : fmt::format("content {} fired in {} of {} walks",
+                                               printable(content), fired, walks.walks))
+              << '\n';
+  }
+  if (walks.asExpected == walks.walks) return kSuccess;
+  return complain(fmt::format("{}: {} of {} walks met all expectations", scenario.file.string(),
+                              walks.asExpected, walks.walks),
+                  kFailure);
+}
+
+int walkOnce(const Scenario& scenario, const SimulationOptions& options,
+             const SimulateArguments& arguments) {
+  TimelinePrinter printer(std::cout, scenario.start, formFor(arguments));
+  ReportPage report(scenario);
+  const bool isReported = !arguments.report.empty();
+  Timeline timeline;
+  timeline.listen([&](const TimelineEvent& event) {
+    printer.print(event);
+    if (options.speed > 0) std::cout << std::flush;
+    if (isReported) report.note(event);
+  });
+  const SimulationResult result = simulate(scenario, options, timeline);
+  if (result.interrupted) return Interruption::exitCode();
+  for (const std::string& message : result.portalMessages) warn(message);
+  // The embedded portal fails for its documents alone: it takes any free port.
+  if (!result.failure.empty()) return complain(result.failure, kUsage);
+  if (result.portalIsSilent) return complainOfSilence(options.portalURL);
+  if (isReported && !writeText(arguments.report, report.html())) {
+    return complain(arguments.report + ": the page could not be written", kUsage);
+  }
+  return judge(scenario, result, arguments.json);
+}
+
+}  // namespace
+
+int runSimulateJob(const SimulateArguments& arguments) {
+  if (isTrack(arguments) && arguments.documents.empty()) {
+    return complain("a GPX track needs --documents DIR, the portal's documents", kUsage);
+  }
+  auto read = readJob(arguments);
+  if (const auto* const error = std::get_if<InputError>(&read)) {
+    return complain(error->message(), kUsage);
+  }
+  const std::string objection = objectionToFiles(arguments);
+  if (!objection.empty()) return complain(objection, kUsage);
+  Scenario& scenario = std::get<Scenario>(read);
+  if (!arguments.refinements.empty()) {
+    scenario.application.refinements = refinementsIn(arguments.refinements);
+  }
+  SimulationOptions options = optionsFor(arguments);
+  const bool isOwnPortal = options.portalURL.empty();
+  const auto unknown = isOwnPortal ? unknownExpectedName(scenario) : std::nullopt;
+  if (unknown) return complain(unknown->message(), kUsage);
+  if (!isOwnPortal && !scenario.faults.empty()) {
+    warn("the scenario's portal faults need the embedded portal and are left out");
+  }
+  ProgressLine progress;
+  options.progress = [&progress](double share) { progress.show(share); };
+  const Interruption interruption;
+  return arguments.repeat > 0 ? walkRepeatedly(scenario, options, arguments)
+                              : walkOnce(scenario, options, arguments);
+}
+
+}  // namespace ks::tool
