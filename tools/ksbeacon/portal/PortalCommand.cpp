@@ -31,6 +31,7 @@ struct Arguments {
   std::string address = "127.0.0.1";
   std::string record;
   std::string credentials;
+  std::vector<std::string> hostNames;
   std::vector<std::string> tls;
   std::vector<std::string> faults;
   bool json = false;
@@ -84,6 +85,7 @@ int servePortal(const Arguments& arguments) {
   options.documents = arguments.documents;
   options.port = arguments.port;
   options.address = arguments.address;
+  options.hostNames = arguments.hostNames;
   options.statisticsFile = arguments.record;
   options.username = "demo";
   options.password = "demo";
@@ -165,6 +167,10 @@ void addPortalCommand(CLI::App& app, int& code) {
       ->add_option("--credentials", arguments->credentials,
                    "JSON file with \"username\" and \"password\"")
       ->type_name("FILE");
+  command
+      ->add_option("--host", arguments->hostNames,
+                   "Another name of this machine in requests; may be given again")
+      ->type_name("NAME");
   command->add_option("--tls", arguments->tls, "Certificate and key, PEM files")
       ->type_name("FILE")
       ->expected(2);

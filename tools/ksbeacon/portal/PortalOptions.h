@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <functional>
@@ -68,6 +69,13 @@ struct PortalOptions {
   std::uint16_t port = 0;
   /// An IP address; the default answers this machine only.
   std::string address = "127.0.0.1";
+  /// Names of this machine under which requests may come, besides its addresses, "localhost" and
+  /// its own name. Requests to other hosts, or from other sites' pages, are refused.
+  std::vector<std::string> hostNames;
+  /// How long a request may take to arrive whole, and a connection stay idle.
+  Seconds requestTime{20};
+  /// Connections at once; one more closes the one that has been idle or half-sent for longest.
+  std::size_t maximumConnections = 100;
   /// PEM files; both or none.
   std::filesystem::path tlsCertificate;
   std::filesystem::path tlsKey;
@@ -81,7 +89,8 @@ struct PortalOptions {
   /// All run on the server's thread and must not call the server. Any may be empty.
   std::function<void(const PortalStatistic&)> onStatistic;
   std::function<void(const PortalRequest&)> onRequest;
-  /// One line: what was wrong with a document that changed, or that it is served again.
+  /// One line: what was wrong with a document that changed, or that it is served again; that
+  /// connections cannot be taken for now.
   std::function<void(const std::string&)> onMessage;
 };
 

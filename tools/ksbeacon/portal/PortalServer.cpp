@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <future>
 #include <map>
+#include <optional>
 #include <set>
 #include <utility>
 #include <vector>
@@ -14,6 +15,8 @@
 #include "tools/ksbeacon/portal/PortalCertificate.h"
 #include "tools/ksbeacon/portal/PortalConnection.h"
 #include "tools/ksbeacon/portal/PortalFaults.h"
+#include "tools/ksbeacon/portal/PortalListener.h"
+#include "tools/ksbeacon/portal/PortalOrigin.h"
 #include "tools/ksbeacon/portal/PortalSite.h"
 
 namespace ks::portal {
@@ -98,6 +101,9 @@ struct PortalServer::Impl {
       : options(std::move(given)), site(std::move(site)), faults(options.faults) {}
 
   std::optional<Error> listen();
+  std::optional<Error> listenAt(GSocketAddress* address, GObjectOwned<GTlsCertificate> certificate);
+  void nameRoot(bool isEncrypted);
+  void watchRequest(SoupServerMessage* message);
   void handle(SoupServerMessage* message, const std::string& path);
   void answer(SoupServerMessage* message, const SiteRequest& request, const Fault* fault);
   void hold(SoupServerMessage* message, Seconds delay, std::function<void()> act);
@@ -113,6 +119,7 @@ struct PortalServer::Impl {
 
   /// Of the worker's thread only.
   GObjectOwned<SoupServer> server;
+  std::optional<PortalListener> listener;
   std::set<SoupServerMessage*> answering;
   std::map<SoupServerMessage*, Held> held;
   std::set<std::shared_ptr<PortalConnection>> connections;
@@ -121,57 +128,89 @@ struct PortalServer::Impl {
 };
 
 std::optional<Error> PortalServer::Impl::listen() {
-  server.reset(soup_server_new(nullptr, nullptr));
-  int flags = 0;
+  GObjectOwned<GTlsCertificate> certificate;
   if (!options.tlsCertificate.empty() || !options.tlsKey.empty()) {
-    const auto certificate = readServerCertificate(options.tlsCertificate, options.tlsKey);
-    if (!certificate) return certificate.error();
-    soup_server_set_tls_certificate(server.get(), certificate->get());
-    flags |= SOUP_SERVER_LISTEN_HTTPS;
+    auto read = readServerCertificate(options.tlsCertificate, options.tlsKey);
+    if (!read) return read.error();
+    certificate = std::move(read.value());
   }
-  // Bodies are cut off while they arrive, whatever length they announced.
+  const GObjectOwned<GSocketAddress> address(
+      g_inet_socket_address_new_from_string(options.address.c_str(), options.port));
+  if (!address) return failure(options.address + ": not an IP address");
+  server.reset(soup_server_new(nullptr, nullptr));
   g_signal_connect(server.get(), "request-started",
-                   G_CALLBACK(+[](SoupServer*, SoupServerMessage* message, gpointer) {
-                     g_signal_connect(
-                         message, "got-chunk",
-                         G_CALLBACK(+[](SoupServerMessage* message, GBytes*, gpointer) {
-                           auto* body = soup_server_message_get_request_body(message);
-                           if (body->length <= kMaximumRequestBody) return;
-                           soup_message_body_set_accumulate(body, FALSE);
-                           soup_message_body_truncate(body);
-                           g_object_set_data(G_OBJECT(message), kTooLong, message);
-                         }),
-                         nullptr);
+                   G_CALLBACK(+[](SoupServer*, SoupServerMessage* message, gpointer self) {
+                     static_cast<Impl*>(self)->watchRequest(message);
                    }),
-                   nullptr);
+                   this);
   soup_server_add_handler(
       server.get(), nullptr,
       [](SoupServer*, SoupServerMessage* message, const char* path, GHashTable*, gpointer self) {
         static_cast<Impl*>(self)->handle(message, path);
       },
       this, nullptr);
+  const bool isEncrypted = certificate != nullptr;
+  if (auto error = listenAt(address.get(), std::move(certificate))) return error;
+  nameRoot(isEncrypted);
+  return std::nullopt;
+}
 
-  const GObjectOwned<GSocketAddress> address(
-      g_inet_socket_address_new_from_string(options.address.c_str(), options.port));
-  if (!address) return failure(options.address + ": not an IP address");
-  GError* error = nullptr;
-  const bool isListening = soup_server_listen(server.get(), address.get(),
-                                              static_cast<SoupServerListenOptions>(flags), &error);
-  const GLibOwned<GError> owned(error);
-  if (!isListening) {
+std::optional<Error> PortalServer::Impl::listenAt(GSocketAddress* address,
+                                                  GObjectOwned<GTlsCertificate> certificate) {
+  const std::shared_ptr<GTlsCertificate> shared(std::move(certificate));
+  const auto accepted = [this, shared](GIOStream* stream, GSocketAddress* local,
+                                       GSocketAddress* remote) {
+    GObjectOwned<GIOStream> served = shareObject(stream);
+    if (shared) served.reset(g_tls_server_connection_new(stream, shared.get(), nullptr));
+    if (!served) return;
+    soup_server_accept_iostream(server.get(), served.get(), local, remote, nullptr);
+  };
+  listener.emplace(PortalListener::Limits{options.maximumConnections, options.requestTime},
+                   accepted, [this](const std::string& message) {
+                     if (options.onMessage) options.onMessage(message);
+                   });
+  const auto listening = listener->listen(address);
+  if (!listening) {
     return Error("Portal", kPortalCannotListen,
-                 options.address + ":" + std::to_string(options.port) + ": " + error->message);
+                 options.address + ":" + std::to_string(options.port) + ": " +
+                     listening.error().localizedDescription());
   }
-  GSList* uris = soup_server_get_uris(server.get());
-  port = static_cast<std::uint16_t>(g_uri_get_port(static_cast<GUri*>(uris->data)));
-  g_slist_free_full(uris, reinterpret_cast<GDestroyNotify>(g_uri_unref));
+  port = *listening;
+  return std::nullopt;
+}
+
+void PortalServer::Impl::nameRoot(bool isEncrypted) {
   std::string host = options.address.find(':') == std::string::npos ? options.address
                                                                     : "[" + options.address + "]";
   if (host == "0.0.0.0") host = "127.0.0.1";
   if (host == "[::]") host = "[::1]";
-  url = (flags != 0 ? "https://" : "http://") + host + ":" + std::to_string(port) +
+  url = (isEncrypted ? "https://" : "http://") + host + ":" + std::to_string(port) +
         normalized(options.prefix);
-  return std::nullopt;
+}
+
+/// Tells the listener how far a request is, and cuts its body off while it arrives, whatever length
+/// it announced.
+void PortalServer::Impl::watchRequest(SoupServerMessage* message) {
+  g_signal_connect(message, "got-chunk",
+                   G_CALLBACK(+[](SoupServerMessage* message, GBytes*, gpointer) {
+                     auto* body = soup_server_message_get_request_body(message);
+                     if (body->length <= kMaximumRequestBody) return;
+                     soup_message_body_set_accumulate(body, FALSE);
+                     soup_message_body_truncate(body);
+                     g_object_set_data(G_OBJECT(message), kTooLong, message);
+                   }),
+                   nullptr);
+  g_signal_connect(message, "got-body", G_CALLBACK(+[](SoupServerMessage* message, gpointer self) {
+                     auto* remote = soup_server_message_get_remote_address(message);
+                     static_cast<Impl*>(self)->listener->requestArrived(remote);
+                   }),
+                   this);
+  g_signal_connect(message, "finished", G_CALLBACK(+[](SoupServerMessage* message, gpointer self) {
+                     auto* remote = soup_server_message_get_remote_address(message);
+                     auto& listener = static_cast<Impl*>(self)->listener;
+                     if (listener) listener->replied(remote);
+                   }),
+                   this);
 }
 
 void PortalServer::Impl::handle(SoupServerMessage* message, const std::string& path) {
@@ -183,6 +222,10 @@ void PortalServer::Impl::handle(SoupServerMessage* message, const std::string& p
                    this);
   if (g_object_get_data(G_OBJECT(message), kTooLong) != nullptr) {
     return send(message, shortReply(413, "text/plain", "the body is too long"));
+  }
+  const std::string host = field(message, "Host");
+  if (!isOwnHost(host, options.hostNames) || !isOwnOrigin(field(message, "Origin"), host)) {
+    return send(message, shortReply(403, "text/plain", "not for pages and hosts unknown here"));
   }
   const std::string prefix = normalized(options.prefix);
   if (!path.starts_with(prefix + "/")) {
@@ -294,6 +337,7 @@ void PortalServer::Impl::end() {
         },
         kStoppingTimeout);
     soup_server_disconnect(server.get());
+    listener.reset();
     answering.clear();
     server.reset();
   }
