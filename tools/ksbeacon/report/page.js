@@ -69,63 +69,124 @@ function showHeader() {
 
 const changesOfBeacon = grouped(proximities, (change) => change.beacon);
 
+/** Text from documents, as text: the map's own way with strings is to take them for markup. */
+function textElement(lines) {
+  const made = document.createElement('div');
+  for (const line of lines) add(made, 'div', '', line);
+  return made;
+}
+
+/** What the map can be fitted to, each as bounds around the walk. */
+function makeFits(places) {
+  const walk = L.latLngBounds(world.walk.map((corner) => corner.place));
+  for (const fix of events.filter((event) => event.kind === 'position')) {
+    walk.extend([fix.latitude, fix.longitude]);
+  }
+  const widthOf = (bounds) => bounds.getSouthWest().distanceTo(bounds.getNorthEast());
+  const around = (bounds, place) => L.latLngBounds(bounds.getSouthWest(), bounds.getNorthEast()).extend(place);
+  // The site is what lies so near that the walk is still seen.
+  const widest = Math.max(200, 4 * widthOf(walk));
+  const nearest = places.map((place) => ({place, width: widthOf(around(walk, place))}))
+      .sort((one, other) => one.width - other.width);
+  let site = walk;
+  let all = walk;
+  for (const {place} of nearest) {
+    all = around(all, place);
+    if (widthOf(around(site, place)) <= widest) site = around(site, place);
+  }
+  return {walk, site, all};
+}
+
+/** Hides the names that lie over others; earlier ones stay. */
+function uncoverNames(names) {
+  const shown = [];
+  for (const name of names) {
+    const element = name.getElement();
+    if (!element) continue;
+    const box = element.getBoundingClientRect();
+    const covered = shown.some((other) => box.left < other.right && other.left < box.right &&
+        box.top < other.bottom && other.top < box.bottom);
+    element.classList.toggle('covered', covered);
+    if (!covered) shown.push(box);
+  }
+}
+
 /** The map; returns what shows it at a moment. */
 function makeMap() {
-  const colour = (name) => getComputedStyle(document.documentElement).getPropertyValue(`--${name}`);
   const map = L.map('map', {attributionControl: false, zoomSnap: 0.25});
   const fixes = events.filter((event) => event.kind === 'position');
   const place = (fix) => [fix.latitude, fix.longitude];
-  const corners = world.walk.map((corner) => corner.place);
-  const bounds = L.latLngBounds([...corners, ...world.beacons.map((beacon) => beacon.place)]);
-  for (const fix of fixes) bounds.extend(place(fix));
-  map.fitBounds(bounds.pad(0.15), {maxZoom: 21});
+  const changesOfCircle = grouped(events.filter((event) => event.type === 'circle'),
+                                  (event) => event.region);
+  const circleBounds = (change) => L.latLng(change.latitude, change.longitude).toBounds(2 * change.radius);
+  const fits = makeFits([...world.beacons.map((beacon) => L.latLng(beacon.place).toBounds(2)),
+                         ...[...changesOfCircle.values()].map((changes) => circleBounds(changes[0]))]);
+  const names = [];
+  const describe = (shape, name, lines) => {
+    shape.bindPopup(textElement([name, ...lines]));
+    shape.bindTooltip(textElement([name]), {permanent: true, className: 'name', direction: 'right', offset: [8, 0]});
+    names.push(shape.getTooltip());
+    return shape;
+  };
+  const fitTo = (wanted) => {
+    for (const button of document.querySelectorAll('[data-fit]')) {
+      button.setAttribute('aria-pressed', button.dataset.fit === wanted);
+    }
+    map.fitBounds(fits[wanted].pad(0.15), {maxZoom: 21, animate: false});
+  };
+  for (const button of document.querySelectorAll('[data-fit]')) {
+    button.onclick = () => fitTo(button.dataset.fit);
+  }
+  fitTo('site');
   L.control.scale({imperial: false}).addTo(map);
 
-  const circles = [...grouped(events.filter((event) => event.type === 'circle'),
-                              (event) => event.region).values()].map((changes) => {
-    const {region, latitude, longitude, radius} = changes[0];
-    const shape = L.circle([latitude, longitude], {radius, weight: 1}).bindTooltip(region);
-    // A tint that is everywhere tells nothing.
-    const tint = shape.addTo(map).getBounds().contains(bounds) ? 0 : 0.15;
-    return {changes, shape, tint};
-  });
-  L.polyline(corners, {color: colour('faint'), weight: 2, dashArray: '4 5'})
-      .bindTooltip('the walk').addTo(map);
+  const canvas = L.canvas();
   for (const fix of fixes) {
-    L.circleMarker(place(fix), {radius: 2, weight: 0, fillOpacity: 0.5, fillColor: colour('waits')})
+    L.circleMarker(place(fix), {renderer: canvas, interactive: false, radius: 2, weight: 0, fillOpacity: 0.5, fillColor: '#4a85e0'})
         .addTo(map);
   }
+  L.polyline(world.walk.map((corner) => corner.place), {className: 'walk', weight: 2, dashArray: '4 5', interactive: false})
+      .addTo(map);
   const beacons = world.beacons.map((beacon) => {
-    const shape = L.circleMarker(beacon.place, {radius: 9, weight: 2, color: colour('ink')});
-    shape.bindTooltip(`${beacon.name}: ${beacon.uuid} ${beacon.major} ${beacon.minor}`);
+    const shape = L.circleMarker(beacon.place, {className: 'beacon', radius: 9, weight: 2, fillOpacity: 1});
+    describe(shape, beacon.name, [`${beacon.uuid} ${beacon.major} ${beacon.minor}`]);
     return {changes: changesOfBeacon.get(beacon.name) || [], shape: shape.addTo(map)};
   });
-  const told = L.circle([0, 0], {radius: 0, weight: 1, color: colour('waits')});
-  told.bindTooltip('the last position that the library was told, and its accuracy');
-  const device = L.circleMarker([0, 0], {
-    radius: 5, weight: 2, color: colour('paper'), fillColor: colour('waits'), fillOpacity: 1
-  }).bindTooltip('the device').addTo(map);
+  const circles = [...changesOfCircle.values()].map((changes) => {
+    const {region, latitude, longitude, radius} = changes[0];
+    // A tint that is everywhere tells nothing.
+    const tint = circleBounds(changes[0]).contains(fits.site) ? 0 : 0.15;
+    const shape = L.circle([latitude, longitude], {className: 'circle', radius, weight: 1, fillOpacity: tint});
+    return {changes, shape: describe(shape, region, [`circle of ${radius} m`])};
+  });
+  const told = L.circle([0, 0], {className: 'told', radius: 0, weight: 1, fillOpacity: 0.2});
+  told.bindPopup('the last position that the library was told, and its accuracy');
+  const device = L.circleMarker(placeAt(0), {className: 'device', radius: 5, weight: 2, fillOpacity: 1})
+      .bindPopup('the device').addTo(map);
+  map.on('moveend zoomend', () => uncoverNames(names));
+  addEventListener('resize', () => uncoverNames(names));
 
   return (moment) => {
     const fix = lastUpTo(fixes, moment);
     if (fix) told.setLatLng(place(fix)).setRadius(fix.accuracy).addTo(map);
     else told.remove();
     device.setLatLng(placeAt(moment));
-    for (const {changes, shape, tint} of circles) {
+    let isOther = false;
+    for (const {changes, shape} of circles) {
       const last = lastUpTo(changes, moment);
-      if (!last || last.change === 'monitoringStopped') {
+      const wanted = last && last.change !== 'monitoringStopped';
+      isOther = isOther || wanted !== map.hasLayer(shape);
+      if (!wanted) {
         shape.remove();
         continue;
       }
-      const inside = last.change === 'inside';
       shape.setLatLng([last.latitude, last.longitude]).setRadius(last.radius).addTo(map);
-      shape.setStyle({color: colour(inside ? 'near' : 'unknown'), fillOpacity: inside ? tint : 0});
+      shape.getElement().dataset.state = last.change;
     }
     for (const {changes, shape} of beacons) {
-      const proximity = (lastUpTo(changes, moment) || {proximity: 'gone'}).proximity;
-      const heard = proximity !== 'gone';
-      shape.setStyle({fillColor: colour(heard ? proximity : 'paper'), fillOpacity: 1});
+      shape.getElement().dataset.state = (lastUpTo(changes, moment) || {proximity: 'gone'}).proximity;
     }
+    if (isOther) uncoverNames(names);
   };
 }
 
@@ -197,7 +258,7 @@ function makeTimeline(pick) {
     }
   };
   for (const [kind, members] of grouped(events, (event) => event.kind)) {
-    const label = add(element('filters'), 'label');
+    const label = add(element('kinds'), 'label');
     const box = add(label, 'input');
     box.type = 'checkbox';
     box.checked = true;
@@ -220,10 +281,33 @@ function makeTimeline(pick) {
     if (reached === 0) return;
     marked = rows[reached - 1].row;
     marked.classList.add('now');
-    // Only the list scrolls, not a small screen's whole page.
-    const below = marked.offsetTop + marked.offsetHeight - list.clientHeight;
-    list.scrollTop = Math.max(below, Math.min(list.scrollTop, marked.offsetTop));
+    reveal(list, marked);
   };
+}
+
+/**
+ * Scrolls the list so far that the row is seen. Rows get their true heights only once they have been
+ * near the view, so it is done again for some frames.
+ */
+function reveal(list, row, frames = 8) {
+  const below = row.offsetTop + row.offsetHeight - list.clientHeight;
+  list.scrollTop = Math.max(below, Math.min(list.scrollTop, row.offsetTop));
+  if (frames === 0) return;
+  requestAnimationFrame(() => {
+    if (row.classList.contains('now')) reveal(list, row, frames - 1);
+  });
+}
+
+/** On a small screen one of the lists stands below the map. */
+function makePanels(shown) {
+  const buttons = document.querySelectorAll('button[data-panel]');
+  const choose = (panel) => {
+    document.body.dataset.panel = panel;
+    for (const button of buttons) button.setAttribute('aria-pressed', button.dataset.panel === panel);
+    shown();
+  };
+  for (const button of buttons) button.onclick = () => choose(button.dataset.panel);
+  choose('timeline');
 }
 
 /** The moment that everything shows: of the slider, a click, the running player, the address. */
@@ -272,4 +356,4 @@ showHeader();
 const views = [];
 const player = makePlayer(views);
 views.push(makeMap(), makeLanes(player.stopAt), makeTimeline(player.stopAt));
-player.showAddress();
+makePanels(player.showAddress);
