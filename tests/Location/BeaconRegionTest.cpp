@@ -182,6 +182,37 @@ TEST_F(BeaconRegionTest, SilentDirectionsAndDisplay) {
   advance(60);
   engine_->handleDisplayOn();
   EXPECT_EQ(take(), (Events{"outside hall", "exit hall"}));
+
+  manager_->stopMonitoringForRegion(*region);
+  const auto door = beaconRegion("door");
+  door->setNotifyOnExit(false);
+  monitor(door);
+  hear();
+  EXPECT_EQ(take(), (Events{"inside door", "enter door"}));
+  advance(130);
+  EXPECT_EQ(take(), Events{});
+}
+
+/// Its copies on the other channels do not make a slow beacon look like a fast one.
+TEST_F(BeaconRegionTest, PacketOnThreeChannelsIsOne) {
+  monitor(beaconRegion());
+  for (int packet = 0; packet < 30; ++packet) {
+    for (const double pause : {0.01, 0.01, 9.98}) {
+      hear();
+      advance(pause);
+    }
+  }
+  EXPECT_EQ(take(), (Events{"inside hall", "enter hall"}));
+  advance(100);
+  EXPECT_EQ(take(), Events{});
+}
+
+TEST_F(BeaconRegionTest, FewPacketsAllowLongerSilence) {
+  monitor(beaconRegion());
+  hearFor(15, 5);
+  take();
+  advance(145);
+  EXPECT_EQ(take(), Events{});
 }
 
 TEST_F(BeaconRegionTest, FloodStaysBounded) {

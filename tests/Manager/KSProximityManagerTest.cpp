@@ -169,6 +169,17 @@ TEST_F(KSProximityManagerTest, ForgottenTimerFiresOnceMore) {
   EXPECT_TRUE(scenario.isAsked("/locations"));
 }
 
+TEST_F(KSProximityManagerTest, ReturnWaitsForTheRestOfTheHour) {
+  scenario.startsAtSite();
+  scenario.device->application().resignActive();
+  scenario.passes(600);
+  scenario.device->application().becomeActive();
+  scenario.passes(2999);
+  EXPECT_FALSE(scenario.isAsked("/locations"));
+  scenario.passes(1);
+  EXPECT_TRUE(scenario.isAsked("/locations"));
+}
+
 TEST_F(KSProximityManagerTest, EachStartHearsTheApplication) {
   scenario.startsAtSite();
   scenario.movesTo({45.2, 7.68});

@@ -64,6 +64,7 @@ TEST_F(KSRegionBookTest, KnownBeaconTakesOverPortalData) {
   const auto fresh = makeBeacon(1, "new", "d");
   fresh->setState(KSPrivateBeaconState::contentFetched);
   fresh->setValidUntil(now());
+  fresh->setSchedule(std::make_shared<KSProximitySchedule>());
 
   EXPECT_EQ(book_.addOrReplaceBeaconToBeaconRegions(fresh), known);
   EXPECT_EQ(known->identifier(), "new");
@@ -71,6 +72,7 @@ TEST_F(KSRegionBookTest, KnownBeaconTakesOverPortalData) {
   EXPECT_EQ(known->content()->eventDetectionCounter, 4);
   EXPECT_EQ(known->contentFetchedSince(), now());
   EXPECT_EQ(known->validUntil(), now());
+  EXPECT_EQ(known->schedule(), fresh->schedule());
   EXPECT_TRUE(known->sentEnterEvent());
   EXPECT_FALSE(known->inRange());
   EXPECT_EQ(known->proximity(), 0);

@@ -42,6 +42,15 @@ TEST_F(KSRegionMonitorTest, FirstPositionBeginsTheSearch) {
   EXPECT_EQ(scenario.http->waitingURLs().size(), 3U);
 }
 
+TEST_F(KSRegionMonitorTest, NewestOfSeveralFixesCounts) {
+  scenario.starts();
+  const auto fix = [&](double metres) {
+    return ks::CLLocation{metresNorth(metres), ks::Metres{10}, scenario.now()};
+  };
+  scenario.location->delegate->didUpdateLocations(*scenario.location->manager, {fix(9000), fix(0)});
+  EXPECT_EQ(searchRegion().center(), kHome);
+}
+
 TEST_F(KSRegionMonitorTest, MovingWithinChangesNothing) {
   scenario.starts();
   scenario.movesTo(kHome);
