@@ -65,6 +65,7 @@ step "set up" scripts/setup.sh test || finish
 step "format" check_format
 step "seam" scripts/check-seam.sh
 step "README" scripts/check-readme.sh
+step "API reference" scripts/api-reference.sh
 export ASAN_OPTIONS=detect_leaks=1:detect_stack_use_after_return=1
 export UBSAN_OPTIONS=print_stacktrace=1
 step "build with AddressSanitizer and UBSan" build asan || finish

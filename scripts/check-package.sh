@@ -1,9 +1,8 @@
 #!/usr/bin/env bash
-# The package as somebody else meets it. Installs the release build into a scratch prefix, with static
-# and with shared libraries, and builds and runs a consumer project against each. Compiles each
-# installed header alone, without the headers of GLib, libsoup or libcurl. Compares the global names of
-# the headers with docs/names.md. Configures what a device of one's own needs, without the libraries
-# that it leaves out.
+# The package as somebody else meets it. Installs the release build into a scratch prefix, with shared
+# and with static libraries, and builds and runs a consumer project against each. Checks that exactly
+# the public headers are installed, that each compiles alone, and that docs/names.md has their global
+# names. Configures what a device of one's own needs, without the libraries that it leaves out.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -23,18 +22,10 @@ consume() {  # consume BUILD_SHARED_LIBS
   echo "package: a program runs on the installed libraries, shared: $1"
 }
 
-headers() { (cd "$1" && find BeaconSDK -name '*.h' | sort); }
-
-check_headers_alone() {  # check_headers_alone INCLUDE_ROOT
-  headers "$1" | xargs -P "$(nproc)" -I{} \
-    g++ -std=c++20 -Wall -Wextra -Werror -fsyntax-only -I "$1" -include {} -x c++ /dev/null
-  echo "package: $(headers "$1" | wc -l) headers compile alone"
-}
-
 # Prints the name of each declaration of the headers that stands outside every namespace.
 global_names() {  # global_names INCLUDE_ROOT
   local ours='isExpansionInFileMatching("BeaconSDK/(Classes|Platform|KSBeaconSDK.h)")'
-  headers "$1" | sed 's/.*/#include "&"/' >build/every-header.cpp
+  scripts/public-headers.sh | sed 's/.*/#include "&"/' >build/every-header.cpp
   clang-query-14 build/every-header.cpp -c 'set output dump' \
     -c "match namedDecl(hasDeclContext(translationUnitDecl()), $ours, unless(namespaceDecl()))" \
     -- -std=c++20 -I "$1" |
@@ -64,6 +55,7 @@ check_bare() {
 consume ON
 consume OFF
 root=build/package-OFF/include/KSBeaconSDK
-check_headers_alone "$root"
+scripts/check-headers.sh
+diff -r build/public-headers "$root"
 check_global_names "$root"
 check_bare

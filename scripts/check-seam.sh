@@ -4,6 +4,7 @@
 # - GLib, libsoup or D-Bus headers appear outside Platform/Linux, Platform/Http and the portal tool;
 # - Classes includes a platform or a tool; Platform/Location or Platform/Http includes Classes;
 # - an operating-system #if stands outside Platform/.
+# Lists the include cycles of units and folders.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -40,6 +41,8 @@ forbid "the location engine, the HTTP session and the storage know no device" \
 forbid "an operating-system #if outside Platform/" \
   '^\s*#\s*(if|ifdef|ifndef|elif).*(__linux__|__unix__|_WIN32|__APPLE__|__ANDROID__)' \
   BeaconSDK/Classes BeaconSDK/KSBeaconSDK.h tools examples
+
+scripts/include-cycles.py || echo "seam: the cycles above are still to be broken" >&2
 
 [ "$broken" -eq 0 ] && echo "seam: includes point downwards only"
 exit "$broken"
