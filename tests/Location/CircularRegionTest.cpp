@@ -21,41 +21,44 @@ class CircularRegionTest : public test::LocationFixture {
 TEST_F(CircularRegionTest, CrossingMustExceedUncertainty) {
   struct Case {
     const char* name;
-    double before, metres, accuracy;
+    double before, accuracyBefore, metres, accuracy;
     Events events;
   };
   const Events none, enters{"inside park", "enter park"}, leaves{"outside park", "exit park"};
   const Case cases[] = {
-      {"deep inside", 500, 0, 20, enters},
-      {"bad fix over the centre", 500, 0, 150, none},
-      {"bad fix far away", 0, 400, 350, none},
-      {"just inside, still doubtful", 500, 95, 10, none},
-      {"on the border, no doubt", 500, 99.9, 0, enters},
-      {"far outside", 0, 400, 50, leaves},
-      {"just outside, still doubtful", 0, 105, 10, none},
-      {"invalid", 0, 400, -1, none},
+      {"deep inside", 500, 1, 0, 20, enters},
+      {"bad fix over the centre", 500, 1, 0, 150, none},
+      {"bad fix far away", 0, 1, 400, 350, none},
+      {"just inside, still doubtful", 110, 10, 95, 10, none},
+      {"on the border, no doubt", 110, 1, 99.8, 0, enters},
+      {"far outside", 0, 1, 400, 50, leaves},
+      {"just outside, still doubtful", 95, 10, 105, 10, none},
+      {"invalid", 0, 1, 400, -1, none},
   };
   for (const auto& test : cases) {
+    kill();
+    store_.data.reset();
+    start();
     monitor(circle(45, 7, 100));
-    fixAt(test.before, 1);
+    fixAt(test.before, test.accuracyBefore);
     take();
     advance(10);
     fixAt(test.metres, test.accuracy);
+    advance(1);
+    fixAt(test.metres + 0.1, test.accuracy);
     EXPECT_EQ(take(), test.events) << test.name;
-    manager_->stopMonitoringForRegion(*circle(45, 7, 100));
-    advance(10);
   }
 }
 
 TEST_F(CircularRegionTest, DoubtfulCrossingNeedsAgreement) {
   monitor(circle(45, 7, 100));
-  fixAt(130, 5);
+  fixAt(115, 10);
   fixAt(85, 10);
   advance(5);
   fixAt(115, 10);
   fixAt(85, 10);
   advance(9);
-  fixAt(85, 10);
+  fixAt(86, 10);
   EXPECT_EQ(take(), Events{});
   advance(1);
   fixAt(88, 10);
@@ -91,8 +94,49 @@ TEST_F(CircularRegionTest, SingleJumpIsNotBelieved) {
   EXPECT_EQ(take(), (Events{"outside park", "exit park"}));
   fixAt(0, 5);
   EXPECT_EQ(take(), Events{});
-  advance(10);
+  advance(20);
   EXPECT_EQ(take(), (Events{"inside park", "enter park"}));
+}
+
+TEST_F(CircularRegionTest, SpikeIsNotBelievedWhateverThePause) {
+  monitor(circle(45, 7, 100));
+  fixAt(0, 20);
+  EXPECT_EQ(take().size(), 2u);
+  for (const double pause : {1, 5, 10, 60, 600}) {
+    for (int i = 1; i < 20; ++i) {
+      fixAt(i % 3, 20);
+      advance(pause);
+    }
+    const CLLocation spike{{45 + north(400), 7}, {30}, loop_->clock().now()};
+    engine_->handleFix(spike);
+    advance(pause);
+    engine_->handleFix(spike);
+    advance(pause / 2);
+    fixAt(1, 20);
+    // Older than what is known.
+    engine_->handleFix({spike.coordinate, {5}, spike.timestamp});
+    EXPECT_EQ(take(), Events{}) << pause;
+  }
+}
+
+TEST_F(CircularRegionTest, PathCountsForCirclesThatItCrosses) {
+  monitor(circle(45, 7, 100));
+  for (const double metres : {-620, -370, -120, 130}) {
+    fixAt(metres, 20);
+    advance(10);
+  }
+  EXPECT_EQ(take(), (Events{"inside park", "enter park", "outside park", "exit park"}));
+}
+
+TEST_F(CircularRegionTest, CircleTooSmallIsToldOnce) {
+  monitor(circle(45, 7, 20));
+  for (int i = 0; i < 20; ++i) {
+    fixAt(i % 5, 30);
+    advance(1);
+  }
+  EXPECT_EQ(take(), Events{});
+  EXPECT_EQ(engine_->counters().tooSmallCircles, 1u);
+  EXPECT_EQ(tooSmall_, Events{"park"});
 }
 
 TEST_F(CircularRegionTest, TellsStateOnRequest) {
@@ -150,18 +194,22 @@ TEST(CircleIndexTest, AgreesWithEveryDistance) {
   for (int i = 0; i < 2000; ++i) {
     const Metres radius{std::pow(10, 1 + 6.4 * random.uniform())};
     circles.emplace_back(place(i), radius, "");
-    index.insert(static_cast<std::uint64_t>(i), circles.back().center(), radius);
+    index.insert(static_cast<std::uint64_t>(i) + 1, circles.back().center(), radius);
   }
   for (std::uint64_t i = 0; i < 2000; i += 2) {
-    index.erase(i, circles[i].center(), circles[i].radius());
+    index.erase(i + 1, circles[i].center(), circles[i].radius());
   }
   for (int i = 0; i < 2000; ++i) {
     const auto point = i % 4 == 0 ? circles[static_cast<std::size_t>(i)].center() : place(i);
     std::vector<std::uint64_t> found;
-    index.around(point, found);
+    if (i % 8 < 4) {
+      index.around(point, found);
+    } else {
+      index.along(point, place(i), found);
+    }
     std::sort(found.begin(), found.end());
     for (std::uint64_t j = 0; j < 2000; ++j) {
-      const bool listed = std::binary_search(found.begin(), found.end(), j);
+      const bool listed = std::binary_search(found.begin(), found.end(), j + 1);
       if (j % 2 == 0) {
         ASSERT_FALSE(listed);
       } else if (circles[j].containsCoordinate(point)) {

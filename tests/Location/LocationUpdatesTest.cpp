@@ -77,14 +77,36 @@ TEST_F(LocationUpdatesTest, DemandIsTheFinestWish) {
   manager_->startMonitoringForRegion(circle(45, 7, 6000));
   EXPECT_EQ(wanted(), 100);
   manager_->startMonitoringForRegion(circle(45, 7, 60, "small"));
-  EXPECT_EQ(wanted(), 30);
+  EXPECT_EQ(wanted(), 100);
   manager_->requestLocation();
   EXPECT_EQ(wanted(), 10);
   fix(45, 7, 10);
+  EXPECT_EQ(wanted(), 25);
   manager_->stopMonitoringForRegion(*circle(45, 7, 60, "small"));
-  EXPECT_EQ(wanted(), 100);
+  EXPECT_EQ(wanted(), 500);
   take();
-  EXPECT_EQ(demands_.back().positionAccuracy, Metres{100});
+  EXPECT_EQ(demands_.back().positionAccuracy, Metres{500});
+}
+
+TEST_F(LocationUpdatesTest, DemandFollowsNearestBorder) {
+  manager_->startMonitoringForRegion(circle(45, 7, 100));
+  manager_->startMonitoringForRegion(circle(-45, 7, 15, "the smallest on earth"));
+  struct {
+    double metres, accuracy, interval;
+  } const cases[] = {{20000, 1000, 300}, {2000, 250, 300}, {500, 100, 120}, {120, 50, 5}};
+  for (const auto& test : cases) {
+    kill();
+    start();
+    const double latitude = 45 + test.metres / 111195;
+    fix(latitude, 7, 10);
+    EXPECT_EQ(engine_->demand().positionAccuracy, Metres{test.accuracy}) << test.metres;
+    EXPECT_EQ(engine_->demand().positionInterval.count(), test.interval) << test.metres;
+  }
+  for (int i = 0; i < 200; ++i) {
+    fix(45 + (120 + i % 2) / 111195.0, 7, 10);
+    advance(1);
+  }
+  EXPECT_EQ(engine_->demand().positionInterval.count(), 30) << "a device that rests";
 }
 
 TEST_F(LocationUpdatesTest, ManagersAreIndependentAndOutliveEngine) {

@@ -167,7 +167,10 @@ TEST(SimulatedWorldTest, HearsBeaconsAllAlongALongWalk) {
 
 TEST(SimulatedWorldTest, SameWorldGivesSameNoteWhenever) {
   const auto listen = [](std::uint64_t seed, double from) {
-    Antenna antenna({.seed = seed, .positionNoise = {8}}, kSimulatedStart + Seconds{from});
+    Antenna antenna(
+        {.seed = seed,
+         .positionErrors = {.noise = {8}, .memory = Seconds{20}, .repeatProbability = 0.1}},
+        kSimulatedStart + Seconds{from});
     for (std::uint16_t i = 0; i < 20; ++i) {
       SimulatedBeacon beacon = beaconAt(4 * i, i);
       beacon.noise = Dbm{3};

@@ -11,8 +11,6 @@ namespace ks {
 
 namespace {
 
-constexpr double kMeanEarthRadius = 6371008.8;
-
 double radians(double degrees) { return degrees * std::numbers::pi / 180; }
 
 std::string coordinateDescription(CLLocationCoordinate2D coordinate) {
@@ -34,7 +32,7 @@ Metres distanceBetween(CLLocationCoordinate2D a, CLLocationCoordinate2D b) {
   const double haversine = sinLatitude * sinLatitude + std::cos(radians(a.latitude)) *
                                                            std::cos(radians(b.latitude)) *
                                                            sinLongitude * sinLongitude;
-  return {2 * kMeanEarthRadius * std::asin(std::sqrt(std::min(1.0, haversine)))};
+  return {2 * kMeanEarthRadius.value * std::asin(std::sqrt(std::min(1.0, haversine)))};
 }
 
 std::string CLLocation::description() const {

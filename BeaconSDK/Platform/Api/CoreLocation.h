@@ -43,7 +43,10 @@ struct CLLocationCoordinate2D {
   friend bool operator==(const CLLocationCoordinate2D&, const CLLocationCoordinate2D&) = default;
 };
 
-/// Great-circle distance on a sphere of the mean earth radius, 6371008.8 m (IUGG).
+/// The mean radius of the earth (IUGG), on whose sphere distances are measured.
+inline constexpr Metres kMeanEarthRadius{6371008.8};
+
+/// Great-circle distance on a sphere of the mean earth radius.
 Metres distanceBetween(CLLocationCoordinate2D a, CLLocationCoordinate2D b);
 
 /// One position fix.

@@ -34,6 +34,8 @@ struct LocationDemand {
   BeaconScan beaconScan = BeaconScan::none;
   /// The wanted uncertainty of the positions; absent while nobody needs any.
   std::optional<Metres> positionAccuracy;
+  /// How far apart fixes may be while positions are wanted; a source may give them sooner.
+  Seconds positionInterval{1};
 
   friend bool operator==(const LocationDemand&, const LocationDemand&) = default;
 };
@@ -43,6 +45,9 @@ class LocationDemandListener {
  public:
   virtual ~LocationDemandListener() = default;
   virtual void locationDemandChanged(const LocationDemand& demand) = 0;
+  /// The device has stood in this circle, which is smaller than the uncertainty of the fixes there:
+  /// it cannot be entered. Called once for each circle.
+  virtual void circleTooSmall(const CLCircularRegion&, Metres /*uncertainty*/) {}
 };
 
 /// What became of the input so far.
@@ -55,8 +60,10 @@ struct LocationCounters {
   /// Beacons that found no room because too many of their UUID are around.
   std::uint64_t untrackedBeacons = 0;
   std::uint64_t fixes = 0;
-  /// Fixes that were invalid, or jumps that no other fix confirmed.
+  /// Fixes that were invalid or late, or jumps that another fix denied.
   std::uint64_t rejectedFixes = 0;
+  /// Circles that the device stood in and that were smaller than the uncertainty of its fixes.
+  std::uint64_t tooSmallCircles = 0;
   /// Times that the store could not save.
   std::uint64_t failedSaves = 0;
   friend bool operator==(const LocationCounters&, const LocationCounters&) = default;
@@ -109,7 +116,7 @@ class LocationEngine : public LocationServices {
   /// The same for a beacon whose frame is already known.
   void handleBeacon(const BeaconFrame& frame, Dbm rssi, Seconds age = Seconds{0});
   /// While positions are demanded fixes are expected to come again and again, also of a device that
-  /// stands still. A fix that implies an impossible speed waits for the next one, or 10 s.
+  /// stands still. A fix that the device can hardly have reached waits for another one that agrees.
   void handleFix(const CLLocation& fix);
   /// The source of positions has given up for now.
   void positionFailed(const Error& error);

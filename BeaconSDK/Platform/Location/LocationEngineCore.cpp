@@ -11,9 +11,9 @@ namespace {
 
 // Between two saves, however much happens.
 constexpr Seconds kSavePause{1};
-// A fix should be half as uncertain as the smallest circle is large, within reason.
-constexpr double kRadiusShare = 0.5;
+// Before the first fix nobody knows how near a circle is.
 constexpr Metres kCoarsestForCircles{100};
+constexpr Seconds kSoonest{1};
 
 }  // namespace
 
@@ -24,7 +24,8 @@ LocationEngine::Core::Core(Clock& clock, DispatchQueue& queue, LocationStateStor
       store_(store),
       listener_(listener),
       reports_(managers_, [this] { saveSoon(); }),
-      circles_(book_, reports_),
+      circles_(book_, reports_,
+               [this](const auto& circle, Metres uncertainty) { tooSmall(circle, uncertainty); }),
       presence_(clock, queue, table_, book_, reports_, [this] { saveSoon(); }),
       ranging_(clock, queue, table_),
       updates_(clock, queue, managers_, [this] { demandMayHaveChanged(); }) {}
@@ -51,7 +52,7 @@ void LocationEngine::Core::close() {
     region->requestTimeout.cancel();
   }
   ranging_.setAllowed(false);
-  gateTimeout_.cancel();
+  doubtTimeout_.cancel();
 }
 
 template <class Work>
@@ -169,9 +170,7 @@ void LocationEngine::Core::monitoringBegan(const std::shared_ptr<ManagerState>& 
     delegate.didStartMonitoringForRegion(service, region->region);
   });
   if (!region->watched) return;
-  if (region->circle && updates_.last()) {
-    circles_.consider(region, *updates_.last(), clock_.uptime());
-  }
+  if (region->circle) considerLast(region);
   settle(region);
 }
 
@@ -204,7 +203,15 @@ void LocationEngine::Core::settle(const std::shared_ptr<MonitoredRegion>& region
     reports_.answer(region, region->state);
   } else if (region->circle) {
     circles_.attend(*region);
-    if (updates_.last()) circles_.consider(region, *updates_.last(), clock_.uptime());
+    considerLast(region);
+  }
+}
+
+void LocationEngine::Core::considerLast(const std::shared_ptr<MonitoredRegion>& region) {
+  const auto now = clock_.uptime();
+  if (const auto last = track_.last(now)) {
+    circles_.consider(region, {.from = {}, .to = *last, .rest = track_.rest(now), .repeated = true},
+                      now);
   }
 }
 
@@ -274,30 +281,42 @@ void LocationEngine::Core::handleBeacon(const BeaconFrame& frame, Dbm rssi, Seco
 }
 
 void LocationEngine::Core::handleFix(const CLLocation& fix) {
+  using enum FixTrack::Verdict;
   ++counters.fixes;
   if (!isAuthorized()) return;
-  switch (gate_.offer(fix, clock_.uptime())) {
-    case FixGate::Verdict::accepted:
-      if (gateTimeout_.isArmed()) ++counters.rejectedFixes;
-      gateTimeout_.cancel();
-      accept(fix);
-      break;
-    case FixGate::Verdict::held:
-      if (gateTimeout_.isArmed()) ++counters.rejectedFixes;
-      gateTimeout_.arm(queue_, kJumpPatience, [this] {
-        if (const auto held = gate_.release(); held && isAuthorized()) accept(*held);
-      });
-      break;
-    case FixGate::Verdict::rejected:
-      ++counters.rejectedFixes;
-      break;
+  const auto finding = track_.offer(fix, clock_.uptime(), clock_.now());
+  if (finding.denied || finding.verdict == rejected) ++counters.rejectedFixes;
+  if (finding.verdict == rejected) return;
+  held_.reset();
+  if (finding.verdict == held) {
+    held_ = fix;
+  } else {
+    updates_.handleFix(fix);
   }
+  if (!track_.isDoubtful()) {
+    doubtTimeout_.cancel();
+  } else if (!doubtTimeout_.isArmed()) {
+    doubtTimeout_.arm(queue_, track_.patience(), [this] {
+      const auto step = track_.release();
+      if (!step || !isAuthorized()) return;
+      if (held_) updates_.handleFix(*std::exchange(held_, std::nullopt));
+      handleSteps({*step});
+    });
+  }
+  handleSteps(finding.steps);
 }
 
-void LocationEngine::Core::accept(const CLLocation& fix) {
-  updates_.handleFix(fix);
+void LocationEngine::Core::tooSmall(const CLCircularRegion& circle, Metres uncertainty) {
+  ++counters.tooSmallCircles;
+  const auto copy = std::make_shared<const CLCircularRegion>(circle);
+  post([copy, uncertainty](Core& core) { core.listener_.circleTooSmall(*copy, uncertainty); });
+}
+
+void LocationEngine::Core::handleSteps(const std::vector<TrackStep>& steps) {
+  for (const auto& step : steps) {
+    if (mayMonitor()) circles_.handleStep(step, clock_.uptime());
+  }
   demandMayHaveChanged();
-  if (mayMonitor()) circles_.handleFix(fix, clock_.uptime());
 }
 
 void LocationEngine::Core::positionFailed(const Error& error) {
@@ -319,11 +338,16 @@ LocationDemand LocationEngine::Core::demand() const {
   LocationDemand demand;
   if (advertisementListener_) demand.beaconScan = LocationDemand::BeaconScan::ranging;
   if (!isAuthorized()) return demand;
-  demand.positionAccuracy = updates_.wantedAccuracy();
+  if (const auto wish = updates_.wish()) {
+    demand.positionAccuracy = wish->accuracy;
+    demand.positionInterval = wish->interval;
+  }
   if (mayMonitor() && !circles_.isEmpty()) {
-    const Metres share{circles_.smallestRadius().value * kRadiusShare};
-    const auto needed = std::clamp(share, kBestAccuracy, kCoarsestForCircles);
-    demand.positionAccuracy = std::min(demand.positionAccuracy.value_or(needed), needed);
+    const auto wish = circleWish();
+    demand.positionInterval =
+        demand.positionAccuracy ? std::min(demand.positionInterval, wish.interval) : wish.interval;
+    demand.positionAccuracy =
+        std::min(demand.positionAccuracy.value_or(wish.accuracy), wish.accuracy);
   }
   if (ranging_.isWanted()) {
     demand.beaconScan = LocationDemand::BeaconScan::ranging;
@@ -331,6 +355,17 @@ LocationDemand LocationEngine::Core::demand() const {
     demand.beaconScan = LocationDemand::BeaconScan::monitoring;
   }
   return demand;
+}
+
+PositionWish LocationEngine::Core::circleWish() const {
+  const auto now = clock_.uptime();
+  const auto last = track_.last(now);
+  if (!last) return {kCoarsestForCircles, kSoonest};
+  auto wish =
+      positionWish(circles_.nearestBorder(last->coordinate), track_.speed(), track_.rest(now));
+  if (track_.isDoubtful() || circles_.isUndecided())
+    wish = {std::min(wish.accuracy, kBestAccuracy), kSoonest};
+  return wish;
 }
 
 void LocationEngine::Core::setAdvertisementListener(AdvertisementListener listener) {

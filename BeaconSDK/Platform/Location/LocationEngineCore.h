@@ -7,7 +7,7 @@
 #include "BeaconSDK/Platform/Location/LocationEngine.h"
 #include "BeaconSDK/Platform/Location/ManagerList.h"
 #include "BeaconSDK/Platform/Location/Positions/CircleMonitor.h"
-#include "BeaconSDK/Platform/Location/Positions/FixGate.h"
+#include "BeaconSDK/Platform/Location/Positions/FixTrack.h"
 #include "BeaconSDK/Platform/Location/Positions/LocationUpdates.h"
 #include "BeaconSDK/Platform/Location/Radio/BeaconPresence.h"
 #include "BeaconSDK/Platform/Location/Radio/BeaconRanging.h"
@@ -75,7 +75,12 @@ class LocationEngine::Core : public std::enable_shared_from_this<Core> {
                        const std::shared_ptr<MonitoredRegion>& region);
   /// Answers who asked, as far as an answer is known.
   void settle(const std::shared_ptr<MonitoredRegion>& region);
-  void accept(const CLLocation& fix);
+  /// Looks at a region in the light of the last believed fix.
+  void considerLast(const std::shared_ptr<MonitoredRegion>& region);
+  void tooSmall(const CLCircularRegion& circle, Metres uncertainty);
+  void handleSteps(const std::vector<TrackStep>& steps);
+  /// What circles need of positions.
+  PositionWish circleWish() const;
 
   /// Runs `work` in a task of its own, unless the engine has gone by then.
   template <class Work>
@@ -101,8 +106,10 @@ class LocationEngine::Core : public std::enable_shared_from_this<Core> {
   BeaconPresence presence_;
   BeaconRanging ranging_;
   LocationUpdates updates_;
-  FixGate gate_;
-  Wakeup gateTimeout_;
+  FixTrack track_;
+  Wakeup doubtTimeout_;
+  /// The fix that nobody was told of because of its impossible speed.
+  std::optional<CLLocation> held_;
 
   AdvertisementListener advertisementListener_;
   LocationDemand told_;

@@ -33,6 +33,7 @@ void SimulatedLocation::updateListening() {
   const bool scans = demand.beaconScan != LocationDemand::BeaconScan::none || radio_.isScanWanted();
   world_.setListening(scans && radio_.state() == CBManagerState::poweredOn,
                       demand.positionAccuracy.has_value());
+  world_.setPositionInterval(demand.positionInterval);
 }
 
 void SimulatedLocation::locationDemandChanged(const LocationDemand&) { updateListening(); }

@@ -1,13 +1,13 @@
 #include "BeaconSDK/Platform/Simulated/SimulatedWorld.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <numbers>
 #include <string>
 #include <string_view>
 #include <tuple>
 
+#include "BeaconSDK/Platform/Simulated/NormalTable.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedLoop.h"
 #include "BeaconSDK/Platform/Simulated/SplitMix64.h"
 
@@ -24,14 +24,9 @@ constexpr Seconds kShortestInterval{0.02};
 /// Nearer than this a beacon is not heard any better: the antennas touch.
 constexpr double kNearestMetres = 0.1;
 
-/// Noise is cut at this many standard deviations, so that a beacon has a reach.
-constexpr double kWidestNoise = 4;
-
 /// Neighbours are looked for this much beyond their reach: a walk of some minutes.
 constexpr double kNeighbourhoodMetres = 300;
 
-/// The mean earth radius, as `distanceBetween` uses it.
-constexpr double kEarthRadiusMetres = 6371008.8;
 constexpr double kRadiansPerDegree = std::numbers::pi / 180;
 
 /// The flat distance, good to a millionth over a beacon's reach and much faster.
@@ -40,42 +35,10 @@ double flatDistance(CLLocationCoordinate2D a, CLLocationCoordinate2D b, double c
   double east = b.longitude - a.longitude;
   if (std::abs(east) > 180) east = std::remainder(east, 360.0);
   east *= cosine;
-  return std::sqrt(north * north + east * east) * kRadiansPerDegree * kEarthRadiusMetres;
+  return std::sqrt(north * north + east * east) * kRadiansPerDegree * kMeanEarthRadius.value;
 }
 
 double cosineOf(double latitude) { return std::cos(latitude * kRadiansPerDegree); }
-
-/// Normally distributed numbers to draw from: far faster than computing each, and more than whole
-/// decibels can tell from the real thing. Mean and variance are exact.
-class NormalTable {
- public:
-  static double draw(SplitMix64& random) {
-    static const NormalTable table;
-    const std::uint64_t bits = random.next();
-    const double number = table.numbers_[(bits >> 1) % kSize];
-    return (bits & 1) != 0 ? number : -number;
-  }
-
- private:
-  static constexpr std::size_t kSize = 4096;
-
-  NormalTable() {
-    SplitMix64 random(kSize);
-    double squares = 0;
-    for (double& number : numbers_) {
-      // After Box and Muller.
-      const double radius = std::sqrt(-2 * std::log(1 - random.uniform()));
-      number = radius * std::cos(2 * std::numbers::pi * random.uniform());
-      squares += number * number;
-    }
-    const double deviation = std::sqrt(squares / kSize);
-    for (double& number : numbers_) {
-      number = std::clamp(number / deviation, -kWidestNoise, kWidestNoise);
-    }
-  }
-
-  std::array<double, kSize> numbers_{};
-};
 
 /// Radios report whole decibels, from -127 to 20.
 double reportedStrength(double strength) {
@@ -155,7 +118,11 @@ struct SimulatedWorld::Signal {
 
 SimulatedWorld::SimulatedWorld(DispatchQueue& mainQueue, const Clock& clock,
                                SimulatedWorldReceiver& receiver, SimulatedWorldOptions options)
-    : mainQueue_(mainQueue), clock_(clock), receiver_(receiver), options_(options) {}
+    : mainQueue_(mainQueue),
+      clock_(clock),
+      receiver_(receiver),
+      options_(options),
+      positions_(options.seed, kEpoch, options.positionErrors) {}
 
 SimulatedWorld::~SimulatedWorld() { mainQueue_.cancel(timer_); }
 
@@ -200,6 +167,10 @@ void SimulatedWorld::setListening(bool toBeacons, bool toPositions) {
   }
 }
 
+void SimulatedWorld::setPositionInterval(Seconds interval) {
+  if (options_.fixesFollowDemand) wantedPause_ = static_cast<std::int64_t>(interval.count());
+}
+
 void SimulatedWorld::scheduleTick() {
   if (timer_ != 0) return;
   const double now = secondsBetween(kEpoch, clock_.now());
@@ -217,7 +188,8 @@ void SimulatedWorld::tick(std::int64_t second) {
 }
 
 void SimulatedWorld::reportPosition() {
-  if (lastFix_ >= tick_ - options_.secondsBetweenFixes + 1) return;
+  const auto pause = std::max(options_.secondsBetweenFixes, wantedPause_);
+  if (lastFix_ >= tick_ - pause + 1) return;
   lastFix_ = tick_;
   const Date now = clock_.now();
   const bool lost =
@@ -226,19 +198,7 @@ void SimulatedWorld::reportPosition() {
     receiver_.positionLost();
     return;
   }
-  auto [coordinate, accuracy] = walk_.positionAt(now);
-  if (options_.positionNoise.value > 0) {
-    SplitMix64 random(
-        SplitMix64::mix(options_.seed + SplitMix64::mix(static_cast<std::uint64_t>(tick_))));
-    const double degree = kRadiansPerDegree * kEarthRadiusMetres;
-    coordinate.latitude += NormalTable::draw(random) * options_.positionNoise.value / degree;
-    coordinate.latitude = std::clamp(coordinate.latitude, -90.0, 90.0);
-    const double cosine = std::max(cosineOf(coordinate.latitude), 1e-6);
-    coordinate.longitude +=
-        NormalTable::draw(random) * options_.positionNoise.value / (degree * cosine);
-    coordinate.longitude = std::remainder(coordinate.longitude, 360.0);
-  }
-  receiver_.didFix({coordinate, accuracy, now});
+  receiver_.didFix(positions_.fixAt(walk_, tick_, pause));
 }
 
 void SimulatedWorld::findNeighbours(CLLocationCoordinate2D place) {

@@ -11,6 +11,7 @@
 #include "BeaconSDK/Platform/Api/Foundation.h"
 #include "BeaconSDK/Platform/Location/Radio/Advertisement.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedBeacon.h"
+#include "BeaconSDK/Platform/Simulated/SimulatedPositions.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedWalk.h"
 
 namespace ks {
@@ -33,10 +34,11 @@ struct SimulatedWorldOptions {
   double pathLossExponent = 2;
   /// What is weaker is not received; about what phones reach.
   Dbm sensitivity{-100};
-  /// Standard deviation of the error of a position fix, in each direction.
-  Metres positionNoise{0};
+  SimulatedPositionErrors positionErrors{};
   /// Between two fixes, while positions are wanted.
   std::int64_t secondsBetweenFixes = 1;
+  /// The source pauses for as long as is asked of it, where that is longer.
+  bool fixesFollowDemand = false;
 };
 
 /// Beacons, a device that walks among them, and the waves between.
@@ -72,6 +74,8 @@ class SimulatedWorld {
 
   /// Whether anybody listens. Nothing is computed while nobody does.
   void setListening(bool toBeacons, bool toPositions);
+  /// How far apart fixes may be; matters where they follow the demand.
+  void setPositionInterval(Seconds interval);
 
  private:
   struct Broadcast;
@@ -92,6 +96,8 @@ class SimulatedWorld {
   const Clock& clock_;
   SimulatedWorldReceiver& receiver_;
   SimulatedWorldOptions options_;
+  SimulatedPositions positions_;
+  std::int64_t wantedPause_ = 0;
   SimulatedWalk walk_;
   std::vector<DateInterval> outages_;
   std::map<BeaconId, std::unique_ptr<Sender>> senders_;

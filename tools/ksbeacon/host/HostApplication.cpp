@@ -21,7 +21,7 @@ SimulatedPlatformOptions deviceOptions(const Scenario& scenario,
   options.locale = {scenario.language, scenario.country};
   options.timeZoneName = scenario.timeZone;
   options.pathLossExponent = scenario.pathLossExponent;
-  options.positionNoise = scenario.walk.noise;
+  options.positionErrors = scenario.walk.errors;
   return options;
 }
 

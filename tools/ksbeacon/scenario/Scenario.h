@@ -12,6 +12,7 @@
 #include "BeaconSDK/Platform/Api/Date.h"
 #include "BeaconSDK/Platform/Api/Units.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedBeacon.h"
+#include "BeaconSDK/Platform/Simulated/SimulatedPositions.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedWalk.h"
 
 namespace ks::tool {
@@ -55,8 +56,7 @@ struct Scenario {
   struct Walk {
     /// At least the place where the device begins.
     std::vector<SimulatedWaypoint> stops;
-    /// Standard deviation of the error of each fix, in each direction.
-    Metres noise{0};
+    SimulatedPositionErrors errors;
     /// Spans without position fixes.
     std::vector<DateInterval> outages;
   };

@@ -17,8 +17,6 @@ namespace {
 
 using Range = ObjectReader::Range;
 
-/// The sphere on which the seam measures distances.
-constexpr double kEarthRadius = 6371008.8;
 /// Local metres are for sites, not for countries.
 constexpr double kFarthest = 100000;
 constexpr Range kSpeed{0.01, 1000, " m/s"};
@@ -109,9 +107,10 @@ CLLocationCoordinate2D ScenarioParts::position(ObjectReader& reader, std::string
     return {};
   }
   constexpr double kDegree = 180 / std::numbers::pi;
+  constexpr double kDegreesPerMetre = kDegree / kMeanEarthRadius.value;
   const double shrink = std::max(0.01, std::cos(origin_->latitude / kDegree));
-  return {std::clamp(origin_->latitude + north / kEarthRadius * kDegree, -90.0, 90.0),
-          std::clamp(origin_->longitude + east / (kEarthRadius * shrink) * kDegree, -180.0, 180.0)};
+  return {std::clamp(origin_->latitude + north * kDegreesPerMetre, -90.0, 90.0),
+          std::clamp(origin_->longitude + east / shrink * kDegreesPerMetre, -180.0, 180.0)};
 }
 
 std::pair<Seconds, Seconds> ScenarioParts::span(ObjectReader& reader, std::optional<Seconds> from,
@@ -176,12 +175,17 @@ Scenario::Beacon ScenarioParts::beacon(const JsonNode& node, const std::string& 
 
 Scenario::Walk ScenarioParts::walk(const JsonNode& node, const std::string& path) const {
   ObjectReader reader(node, path, mistakes_,
-                      {"from", "gpx", "speed", "accuracy", "noise", "steps", "outages"});
+                      {"from", "gpx", "speed", "accuracy", "noise", "memory", "spikes", "repeats",
+                       "honest", "steps", "outages"});
   Scenario::Walk walk;
   SimulatedWaypoint first;
   first.accuracy = {reader.number("accuracy", kAccuracy, first.accuracy.value)};
   first.speed = {reader.number("speed", kSpeed, first.speed.value)};
-  walk.noise = {reader.number("noise", {0, 1000, " metres"}, 0)};
+  walk.errors.noise = {reader.number("noise", {0, 1000, " metres"}, 0)};
+  walk.errors.memory = Seconds{reader.number("memory", {0, 3600, " s"}, 0)};
+  walk.errors.spikeProbability = reader.number("spikes", {0, 1}, 0);
+  walk.errors.repeatProbability = reader.number("repeats", {0, 1}, 0);
+  walk.errors.honest = reader.flag("honest", false);
   walk.stops.push_back(first);
   if (reader.has("gpx")) {
     readTrack(reader, walk);

@@ -66,11 +66,12 @@ void LocationUpdates::requestOne(const std::shared_ptr<ManagerState>& manager) {
   });
 }
 
-std::optional<Metres> LocationUpdates::wantedAccuracy() const {
-  std::optional<Metres> wanted;
+std::optional<PositionWish> LocationUpdates::wish() const {
+  std::optional<PositionWish> wanted;
   for (const auto& manager : managers_.all()) {
-    if (manager->wantsUpdates || manager->wantsOneFix) return kBestAccuracy;
-    if (manager->wantsSignificantChanges) wanted = kSignificantChange;
+    if (manager->wantsUpdates || manager->wantsOneFix)
+      return PositionWish{kBestAccuracy, Seconds{1}};
+    if (manager->wantsSignificantChanges) wanted = {kSignificantChange, kSignificantInterval};
   }
   return wanted;
 }

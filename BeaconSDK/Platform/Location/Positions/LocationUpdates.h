@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "BeaconSDK/Platform/Location/ManagerList.h"
+#include "BeaconSDK/Platform/Location/Positions/PositionDemand.h"
 
 namespace ks {
 
@@ -18,6 +19,8 @@ inline constexpr Seconds kFreshFix{10};
 inline constexpr Seconds kOneFixTimeout{30};
 /// The uncertainty wanted for standard updates and single fixes.
 inline constexpr Metres kBestAccuracy{10};
+/// A significant change may be noticed this late.
+inline constexpr Seconds kSignificantInterval{60};
 
 /// Hands fixes to the managers that want them.
 class LocationUpdates {
@@ -38,7 +41,7 @@ class LocationUpdates {
   void requestOne(const std::shared_ptr<ManagerState>& manager);
   const std::optional<CLLocation>& last() const { return last_; }
   /// Of all managers together; absent while none wants positions.
-  std::optional<Metres> wantedAccuracy() const;
+  std::optional<PositionWish> wish() const;
 
  private:
   Clock& clock_;

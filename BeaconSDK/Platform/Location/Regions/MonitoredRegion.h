@@ -36,10 +36,6 @@ struct MonitoredRegion {
   std::vector<std::weak_ptr<ManagerState>> requesters;
   Wakeup requestTimeout;
 
-  /// Circles: a crossing that waits for more fixes to agree, and since when.
-  CLRegionState candidate = CLRegionState::unknown;
-  Seconds candidateSince{0};
-
   /// Beacons: when the last packet came, or the listening began.
   Seconds heard{0};
   /// The silence that ended the stay of its slowest beacon, as far as earlier runs know.

@@ -8,7 +8,6 @@ void RegionReports::found(const std::shared_ptr<MonitoredRegion>& region, CLRegi
   const bool first = !region->confirmed;
   region->confirmed = true;
   region->state = state;
-  region->candidate = CLRegionState::unknown;
   if (state == region->reported && !(first && region->beacons)) {
     answer(region, state);
     return;
