@@ -29,7 +29,7 @@ class Note : public Object {
   std::optional<std::string> text;
   bool flag = false;
   std::int8_t tiny = 0;
-  float ratio = 0;
+  float ratio = 0.5F;
   std::optional<Date> date;
   std::optional<UUID> uuid;
   CLLocationCoordinate2D place;
@@ -70,12 +70,14 @@ std::shared_ptr<Note> fullNote() {
 
 class NSKeyedArchiverTest : public testing::Test {
  protected:
-  std::string folder() { return device_.directories().temporary.string() + "/"; }
+  NSKeyedArchiverTest() { Platform::install(device_); }
+  ~NSKeyedArchiverTest() override { Platform::install(nullptr); }
+  std::string folder() { return device_->directories().temporary.string() + "/"; }
   std::string archived(const Value& value) {
     EXPECT_TRUE(NSKeyedArchiver::archiveRootObject(value, folder() + "ours.dat"));
     return folder() + "ours.dat";
   }
-  SimulatedPlatform device_;
+  std::shared_ptr<SimulatedPlatform> device_ = std::make_shared<SimulatedPlatform>();
 };
 
 }  // namespace
@@ -170,6 +172,45 @@ TEST_F(NSKeyedArchiverTest, ReadsWhatOthersWrote) {
     EXPECT_TRUE(dictionary.isMutable);
     EXPECT_EQ(dictionary["list"].identity(), dictionary["again"].identity());
   }
+}
+
+TEST_F(NSKeyedArchiverTest, TakesWhatOthersDoDifferently) {
+  output(kScript + "write " + folder());
+  const Dictionary expected{{"time", dateFromSecondsSince1970(978393600)},
+                            {"url", "url"},
+                            {"ordered", Array{"time", 7}},
+                            {"7", "time"}};
+  for (const char* name : {"kinds.bin", "converted.bin"}) {
+    const auto read = NSKeyedUnarchiver::unarchiveObjectWithFile(folder() + name);
+    ASSERT_TRUE(read) << name << ": " << read.error().localizedDescription();
+    EXPECT_EQ(*read, Value(expected)) << read->description();
+  }
+  const auto shared = NSKeyedUnarchiver::unarchiveObjectWithFile(folder() + "shared.bin");
+  ASSERT_TRUE(shared);
+  const auto& texts = shared->array()->items;
+  EXPECT_EQ(texts.front().identity(), texts.back().identity()) << "one text, 10,000 times";
+}
+
+TEST_F(NSKeyedArchiverTest, CachesLeaveOutBadRecords) {
+  output(kScript + "write " + folder());
+  const Value loaded = loadCacheFile(folder() + "records.bin");
+  const auto& items = loaded.array()->items;
+  EXPECT_FALSE(items[0].object());
+  ASSERT_TRUE(items[1].objectOf<Note>());
+  EXPECT_EQ(items[1].objectOf<Note>()->ratio, 0) << "no value of the initialiser's";
+  EXPECT_FALSE(items[2].object());
+  EXPECT_EQ(device_->console().lines().size(), 2U);
+}
+
+TEST_F(NSKeyedArchiverTest, SharedListsStaySmall) {
+  Value nested = Array{"leaf"};
+  for (int level = 0; level < 45; ++level) nested = Array{nested, nested};
+  const Data archive = NSKeyedArchiver::archivedDataWithRootObject(nested);
+  const auto read = NSKeyedUnarchiver::unarchiveObjectWithData(archive);
+  ASSERT_TRUE(read);
+  EXPECT_EQ(*read, nested);
+  EXPECT_LT(read->description().size(), 5U << 20);
+  EXPECT_TRUE(read->description().ends_with("..."));
 }
 
 TEST_F(NSKeyedArchiverTest, HostileGraphsAreErrors) {

@@ -62,8 +62,32 @@ def hostile():
             "classless": classless, "mistyped": mistyped}
 
 
+def with_dictionaries(value):
+    """As a converter without references leaves it."""
+    if isinstance(value, UID):
+        return {"CF$UID": value.data}
+    if isinstance(value, list):
+        return [with_dictionaries(item) for item in value]
+    return {k: with_dictionaries(v) for k, v in value.items()} if isinstance(value, dict) else value
+
+
+def others():
+    """What other writers do differently, and records that are not as they should be."""
+    kinds = archive([
+        {"NS.keys": [UID(i) for i in (3, 4, 5, 6)], "NS.objects": [UID(i) for i in (7, 9, 11, 3)],
+         "$class": UID(2)}, entry("NSDictionary"), "time", "url", "ordered", 7,
+        {"NS.time": 86400, "$class": UID(8)}, entry("NSDate"),
+        {"NS.base": UID(0), "NS.relative": UID(4), "$class": UID(10)}, entry("NSURL"),
+        {"NS.object.0": UID(3), "NS.object.1": UID(6), "$class": UID(12)}, entry("NSOrderedSet")])
+    records = archive([{"NS.objects": [UID(3), UID(5), UID(7)], "$class": UID(2)}, entry("NSArray"),
+                       {"text": UID(6), "$class": UID(4)}, entry("Note"), {"$class": UID(4)}, 5,
+                       {"$class": UID(8)}, entry("SomebodyElse")])
+    shared = archive([{"NS.objects": [UID(3)] * 10000, "$class": UID(2)}, entry("NSArray"), "x" * 100000])
+    return {"kinds": kinds, "converted": with_dictionaries(kinds), "records": records, "shared": shared}
+
+
 def write(folder):
-    for name, content in {"every": every_kind(), **hostile()}.items():
+    for name, content in {"every": every_kind(), **hostile(), **others()}.items():
         (folder / f"{name}.bin").write_bytes(plistlib.dumps(content, fmt=plistlib.FMT_BINARY))
 
 

@@ -21,7 +21,7 @@ struct Property {
   std::string valueClass;
   /// An absent value when the property is empty.
   std::function<Value(const Object&)> get;
-  /// Takes only values of `valueClass`.
+  /// Takes only values of `valueClass`; an absent one empties the property.
   std::function<void(Object&, const Value&)> set;
 };
 

@@ -11,7 +11,8 @@
 
 namespace ks {
 
-/// How a member of type `M` is stored in a `Value` and read back. Specialise it for further types.
+/// How a member of type `M` is stored in a `Value` and read back; an absent value empties the
+/// member. Specialise it for further types.
 template <class M>
 struct Coding;
 
@@ -72,7 +73,8 @@ struct Coding<Dictionary> {
   static std::string valueClass() { return "NSDictionary"; }
   static Value box(const Dictionary& member) { return member; }
   static void unbox(const Value& value, Dictionary& member) {
-    if (const Dictionary* dictionary = value.dictionary()) member = *dictionary;
+    const Dictionary* const dictionary = value.dictionary();
+    member = dictionary ? *dictionary : Dictionary();
   }
 };
 
@@ -81,7 +83,8 @@ struct Coding<std::optional<Date>> {
   static std::string valueClass() { return "NSDate"; }
   static Value box(const std::optional<Date>& member) { return member; }
   static void unbox(const Value& value, std::optional<Date>& member) {
-    if (const Date* date = value.date()) member = *date;
+    const Date* const date = value.date();
+    member = date ? std::optional(*date) : std::nullopt;
   }
 };
 
@@ -90,7 +93,8 @@ struct Coding<std::optional<UUID>> {
   static std::string valueClass() { return "NSUUID"; }
   static Value box(const std::optional<UUID>& member) { return member; }
   static void unbox(const Value& value, std::optional<UUID>& member) {
-    if (const UUID* uuid = value.uuid()) member = *uuid;
+    const UUID* const uuid = value.uuid();
+    member = uuid ? std::optional(*uuid) : std::nullopt;
   }
 };
 
@@ -99,7 +103,8 @@ struct Coding<std::optional<Array>> {
   static std::string valueClass() { return "NSArray"; }
   static Value box(const std::optional<Array>& member) { return member; }
   static void unbox(const Value& value, std::optional<Array>& member) {
-    if (const Array* array = value.array()) member = *array;
+    const Array* const array = value.array();
+    member = array ? std::optional(*array) : std::nullopt;
   }
 };
 
@@ -108,7 +113,8 @@ struct Coding<std::optional<Dictionary>> {
   static std::string valueClass() { return "NSDictionary"; }
   static Value box(const std::optional<Dictionary>& member) { return member; }
   static void unbox(const Value& value, std::optional<Dictionary>& member) {
-    if (const Dictionary* dictionary = value.dictionary()) member = *dictionary;
+    const Dictionary* const dictionary = value.dictionary();
+    member = dictionary ? std::optional(*dictionary) : std::nullopt;
   }
 };
 

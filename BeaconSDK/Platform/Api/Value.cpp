@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <functional>
+#include <map>
 
 #include "BeaconSDK/Platform/Api/Object.h"
 
@@ -15,15 +17,6 @@ const Value kAbsent;
 /// Below this many entries a dictionary is searched entry by entry, which is faster than hashing
 /// and spares small dictionaries the memory of an index.
 constexpr std::size_t kIndexThreshold = 32;
-
-std::string joined(const std::vector<Value>& items) {
-  std::string text;
-  for (const auto& item : items) {
-    if (!text.empty()) text += ", ";
-    text += item.description();
-  }
-  return text;
-}
 
 std::string dataDescription(const Data& data) {
   static constexpr char kDigits[] = "0123456789abcdef";
@@ -41,6 +34,110 @@ bool equalNumbers(const Value& a, const Value& b) {
     return a.largeInteger() && b.largeInteger() && *a.largeInteger() == *b.largeInteger();
   }
   return a.integerValue() == b.integerValue();
+}
+
+/// Compares what two values hold.
+class Comparison {
+ public:
+  bool areEqual(const Value& a, const Value& b) {
+    if (a.isNumber() && b.isNumber()) return equalNumbers(a, b);
+    if (a.identity() != nullptr && a.identity() == b.identity()) return true;
+    if (a.array() && b.array()) return areShared(a, b, a.array()->items, b.array()->items);
+    if (a.set() && b.set()) return areShared(a, b, *a.set(), *b.set());
+    if (a.dictionary() && b.dictionary()) return areShared(a, b, *a.dictionary(), *b.dictionary());
+    return arePlainEqual(a, b);
+  }
+  bool areEqual(const std::vector<Value>& a, const std::vector<Value>& b) {
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(), same());
+  }
+  bool areEqual(const Set& a, const Set& b) {
+    return a.items.size() == b.items.size() &&
+           std::is_permutation(a.items.begin(), a.items.end(), b.items.begin(), same());
+  }
+  bool areEqual(const Dictionary& a, const Dictionary& b) {
+    if (a.size() != b.size()) return false;
+    return std::all_of(a.begin(), a.end(), [&](const Dictionary::Entry& entry) {
+      const Value* other = b.find(entry.first);
+      return other && areEqual(entry.second, *other);
+    });
+  }
+
+ private:
+  template <class Content>
+  bool areShared(const Value& a, const Value& b, const Content& first, const Content& second) {
+    const std::pair pair(a.identity(), b.identity());
+    const auto known = known_.find(pair);
+    if (known != known_.end()) return known->second;
+    return known_[pair] = areEqual(first, second);
+  }
+  std::function<bool(const Value&, const Value&)> same() {
+    return [this](const Value& a, const Value& b) { return areEqual(a, b); };
+  }
+  static bool arePlainEqual(const Value& a, const Value& b) {
+    if (a.string() && b.string()) return *a.string() == *b.string();
+    if (a.data() && b.data()) return *a.data() == *b.data();
+    if (a.date() && b.date()) return *a.date() == *b.date();
+    if (a.uuid() && b.uuid()) return *a.uuid() == *b.uuid();
+    const auto record = a.object();
+    if (record && b.object()) return record->isEqual(b.object().get());
+    return (a.isNull() && b.isNull()) || (a.isAbsent() && b.isAbsent());
+  }
+
+  std::map<std::pair<const void*, const void*>, bool> known_;
+};
+
+constexpr std::size_t kLongestDescription = std::size_t{4} * 1024 * 1024;
+
+std::string plainDescription(const Value& value) {
+  if (value.isNull()) return "<null>";
+  if (const auto* flag = value.boolean()) return *flag ? "1" : "0";
+  if (const auto* number = value.integer()) return std::to_string(*number);
+  if (const auto* number = value.largeInteger()) return std::to_string(*number);
+  if (const auto* number = value.real()) return numberDescription(*number);
+  if (const auto* text = value.string()) return *text;
+  if (const auto* moment = value.date()) return dateDescription(*moment);
+  if (const auto* identifier = value.uuid()) return identifier->UUIDString();
+  if (const auto* bytes = value.data()) return dataDescription(*bytes);
+  if (const auto record = value.object()) return record->description();
+  return "(null)";
+}
+
+/// Goes on only while `text` is short enough.
+void describe(const Value& value, std::string& text);
+
+void describeItems(const std::vector<Value>& items, std::string& text) {
+  for (const auto& item : items) {
+    if (text.size() > kLongestDescription) return;
+    if (&item != &items.front()) text += ", ";
+    describe(item, text);
+  }
+}
+
+void describeEntries(const Dictionary& entries, std::string& text) {
+  for (const auto& [key, value] : entries) {
+    if (text.size() > kLongestDescription) return;
+    text += key + " = ";
+    describe(value, text);
+    text += "; ";
+  }
+}
+
+void describe(const Value& value, std::string& text) {
+  if (const auto* list = value.array()) {
+    text += '(';
+    describeItems(list->items, text);
+    text += ')';
+  } else if (const auto* members = value.set()) {
+    text += "{(";
+    describeItems(members->items, text);
+    text += ")}";
+  } else if (const auto* entries = value.dictionary()) {
+    text += '{';
+    describeEntries(*entries, text);
+    text += '}';
+  } else {
+    text += plainDescription(value);
+  }
 }
 
 }  // namespace
@@ -106,6 +203,7 @@ void Dictionary::rebuildIndex() {
   for (std::size_t i = 0; i < entries_.size(); ++i) index_.emplace(entries_[i].first, i);
 }
 
+Value::Value(std::string text) : content_(std::make_shared<const std::string>(std::move(text))) {}
 Value::Value(Data data) : content_(std::make_shared<const Data>(std::move(data))) {}
 Value::Value(Array array) : content_(std::make_shared<const Array>(std::move(array))) {}
 Value::Value(Set set) : content_(std::make_shared<const Set>(std::move(set))) {}
@@ -168,27 +266,18 @@ std::string Value::className() const {
 }
 
 std::string Value::description() const {
-  if (isNull()) return "<null>";
-  if (const auto* flag = boolean()) return *flag ? "1" : "0";
-  if (const auto* number = integer()) return std::to_string(*number);
-  if (const auto* number = largeInteger()) return std::to_string(*number);
-  if (const auto* number = real()) return numberDescription(*number);
-  if (const auto* text = string()) return *text;
-  if (const auto* moment = date()) return dateDescription(*moment);
-  if (const auto* identifier = uuid()) return identifier->UUIDString();
-  if (const auto* bytes = data()) return dataDescription(*bytes);
-  if (const auto* list = array()) return "(" + joined(list->items) + ")";
-  if (const auto* members = set()) return "{(" + joined(members->items) + ")}";
-  if (const auto* entries = dictionary()) {
-    std::string text = "{";
-    for (const auto& [key, value] : *entries) text += key + " = " + value.description() + "; ";
-    return text + "}";
-  }
-  if (const auto record = object()) return record->description();
-  return "(null)";
+  if (!array() && !set() && !dictionary()) return plainDescription(*this);
+  std::string text;
+  describe(*this, text);
+  if (text.size() <= kLongestDescription) return text;
+  // A character is kept whole.
+  std::size_t end = kLongestDescription;
+  while ((static_cast<unsigned char>(text[end]) & 0xC0U) == 0x80U) --end;
+  return text.substr(0, end) + "...";
 }
 
 const void* Value::identity() const {
+  if (const auto* text = string()) return text;
   if (const auto* bytes = data()) return bytes;
   if (const auto* list = array()) return list;
   if (const auto* members = set()) return members;
@@ -196,32 +285,13 @@ const void* Value::identity() const {
   return object().get();
 }
 
-bool operator==(const Value& a, const Value& b) {
-  if (a.isNumber() && b.isNumber()) return equalNumbers(a, b);
-  if (a.content_.index() != b.content_.index()) return false;
-  if (a.identity() != nullptr && a.identity() == b.identity()) return true;
-  if (a.data()) return *a.data() == *b.data();
-  if (a.array()) return *a.array() == *b.array();
-  if (a.set()) return *a.set() == *b.set();
-  if (a.dictionary()) return *a.dictionary() == *b.dictionary();
-  if (const auto record = a.object()) return record->isEqual(b.object().get());
-  return a.content_ == b.content_;
-}
+bool operator==(const Value& a, const Value& b) { return Comparison().areEqual(a, b); }
 
-bool operator==(const Array& a, const Array& b) { return a.items == b.items; }
+bool operator==(const Array& a, const Array& b) { return Comparison().areEqual(a.items, b.items); }
 
-bool operator==(const Set& a, const Set& b) {
-  return a.items.size() == b.items.size() &&
-         std::is_permutation(a.items.begin(), a.items.end(), b.items.begin());
-}
+bool operator==(const Set& a, const Set& b) { return Comparison().areEqual(a, b); }
 
-bool operator==(const Dictionary& a, const Dictionary& b) {
-  if (a.size() != b.size()) return false;
-  return std::all_of(a.begin(), a.end(), [&](const Dictionary::Entry& entry) {
-    const Value* other = b.find(entry.first);
-    return other && entry.second == *other;
-  });
-}
+bool operator==(const Dictionary& a, const Dictionary& b) { return Comparison().areEqual(a, b); }
 
 std::string numberDescription(double number) {
   // Written out as people do; the fewest characters would make "1e+05" of an identifier 100000.

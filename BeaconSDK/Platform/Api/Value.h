@@ -91,9 +91,9 @@ class Dictionary {
 
 /// One value of a property list, an archive, a JSON document or a notification's user information.
 ///
-/// A default-constructed value is absent, which differs from `Null`. Containers are shared and
-/// immutable once inside a value, so copying is cheap and a value graph has no cycles other than
-/// those that go through objects.
+/// A default-constructed value is absent, which differs from `Null`. Texts, data and containers are
+/// shared and immutable once inside a value, so copying is cheap and a value graph has no cycles
+/// other than those that go through objects.
 class Value {
  public:
   Value() = default;
@@ -102,9 +102,9 @@ class Value {
   template <class T>
   requires std::is_integral_v<T> Value(T value) : content_(fromInteger(value)) {}
   Value(double value) : content_(value) {}
-  Value(const char* text) : content_(std::string(text)) {}
-  Value(std::string text) : content_(std::move(text)) {}
-  Value(std::string_view text) : content_(std::string(text)) {}
+  Value(const char* text) : Value(std::string(text)) {}
+  Value(std::string text);
+  Value(std::string_view text) : Value(std::string(text)) {}
   Value(Date date) : content_(date) {}
   Value(UUID uuid) : content_(uuid) {}
   Value(Data data);
@@ -131,7 +131,7 @@ class Value {
   /// Only for integers above the signed range.
   const std::uint64_t* largeInteger() const { return std::get_if<std::uint64_t>(&content_); }
   const double* real() const { return std::get_if<double>(&content_); }
-  const std::string* string() const { return std::get_if<std::string>(&content_); }
+  const std::string* string() const { return shared<std::string>(); }
   const Date* date() const { return std::get_if<Date>(&content_); }
   const UUID* uuid() const { return std::get_if<UUID>(&content_); }
   const Data* data() const { return shared<Data>(); }
@@ -159,21 +159,24 @@ class Value {
   std::string className() const;
 
   /// The value as "%@" prints it: text as it is, numbers in decimal, "(a, b)" for lists,
-  /// "{key = value; }" for dictionaries, "(null)" when absent.
+  /// "{key = value; }" for dictionaries, "(null)" when absent. A container's ends in "..." after
+  /// 4 MiB: a few shared ones within each other would print as many times as paths lead to them.
   std::string description() const;
 
-  /// The address of a shared container or object, null for plain values: lets a writer store a
-  /// container once however often it is referenced.
+  /// The address of a shared text, data, container or object, null for other values: lets a writer
+  /// store a container once however often it is referenced.
   const void* identity() const;
 
-  /// Deep equality; numbers by value, objects by `Object::isEqual`.
+  /// Deep equality; numbers by value, objects by `Object::isEqual`. Two shared containers are
+  /// compared once however often they are met.
   friend bool operator==(const Value& a, const Value& b);
 
  private:
-  using Content = std::variant<std::monostate, Null, bool, std::int64_t, std::uint64_t, double,
-                               std::string, Date, UUID, std::shared_ptr<const Data>,
-                               std::shared_ptr<const Array>, std::shared_ptr<const Set>,
-                               std::shared_ptr<const Dictionary>, std::shared_ptr<Object>>;
+  using Content =
+      std::variant<std::monostate, Null, bool, std::int64_t, std::uint64_t, double,
+                   std::shared_ptr<const std::string>, Date, UUID, std::shared_ptr<const Data>,
+                   std::shared_ptr<const Array>, std::shared_ptr<const Set>,
+                   std::shared_ptr<const Dictionary>, std::shared_ptr<Object>>;
 
   template <class T>
   static Content fromInteger(T value) {

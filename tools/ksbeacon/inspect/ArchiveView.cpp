@@ -153,7 +153,7 @@ class Walk {
     if (kind == "NSDate") {
       const auto time = field(node, keyed_archive::kTimeKey, Kind::real);
       if (!time) return std::nullopt;
-      return dateFromSecondsSince1970(list_.real(*time) + keyed_archive::kReferenceDate);
+      return dateFromSecondsSinceReference(list_.real(*time));
     }
     if (kind != "NSUUID") return std::nullopt;
     const auto bytes = field(node, keyed_archive::kUuidKey, Kind::data);

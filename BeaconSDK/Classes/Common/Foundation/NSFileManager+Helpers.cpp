@@ -1,5 +1,6 @@
+#include <fstream>
+#include <iterator>
 #include <system_error>
-#include <utility>
 
 #include "BeaconSDK/Classes/Common/Foundation/NSFileManager+Helpers.h"
 #include "BeaconSDK/Platform/Api/Platform.h"
@@ -48,9 +49,13 @@ bool writeFileAtomically(const fs::path& path, std::span<const std::uint8_t> byt
 }
 
 std::optional<Data> readFile(const fs::path& path) {
-  FileContent content = Platform::current().files().read(path);
-  if (content.state != FileContent::State::whole) return std::nullopt;
-  return std::move(content.bytes);
+  std::error_code error;
+  if (!fs::is_regular_file(path, error)) return std::nullopt;
+  std::ifstream file(path, std::ios::binary);
+  if (!file) return std::nullopt;
+  Data bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+  if (file.bad()) return std::nullopt;
+  return bytes;
 }
 
 }  // namespace ks

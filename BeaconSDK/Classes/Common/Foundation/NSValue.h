@@ -64,6 +64,7 @@ struct Coding<S> {
         Structure<S>::kMembers);
   }
   static void unbox(const Value& value, S& member) {
+    if (value.isAbsent()) member = S{};
     const auto boxed = value.objectOf<NSValue>();
     if (!boxed || boxed->objCType() != Structure<S>::kName) return;
     std::apply(

@@ -24,7 +24,9 @@ ks::Property batteryLevelProperty() {
             return static_cast<const Interaction&>(object).batteryLevel;
           },
           [](ks::Object& object, const ks::Value& value) {
-            static_cast<Interaction&>(object).batteryLevel = value.integerValue();
+            const bool isKnown = value.isNumber();
+            static_cast<Interaction&>(object).batteryLevel =
+                isKnown ? std::optional(value.integerValue()) : std::nullopt;
           }};
 }
 

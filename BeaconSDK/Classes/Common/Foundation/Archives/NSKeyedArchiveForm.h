@@ -27,7 +27,7 @@ inline constexpr const char* kDataKey = "NS.data";
 inline constexpr const char* kItemsKey = "NS.objects";
 inline constexpr const char* kKeysKey = "NS.keys";
 
-/// 2001-01-01T00:00:00Z, from which "NS.time" counts, in seconds since 1970.
-inline constexpr double kReferenceDate = 978307200;
+/// The one key of a dictionary that stands for a reference where a format has none.
+inline constexpr std::string_view kReferenceKey = "CF$UID";
 
 }  // namespace ks::keyed_archive

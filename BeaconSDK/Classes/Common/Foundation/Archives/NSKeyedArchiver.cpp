@@ -99,7 +99,7 @@ NSKeyedArchiver::ObjectIndex NSKeyedArchiver::plainObject(const Value& value, No
 }
 
 NSKeyedArchiver::ObjectIndex NSKeyedArchiver::dateObject(Date date) {
-  const double seconds = secondsSince1970(date) - kReferenceDate;
+  const double seconds = secondsSinceReference(date);
   const auto number = PropertyList::realNode(PropertyList::Kind::real, seconds);
   const auto [known, isNew] = dates_.try_emplace(number.payload, 0);
   if (isNew) known->second = addObject(instance("NSDate", kTimeKey, unique_.scalar(number)));

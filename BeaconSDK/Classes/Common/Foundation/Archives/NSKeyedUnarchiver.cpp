@@ -8,8 +8,10 @@
 #include "BeaconSDK/Classes/Common/Foundation/Archives/NSObject+AutoCoding.h"
 #include "BeaconSDK/Classes/Common/Foundation/NSCocoaError.h"
 #include "BeaconSDK/Classes/Common/Foundation/NSFileManager+Helpers.h"
+#include "BeaconSDK/Classes/Common/Foundation/NSLog.h"
 #include "BeaconSDK/Classes/Common/Foundation/PropertyLists/PropertyListValues.h"
 #include "BeaconSDK/Platform/Api/Class.h"
+#include "BeaconSDK/Platform/Api/Platform.h"
 
 namespace ks {
 
@@ -83,12 +85,14 @@ Value NSKeyedUnarchiver::decodeObjectForKey(std::string_view key) {
   if (error_) return {};
   const auto entry = list_.find(scope_->dictionary,
                                 key.starts_with('$') ? "$" + std::string(key) : key, scope_->next);
-  return entry ? decodeEntry(*entry) : Value();
+  Value value = entry ? decodeEntry(*entry) : Value();
+  const bool isCopied = scope_ != &top_;
+  return !isCopied || takeText(value.string()) ? value : Value();
 }
 
 Value NSKeyedUnarchiver::decodeEntry(NodeId entry) {
   if (error_) return {};
-  if (list_.kind(entry) == Kind::uid) return decodeReference(list_.uid(entry));
+  if (const auto index = referenceIn(entry)) return decodeReference(*index);
   if (list_.isContainer(entry)) return fail("A value stands where a reference should");
   return decodeObject(entry);
 }
@@ -104,7 +108,7 @@ Value NSKeyedUnarchiver::decodeReference(std::uint64_t index) {
 
 Value NSKeyedUnarchiver::decodeObject(NodeId object) {
   const Kind kind = list_.kind(object);
-  if (kind == Kind::string) return copyOf(object);
+  if (kind == Kind::string) return sharedLeaf(object);
   if (kind == Kind::array || kind == Kind::set || kind == Kind::uid || kind == Kind::null) {
     return fail("An object of the archive has no class");
   }
@@ -125,11 +129,19 @@ Value NSKeyedUnarchiver::decodeObject(NodeId object) {
   return values_[object];
 }
 
-Value NSKeyedUnarchiver::copyOf(NodeId object) {
-  const std::size_t size = list_.node(object).count;
-  if (size > textLeft_) return fail("The archive repeats its texts too often");
-  textLeft_ -= size;
-  return plainValue(list_, object);
+Value NSKeyedUnarchiver::sharedLeaf(NodeId node) {
+  if (values_[node].isAbsent()) values_[node] = plainValue(list_, node);
+  return values_[node];
+}
+
+bool NSKeyedUnarchiver::takeText(const std::string* text) {
+  if (text == nullptr) return true;
+  if (text->size() > textLeft_) {
+    fail("The archive repeats its texts too often");
+    return false;
+  }
+  textLeft_ -= text->size();
+  return true;
 }
 
 Value NSKeyedUnarchiver::decodeInstance(NodeId object) {
@@ -147,13 +159,12 @@ const NSKeyedUnarchiver::ClassEntry* NSKeyedUnarchiver::classOf(NodeId object) {
   std::size_t start = size == 0 ? 0 : size - 1;
   const auto reference = list_.find(object, kClassKey, start);
   const auto objects = list_.items(objects_);
-  if (!reference || list_.kind(*reference) != Kind::uid ||
-      list_.uid(*reference) >= objects.size() ||
-      list_.kind(objects[list_.uid(*reference)]) != Kind::dictionary) {
+  const auto index = reference ? referenceIn(*reference) : std::nullopt;
+  if (!index || *index >= objects.size() || list_.kind(objects[*index]) != Kind::dictionary) {
     fail("An object of the archive has no class");
     return nullptr;
   }
-  const NodeId description = objects[list_.uid(*reference)];
+  const NodeId description = objects[*index];
   const auto [known, isNew] = classes_.try_emplace(description);
   if (!isNew) return &known->second;
   const auto name = field(description, kClassNameKey, Kind::string);
@@ -168,18 +179,30 @@ Value NSKeyedUnarchiver::decodeRecord(NodeId object, const Class& recordClass) {
     return fail("There are no instances of the class " + recordClass.name());
   }
   const std::shared_ptr<Object> record = recordClass.factory()();
+  // What the initialiser of a new record sets is no part of a stored one.
+  for (const auto& property : recordClass.codableProperties()) property.set(*record, Value());
   values_[object] = record;
+  try {
+    fillRecord(object, *record);
+  } catch (const AutocodingException& mismatch) {
+    fail("A record of the class " + recordClass.name() + " is damaged: " + mismatch.reason());
+    if (!leftOut_) throw;
+  }
+  if (!error_ || !leftOut_) return record;
+  leftOut_(std::exchange(error_, std::nullopt)->localizedDescription());
+  return {};
+}
+
+void NSKeyedUnarchiver::fillRecord(NodeId object, Object& record) {
   Scope scope{object, 0};
   Scope* const outer = std::exchange(scope_, &scope);
   try {
-    NSObjectAutoCoding::setWithCoder(*record, *this);
+    NSObjectAutoCoding::setWithCoder(record, *this);
   } catch (...) {
     scope_ = outer;
-    fail("A record of the class " + recordClass.name() + " could not be filled");
     throw;
   }
   scope_ = outer;
-  return record;
 }
 
 Value NSKeyedUnarchiver::decodePlatformObject(NodeId object, const std::string& className) {
@@ -188,19 +211,24 @@ Value NSKeyedUnarchiver::decodePlatformObject(NodeId object, const std::string& 
   const std::string kind = isMutable ? "NS" + className.substr(kMutable.size()) : className;
   if (kind == "NSArray") return Array(decodeItems(object, kItemsKey), isMutable);
   if (kind == "NSSet") return Set{decodeItems(object, kItemsKey), isMutable};
+  if (kind == "NSOrderedSet") return Array(decodeNumberedItems(object), isMutable);
+  if (kind == "NSURL") return decodeURL(object);
   if (kind == "NSDictionary") return decodeDictionary(object, isMutable);
   if (kind == "NSNull") return Null{};
   if (kind == "NSString") {
     const auto text = field(object, kStringKey, Kind::string);
-    return text ? copyOf(*text) : Value();
+    return text ? sharedLeaf(*text) : Value();
   }
   if (kind == "NSData") {
     const auto data = field(object, kDataKey, Kind::data);
-    return data ? copyOf(*data) : Value();
+    return data ? sharedLeaf(*data) : Value();
   }
   if (kind == "NSDate") {
-    const auto time = field(object, kTimeKey, Kind::real);
-    return time ? dateFromSecondsSince1970(list_.real(*time) + kReferenceDate) : Value();
+    const auto time = member(object, kTimeKey);
+    const bool isWhole = time && list_.kind(*time) == Kind::integer;
+    if (!isWhole && !field(object, kTimeKey, Kind::real)) return {};
+    const double seconds = isWhole ? static_cast<double>(list_.integer(*time)) : list_.real(*time);
+    return dateFromSecondsSinceReference(seconds);
   }
   if (kind == "NSUUID") {
     const auto bytes = field(object, kUuidKey, Kind::data);
@@ -211,7 +239,10 @@ Value NSKeyedUnarchiver::decodePlatformObject(NodeId object, const std::string& 
     std::ranges::copy(list_.data(*bytes), uuid.bytes.begin());
     return uuid;
   }
-  return fail("The class " + className + " of the archive is unknown");
+  const std::string reason = "The class " + className + " of the archive is unknown";
+  if (!leftOut_) return fail(reason);
+  leftOut_(reason);
+  return {};
 }
 
 std::vector<Value> NSKeyedUnarchiver::decodeItems(NodeId object, std::string_view key) {
@@ -232,6 +263,29 @@ std::vector<Value> NSKeyedUnarchiver::decodeItems(NodeId object, std::string_vie
   return values;
 }
 
+std::vector<Value> NSKeyedUnarchiver::decodeNumberedItems(NodeId object) {
+  std::vector<Value> values;
+  std::size_t next = 0;
+  while (!error_) {
+    const std::string key = "NS.object." + std::to_string(values.size());
+    const auto entry = list_.find(object, key, next);
+    if (!entry) break;
+    values.push_back(decodeEntry(*entry));
+  }
+  return values;
+}
+
+Value NSKeyedUnarchiver::decodeURL(NodeId object) {
+  const auto relative = field(object, "NS.relative", Kind::string);
+  const auto base = list_.find(object, "NS.base");
+  if (!relative) return {};
+  const Value parent = base ? decodeEntry(*base) : Value();
+  const std::string text(list_.text(*relative));
+  const std::string* const root = parent.string();
+  if (root == nullptr || text.find("://") != std::string::npos) return sharedLeaf(*relative);
+  return root->substr(0, root->rfind('/') + 1) + text;
+}
+
 Value NSKeyedUnarchiver::decodeDictionary(NodeId object, bool isMutable) {
   const std::vector<Value> keys = decodeItems(object, kKeysKey);
   const std::vector<Value> values = decodeItems(object, kItemsKey);
@@ -240,36 +294,67 @@ Value NSKeyedUnarchiver::decodeDictionary(NodeId object, bool isMutable) {
   Dictionary dictionary;
   dictionary.isMutable = isMutable;
   for (std::size_t i = 0; i < keys.size(); ++i) {
-    const auto* key = keys[i].string();
-    if (!key) return fail("A dictionary of the archive has a key that is no text");
-    dictionary.set(*key, values[i]);
+    const bool isNumber = keys[i].isNumber();
+    if (!isNumber && !keys[i].string()) {
+      return fail("A dictionary of the archive has a key that is no text");
+    }
+    if (!takeText(keys[i].string())) return {};
+    if (values[i].isAbsent()) continue;
+    dictionary.set(keys[i].description(), values[i]);
   }
   return dictionary;
 }
 
+std::optional<std::uint64_t> NSKeyedUnarchiver::referenceIn(NodeId node) const {
+  if (list_.kind(node) == Kind::uid) return list_.uid(node);
+  if (list_.kind(node) != Kind::dictionary || list_.items(node).size() != 1) return std::nullopt;
+  const auto number = list_.find(node, kReferenceKey);
+  const bool isIndex =
+      number && list_.kind(*number) == Kind::integer && list_.integer(*number) >= 0;
+  return isIndex ? std::optional<std::uint64_t>(list_.integer(*number)) : std::nullopt;
+}
+
+std::optional<NSKeyedUnarchiver::NodeId> NSKeyedUnarchiver::member(NodeId object,
+                                                                   std::string_view key) const {
+  const auto node = list_.find(object, key);
+  const auto index = node ? referenceIn(*node) : std::nullopt;
+  if (!index) return node;
+  const auto objects = list_.items(objects_);
+  return *index < objects.size() ? std::optional(objects[*index]) : std::nullopt;
+}
+
 std::optional<NSKeyedUnarchiver::NodeId> NSKeyedUnarchiver::field(NodeId object,
                                                                   std::string_view key, Kind kind) {
-  auto node = list_.find(object, key);
-  if (node && list_.kind(*node) == Kind::uid) {
-    const auto objects = list_.items(objects_);
-    const auto index = list_.uid(*node);
-    node = index < objects.size() ? std::optional(objects[index]) : std::nullopt;
-  }
+  const auto node = member(object, key);
   if (node && list_.kind(*node) == kind) return node;
   fail("The field " + std::string(key) + " is missing or damaged");
   return std::nullopt;
 }
 
-Value loadCacheFile(const std::filesystem::path& path, std::string_view key) {
-  const auto bytes = readFile(path);
-  if (!bytes) return {};
-  try {
-    NSKeyedUnarchiver unarchiver(*bytes);
-    Value value = unarchiver.decodeObjectForKey(key);
-    return unarchiver.error() ? Value() : value;
-  } catch (const AutocodingException&) {
-    return {};
+CacheContent readCacheFile(const std::filesystem::path& path, std::string_view key) {
+  FileStore& files = Platform::current().files();
+  FileContent content = files.read(path);
+  using State = FileContent::State;
+  if (content.state == State::unreadable) {
+    NSLog("Not there yet: %@", content.problem);
+    return {{}, true};
   }
+  Value value;
+  if (content.state == State::whole) {
+    NSKeyedUnarchiver unarchiver(content.bytes);
+    unarchiver.leaveOutBadRecords([&](const std::string& reason) {
+      NSLog("'%@': a record was left out: %@", path.string(), reason);
+    });
+    value = unarchiver.decodeObjectForKey(key);
+    if (unarchiver.error()) content.problem = unarchiver.error()->localizedDescription();
+  }
+  if (content.problem.empty()) return {std::move(value)};
+  NSLog("'%@' counts as empty: %@; %@", path.string(), content.problem, files.setAside(path));
+  return {};
+}
+
+Value loadCacheFile(const std::filesystem::path& path, std::string_view key) {
+  return readCacheFile(path, key).value;
 }
 
 }  // namespace ks

@@ -3,6 +3,7 @@
 #include <boost/unordered/unordered_flat_map.hpp>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <span>
 #include <string>
@@ -18,6 +19,10 @@
 namespace ks {
 
 /// Reads what `NSKeyedArchiver`, or any other writer of the form, has written, binary or XML.
+///
+/// Takes what other writers do differently: whole numbers as times, URLs and ordered sets (read as
+/// texts and arrays), numbers as keys, and references that a converter of property lists turned
+/// into dictionaries.
 ///
 /// Each object is made once and shared wherever it is referenced. A record is allocated before its
 /// properties are filled, so records may refer to each other in circles; a collection that contains
@@ -42,6 +47,12 @@ class NSKeyedUnarchiver : public NSDecoder {
   /// The first fault that was found; it ends all decoding.
   const std::optional<Error>& error() const { return error_; }
 
+  /// From now on a record that is damaged or holds values of the wrong class is left out, and is
+  /// missing where it was referred to, instead of ending all decoding; `report` is told why.
+  void leaveOutBadRecords(std::function<void(const std::string& reason)> report) {
+    leftOut_ = std::move(report);
+  }
+
   /// Is the list an archive at all?
   static bool isArchive(const PropertyList& list);
 
@@ -65,15 +76,25 @@ class NSKeyedUnarchiver : public NSDecoder {
   Value decodeEntry(NodeId entry);
   Value decodeReference(std::uint64_t index);
   Value decodeObject(NodeId object);
-  /// A text, or data that is not an object of its own: copied at each reference, within a limit.
-  Value copyOf(NodeId object);
+  /// A text or data, made once.
+  Value sharedLeaf(NodeId node);
   Value decodeInstance(NodeId object);
   Value decodeRecord(NodeId object, const Class& recordClass);
+  void fillRecord(NodeId object, Object& record);
   Value decodePlatformObject(NodeId object, const std::string& className);
   Value decodeDictionary(NodeId object, bool isMutable);
+  Value decodeURL(NodeId object);
+  /// The fields "NS.object.0", "NS.object.1", ...
+  std::vector<Value> decodeNumberedItems(NodeId object);
   std::vector<Value> decodeItems(NodeId object, std::string_view key);
+  /// Counts a text that a record or key copies against the limit.
+  bool takeText(const std::string* text);
   const ClassEntry* classOf(NodeId object);
-  /// The field of an instance; a fault when it is missing or of another kind.
+  /// The object that a reference names, also in the form of a dictionary with the key "CF$UID".
+  std::optional<std::uint64_t> referenceIn(NodeId node) const;
+  /// The field of an instance, or what it refers to.
+  std::optional<NodeId> member(NodeId object, std::string_view key) const;
+  /// The same; a fault when it is missing or of another kind.
   std::optional<NodeId> field(NodeId object, std::string_view key, Kind kind);
   Value fail(std::string reason);
 
@@ -89,14 +110,26 @@ class NSKeyedUnarchiver : public NSDecoder {
   std::vector<std::uint32_t> heights_;
   std::vector<Value> values_;
   boost::unordered_flat_map<NodeId, ClassEntry> classes_;
+  std::function<void(const std::string& reason)> leftOut_;
   std::size_t textLeft_ = 0;
   /// Each list of items belongs to one collection; a file that lets several collections name the
   /// same list could make them grow without bound.
   std::size_t itemsLeft_ = 0;
 };
 
-/// The object that a cache file holds under `key`; absent when the file is missing, damaged, or
-/// holds values that do not fit their properties. Any thread.
+/// What a cache file holds.
+struct CacheContent {
+  /// Absent when the file is missing or damaged.
+  Value value;
+  /// The file is there but cannot be read now: it must not be overwritten before it was read.
+  bool isUnreadable = false;
+};
+
+/// Reads what a cache file holds under `key`. A damaged file is set aside, a bad record left out,
+/// each with a line to the system log. Any thread.
+CacheContent readCacheFile(const std::filesystem::path& path,
+                           std::string_view key = NSKeyedArchiveRootObjectKey);
+/// The value alone.
 Value loadCacheFile(const std::filesystem::path& path,
                     std::string_view key = NSKeyedArchiveRootObjectKey);
 

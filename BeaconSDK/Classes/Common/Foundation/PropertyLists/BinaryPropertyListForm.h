@@ -36,7 +36,4 @@ inline constexpr std::uint8_t kSet = 0xC0;
 inline constexpr std::uint8_t kDictionary = 0xD0;
 inline constexpr std::uint8_t kLongLength = 15;
 
-/// 2001-01-01T00:00:00Z, from which the form counts dates, in seconds since 1970.
-inline constexpr double kReferenceDate = 978307200;
-
 }  // namespace ks::binary_property_list

@@ -178,7 +178,7 @@ class Reader {
     const auto bytes = take(8);
     if (!bytes) return false;
     const auto seconds = std::bit_cast<double>(bigEndian(*bytes));
-    list_.addDate(dateFromSecondsSince1970(seconds + kReferenceDate));
+    list_.addDate(dateFromSecondsSinceReference(seconds));
     return true;
   }
 

@@ -64,7 +64,7 @@ class Writer {
         return append(std::bit_cast<std::uint64_t>(list_.real(node)), 8);
       case Kind::date:
         append(kDate, 1);
-        return append(std::bit_cast<std::uint64_t>(list_.real(node) - kReferenceDate), 8);
+        return append(std::bit_cast<std::uint64_t>(secondsSinceReference(list_.date(node))), 8);
       case Kind::uid:
         return writeUid(list_.uid(node));
       case Kind::data:

@@ -44,7 +44,9 @@ PropertyList::NodeId PropertyList::addDictionary(std::span<const NodeId> keys,
 }
 
 std::size_t PropertyList::textLimit() const {
-  return bytes_.size() + kLongestSharedText * (nodes_.size() + references_.size());
+  constexpr std::size_t kFree = std::size_t{128} * 1024 * 1024;
+  constexpr std::size_t kForReference = 64;
+  return kFree + bytes_.size() + kForReference * references_.size();
 }
 
 std::optional<PropertyList::NodeId> PropertyList::find(NodeId dictionary, std::string_view key,

@@ -47,9 +47,10 @@ class PropertyList {
   static constexpr std::uint32_t kMaximumNesting = 512;
   /// Writers store equal texts up to this many bytes once, longer ones as often as they occur.
   static constexpr std::size_t kLongestSharedText = 256;
-  /// How many bytes of text may be made from this table in all. Each value and record has its own
-  /// copy of a text, so one long text that is referenced everywhere would otherwise multiply; what
-  /// our writers share stays below the limit.
+  /// How many bytes of text may be copied out of this table in all. Values share their texts, but
+  /// keys, records and XML have copies of their own, so one long text that is referenced everywhere
+  /// would otherwise multiply. 128 MiB, and 64 for each reference: room for hundreds of thousands
+  /// of records whose texts our writers share.
   std::size_t textLimit() const;
 
   NodeId addNull() { return add({}); }

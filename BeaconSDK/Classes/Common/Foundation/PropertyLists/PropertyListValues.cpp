@@ -134,8 +134,7 @@ class ToValue {
   Value valueOf(NodeId node) {
     if (!reason_.empty()) return {};
     if (!list_.isContainer(node) && list_.kind(node) != Kind::data) {
-      const bool isText = list_.kind(node) == Kind::string;
-      if (isText && !takeText(list_.text(node).size())) return {};
+      if (list_.kind(node) == Kind::string) return sharedText(node);
       if (list_.kind(node) == Kind::uid) {
         return Dictionary{{"CF$UID", Value(list_.uid(node))}};
       }
@@ -144,6 +143,11 @@ class ToValue {
     if (heights_[node] == kUnderWay) return fail("A container of the property list holds itself");
     if (heights_[node] == 0) return makeContainer(node);
     if (!nesting_.meet(heights_[node])) return fail("The property list nests too deep");
+    return values_[node];
+  }
+
+  Value sharedText(NodeId node) {
+    if (values_[node].isAbsent()) values_[node] = plainValue(list_, node);
     return values_[node];
   }
 
