@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
-# Every path that README.md and docs/ name between backticks or in links exists.
+# Every path that README.md, CONTRIBUTING.md and docs/ name between backticks or in links exists.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 broken=0
-for page in README.md docs/*.md; do
+for page in README.md CONTRIBUTING.md CHANGELOG.md docs/*.md; do
   folder=$(dirname "$page")
   while IFS= read -r path; do
     path=${path%%#*}
