@@ -1,7 +1,13 @@
 #include <gmock/gmock.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <cstdlib>
+#include <future>
 
 #include "tests/Http/HttpFixture.h"
 #include "tools/ksbeacon/portal/PortalServer.h"
@@ -13,6 +19,44 @@ using portal::Fault;
 using portal::FaultKind;
 using portal::PortalOptions;
 using portal::PortalServer;
+using testing::HasSubstr;
+using testing::Not;
+
+/// A client that sends what it likes and reads until the other side is done.
+class RawClient {
+ public:
+  RawClient() : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {}
+  RawClient(const RawClient&) = delete;
+  RawClient& operator=(const RawClient&) = delete;
+  ~RawClient() { ::close(socket_); }
+
+  bool connect(std::uint16_t port) const {
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(port);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    return ::connect(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+  }
+  void send(const std::string& bytes) const {
+    EXPECT_GT(::send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL), 0);
+  }
+  /// Until the connection ends, or `until` was read.
+  std::string read(const std::string& until = "") const {
+    std::string text;
+    char bytes[4096];
+    while (until.empty() || text.find(until) == std::string::npos) {
+      pollfd ready{socket_, POLLIN, 0};
+      if (::poll(&ready, 1, 20000) != 1) return text + "(nothing more came)";
+      const auto count = ::read(socket_, bytes, sizeof bytes);
+      if (count <= 0) break;
+      text.append(bytes, static_cast<std::size_t>(count));
+    }
+    return text;
+  }
+
+ private:
+  int socket_;
+};
 
 class PortalServerTest : public HttpFixture {
  protected:
@@ -114,6 +158,70 @@ TEST_F(PortalServerTest, StopCutsOffWhatDrips) {
   runUntilEnded(1);
   EXPECT_EQ(codeOf(log->exchanges[0]),
             static_cast<std::int64_t>(NSURLError::networkConnectionLost));
+}
+
+TEST_F(PortalServerTest, HalfSentRequestsGiveWay) {
+  portalOptions.maximumConnections = 4;
+  portalOptions.requestTime = Seconds{0.2};
+  start();
+  std::vector<std::unique_ptr<RawClient>> clients;
+  for (int i = 0; i < 20; ++i) {
+    clients.push_back(std::make_unique<RawClient>());
+    ASSERT_TRUE(clients.back()->connect(server->port()));
+    clients.back()->send("GET /app/locations HTTP/1.1\r\nHost: local");
+  }
+  EXPECT_EQ(get("/contents/categories").status, 200);
+  // The first ones made room, the last ones took too long.
+  for (const auto& client : clients) EXPECT_THAT(client->read(), Not(HasSubstr("nothing more")));
+}
+
+TEST_F(PortalServerTest, ListensOnWhenDescriptorsRanOut) {
+  std::promise<std::string> told;
+  portalOptions.onMessage = [&](const std::string& message) { told.set_value(message); };
+  start();
+  const RawClient client;
+  rlimit usual = {};
+  getrlimit(RLIMIT_NOFILE, &usual);
+  rlimit few = usual;
+  few.rlim_cur = 64;
+  setrlimit(RLIMIT_NOFILE, &few);
+  std::vector<int> taken;
+  for (int each = 0; (each = ::dup(STDIN_FILENO)) >= 0;) taken.push_back(each);
+  EXPECT_TRUE(client.connect(server->port()));
+  EXPECT_THAT(told.get_future().get(), HasSubstr("cannot take connections"));
+  setrlimit(RLIMIT_NOFILE, &usual);
+  for (const int each : taken) ::close(each);
+  // The connection lives on after each reply.
+  for (int i = 0; i < 2; ++i) {
+    client.send("GET /app/contents/categories HTTP/1.1\r\nHost: localhost\r\n\r\n");
+    EXPECT_THAT(client.read("News\"}]"), HasSubstr(" 200 "));
+  }
+}
+
+TEST_F(PortalServerTest, RefusesForeignHostsAndPages) {
+  portalOptions.hostNames = {"Kiosk.example"};
+  start();
+  const struct {
+    const char *host, *origin, *status;
+  } cases[] = {
+      {"127.0.0.1", "", " 200 "},
+      {"[::1]:80", "", " 200 "},
+      {"LOCALHOST:1", "http://localhost:1", " 200 "},
+      {"kiosk.EXAMPLE:8080", "", " 200 "},
+      {"attacker.example", "", " 403 "},
+      {"127.0.0.1.attacker.example", "", " 403 "},
+      {"localhost:1", "http://localhost:2", " 403 "},
+      {"127.0.0.1", "https://attacker.example", " 403 "},
+      {"127.0.0.1", "null", " 403 "},
+  };
+  for (const auto& each : cases) {
+    const RawClient client;
+    ASSERT_TRUE(client.connect(server->port()));
+    const std::string origin = *each.origin ? std::string("Origin: ") + each.origin + "\r\n" : "";
+    client.send("GET /app/contents/categories HTTP/1.1\r\nConnection: close\r\nHost: " +
+                std::string(each.host) + "\r\n" + origin + "\r\n");
+    EXPECT_THAT(client.read(), HasSubstr(each.status)) << each.host << " " << each.origin;
+  }
 }
 
 TEST_F(PortalServerTest, StartTellsWhatIsWrong) {

@@ -1,8 +1,10 @@
 #include "tools/ksbeacon/portal/PortalServer.h"
 
 #include <libsoup/soup.h>
+#include <sys/socket.h>
 
 #include <algorithm>
+#include <array>
 #include <future>
 #include <map>
 #include <optional>
@@ -102,6 +104,7 @@ struct PortalServer::Impl {
 
   std::optional<Error> listen();
   std::optional<Error> listenAt(GSocketAddress* address, GObjectOwned<GTlsCertificate> certificate);
+  bool keepConnectionsAlive();
   void nameRoot(bool isEncrypted);
   void watchRequest(SoupServerMessage* message);
   void handle(SoupServerMessage* message, const std::string& path);
@@ -120,6 +123,8 @@ struct PortalServer::Impl {
   /// Of the worker's thread only.
   GObjectOwned<SoupServer> server;
   std::optional<PortalListener> listener;
+  /// The other end of the socket that libsoup listens on.
+  GObjectOwned<GSocket> silence;
   std::set<SoupServerMessage*> answering;
   std::map<SoupServerMessage*, Held> held;
   std::set<std::shared_ptr<PortalConnection>> connections;
@@ -149,6 +154,7 @@ std::optional<Error> PortalServer::Impl::listen() {
         static_cast<Impl*>(self)->handle(message, path);
       },
       this, nullptr);
+  if (!keepConnectionsAlive()) return failure("no sockets are left");
   const bool isEncrypted = certificate != nullptr;
   if (auto error = listenAt(address.get(), std::move(certificate))) return error;
   nameRoot(isEncrypted);
@@ -177,6 +183,17 @@ std::optional<Error> PortalServer::Impl::listenAt(GSocketAddress* address,
   }
   port = *listening;
   return std::nullopt;
+}
+
+/// libsoup closes each connection after its reply unless it listens itself: here, where nobody
+/// speaks.
+bool PortalServer::Impl::keepConnectionsAlive() {
+  std::array<int, 2> ends{};
+  if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) != 0) return false;
+  const GObjectOwned<GSocket> heard(g_socket_new_from_fd(ends[0], nullptr));
+  silence.reset(g_socket_new_from_fd(ends[1], nullptr));
+  return heard && silence &&
+         soup_server_listen_socket(server.get(), heard.get(), SoupServerListenOptions{}, nullptr);
 }
 
 void PortalServer::Impl::nameRoot(bool isEncrypted) {
