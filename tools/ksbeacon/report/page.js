@@ -291,7 +291,7 @@ function makeTimeline(pick) {
  */
 function reveal(list, row, frames = 8) {
   const below = row.offsetTop + row.offsetHeight - list.clientHeight;
-  list.scrollTop = Math.max(below, Math.min(list.scrollTop, row.offsetTop));
+  list.scrollTop = Math.min(Math.max(list.scrollTop, below), row.offsetTop);
   if (frames === 0) return;
   requestAnimationFrame(() => {
     if (row.classList.contains('now')) reveal(list, row, frames - 1);
