@@ -36,14 +36,21 @@ TEST_F(BeaconRangingTest, ReportsNearestFirstOncePerSecond) {
 }
 
 TEST_F(BeaconRangingTest, SilentBeaconFadesOut) {
-  manager_->startRangingBeaconsInRegion(beaconRegion());
-  hearFor(6, 1, -65, 2);
-  advance(2);
-  EXPECT_EQ(last(), (Result{{2, CLProximity::near, true}}));
-  advance(3);
-  EXPECT_EQ(last(), (Result{{2, CLProximity::unknown, false}}));
-  advance(5);
-  EXPECT_EQ(last(), Result{});
+  struct Case {
+    double interval, believed;
+    std::uint16_t minor;
+  };
+  // Twelve mean gaps, two standard errors too long, and at least 5 s.
+  for (const auto& test : {Case{0.1, 5, 2}, Case{1, 15, 3}}) {
+    manager_->startRangingBeaconsInRegion(beaconRegion());
+    hearFor(60, test.interval, -65, test.minor);
+    advance(test.believed - 2);
+    EXPECT_EQ(last(), (Result{{test.minor, CLProximity::near, true}})) << test.interval;
+    advance(3);
+    EXPECT_EQ(last(), (Result{{test.minor, CLProximity::unknown, false}})) << test.interval;
+    advance(5);
+    EXPECT_EQ(last(), Result{}) << test.interval;
+  }
 }
 
 TEST_F(BeaconRangingTest, UnusableStrengthIsUnknown) {
@@ -51,6 +58,8 @@ TEST_F(BeaconRangingTest, UnusableStrengthIsUnknown) {
   hear(127, 2);
   hear(0, 3);
   hear(-65, 4);
+  // Half-way between a proximity and the next: not listed before the doubt is over.
+  hear(-70, 5);
   advance(1);
   using enum CLProximity;
   EXPECT_EQ(last(), (Result{{4, near, true}, {2, unknown, false}, {3, unknown, false}}));
@@ -65,6 +74,29 @@ TEST_F(BeaconRangingTest, SlowBeaconStaysKnown) {
     ASSERT_EQ(beacons.size(), 1u);
     EXPECT_EQ(beacons[0].proximity, CLProximity::near);
   }
+}
+
+TEST_F(BeaconRangingTest, ReceiverGainIsTakenOff) {
+  engine_->setReceiverGain({-6});
+  manager_->startRangingBeaconsInRegion(beaconRegion());
+  hearFor(10, 1, -65, 2);
+  EXPECT_NEAR(recorder_.ranged.back().at(0).accuracy.value, 1, 0.01);
+}
+
+TEST_F(BeaconRangingTest, TwoSendersOfOneIdentityAreCounted) {
+  manager_->startRangingBeaconsInRegion(beaconRegion());
+  const auto hearFrom = [this](const char* address, std::uint16_t minor) {
+    Advertisement packet{address, {-70}, {}, {}, {}, {}, 0};
+    packet.manufacturerData.push_back(makeBeaconData({kUUID, 1, minor, {-59}}));
+    engine_->handleAdvertisement(packet);
+    advance(1);
+  };
+  for (int i = 0; i < 10; ++i) {
+    hearFrom(i % 2 ? "AA:BB:CC:DD:EE:01" : "AA:BB:CC:DD:EE:02", 1);
+    // One that changes its address is one sender.
+    hearFrom(("AA:BB:CC:DD:FF:" + std::to_string(10 + i)).c_str(), 2);
+  }
+  EXPECT_EQ(engine_->counters().sharedIdentities, 1u);
 }
 
 TEST_F(BeaconRangingTest, DemandFollowsUseAndTimersEnd) {

@@ -215,14 +215,70 @@ TEST_F(BeaconRegionTest, FewPacketsAllowLongerSilence) {
   EXPECT_EQ(take(), Events{});
 }
 
-TEST_F(BeaconRegionTest, FloodStaysBounded) {
+TEST_F(BeaconRegionTest, WeakPacketMustBeConfirmed) {
   monitor(beaconRegion());
-  for (int i = 0; i < 20000; ++i) hear(-70, static_cast<std::uint16_t>(i), 1);
-  EXPECT_EQ(engine_->counters().matchedBeacons, 20000u);
-  EXPECT_EQ(engine_->counters().untrackedBeacons, 20000u - 4096u);
-  advance(600);
-  hear(-70, 1, 9);
-  EXPECT_EQ(engine_->counters().untrackedBeacons, 20000u - 4096u);
+  hear(-95);
+  EXPECT_EQ(take(), Events{});
+  advance(150);
+  hear(-95);
+  EXPECT_EQ(take(), Events{"outside hall"});
+  advance(60);
+  hear(-95);
+  EXPECT_EQ(take(), (Events{"inside hall", "enter hall"}));
+}
+
+TEST_F(BeaconRegionTest, ExitTakenBackTeaches) {
+  monitor(beaconRegion());
+  hearFor(300, 1);
+  advance(44);
+  EXPECT_EQ(take(), (Events{"inside hall", "enter hall", "outside hall", "exit hall"}));
+  // The same outage again: it is borne now, and so is what it spares.
+  for (int i = 0; i < 3; ++i) {
+    hearFor(300, 1);
+    advance(44);
+  }
+  EXPECT_EQ(take(), (Events{"inside hall", "enter hall"}));
+  advance(16);
+  EXPECT_EQ(take(), (Events{"outside hall", "exit hall"}));
+}
+
+TEST_F(BeaconRegionTest, MonitoringAnewKnowsSlowBeacons) {
+  monitor(beaconRegion());
+  stay(3600, 10, 0.5, 1);
+  manager_->stopMonitoringForRegion(*beaconRegion());
+  monitor(beaconRegion());
+  stay(30, 10, 0, 2);
+  advance(150);
+  EXPECT_EQ(take(), Events{});
+  // What was not listened to teaches nothing.
+  manager_->stopMonitoringForRegion(*beaconRegion());
+  advance(2000);
+  monitor(beaconRegion());
+  hearFor(30, 1);
+  take();
+  advance(31);
+  EXPECT_EQ(take(), (Events{"outside hall", "exit hall"}));
+}
+
+TEST_F(BeaconRegionTest, FloodLeavesKnownBeacons) {
+  manager_->startRangingBeaconsInRegion(beaconRegion());
+  monitor(beaconRegion());
+  const auto flood = [this] {
+    for (int i = 0; i < 20000; ++i) hear(-95, static_cast<std::uint16_t>(i), 2);
+  };
+  hearFor(10, 1, -65, 1);
+  flood();
+  EXPECT_EQ(engine_->counters().untrackedBeacons, 20000u - 4095u);
+  for (int second = 0; second < 10; ++second) {
+    hear(-65, 1);
+    hear(-65, 7);
+    advance(1);
+    hear(-65, 7);
+    flood();
+  }
+  // The one that was there, and one that came amid the strangers.
+  EXPECT_EQ(recorder_.ranged.back().at(0).minor, 1);
+  EXPECT_EQ(recorder_.ranged.back().at(1).minor, 7);
 }
 
 }  // namespace

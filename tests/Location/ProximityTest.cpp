@@ -1,74 +1,84 @@
 #include <gtest/gtest.h>
 
+#include <vector>
+
+#include "BeaconSDK/Platform/Location/Radio/BeaconMemory.h"
 #include "BeaconSDK/Platform/Location/Radio/Proximity.h"
-#include "BeaconSDK/Platform/Location/Radio/RssiFilter.h"
 #include "tests/Location/RadioWalk.h"
 
 namespace ks {
 namespace {
 
-TEST(ProximityTest, EstimatesDistance) {
-  EXPECT_NEAR(estimatedDistance({-59}, {-59}).value, 1, 1e-9);
-  EXPECT_NEAR(estimatedDistance({-59}, {-79}).value, 10, 1e-9);
-  EXPECT_NEAR(estimatedDistance({-65}, {-59}).value, 0.501, 1e-3);
-  // A power that no transmitter has is replaced by the usual one.
-  EXPECT_NEAR(estimatedDistance({20}, {-59}).value, 1, 1e-9);
+constexpr UUID kUUID{{1, 2, 3}};
+
+/// A device beside one beacon: what ranging would tell it once a second.
+struct Stand {
+  test::RadioWalk walk;
+  double interval = 1;
+  std::uint64_t seed = 1;
+  Dbm power = kUsualMeasuredPower;
+
+  /// What is listed at second 1, 2, ...; unknown and without distance while it is not.
+  std::vector<CLBeacon> play(int duration) const {
+    std::vector<CLBeacon> listed;
+    test::Random random(seed);
+    BeaconMemory memory(1, 1);
+    double next = interval * random.uniform();
+    for (int now = 1; now <= duration; ++now) {
+      for (; next <= now; next += interval) {
+        const auto rssi = walk.receive(next, random);
+        if (rssi) memory.hear({{kUUID, 1, 1, power}, *rssi, Seconds{next}});
+      }
+      const Seconds time(now);
+      listed.push_back(memory.isListed(time) ? memory.ranged(kUUID, time) : CLBeacon{});
+    }
+    return listed;
+  }
+};
+
+TEST(ProximityTest, ImplausiblePowerIsReplaced) {
+  const test::RadioWalk quiet{[](double) { return 2.0; }, 0, 0, 0, 0};
+  const std::pair<double, double> cases[] = {{-59, 2}, {-65, 1}, {-101, 2},
+                                             {-24, 2}, {0, 2},   {127, 2}};
+  for (const auto& [claimed, distance] : cases) {
+    const auto last = Stand{quiet, 1, 1, {claimed}}.play(30).back();
+    EXPECT_NEAR(last.accuracy.value, distance, 0.01) << claimed;
+  }
 }
 
-TEST(ProximityTest, ChangesOnlyBeyondMargin) {
-  using enum CLProximity;
-  const auto at = [](double distance, CLProximity before) {
-    return proximityOf({-59}, expectedRssi({-59}, {distance}), before, 6.0206);
-  };
+TEST(ProximityTest, FirstPacketsDecideWithMargin) {
   struct Case {
     double distance;
-    CLProximity before, after;
+    CLProximity wrong;
   };
-  const Case cases[] = {
-      {0.49, unknown, immediate},
-      {0.51, unknown, near},
-      {3.99, unknown, near},
-      {4.01, unknown, far},
-      {0.99, immediate, immediate},
-      {1.01, immediate, near},
-      {0.26, near, near},
-      {0.24, near, immediate},
-      {7.9, near, near},
-      {8.1, near, far},
-      {2.1, far, far},
-      {1.9, far, near},
-      {0.2, far, immediate},
-      {9, immediate, far},
-  };
-  for (const auto& test : cases) {
-    EXPECT_EQ(at(test.distance, test.before), test.after) << test.distance;
+  for (const auto& test : {Case{8, CLProximity::near}, Case{1.4, CLProximity::immediate}}) {
+    int mistaken = 0;
+    for (std::uint64_t seed = 1; seed <= 1000; ++seed) {
+      auto first = CLProximity::unknown;
+      const test::RadioWalk arrival{[&](double) { return test.distance; }, 4, 0, 0.1, 0};
+      for (const auto& beacon : Stand{arrival, 1, seed}.play(8)) {
+        if (first == CLProximity::unknown) first = beacon.proximity;
+      }
+      EXPECT_NE(first, CLProximity::unknown) << seed;
+      mistaken += first == test.wrong;
+    }
+    EXPECT_LE(mistaken, 10) << test.distance;
   }
 }
 
-/// Changes of the reported proximity while a device stands ten minutes on a border.
-int changesOnBorder(Metres border, double interval, std::uint64_t seed) {
-  test::Random random(seed);
-  const test::RadioWalk stand{[&](double) { return border.value; }, 4, 0, 0.3, 0};
-  const auto filter = makeRssiFilter();
-  auto shown = CLProximity::unknown;
-  int changes = 0;
-  for (double time = 0; time < 600; time += interval) {
-    const auto rssi = stand.receive(time, random);
-    if (!rssi) continue;
-    filter->add(Seconds{time}, *rssi);
-    const auto before = shown;
-    const double margin = crossingMarginDb(Seconds{interval});
-    shown = proximityOf(kUsualMeasuredPower, filter->value(), before, margin);
-    changes += before != CLProximity::unknown && shown != before;
-  }
-  return changes;
-}
-
-TEST(ProximityTest, BorderChangesAtMostOnce) {
+TEST(ProximityTest, StandOnBorderIsCalm) {
   for (const auto border : {kImmediateBorder, kNearBorder}) {
     for (const double interval : {0.1, 0.3, 1.0, 5.0}) {
       for (std::uint64_t seed = 1; seed <= 50; ++seed) {
-        EXPECT_LE(changesOnBorder(border, interval, seed), 1)
+        int changes = 0;
+        auto shown = CLProximity::unknown;
+        const test::RadioWalk stand{[&](double) { return border.value; }, 4, 0, 0.3, 0};
+        for (const auto& beacon : Stand{stand, interval, seed}.play(600)) {
+          if (beacon.proximity == CLProximity::unknown) continue;
+          changes += shown != CLProximity::unknown && shown != beacon.proximity;
+          shown = beacon.proximity;
+        }
+        EXPECT_LE(changes, interval > 2 ? 2 : 1)
             << border.value << " m, " << interval << " s, seed " << seed;
       }
     }
@@ -77,13 +87,21 @@ TEST(ProximityTest, BorderChangesAtMostOnce) {
 
 TEST(ProximityTest, FollowsWalkWithinSeconds) {
   for (const double interval : {0.1, 0.3, 1.0}) {
-    test::Random random(1);
     const test::RadioWalk step{[](double time) { return time < 30 ? 8.0 : 1.0; }, 3, 0, 0.1, 0};
-    const auto filter = makeRssiFilter();
-    for (double time = 0; time < 42; time += interval) {
-      if (const auto rssi = step.receive(time, random)) filter->add(Seconds{time}, *rssi);
-    }
-    EXPECT_NEAR(filter->value().value, kUsualMeasuredPower.value, 4) << interval;
+    const auto listed = Stand{step, interval}.play(42);
+    EXPECT_EQ(listed[28].proximity, CLProximity::far) << interval;
+    EXPECT_EQ(listed[41].proximity, CLProximity::near) << interval;
+  }
+}
+
+TEST(ProximityTest, WrongBandIsLeftInTheEnd) {
+  // A body hides the beacon at first; then it stands half a metre from the border, and nothing
+  // moves.
+  const test::RadioWalk stand{[](double time) { return time < 10 ? 9.0 : 3.2; }, 2, 0, 0.2, 0};
+  for (std::uint64_t seed = 1; seed <= 20; ++seed) {
+    const auto listed = Stand{stand, 0.5, seed}.play(120);
+    EXPECT_EQ(listed[8].proximity, CLProximity::far) << seed;
+    EXPECT_EQ(listed[119].proximity, CLProximity::near) << seed;
   }
 }
 

@@ -231,4 +231,42 @@ TEST(SimulatedWalkTest, FollowsTimesAndSpeeds) {
   EXPECT_THROW(SimulatedWalk(start, {{}, {.arrival = start - Seconds{1}}}), std::invalid_argument);
 }
 
+TEST(SimulatedWorldTest, RoomsAndBodiesDisturbTheRadio) {
+  struct Case {
+    const char* what;
+    SimulatedPropagation propagation;
+    /// Packets a second, their mean strength and its standard deviation.
+    double rate, mean, deviation;
+  };
+  const DateInterval half{kSimulatedStart, kSimulatedStart + Seconds{10000}};
+  const Case cases[] = {
+      {"nothing", {}, 1, -79, 0},
+      {"jitter", {.advertisingJitter = Seconds{0.01}}, 1, -79, 0},
+      {"shadowing", {.shadowing = Dbm{3}}, 1, -79, 3},
+      {"body", {.bodyLoss = Dbm{9}}, 1, -79 - 9 * 0.15, 3.2},
+      {"fading", {.ricianFactor = 6}, 1, -79.5, 3},
+      {"bursts", {.burstShare = 0.2}, 0.8, -79, 0},
+      {"outage", {.outages = {half}}, 0.5, -79, 0},
+      {"receiver", {.receiverGain = Dbm{-6}}, 1, -85, 0},
+  };
+  for (const auto& test : cases) {
+    SimulatedWorldOptions options;
+    options.propagation = test.propagation;
+    Antenna antenna(options);
+    antenna.world.addBeacon(beaconAt(10));
+    antenna.listen(20000);
+    double sum = 0;
+    double squares = 0;
+    for (const double strength : antenna.strengths) {
+      sum += strength;
+      squares += strength * strength;
+    }
+    const auto count = static_cast<double>(antenna.strengths.size());
+    EXPECT_NEAR(count / 20000, test.rate, 0.03) << test.what;
+    EXPECT_NEAR(sum / count, test.mean, 0.3) << test.what;
+    EXPECT_NEAR(std::sqrt(squares / count - sum * sum / count / count), test.deviation, 0.5)
+        << test.what;
+  }
+}
+
 }  // namespace ks

@@ -132,7 +132,8 @@ TEST(ScenarioReaderTest, TellsEachMistakeOnOneLine) {
       {"\"events\"", "\"event\"",
        "s.json:17: event: expected no such member; known are title, start, timeZone, locale, "
        "until, "
-       "seed, permission, origin, pathLoss, portal, application, beacons, walk, events, expect"},
+       "seed, permission, origin, pathLoss, radio, portal, application, beacons, walk, events, "
+       "expect"},
       {"\"origin\": {\"latitude\": 45, \"longitude\": 7},", "",
        "s.json:8: beacons[0].at: expected degrees, because the scenario has no \"origin\" to count "
        "metres from, got an object"},

@@ -104,6 +104,7 @@ LinuxPlatform::Services::Services(const LinuxPlatformOptions& options)
           httpOptions(options, folders.folders().directories),
           [] { return std::make_shared<WorkerQueue>("KSDelegate"); }, options.httpObserver) {
   if (!folders.state().usable) console.log(folders.state().detail);
+  location.observeApplication(notificationCenter);
   // Whoever starts the program permits it; a service of positions may know better.
   location.setAuthorizationStatus(CLAuthorizationStatus::authorizedAlways);
   if (options.connectServices) connect(options);

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "BeaconSDK/Platform/Api/UIKit.h"
 #include "BeaconSDK/Platform/Location/EngineLocationManager.h"
 #include "BeaconSDK/Platform/Location/LocationEngineCore.h"
 
@@ -56,21 +57,26 @@ void LocationEngine::setBeaconScanningPaused(bool paused) {
 
 void LocationEngine::setPositioningAvailable(bool available) { core_->positioning = available; }
 
+void LocationEngine::setReceiverGain(Dbm gain) { core_->setReceiverGain(gain); }
+
 void LocationEngine::handleAdvertisement(const Advertisement& advertisement) {
   auto& counters = core_->counters;
   ++counters.advertisements;
   core_->tellListener(advertisement);
   counters.skippedElements += advertisement.skippedElements;
+  const auto sender =
+      advertisement.address.empty() ? 0 : std::hash<std::string>{}(advertisement.address);
   for (const auto& data : advertisement.manufacturerData) {
     const auto reading = readBeaconFrame(data);
     if (reading.malformed) ++counters.skippedElements;
-    if (reading.frame) core_->handleBeacon(*reading.frame, advertisement.rssi, advertisement.age);
+    if (!reading.frame) continue;
+    core_->handleBeacon({*reading.frame, advertisement.rssi, advertisement.age, sender});
   }
 }
 
 void LocationEngine::handleBeacon(const BeaconFrame& frame, Dbm rssi, Seconds age) {
   ++core_->counters.advertisements;
-  core_->handleBeacon(frame, rssi, age);
+  core_->handleBeacon({frame, rssi, age});
 }
 
 void LocationEngine::handleFix(const CLLocation& fix) { core_->handleFix(fix); }
@@ -78,6 +84,11 @@ void LocationEngine::handleFix(const CLLocation& fix) { core_->handleFix(fix); }
 void LocationEngine::positionFailed(const Error& error) { core_->positionFailed(error); }
 
 void LocationEngine::handleDisplayOn() { core_->handleDisplayOn(); }
+
+void LocationEngine::observeApplication(NSNotificationCenter& center) {
+  becameActive_ = center.addObserver(UIApplicationDidBecomeActiveNotification,
+                                     [this](const NSNotification&) { handleDisplayOn(); });
+}
 
 LocationDemand LocationEngine::demand() const { return core_->demand(); }
 

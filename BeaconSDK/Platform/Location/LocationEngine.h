@@ -59,6 +59,10 @@ struct LocationCounters {
   std::uint64_t matchedBeacons = 0;
   /// Beacons that found no room because too many of their UUID are around.
   std::uint64_t untrackedBeacons = 0;
+  /// Packets that claim a power at 1 m that no beacon has; the usual one stood in for it.
+  std::uint64_t replacedPowers = 0;
+  /// Beacons whose identity two senders use in turn: distances between them mean nothing.
+  std::uint64_t sharedIdentities = 0;
   std::uint64_t fixes = 0;
   /// Fixes that were invalid or late, or jumps that another fix denied.
   std::uint64_t rejectedFixes = 0;
@@ -111,6 +115,10 @@ class LocationEngine : public LocationServices {
   /// False where the device has no source of positions. True at first.
   void setPositioningAvailable(bool available);
 
+  /// How much stronger than usual this device receives, in dB: what `ksbeacon scan --calibrate`
+  /// measures beside a beacon at 1 m. Subtracted from every strength from now on. 0 at first.
+  void setReceiverGain(Dbm gain);
+
   /// Constant time; allocates only for a beacon that was not known.
   void handleAdvertisement(const Advertisement& advertisement);
   /// The same for a beacon whose frame is already known.
@@ -122,6 +130,9 @@ class LocationEngine : public LocationServices {
   void positionFailed(const Error& error);
   /// Reports the state of the inside beacon regions with `notifyEntryStateOnDisplay`.
   void handleDisplayOn();
+  /// Does that from now on whenever the application becomes active. `center` must outlive the
+  /// engine.
+  void observeApplication(NSNotificationCenter& center);
 
   LocationDemand demand() const;
   LocationCounters counters() const;
@@ -136,6 +147,7 @@ class LocationEngine : public LocationServices {
 
  private:
   std::shared_ptr<Core> core_;
+  NSNotificationCenter::Observation becameActive_;
 };
 
 }  // namespace ks

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "BeaconSDK/Platform/Location/Radio/Proximity.h"
 #include "BeaconSDK/Platform/Location/Regions/RegionStateFile.h"
 
 namespace ks {
@@ -264,19 +265,25 @@ void LocationEngine::Core::updateListening() {
   ranging_.setAllowed(isAuthorized());
 }
 
-void LocationEngine::Core::handleBeacon(const BeaconFrame& frame, Dbm rssi, Seconds age) {
-  auto* group = table_.find(frame.proximityUUID);
+void LocationEngine::Core::handleBeacon(BeaconPacket packet) {
+  auto* group = table_.find(packet.frame.proximityUUID);
   if (group == nullptr || !isAuthorized()) return;
   ++counters.matchedBeacons;
+  if (!isPlausiblePower(packet.frame.measuredPower)) ++counters.replacedPowers;
   const auto now = clock_.uptime();
-  const auto time = now - std::max(age, Seconds{0});
-  auto* beacon = group->heard(frame, rssi, time, now);
-  if (beacon == nullptr) ++counters.untrackedBeacons;
+  packet.time = now - std::max(packet.time, Seconds{0});
+  if (isUsable(packet.rssi)) packet.rssi.value -= gain_.value;
+  auto* beacon = group->heard(packet, now);
+  if (beacon == nullptr) {
+    ++counters.untrackedBeacons;
+  } else if (beacon->foundShared()) {
+    ++counters.sharedIdentities;
+  }
   if (!presence_.isListening()) return;
   if (beacon != nullptr) {
-    presence_.heard(group->regionsOf(*beacon), time);
+    presence_.heard(group->regionsOf(*beacon), packet.rssi, packet.time);
   } else {
-    presence_.heard(group->regionsOf(frame), time);
+    presence_.heard(group->regionsOf(packet.frame), packet.rssi, packet.time);
   }
 }
 

@@ -49,7 +49,9 @@ class LocationEngine::Core : public std::enable_shared_from_this<Core> {
   void setAuthorizationStatus(CLAuthorizationStatus status);
   void setBeaconScanningAvailable(bool available);
   void setBeaconScanningPaused(bool paused);
-  void handleBeacon(const BeaconFrame& frame, Dbm rssi, Seconds age);
+  void setReceiverGain(Dbm gain) { gain_ = gain; }
+  /// The packet's time is its age here.
+  void handleBeacon(BeaconPacket packet);
   void handleFix(const CLLocation& fix);
   void positionFailed(const Error& error);
   void handleDisplayOn();
@@ -98,6 +100,7 @@ class LocationEngine::Core : public std::enable_shared_from_this<Core> {
   /// False while the saved state is unreadable.
   bool restored_ = false;
   bool scanningPaused_ = false;
+  Dbm gain_{0};
   ManagerList managers_;
   RegionBook book_;
   RegionReports reports_;

@@ -46,6 +46,7 @@ SimulatedPlatform::SimulatedPlatform(SimulatedPlatformOptions options)
       location_(loop_->clock(), mainQueue_, console_, root_.path() / "MonitoredRegions", options_) {
   need(makePrivateFolder(directories_.temporary));
   sweep();
+  location_.engine().observeApplication(notificationCenter_);
   setAuthorizationStatus(options_.authorizationStatus);
   setBluetoothState(options_.bluetoothState);
   location_.setMonitoringAvailable(options_.circularMonitoringAvailable,

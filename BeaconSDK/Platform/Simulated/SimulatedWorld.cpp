@@ -84,7 +84,8 @@ struct SimulatedWorld::Sender {
     if (beacon.battery) addBroadcast(batteryAdvertisement(beacon), beacon.battery->interval, 3);
 
     power = beacon.measuredPower.value + beacon.calibrationError.value;
-    const double margin = power + kWidestNoise * beacon.noise.value - world.sensitivity.value;
+    const double margin = power + kWidestNoise * beacon.noise.value +
+                          world.propagation.largestOffset() - world.sensitivity.value;
     reach = std::pow(10, std::min(margin / (10 * world.pathLossExponent), 7.0));
   }
 
@@ -258,17 +259,23 @@ void SimulatedWorld::collectSignals(const Neighbour& neighbour) {
   const SimulatedBeacon& beacon = neighbour.sender->beacon;
   const Broadcast& broadcast = *neighbour.broadcast;
   const auto to = static_cast<double>(tick_);
+  const auto& air = options_.propagation;
+  // What was sent late belongs to the second in which it was due.
   const double before = std::floor((to - 1 - broadcast.phase) / broadcast.interval);
   for (auto number = static_cast<std::int64_t>(before) + 1;; ++number) {
-    const double at = broadcast.phase + static_cast<double>(number) * broadcast.interval;
-    if (at > to) break;
+    const double due = broadcast.phase + static_cast<double>(number) * broadcast.interval;
+    if (due > to) break;
+    const double at = std::min(due + air.delay(broadcast.seed, number).count(), to);
     // Drawn afresh from the number: what is not listened to changes nothing that comes later.
     SplitMix64 random(SplitMix64::mix(broadcast.seed + static_cast<std::uint64_t>(number)));
     if (beacon.lossProbability > 0 && random.uniform() < beacon.lossProbability) continue;
     double strength = neighbour.strength;
     if (beacon.noise.value > 0) strength += beacon.noise.value * NormalTable::draw(random);
+    strength += air.offset(broadcast.seed, number, kEpoch + Seconds{at});
     strength = reportedStrength(strength);
-    if (strength < options_.sensitivity.value || !beacon.isOn(kEpoch + Seconds{at})) continue;
+    const Date date = kEpoch + Seconds{at};
+    if (strength < options_.sensitivity.value || !beacon.isOn(date)) continue;
+    if (air.swallows(broadcast.seed, date)) continue;
     signals_.push_back({at, neighbour.sender->order, neighbour.broadcast, strength});
   }
 }

@@ -12,6 +12,7 @@
 #include "BeaconSDK/Platform/Location/Radio/Advertisement.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedBeacon.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedPositions.h"
+#include "BeaconSDK/Platform/Simulated/SimulatedPropagation.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedWalk.h"
 
 namespace ks {
@@ -35,6 +36,8 @@ struct SimulatedWorldOptions {
   /// What is weaker is not received; about what phones reach.
   Dbm sensitivity{-100};
   SimulatedPositionErrors positionErrors{};
+  /// What happens to advertisements on their way; nothing at first.
+  SimulatedPropagation propagation{};
   /// Between two fixes, while positions are wanted.
   std::int64_t secondsBetweenFixes = 1;
   /// The source pauses for as long as is asked of it, where that is longer.

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "BeaconSDK/Classes/Manager/Battery/KSBatteryStatus.h"
+#include "BeaconSDK/Platform/Location/Radio/Proximity.h"
 
 namespace ks::tool {
 
@@ -33,44 +34,42 @@ void BeaconList::hear(const Advertisement& advertisement, Seconds now) {
       forget(now);
       if (entries_.size() >= kMostBeacons) return;
     }
-    Entry& entry = entries_[identity];
-    entry.beacon.frame = *frame;
-    hear(entry, advertisement, time);
+    const auto entered =
+        entries_.try_emplace(identity, Entry{{}, BeaconMemory(frame->major, frame->minor)});
+    auto& [beacon, memory] = entered.first->second;
+    beacon.frame = *frame;
+    beacon.address = advertisement.address;
+    if (isUsable(advertisement.rssi)) beacon.rssi = advertisement.rssi;
+    memory.hear({*frame, advertisement.rssi, time});
   }
-}
-
-void BeaconList::hear(Entry& entry, const Advertisement& advertisement, Seconds time) {
-  HeardBeacon& beacon = entry.beacon;
-  beacon.address = advertisement.address;
-  entry.heard = std::max(entry.heard, time);
-  entry.gaps.heard(entry.heard);
-  beacon.interval = entry.gaps.meanGap();
-  if (!isUsable(advertisement.rssi)) return;
-  entry.filter->add(entry.heard, advertisement.rssi);
-  const Dbm filtered = entry.filter->value();
-  beacon.rssi = advertisement.rssi;
-  beacon.filteredRssi = filtered;
-  beacon.distance = estimatedDistance(beacon.frame.measuredPower, filtered);
-  beacon.proximity = proximityOf(beacon.frame.measuredPower, filtered, beacon.proximity,
-                                 crossingMarginDb(beacon.interval.value_or(Seconds{1})));
 }
 
 void BeaconList::forget(Seconds now) {
   std::erase_if(entries_, [&](const auto& entry) {
-    if (now - entry.second.heard <= kMemory) return false;
+    if (now - entry.second.memory.lastHeard() <= kMemory) return false;
     batteries_.erase(entry.second.beacon.address);
     return true;
   });
+}
+
+HeardBeacon BeaconList::describe(const Entry& entry, Seconds now) const {
+  HeardBeacon beacon = entry.beacon;
+  beacon.silence = now - entry.memory.lastHeard();
+  beacon.interval = entry.memory.gaps().meanGap();
+  const auto ranged = entry.memory.ranged(beacon.frame.proximityUUID, now);
+  beacon.distance = ranged.accuracy;
+  beacon.proximity = ranged.proximity;
+  if (ranged.accuracy.value >= 0) beacon.filteredRssi = ranged.rssi;
+  const auto battery = batteries_.find(beacon.address);
+  if (battery != batteries_.end()) beacon.battery = battery->second;
+  return beacon;
 }
 
 std::vector<HeardBeacon> BeaconList::beacons(Seconds now) {
   forget(now);
   std::vector<HeardBeacon> list;
   for (const auto& [identity, entry] : entries_) {
-    list.push_back(entry.beacon);
-    list.back().silence = now - entry.heard;
-    const auto battery = batteries_.find(entry.beacon.address);
-    if (battery != batteries_.end()) list.back().battery = battery->second;
+    list.push_back(describe(entry, now));
   }
   std::ranges::stable_sort(list, [](const HeardBeacon& a, const HeardBeacon& b) {
     const auto rank = [](const HeardBeacon& beacon) {

@@ -9,9 +9,7 @@
 #include <vector>
 
 #include "BeaconSDK/Platform/Location/Radio/Advertisement.h"
-#include "BeaconSDK/Platform/Location/Radio/PacketGaps.h"
-#include "BeaconSDK/Platform/Location/Radio/Proximity.h"
-#include "BeaconSDK/Platform/Location/Radio/RssiFilter.h"
+#include "BeaconSDK/Platform/Location/Radio/BeaconMemory.h"
 
 namespace ks::tool {
 
@@ -20,8 +18,9 @@ struct HeardBeacon {
   BeaconFrame frame;
   /// The sender of the last packet, as "AA:BB:CC:DD:EE:FF".
   std::string address;
-  /// Of the last packet with a usable strength, as it came and smoothed; absent before that.
+  /// Of the last packet with a usable strength, as it came; absent before that.
   std::optional<Dbm> rssi;
+  /// Smoothed; absent when it is too old to be believed.
   std::optional<Dbm> filteredRssi;
   /// From the smoothed strength; -1 while that is unknown.
   Metres distance{-1};
@@ -50,11 +49,9 @@ class BeaconList {
   using Identity = std::tuple<UUID, std::uint16_t, std::uint16_t>;
   struct Entry {
     HeardBeacon beacon;
-    Seconds heard{0};
-    std::unique_ptr<RssiFilter> filter = makeRssiFilter();
-    PacketGaps gaps;
+    BeaconMemory memory;
   };
-  void hear(Entry& entry, const Advertisement& advertisement, Seconds time);
+  HeardBeacon describe(const Entry& entry, Seconds now) const;
   void forget(Seconds now);
 
   std::map<Identity, Entry> entries_;

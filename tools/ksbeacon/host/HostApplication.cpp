@@ -22,6 +22,7 @@ SimulatedPlatformOptions deviceOptions(const Scenario& scenario,
   options.timeZoneName = scenario.timeZone;
   options.pathLossExponent = scenario.pathLossExponent;
   options.positionErrors = scenario.walk.errors;
+  options.propagation = scenario.radio;
   return options;
 }
 

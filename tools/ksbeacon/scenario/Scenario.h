@@ -13,6 +13,7 @@
 #include "BeaconSDK/Platform/Api/Units.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedBeacon.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedPositions.h"
+#include "BeaconSDK/Platform/Simulated/SimulatedPropagation.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedWalk.h"
 
 namespace ks::tool {
@@ -136,6 +137,7 @@ struct Scenario {
   Application application;
   /// How fast signals fade: 2 in free space.
   double pathLossExponent = 2;
+  SimulatedPropagation radio;
   std::vector<Beacon> beacons;
   Walk walk;
   std::vector<Event> events;

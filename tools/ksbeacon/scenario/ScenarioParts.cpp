@@ -173,6 +173,39 @@ Scenario::Beacon ScenarioParts::beacon(const JsonNode& node, const std::string& 
   return beacon;
 }
 
+SimulatedPropagation ScenarioParts::radio(const JsonNode& node, const std::string& path) const {
+  ObjectReader reader(
+      node, path, mistakes_,
+      {"jitter", "shadowing", "shadowingMemory", "bodyLoss", "bodySpan", "bodyPeriod",
+       "ricianFactor", "burstShare", "burstLength", "receiverGain", "outages"});
+  SimulatedPropagation radio;
+  const auto seconds = [&](const char* name, Seconds usual) {
+    return Seconds{reader.number(name, {0.1, 3600, " s"}, usual.count())};
+  };
+  radio.advertisingJitter = Seconds{reader.number("jitter", {0, 0.01, " s"}, 0)};
+  radio.shadowing = {reader.number("shadowing", {0, 30, " dB"}, 0)};
+  radio.shadowingMemory = seconds("shadowingMemory", radio.shadowingMemory);
+  radio.bodyLoss = {reader.number("bodyLoss", {0, 40, " dB"}, 0)};
+  radio.bodySpan = seconds("bodySpan", radio.bodySpan);
+  radio.bodyPeriod = seconds("bodyPeriod", radio.bodyPeriod);
+  if (reader.has("ricianFactor")) {
+    radio.ricianFactor = reader.number("ricianFactor", {-20, 40, " dB"}, 0);
+  }
+  radio.burstShare = reader.number("burstShare", {0, 1}, 0);
+  radio.burstLength = seconds("burstLength", radio.burstLength);
+  radio.receiverGain = {reader.number("receiverGain", {-40, 40, " dB"}, 0)};
+  reader.each("outages", [&](const JsonNode& item, const std::string& itemPath) {
+    radio.outages.push_back(interval(item, itemPath));
+  });
+  return radio;
+}
+
+DateInterval ScenarioParts::interval(const JsonNode& node, const std::string& path) const {
+  ObjectReader reader(node, path, mistakes_, {"from", "to"});
+  const auto [from, to] = span(reader, std::nullopt, std::nullopt);
+  return {start_ + from, start_ + to};
+}
+
 Scenario::Walk ScenarioParts::walk(const JsonNode& node, const std::string& path) const {
   ObjectReader reader(node, path, mistakes_,
                       {"from", "gpx", "speed", "accuracy", "noise", "memory", "spikes", "repeats",
@@ -193,9 +226,7 @@ Scenario::Walk ScenarioParts::walk(const JsonNode& node, const std::string& path
     readSteps(reader, walk);
   }
   reader.each("outages", [&](const JsonNode& item, const std::string& itemPath) {
-    ObjectReader outage(item, itemPath, mistakes_, {"from", "to"});
-    const auto [from, to] = span(outage, std::nullopt, std::nullopt);
-    walk.outages.push_back({start_ + from, start_ + to});
+    walk.outages.push_back(interval(item, itemPath));
   });
   return walk;
 }

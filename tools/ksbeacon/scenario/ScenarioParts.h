@@ -29,6 +29,7 @@ class ScenarioParts {
   ScenarioParts(ObjectReader& document, Date start, Seconds until, std::filesystem::path folder);
 
   Scenario::Beacon beacon(const JsonNode& node, const std::string& path) const;
+  SimulatedPropagation radio(const JsonNode& node, const std::string& path) const;
   Scenario::Walk walk(const JsonNode& node, const std::string& path) const;
   Scenario::Event event(const JsonNode& node, const std::string& path) const;
   Scenario::Fault fault(const JsonNode& node, const std::string& path) const;
@@ -40,6 +41,8 @@ class ScenarioParts {
   void readSteps(ObjectReader& reader, Scenario::Walk& walk) const;
   void readTrack(ObjectReader& reader, Scenario::Walk& walk) const;
   SimulatedBattery battery(const JsonNode& node, const std::string& path) const;
+  /// An object of nothing but "from" and "to".
+  DateInterval interval(const JsonNode& node, const std::string& path) const;
   /// "from" and "to", the second not before the first.
   std::pair<Seconds, Seconds> span(ObjectReader& reader, std::optional<Seconds> from,
                                    std::optional<Seconds> to) const;

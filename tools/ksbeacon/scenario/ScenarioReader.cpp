@@ -98,7 +98,7 @@ Scenario readDocument(const JsonNode& document, const std::string& file, Mistake
   ObjectReader reader(
       document, "", mistakes,
       {"title", "start", "timeZone", "locale", "until", "seed", "permission", "origin", "pathLoss",
-       "portal", "application", "beacons", "walk", "events", "expect"});
+       "radio", "portal", "application", "beacons", "walk", "events", "expect"});
   Scenario scenario;
   scenario.file = file;
   scenario.title = reader.text("title", scenario.file.stem().string());
@@ -111,6 +111,9 @@ Scenario readDocument(const JsonNode& document, const std::string& file, Mistake
 
   const ScenarioParts parts(reader, scenario.start, scenario.until, scenario.file.parent_path());
   scenario.pathLossExponent = reader.number("pathLoss", {1, 8}, scenario.pathLossExponent);
+  if (const JsonNode* const radio = reader.find("radio")) {
+    scenario.radio = parts.radio(*radio, "radio");
+  }
   readPortal(reader.section("portal"), parts, scenario, mistakes);
   static const JsonNode kNothing{JsonNode::Members{}, 0};
   const JsonNode* const application = reader.find("application");

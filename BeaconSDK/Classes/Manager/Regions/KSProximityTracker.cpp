@@ -69,9 +69,10 @@ KSProximityTracker::Sighting KSProximityTracker::judge(const std::string& key, b
     lastRangeDateTimes_.emplace(key, moment);
     return Sighting::taken;
   }
+  // A clock that was set back leaves a last time in the future, which counts as long ago.
   const double elapsed = ks::secondsBetween(last->second, moment);
-  if (elapsed < kThrottleSeconds) return Sighting::ignored;
-  if (!hasBeacons && elapsed <= kRestartAfterSeconds) return Sighting::ignored;
+  if (elapsed >= 0 && elapsed < kThrottleSeconds) return Sighting::ignored;
+  if (!hasBeacons && elapsed >= 0 && elapsed <= kRestartAfterSeconds) return Sighting::ignored;
   last->second = moment;
   return hasBeacons ? Sighting::taken : Sighting::empty;
 }

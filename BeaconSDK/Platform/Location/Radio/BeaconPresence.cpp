@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "BeaconSDK/Platform/Location/Radio/Proximity.h"
+
 namespace ks {
 
 namespace {
@@ -33,7 +35,7 @@ BeaconPresence::BeaconPresence(Clock& clock, DispatchQueue& queue, BeaconTable& 
 
 void BeaconPresence::add(MonitoredRegion& region) {
   ++regions_;
-  table_.use(region.beacons->proximityUUID()).watch(region);
+  table_.use(region.beacons->proximityUUID(), clock_.uptime()).watch(region);
   if (listening_) listen(region);
 }
 
@@ -42,14 +44,16 @@ void BeaconPresence::remove(MonitoredRegion& region) {
   region.silence.cancel();
   const auto uuid = region.beacons->proximityUUID();
   table_.find(uuid)->unwatch(region);
-  table_.release(uuid);
+  table_.release(uuid, clock_.uptime());
 }
 
-void BeaconPresence::heard(const std::vector<MonitoredRegion*>& regions, Seconds time) {
+void BeaconPresence::heard(const std::vector<MonitoredRegion*>& regions, Dbm rssi, Seconds time) {
   std::vector<std::uint64_t> news;
   for (auto* region : regions) {
+    const bool isInside = region->confirmed && region->state == CLRegionState::inside;
+    if (!isInside && !isEvidence(*region, rssi, time)) continue;
     region->heard = std::max(region->heard, time);
-    if (!region->confirmed || region->state != CLRegionState::inside) news.push_back(region->id);
+    if (!isInside) news.push_back(region->id);
   }
   // Callbacks may end the monitoring of regions that come later.
   for (const auto id : news) {
@@ -61,8 +65,17 @@ void BeaconPresence::heard(const std::vector<MonitoredRegion*>& regions, Seconds
   }
 }
 
+bool BeaconPresence::isEvidence(MonitoredRegion& region, Dbm rssi, Seconds time) {
+  if (isUsable(rssi) && rssi >= kStrongPacket) return true;
+  const auto gap = region.heardWeak ? time - *region.heardWeak : kWeakMemory;
+  if (gap < kSamePacket) return false;
+  region.heardWeak = time;
+  return gap < kWeakMemory;
+}
+
 void BeaconPresence::setListening(bool listening) {
   if (std::exchange(listening_, listening) == listening) return;
+  table_.interrupt();
   for (const auto& [id, region] : book_.all()) {
     if (!region->beacons) continue;
     if (listening) {
@@ -86,7 +99,10 @@ void BeaconPresence::arm(MonitoredRegion& region, Seconds now, Seconds delay) {
 
 void BeaconPresence::look(MonitoredRegion& region, Seconds due) {
   const auto now = clock_.uptime();
-  if (now - due > kOversleep) region.heard = now;
+  if (now - due > kOversleep) {
+    region.heard = now;
+    table_.interrupt();
+  }
   const auto end = deadline(region);
   if (now + kTimerGrain < end) {
     // A packet that comes meanwhile moves the deadline to 30 s after it or later: looking again
@@ -94,6 +110,7 @@ void BeaconPresence::look(MonitoredRegion& region, Seconds due) {
     arm(region, now, std::min(end - now, kLeastSilence));
     return;
   }
+  region.heardWeak.reset();
   if (const auto shared = book_.find(region.id)) reports_.found(shared, CLRegionState::outside);
 }
 
@@ -103,12 +120,13 @@ Seconds BeaconPresence::deadline(MonitoredRegion& region) {
   bool learned = false;
   const auto& group = *table_.find(region.beacons->proximityUUID());
   for (const auto& beacon : group.beacons()) {
-    if (!region.beacons->matches(region.beacons->proximityUUID(), beacon->major, beacon->minor)) {
+    if (!region.beacons->matches(region.beacons->proximityUUID(), beacon->major(),
+                                 beacon->minor())) {
       continue;
     }
-    const auto limit = beacon->gaps.silenceLimit();
-    end = std::max(end, beacon->heard + limit);
-    if (!beacon->gaps.meanGap()) continue;
+    const auto limit = beacon->gaps().silenceLimit();
+    end = std::max(end, beacon->lastHeard() + limit);
+    if (!beacon->gaps().meanGap()) continue;
     learned = true;
     longest = std::max(longest, limit);
   }

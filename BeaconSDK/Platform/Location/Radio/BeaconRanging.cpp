@@ -9,22 +9,6 @@ namespace ks {
 namespace {
 
 constexpr Seconds kPeriod{1};
-// A strength stays usable for four of the beacon's packet gaps, within these bounds.
-constexpr double kUsableGaps = 4;
-constexpr Seconds kLeastUsable{3};
-
-CLBeacon measured(TrackedBeacon& beacon, UUID uuid, Seconds now) {
-  CLBeacon result{uuid, beacon.major, beacon.minor};
-  const auto gap = beacon.gaps.meanGap().value_or(kPeriod);
-  const auto usable = std::clamp(kUsableGaps * gap, kLeastUsable, kRangingMemory);
-  if (!beacon.filter || now - beacon.measured > usable) return result;
-  result.rssi = beacon.filter->value();
-  result.accuracy = estimatedDistance(beacon.measuredPower, result.rssi);
-  beacon.proximity =
-      proximityOf(beacon.measuredPower, result.rssi, beacon.proximity, crossingMarginDb(gap));
-  result.proximity = beacon.proximity;
-  return result;
-}
 
 bool isNearer(const CLBeacon& a, const CLBeacon& b) {
   const auto key = [](const CLBeacon& beacon) {
@@ -41,7 +25,7 @@ void BeaconRanging::start(const std::shared_ptr<ManagerState>& manager,
   const auto same = [&, identifier = region->identifier()](const auto& ranged) {
     return ranged->manager == manager && ranged->region->identifier() == identifier;
   };
-  table_.use(region->proximityUUID());
+  table_.use(region->proximityUUID(), clock_.uptime());
   auto ranged = std::make_shared<Ranged>(Ranged{manager, std::move(region)});
   const auto found = std::find_if(ranged_.begin(), ranged_.end(), same);
   if (found != ranged_.end()) {
@@ -75,7 +59,7 @@ void BeaconRanging::stopIf(Predicate predicate) {
 
 void BeaconRanging::end(Ranged& ranged) {
   ranged.active = false;
-  table_.release(ranged.region->proximityUUID());
+  table_.release(ranged.region->proximityUUID(), clock_.uptime());
 }
 
 void BeaconRanging::setAllowed(bool allowed) {
@@ -113,9 +97,9 @@ std::vector<CLBeacon> BeaconRanging::beaconsIn(const CLBeaconRegion& region) con
   const auto uuid = region.proximityUUID();
   std::vector<CLBeacon> beacons;
   for (const auto& beacon : table_.find(uuid)->beacons()) {
-    if (now - beacon->heard > kRangingMemory) continue;
-    if (!region.matches(uuid, beacon->major, beacon->minor)) continue;
-    beacons.push_back(measured(*beacon, uuid, now));
+    if (!beacon->isListed(now)) continue;
+    if (!region.matches(uuid, beacon->major(), beacon->minor())) continue;
+    beacons.push_back(beacon->ranged(uuid, now));
   }
   std::sort(beacons.begin(), beacons.end(), isNearer);
   return beacons;

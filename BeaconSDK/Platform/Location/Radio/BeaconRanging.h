@@ -8,9 +8,6 @@
 
 namespace ks {
 
-/// A ranged beacon is listed until this long after its last packet.
-inline constexpr Seconds kRangingMemory{10};
-
 /// Reports the beacons of the ranged regions once a second.
 class BeaconRanging {
  public:

@@ -7,58 +7,55 @@ namespace ks {
 namespace {
 
 constexpr Seconds kBetweenSweeps{60};
-constexpr Seconds kBetweenSweepsWhenFull{1};
-// After this much silence what the filter knows is of no use.
-constexpr Seconds kFilterMemory{10};
+constexpr Seconds kBetweenSweepsWhenCrowded{1};
 
 std::uint32_t numbersOf(std::uint16_t major, std::uint16_t minor) {
   return static_cast<std::uint32_t>(major) << 16 | minor;
 }
 
-void measure(TrackedBeacon& beacon, Dbm rssi, Seconds time) {
-  if (!isUsable(rssi)) return;
-  if (!beacon.filter || time - beacon.measured > kFilterMemory) {
-    beacon.filter = makeRssiFilter();
-    beacon.proximity = CLProximity::unknown;
-  }
-  beacon.filter->add(time, rssi);
-  beacon.measured = time;
-}
-
 }  // namespace
 
-TrackedBeacon* BeaconGroup::heard(const BeaconFrame& frame, Dbm rssi, Seconds time, Seconds now) {
-  const auto found = byNumbers_.find(numbersOf(frame.major, frame.minor));
-  auto* beacon = found != byNumbers_.end() ? found->second : add(frame, now);
-  if (beacon == nullptr) return nullptr;
-  beacon->heard = std::max(beacon->heard, time);
-  beacon->measuredPower = frame.measuredPower;
-  beacon->gaps.heard(beacon->heard);
-  measure(*beacon, rssi, beacon->heard);
+BeaconMemory* BeaconGroup::heard(const BeaconPacket& packet, Seconds now) {
+  const auto found = byNumbers_.find(numbersOf(packet.frame.major, packet.frame.minor));
+  auto* beacon = found != byNumbers_.end() ? found->second : add(packet.frame, now);
+  if (beacon != nullptr) beacon->hear(packet);
   return beacon;
 }
 
-TrackedBeacon* BeaconGroup::add(const BeaconFrame& frame, Seconds now) {
-  if (now >= nextSweep_) sweep(now);
+void BeaconGroup::interrupt() {
+  for (const auto& beacon : beacons_) beacon->interrupt();
+}
+
+BeaconMemory* BeaconGroup::add(const BeaconFrame& frame, Seconds now) {
+  const bool crowded = beacons_.size() >= kMostBeaconsPerUUID / 2;
+  if (now - swept_ >= (crowded ? kBetweenSweepsWhenCrowded : kBetweenSweeps)) sweep(now);
   if (beacons_.size() >= kMostBeaconsPerUUID) return nullptr;
-  auto* beacon = beacons_.emplace_back(std::make_unique<TrackedBeacon>()).get();
-  beacon->major = frame.major;
-  beacon->minor = frame.minor;
+  auto* beacon =
+      beacons_.emplace_back(std::make_unique<BeaconMemory>(frame.major, frame.minor)).get();
   byNumbers_[numbersOf(frame.major, frame.minor)] = beacon;
   return beacon;
+}
+
+template <class Predicate>
+void BeaconGroup::forgetIf(Predicate predicate) {
+  std::erase_if(beacons_, [&](const auto& beacon) {
+    if (!predicate(*beacon)) return false;
+    byNumbers_.erase(numbersOf(beacon->major(), beacon->minor()));
+    return true;
+  });
 }
 
 void BeaconGroup::sweep(Seconds now) {
   // While there is room a beacon is remembered beyond its exit, for the sake of its packet gaps.
   const bool crowded = beacons_.size() >= kMostBeaconsPerUUID / 2;
-  std::erase_if(beacons_, [&](const auto& beacon) {
-    const auto limit = crowded ? beacon->gaps.silenceLimit() : kLongestSilence;
-    if (now - beacon->heard <= limit) return false;
-    byNumbers_.erase(numbersOf(beacon->major, beacon->minor));
-    return true;
+  forgetIf([&](const BeaconMemory& beacon) {
+    const auto limit = crowded ? beacon.gaps().silenceLimit() : kLongestSilence;
+    return now - beacon.lastHeard() > limit;
   });
-  const bool full = beacons_.size() >= kMostBeaconsPerUUID;
-  nextSweep_ = now + (full ? kBetweenSweepsWhenFull : kBetweenSweeps);
+  if (beacons_.size() >= kMostBeaconsPerUUID) {
+    forgetIf([](const BeaconMemory& beacon) { return !beacon.gaps().meanGap(); });
+  }
+  swept_ = now;
 }
 
 void BeaconGroup::watch(MonitoredRegion& region) {
@@ -71,10 +68,10 @@ void BeaconGroup::unwatch(const MonitoredRegion& region) {
   ++regionsVersion_;
 }
 
-const std::vector<MonitoredRegion*>& BeaconGroup::regionsOf(TrackedBeacon& beacon) {
+const std::vector<MonitoredRegion*>& BeaconGroup::regionsOf(BeaconMemory& beacon) {
   if (beacon.regionsVersion != regionsVersion_) {
     beacon.regionsVersion = regionsVersion_;
-    beacon.regions = regionsOf({{}, beacon.major, beacon.minor, {}});
+    beacon.regions = regionsOf({{}, beacon.major(), beacon.minor(), {}});
   }
   return beacon.regions;
 }
@@ -90,21 +87,41 @@ std::vector<MonitoredRegion*> BeaconGroup::regionsOf(const BeaconFrame& frame) c
   return matching;
 }
 
-BeaconGroup& BeaconTable::use(UUID uuid) {
+BeaconGroup& BeaconTable::use(UUID uuid, Seconds now) {
+  forgetUnused(now);
   auto& group = groups_[uuid];
-  if (!group) group = std::make_unique<BeaconGroup>();
+  if (!group) {
+    group = std::make_unique<BeaconGroup>();
+  } else if (group->users == 0) {
+    --unused_;
+    group->interrupt();
+  }
   ++group->users;
   return *group;
 }
 
-void BeaconTable::release(UUID uuid) {
+void BeaconTable::release(UUID uuid, Seconds now) {
   const auto found = groups_.find(uuid);
-  if (found != groups_.end() && --found->second->users == 0) groups_.erase(found);
+  if (found == groups_.end() || --found->second->users > 0) return;
+  found->second->released = now;
+  ++unused_;
+}
+
+void BeaconTable::forgetUnused(Seconds now) {
+  if (unused_ == 0 || now < nextSweep_) return;
+  nextSweep_ = now + kBetweenSweeps;
+  unused_ -= boost::unordered::erase_if(groups_, [&](const auto& entry) {
+    return entry.second->users == 0 && now - entry.second->released > kLongestSilence;
+  });
 }
 
 BeaconGroup* BeaconTable::find(UUID uuid) const {
   const auto found = groups_.find(uuid);
-  return found == groups_.end() ? nullptr : found->second.get();
+  return found == groups_.end() || found->second->users == 0 ? nullptr : found->second.get();
+}
+
+void BeaconTable::interrupt() {
+  for (const auto& [uuid, group] : groups_) group->interrupt();
 }
 
 }  // namespace ks

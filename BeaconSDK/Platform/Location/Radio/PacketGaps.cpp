@@ -6,29 +6,57 @@
 namespace ks {
 
 namespace {
-constexpr Seconds kSamePacket{0.05};
+
 // The mean runs over about the last 64 gaps, so that the few long ones at the edge of the range
 // hardly count when the device walks away.
 constexpr double kLeastWeight = 1.0 / 64;
 constexpr std::uint32_t kEnoughGaps = 1u << 20;
+// An outage is borne with a quarter to spare, but one alone at most doubles the limit.
+constexpr double kOutageMargin = 1.25;
+constexpr double kOutageGrowth = 2;
+
 }  // namespace
 
 void PacketGaps::heard(Seconds time) {
-  const auto gap = last_ ? time - *last_ : Seconds{0};
-  if (last_ && gap < kSamePacket) return;
-  // Longer than the limit, the beacon was away: that gap says nothing about its packets.
-  const bool wasThere = last_ && gap <= silenceLimit();
+  if (!last_) {
+    last_ = time;
+    return;
+  }
+  const auto gap = time - *last_;
+  if (gap < kSamePacket) return;
   last_ = time;
-  if (!wasThere) return;
+  learnOutage(gap, time);
+  // Longer than that the beacon was away: the gap says nothing about its packets.
+  if (gap > plainLimit()) return;
   if (count_ < kEnoughGaps) ++count_;
   mean_ += std::max(1.0 / count_, kLeastWeight) * (gap.count() - mean_);
 }
 
-Seconds PacketGaps::silenceLimit() const {
+void PacketGaps::learnOutage(Seconds gap, Seconds time) {
+  if (time - outageEnd_ > kOutageMemory) borne_ = Seconds{0};
+  if (gap <= strengthLimit() || gap > kLongestOutage) return;
+  borne_ = std::max(borne_, std::min(kOutageMargin * gap, kOutageGrowth * silenceLimit()));
+  outageEnd_ = time;
+}
+
+std::optional<Seconds> PacketGaps::longMeanGap() const {
+  if (count_ == 0) return std::nullopt;
+  return Seconds{mean_ * (1 + 2 / std::sqrt(count_))};
+}
+
+Seconds PacketGaps::plainLimit() const {
   static const double kFactor = -std::log(kFalseExitProbability);
-  if (count_ == 0) return kUnlearnedSilence;
-  const double longMean = mean_ * (1 + 2 / std::sqrt(count_));
-  return std::clamp(Seconds{longMean * kFactor}, kLeastSilence, kLongestSilence);
+  const auto mean = longMeanGap();
+  if (!mean) return kUnlearnedSilence;
+  return std::clamp(kFactor * *mean, kLeastSilence, kLongestSilence);
+}
+
+Seconds PacketGaps::silenceLimit() const { return std::max(plainLimit(), borne_); }
+
+Seconds PacketGaps::strengthLimit() const {
+  const auto mean = longMeanGap();
+  if (!mean) return kUnlearnedSilence / 2;
+  return std::clamp(std::max(kBelievedGaps * *mean, borne_), kLeastBelieved, kLongestSilence);
 }
 
 std::optional<Seconds> PacketGaps::meanGap() const {

@@ -7,28 +7,28 @@ namespace ks {
 /// How the signal strength falls with distance: 2 is free space and a fair mean indoors, where
 /// published measurements lie between 1.6 (corridors) and 3 (through furniture).
 inline constexpr double kPathLossExponent = 2.0;
-/// Stands in for a measured power that no transmitter has (outside -127 to -1 dBm); the usual value
-/// of a beacon at 0 dBm.
+/// Stands in for a claimed power that no beacon has at 1 m; the usual value of one at 0 dBm.
 inline constexpr Dbm kUsualMeasuredPower{-59};
+/// The powers at 1 m that beacons can have, from -20 dBm to amplified ones. Firmware that was never
+/// set up claims 0, -1 or 127.
+inline constexpr Dbm kLeastMeasuredPower{-100};
+inline constexpr Dbm kMostMeasuredPower{-25};
 
 /// Below the first border a beacon is immediate, below the second near, beyond it far.
 inline constexpr Metres kImmediateBorder{0.5};
 inline constexpr Metres kNearBorder{4};
-/// How far past a border a beacon must seem to be before it has crossed it, given the mean time
-/// between its packets: 3.5 dB at 200 ms, 4.5 at 1 s (a factor of 1.68 in distance), 5.5 at 5 s.
-/// The less often it is heard the less its estimate can be trusted; docs/location.md shows what
-/// remains of flapping.
-double crossingMarginDb(Seconds meanGap);
 
 /// True for strengths that a radio can have measured: -127 to -1 dBm.
 bool isUsable(Dbm rssi);
+/// False for a claimed power that must be replaced by `kUsualMeasuredPower`.
+bool isPlausiblePower(Dbm measuredPower);
 
-/// The log-distance path-loss model.
-Metres estimatedDistance(Dbm measuredPower, Dbm rssi);
+/// The log-distance path-loss model. A loss is how much weaker than at 1 m a signal is, in dB.
+double lossAtDb(Metres distance);
+Metres distanceAtLoss(double lossDb);
 Dbm expectedRssi(Dbm measuredPower, Metres distance);
 
-/// The proximity of a beacon with that strength, given what it was; `unknown` for none, and then
-/// without margin.
-CLProximity proximityOf(Dbm measuredPower, Dbm rssi, CLProximity before, double marginDb);
+/// Between which borders a signal of that loss lies.
+CLProximity proximityAtLoss(double lossDb);
 
 }  // namespace ks

@@ -38,6 +38,8 @@ struct MonitoredRegion {
 
   /// Beacons: when the last packet came, or the listening began.
   Seconds heard{0};
+  /// The last packet while the device was not known to be inside.
+  std::optional<Seconds> heardWeak{};
   /// The silence that ended the stay of its slowest beacon, as far as earlier runs know.
   Seconds silenceLimit = kLeastSilence;
   /// Looks whether the silence has become too long.

@@ -1,0 +1,48 @@
+#pragma once
+
+#include "BeaconSDK/Platform/Api/CoreLocation.h"
+
+namespace ks {
+
+/// What the filter says of one beacon after a packet.
+struct SignalEstimate {
+  /// How much weaker the signal is than at 1 m, in dB.
+  double lossDb = 0;
+  /// Its standard deviation in dB.
+  double deviationDb = 0;
+  bool isMoving = false;
+};
+
+/// Decides whether a beacon is immediate, near or far.
+///
+/// A border is crossed at once when the estimate lies far beyond it, and by less when it stays
+/// beyond: the excess is summed over time after Page's cumulative sum test, so that a wrong band is
+/// left in the end however close to the border the beacon is. A change that no movement explains is
+/// harder to take back, which keeps a stand on a border calm. Constant memory.
+class BorderRule {
+ public:
+  /// Times never go back.
+  void observe(Seconds time, const SignalEstimate& estimate);
+  /// `unknown` before the first packet, and for up to `kFirstLook` after it while the first packets
+  /// leave a doubt; then, in doubt, the farther band.
+  CLProximity proximity(Seconds now) const;
+
+ private:
+  void begin(Seconds time, const SignalEstimate& estimate);
+  bool crosses(double excess, double seconds, const SignalEstimate& estimate);
+
+  CLProximity band_ = CLProximity::unknown;
+  bool certain_ = false;
+  Seconds first_{0};
+  Seconds last_{0};
+  /// The excess beyond the border of one side, summed over time in dB s.
+  double sum_ = 0;
+  bool outwards_ = false;
+  /// The band was changed, and nothing has moved since.
+  bool settled_ = false;
+};
+
+/// How long the first packets may leave the proximity open.
+inline constexpr Seconds kFirstLook{3};
+
+}  // namespace ks
