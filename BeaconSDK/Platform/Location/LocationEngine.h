@@ -115,8 +115,8 @@ class LocationEngine : public LocationServices {
   /// False where the device has no source of positions. True at first.
   void setPositioningAvailable(bool available);
 
-  /// How much stronger than usual this device receives, in dB: what `ksbeacon scan --calibrate`
-  /// measures beside a beacon at 1 m. Subtracted from every strength from now on. 0 at first.
+  /// How much stronger than usual this device receives, in dB: what it reports 1 m from a beacon,
+  /// less the power that the beacon claims. Subtracted from every strength from now on. 0 at first.
   void setReceiverGain(Dbm gain);
 
   /// Constant time; allocates only for a beacon that was not known.

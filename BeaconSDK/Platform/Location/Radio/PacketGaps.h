@@ -43,8 +43,8 @@ inline constexpr Seconds kUnknownListing{5};
 /// Losses that are independent make gaps with a geometric tail, and the exponential distribution of
 /// the same mean lies above that tail. So a limit is mean * ln(1 / probability), the mean taken
 /// two standard errors too long while few gaps are known. Losses that come together, as behind a
-/// body or a door, are learned from silences beyond a limit that ended soon: for a day the next ones
-/// are borne.
+/// body or a door, are learned from silences beyond a limit that ended soon: for a day the next
+/// ones are borne.
 class PacketGaps {
  public:
   /// Times never go back.
