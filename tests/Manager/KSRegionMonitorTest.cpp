@@ -210,9 +210,7 @@ TEST_F(KSRegionMonitorTest, BeaconExitsFollowTheContent) {
     scenario.sees(minor, seen);
     scenario.decisions();
     scenario.statistics();
-    scenario.filesWritten();
     scenario.determines(CLRegionState::outside);
-    EXPECT_THAT(scenario.filesWritten(), Contains("beaconsForLocation.dat"));
     EXPECT_EQ(scenario.decisions(), leaving) << about;
     EXPECT_EQ(scenario.beacon(zone.id)->content()->eventDetectionCounter, counted) << about;
     EXPECT_EQ(scenario.beacon(zone.id)->proximity(), 0);

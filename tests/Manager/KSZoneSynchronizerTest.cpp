@@ -48,8 +48,10 @@ TEST_F(KSZoneSynchronizerTest, ListedLocationsGetTheirZones) {
   scenario.portalAnswers("location=L2", "[]");
   EXPECT_THAT(scenario.heard(), ElementsAre("locations", "zones L1", "zones L2"));
   EXPECT_NE(scenario.beacon("b1"), nullptr);
+  const auto synced = scenario.now();
+  scenario.passes(1);
   const auto stored = ks::loadCacheFile(cacheFile("locations.dat"));
-  EXPECT_EQ(stored.array()->items[1].objectOf<KSLocation>()->zonesSyncedOn, scenario.now());
+  EXPECT_EQ(stored.array()->items[1].objectOf<KSLocation>()->zonesSyncedOn, synced);
   EXPECT_THAT(scenario.location->takeCalls(),
               testing::Not(testing::Contains("range " + kSiteRegion)))
       << "a real location's zones change no region";
@@ -74,6 +76,7 @@ TEST_F(KSZoneSynchronizerTest, DroppedLocationLosesItsZones) {
   EXPECT_EQ(
       scenario.manager->proximityZoneForIdentifier("b1", KSContentDownloadType::contentForBeacons),
       nullptr);
+  scenario.passes(1);
   const auto stored = ks::loadCacheFile(cacheFile("beaconsForLocation.dat"));
   EXPECT_THAT((*stored.dictionary())["L1"].array()->items, IsEmpty());
   const auto locations = ks::loadCacheFile(cacheFile("locations.dat"));
@@ -220,6 +223,7 @@ TEST_F(KSZoneSynchronizerTest, ExpiredBlocksLeaveTheFile) {
       {"now", scenario.now()}, {"later", later}, {"odd", 7}, {"past", ks::Date{}}};
   ASSERT_TRUE(ks::NSKeyedArchiver::archiveRootObject(stored, file));
   scenario.relaunches();
+  scenario.passes(0);
   EXPECT_EQ(ks::loadCacheFile(file), ks::Value(ks::Dictionary{{"later", later}}));
 }
 

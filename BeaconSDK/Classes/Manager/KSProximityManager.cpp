@@ -25,7 +25,7 @@ std::shared_ptr<KSProximityManager> KSProximityManager::initWithUsername(
     const KSRefinements& refinements) {
   auto& platform = ks::Platform::current();
   platform.application().setMinimumBackgroundFetchInterval(kBackgroundFetchInterval);
-  if (!KSCacheFolder::create()) return nullptr;
+  if (!KSCacheFile::createFolder()) return nullptr;
   kManagerLog("-[KSProximityManager initWithUsername:password:url:locale:]",
               "the lib version is - %@", platform.libraryBundle().shortVersionString);
   const KSPortalAccess portal{url.value_or(ks::NSURL{kDefaultPortalURL}), std::move(locale),

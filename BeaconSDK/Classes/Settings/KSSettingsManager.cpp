@@ -32,8 +32,7 @@ KSSettingsManager::Categories readCategories() {
   if (const ks::Array* list = archived.array()) {
     for (const auto& item : list->items) {
       auto category = item.objectOf<KSProximityZoneContentCategory>();
-      if (!category) return {};
-      categories.push_back(std::move(category));
+      if (category) categories.push_back(std::move(category));
     }
   }
   return categories;
@@ -48,11 +47,7 @@ KSSettingsManager::KSSettingsManager(Key, std::shared_ptr<KSNetwork> network,
 std::shared_ptr<KSSettingsManager> KSSettingsManager::initWithNetwork(
     std::shared_ptr<KSNetwork> network, const KSRefinements& refinements) {
   auto manager = std::make_shared<KSSettingsManager>(Key{}, std::move(network), refinements);
-  const ks::Value archivedTags = ks::loadCacheFile(file(kTagsFile));
-  if (const ks::Dictionary* tags = archivedTags.dictionary()) {
-    manager->aTags_ = *tags;
-    manager->aTags_->isMutable = true;
-  }
+  manager->loadTags();
   manager->contentCategories_ = readCategories();
   manager->load();
   return manager;
@@ -97,7 +92,8 @@ void KSSettingsManager::storeCategories(const Categories& loaded) {
 void KSSettingsManager::enableAllOnFirstList() {
   const auto categories = contentCategories();
   const std::lock_guard lock(enabledMutex_);
-  if (enabledContentIdentifiers_) return;
+  if (isEnabledUnread_) load();
+  if (enabledContentIdentifiers_ || isEnabledUnread_) return;
   if (categories.empty() && refinements_.categoriesFromFirstList) return;
   enabledContentIdentifiers_.emplace();
   for (const auto& category : categories) {
@@ -121,6 +117,7 @@ void KSSettingsManager::finishRefresh(std::optional<ks::Error> error) {
 
 void KSSettingsManager::save() const {
   const std::lock_guard lock(enabledMutex_);
+  if (isEnabledUnread_) return;
   ks::NSKeyedArchiver archiver;
   if (enabledContentIdentifiers_) {
     const auto& identifiers = *enabledContentIdentifiers_;
@@ -131,15 +128,28 @@ void KSSettingsManager::save() const {
 }
 
 void KSSettingsManager::load() {
-  const ks::Value archived = ks::loadCacheFile(file(kSettingsFile), kEnabledKey);
-  const ks::Array* list = archived.array();
+  const std::lock_guard lock(enabledMutex_);
+  const ks::CacheContent archived = ks::readCacheFile(file(kSettingsFile), kEnabledKey);
+  isEnabledUnread_ = archived.isUnreadable;
+  const ks::Array* list = archived.value.array();
   if (!list) return;
   std::vector<std::string> identifiers;
   for (const auto& item : list->items) {
     if (const std::string* identifier = item.string()) identifiers.push_back(*identifier);
   }
-  const std::lock_guard lock(enabledMutex_);
   enabledContentIdentifiers_ = std::move(identifiers);
+}
+
+void KSSettingsManager::loadTags() {
+  const std::lock_guard lock(tagsMutex_);
+  const ks::CacheContent archived = ks::readCacheFile(file(kTagsFile));
+  areTagsUnread_ = archived.isUnreadable;
+  const ks::Dictionary* const stored = archived.value.dictionary();
+  if (!stored) return;
+  if (!aTags_) aTags_.emplace().isMutable = true;
+  for (const auto& [key, value] : *stored) {
+    if (value.string() && !aTags_->contains(key)) aTags_->set(key, value);
+  }
 }
 
 bool KSSettingsManager::wantsCategory(const std::optional<std::string>& identifier) const {
@@ -164,6 +174,7 @@ void KSSettingsManager::enableContentCategory(const KSProximityZoneContentCatego
                                               bool enabled) {
   if (!category.identifier) return;
   const std::lock_guard lock(enabledMutex_);
+  if (isEnabledUnread_) load();
   if (enabledContentIdentifiers_) {
     if (enabled) {
       enabledContentIdentifiers_->push_back(*category.identifier);
@@ -195,6 +206,7 @@ ks::Dictionary KSSettingsManager::tags() const {
 
 void KSSettingsManager::setTag(const std::string& key, const std::string& value) {
   const std::lock_guard lock(tagsMutex_);
+  if (areTagsUnread_) loadTags();
   if (!aTags_) aTags_.emplace().isMutable = true;
   aTags_->set(key, value);
   saveTags();
@@ -202,17 +214,20 @@ void KSSettingsManager::setTag(const std::string& key, const std::string& value)
 
 void KSSettingsManager::deleteTag(const std::string& key) {
   const std::lock_guard lock(tagsMutex_);
+  if (areTagsUnread_) loadTags();
   if (aTags_) aTags_->erase(key);
   saveTags();
 }
 
 void KSSettingsManager::clearTags() {
   const std::lock_guard lock(tagsMutex_);
+  areTagsUnread_ = false;
   if (aTags_) aTags_->clear();
   saveTags();
 }
 
 void KSSettingsManager::saveTags() const {
   const std::lock_guard lock(tagsMutex_);
+  if (areTagsUnread_) return;
   ks::NSKeyedArchiver::archiveRootObject(aTags_.value_or(ks::Dictionary{}), file(kTagsFile));
 }

@@ -74,6 +74,8 @@ class KSSettingsManager : public std::enable_shared_from_this<KSSettingsManager>
   KSSettingsManager(Key, std::shared_ptr<KSNetwork> network, const KSRefinements& refinements);
 
  private:
+  /// Keeps texts only, and what was set since.
+  void loadTags();
   void storeCategories(const Categories& loaded);
   void enableAllOnFirstList();
   void finishRefresh(std::optional<ks::Error> error);
@@ -87,9 +89,14 @@ class KSSettingsManager : public std::enable_shared_from_this<KSSettingsManager>
   mutable std::recursive_mutex enabledMutex_;
   /// Absent until a first category list or settings file was read.
   std::optional<std::vector<std::string>> enabledContentIdentifiers_;
+  /// The file is there but could not be read yet: it is read before the next change, and not
+  /// written over until then.
+  bool isEnabledUnread_ = false;
 
   mutable std::recursive_mutex tagsMutex_;
   std::optional<ks::Dictionary> aTags_;
+  /// As `isEnabledUnread_`.
+  bool areTagsUnread_ = false;
 
   std::mutex completionMutex_;
   CompletionBlock contentLoadedCompletionBlock_;

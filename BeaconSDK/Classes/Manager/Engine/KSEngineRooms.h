@@ -38,9 +38,8 @@ class KSEngineRooms {
   KSManagerLink link{mainQueue, platform.notificationCenter()};
   KSObserverSlot observer;
   KSEngineState state{platform.userDefaults()};
-  KSCacheFolder folder{observer};
-  KSBlockedContents blockedContents{folder, clock};
-  KSZoneCache cache{folder, blockedContents};
+  KSBlockedContents blockedContents{platform, observer};
+  KSZoneCache cache{platform, observer, blockedContents};
   std::shared_ptr<KSNetwork> network;
   std::shared_ptr<KSSettingsManager> settingsManager;
   std::shared_ptr<KSStatsManager> statsManager;

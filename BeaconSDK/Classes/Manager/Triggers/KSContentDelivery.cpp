@@ -23,9 +23,10 @@ void KSContentDelivery::doPushItem(const std::shared_ptr<KSProximityZone>& zone)
 void KSContentDelivery::sendItemTriggerContentNotification(
     const std::shared_ptr<KSProximityZone>& zone) {
   if (!zone || !zone->content()) return;
+  // The block reaches the disk before the application hears of the content.
+  record(*zone->content());
   link_.postOnMainQueue(KSProximityManagerTriggerContentNotification,
                         {{ks::manager_keys::kZone, zone}});
-  record(*zone->content());
 }
 
 void KSContentDelivery::record(KSProximityZoneContent& content) {

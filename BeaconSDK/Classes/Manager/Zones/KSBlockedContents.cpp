@@ -1,25 +1,35 @@
 #include "BeaconSDK/Classes/Manager/Zones/KSBlockedContents.h"
 
-namespace {
+#include <utility>
 
-constexpr std::string_view kFileName = "blockedContents.dat";
+KSBlockedContents::KSBlockedContents(ks::Platform& platform, const KSObserverSlot& observer)
+    : clock_(platform.clock()),
+      file_(
+          "blockedContents.dat", KSCacheFile::Haste::nextTurn, platform, observer,
+          [this] { return withoutExpired(); },
+          [this](const ks::Value& stored) { restore(stored); }) {}
 
-}  // namespace
+ks::Value KSBlockedContents::withoutExpired() {
+  const ks::Date now = clock_.now();
+  ks::Dictionary left;
+  for (const auto& [identifier, until] : blockedContents_) {
+    if (*until.date() > now) left.set(identifier, until);
+  }
+  blockedContents_ = std::move(left);
+  return blockedContents_;
+}
 
-void KSBlockedContents::loadBlockedContents() {
-  blockedContents_.clear();
-  const ks::Value stored = folder_.load(kFileName);
+void KSBlockedContents::restore(const ks::Value& stored) {
   const ks::Dictionary* const entries = stored.dictionary();
   if (entries == nullptr) return;
   const ks::Date now = clock_.now();
   for (const auto& [identifier, value] : *entries) {
     const ks::Date* const until = value.date();
-    if (until != nullptr && *until > now) blockedContents_.set(identifier, *until);
+    const bool isNew = !blockedContents_.contains(identifier);
+    if (isNew && until != nullptr && *until > now) blockedContents_.set(identifier, *until);
   }
   saveBlockedContents();
 }
-
-void KSBlockedContents::saveBlockedContents() const { folder_.save(kFileName, blockedContents_); }
 
 void KSBlockedContents::block(const KSProximityZoneContent& content) {
   if (!content.identifier || !content.blockedUntilDate) return;
@@ -27,8 +37,9 @@ void KSBlockedContents::block(const KSProximityZoneContent& content) {
   saveBlockedContents();
 }
 
-void KSBlockedContents::applyTo(KSProximityZoneContent* content) const {
+void KSBlockedContents::applyTo(KSProximityZoneContent* content) {
   if (content == nullptr || !content->identifier) return;
+  file_.restored();
   const ks::Value* const until = blockedContents_.find(*content->identifier);
   if (until != nullptr) content->blockedUntilDate = *until->date();
 }

@@ -3,7 +3,7 @@
 #include <string_view>
 
 #include "BeaconSDK/Classes/Beacon/Content/KSProximityZoneContent.h"
-#include "BeaconSDK/Classes/Manager/Zones/KSCacheFolder.h"
+#include "BeaconSDK/Classes/Manager/Zones/KSCacheFile.h"
 #include "BeaconSDK/Platform/Api/Foundation.h"
 #include "BeaconSDK/Platform/Api/Value.h"
 
@@ -11,20 +11,24 @@
 /// "blockedContents.dat".
 class KSBlockedContents {
  public:
-  KSBlockedContents(const KSCacheFolder& folder, const ks::Clock& clock)
-      : folder_(folder), clock_(clock) {}
+  KSBlockedContents(ks::Platform& platform, const KSObserverSlot& observer);
 
   /// Reads the file, drops what has run out, and writes it back when there was one.
-  void loadBlockedContents();
-  void saveBlockedContents() const;
+  void loadBlockedContents() { file_.load(); }
+  /// Drops what has run out and saves when this turn of the main queue has ended.
+  void saveBlockedContents() { file_.saveSoon(); }
 
-  /// Remembers the content's own date and saves. A content without an identifier is not kept.
+  /// Remembers the content's own date and saves: before the application is told, when that is told
+  /// in a later turn. A content without an identifier is not kept.
   void block(const KSProximityZoneContent& content);
   /// Gives `content`, which may be null, the date held for its identifier, if there is one.
-  void applyTo(KSProximityZoneContent* content) const;
+  void applyTo(KSProximityZoneContent* content);
 
  private:
-  const KSCacheFolder& folder_;
+  ks::Value withoutExpired();
+  void restore(const ks::Value& stored);
+
   const ks::Clock& clock_;
   ks::Dictionary blockedContents_;
+  KSCacheFile file_;
 };

@@ -7,9 +7,6 @@
 
 namespace {
 
-constexpr std::string_view kLocationsFileName = "locations.dat";
-constexpr std::string_view kBeaconsFileName = "beaconsForLocation.dat";
-
 template <class T>
 ks::Array arrayOf(const std::vector<std::shared_ptr<T>>& records) {
   return ks::Array(std::vector<ks::Value>(records.begin(), records.end()));
@@ -30,6 +27,20 @@ std::vector<std::shared_ptr<T>> recordsIn(const ks::Value& value) {
 
 }  // namespace
 
+KSZoneCache::KSZoneCache(ks::Platform& platform, const KSObserverSlot& observer,
+                         KSBlockedContents& blockedContents)
+    : blockedContents_(blockedContents),
+      locationsFile_(
+          "locations.dat", KSCacheFile::Haste::background, platform, observer,
+          [this] { return ks::Value(arrayOf(locations_)); },
+          [this](const ks::Value& stored) {
+            if (locations_.empty()) locations_ = recordsIn<KSLocation>(stored);
+          }),
+      beaconsFile_(
+          "beaconsForLocation.dat", KSCacheFile::Haste::background, platform, observer,
+          [this] { return beaconsToStore(); },
+          [this](const ks::Value& stored) { restoreBeacons(stored); }) {}
+
 std::shared_ptr<KSLocation> KSZoneCache::locationWithIdentifier(std::string_view identifier) const {
   for (const auto& location : locations_) {
     if (location->identifier == identifier) return location;
@@ -37,32 +48,33 @@ std::shared_ptr<KSLocation> KSZoneCache::locationWithIdentifier(std::string_view
   return nullptr;
 }
 
-void KSZoneCache::loadLocations() {
-  locations_ = recordsIn<KSLocation>(folder_.load(kLocationsFileName));
-}
-
-void KSZoneCache::saveLocations() const { folder_.save(kLocationsFileName, arrayOf(locations_)); }
-
 void KSZoneCache::loadBeaconsForLocation() {
   kManagerLog("-[KSProximityManager loadBeaconsForLocation]", "loadBeaconsForLocation");
-  const ks::Value stored = folder_.load(kBeaconsFileName);
-  const std::lock_guard lock(beaconsMutex_);
-  beaconsForLocation_.clear();
+  {
+    const std::lock_guard lock(beaconsMutex_);
+    beaconsForLocation_.clear();
+  }
+  beaconsFile_.load();
+}
+
+void KSZoneCache::restoreBeacons(const ks::Value& stored) {
   const ks::Dictionary* const entries = stored.dictionary();
   if (entries == nullptr) return;
+  const std::lock_guard lock(beaconsMutex_);
   for (const auto& [identifier, value] : *entries) {
+    if (beaconsForLocation_.find(identifier) != nullptr) continue;
     auto beacons = recordsIn<KSPrivateBeacon>(value);
     for (const auto& beacon : beacons) admit(beacon);
     beaconsForLocation_.set(identifier, std::move(beacons));
   }
 }
 
-void KSZoneCache::saveBeaconsForLocation() const {
+ks::Value KSZoneCache::beaconsToStore() const {
   ks::Dictionary entries;
   for (const auto& [identifier, beacons] : beaconsForLocation_) {
     entries.set(identifier, arrayOf(beacons));
   }
-  folder_.save(kBeaconsFileName, entries);
+  return entries;
 }
 
 KSBeaconList KSZoneCache::zonesOfLocation(const std::string& identifier) const {
@@ -144,6 +156,8 @@ std::optional<std::vector<std::shared_ptr<KSProximityZone>>> KSZoneCache::entere
 }
 
 void KSZoneCache::forgetNeighbourhood() {
+  locationsFile_.forgetUnread();
+  beaconsFile_.forgetUnread();
   locations_.clear();
   const std::lock_guard lock(beaconsMutex_);
   beaconsForLocation_.clear();

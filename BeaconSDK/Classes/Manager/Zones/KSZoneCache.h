@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "BeaconSDK/Classes/Manager/Zones/KSBlockedContents.h"
-#include "BeaconSDK/Classes/Manager/Zones/KSCacheFolder.h"
+#include "BeaconSDK/Classes/Manager/Zones/KSCacheFile.h"
 #include "BeaconSDK/Classes/Manager/Zones/KSZoneTables.h"
 
 /// The local picture of the portal's data: locations, the beacon zones of each, geofence zones, and
@@ -19,15 +19,15 @@
 /// changes them, or reads them off the main queue, holds the lock of the collection.
 class KSZoneCache {
  public:
-  KSZoneCache(const KSCacheFolder& folder, const KSBlockedContents& blockedContents)
-      : folder_(folder), blockedContents_(blockedContents) {}
+  KSZoneCache(ks::Platform& platform, const KSObserverSlot& observer,
+              KSBlockedContents& blockedContents);
 
   const KSLocationList& locations() const { return locations_; }
   void setLocations(KSLocationList locations) { locations_ = std::move(locations); }
   /// The location with this identifier, or null.
   std::shared_ptr<KSLocation> locationWithIdentifier(std::string_view identifier) const;
-  void loadLocations();
-  void saveLocations() const;
+  void loadLocations() { locationsFile_.load(); }
+  void saveLocations() { locationsFile_.saveSoon(); }
 
   std::recursive_mutex& beaconsMutex() const { return beaconsMutex_; }
   const KSBeaconTable& beaconsForLocation() const { return beaconsForLocation_; }
@@ -41,7 +41,7 @@ class KSZoneCache {
   std::shared_ptr<KSLocation> noteZonesSynced(std::string_view identifier, ks::Date now);
   /// Reads the file, applies the blocked contents to it and files the beacons by manufacturer.
   void loadBeaconsForLocation();
-  void saveBeaconsForLocation() const;
+  void saveBeaconsForLocation() { beaconsFile_.saveSoon(); }
 
   /// Applies the blocked contents to a beacon with new content and files it by manufacturer.
   void admit(const std::shared_ptr<KSPrivateBeacon>& beacon);
@@ -67,12 +67,16 @@ class KSZoneCache {
   void fileByManufacturer(const std::shared_ptr<KSPrivateBeacon>& beacon);
   void removeManufacturerOf(const KSPrivateBeacon& beacon);
 
-  const KSCacheFolder& folder_;
-  const KSBlockedContents& blockedContents_;
+  void restoreBeacons(const ks::Value& stored);
+  ks::Value beaconsToStore() const;
+
+  KSBlockedContents& blockedContents_;
   KSLocationList locations_;
   mutable std::recursive_mutex beaconsMutex_;
   KSBeaconTable beaconsForLocation_;
   std::unordered_map<std::string, std::shared_ptr<KSPrivateBeacon>> beaconsForManufacturerId_;
   mutable std::mutex geofencesMutex_;
   KSGeofenceTable prefetchGeofences_;
+  KSCacheFile locationsFile_;
+  KSCacheFile beaconsFile_;
 };

@@ -43,6 +43,9 @@ class NSKeyedArchiver : public NSEncoder {
   /// Adds `value` under `key` to the top of the archive or, while a record is being encoded, to
   /// that record; each key once. An absent value leaves no entry.
   void encodeObject(const Value& value, std::string_view key) override;
+  /// Encodes a container or record now that is a part of what will be encoded later: a large graph
+  /// piece by piece.
+  void prepareObject(const Value& value) { reference(value); }
   /// Ends the archive; empty when there was an error.
   Data encodedData();
   /// What kept a value from being archived.
