@@ -2,8 +2,8 @@
 
 #include "BeaconSDK/Classes/Common/Foundation/Archives/NSKeyedUnarchiver.h"
 #include "BeaconSDK/Classes/Common/Foundation/NSFileManager+Helpers.h"
-#include "BeaconSDK/Classes/Location/KSLocation.h"
 #include "BeaconSDK/Classes/Manager/Zones/KSCacheFile.h"
+#include "BeaconSDK/Platform/Api/Error.h"
 #include "BeaconSDK/Platform/Api/ForwardingPlatform.h"
 #include "tests/Support/PlatformFixture.h"
 
@@ -59,9 +59,8 @@ class KSCacheFileTest : public testing::PlatformFixture {
     return keys;
   }
   void change(KSCacheFile& file, const std::string& key) {
-    auto location = std::make_shared<KSLocation>();
-    location->identifier = key;
-    content_.set(key, Array{location, location});
+    const auto record = std::make_shared<Error>("test", 1, key);
+    content_.set(key, Array{record, record});
     file.saveSoon();
   }
 

@@ -91,9 +91,13 @@ TEST(ArchiveViewTest, ShowsWhatThereIsOfStrangeArchives) {
       {archiveOf(dangling), R"({"next":{"$ref":77},"none":null})"},
       {archiveOf(deep), "it nests too deep"},
       {bytesOf("<plist><dict><key>$archiver</key><string>x</string></dict></plist>"),
-       R"({"$archiver":"x"})"},
+       R"({"$$archiver":"x"})"},
+      {bytesOf("<plist><dict><key>$class</key><integer>5</integer><key>$ref</key><array/></dict></"
+               "plist>"),
+       R"({"$$class":5,"$$ref":[]})"},
   };
   for (const auto& each : cases) EXPECT_EQ(json(each.bytes), each.shown);
+  EXPECT_EQ(archiveText(viewArchive(std::end(cases)[-1].bytes)->content), "$class: 5\n$ref: []\n");
 }
 
 TEST(InspectCommandTest, AnswersWithOneLineAndItsExitCode) {

@@ -29,6 +29,11 @@ constexpr const char* kObject = "$object";
 constexpr const char* kItems = "$items";
 constexpr const char* kReference = "$ref";
 
+/// A key of the file under which nothing of ours can be taken for it.
+std::string keyOf(const std::string& name) { return name.starts_with('$') ? "$" + name : name; }
+/// The same key as the file has it.
+std::string nameOf(const std::string& key) { return key.starts_with("$$") ? key.substr(1) : key; }
+
 /// Walks the table once; `problem` tells what ended the walk early.
 class Walk {
  public:
@@ -177,7 +182,7 @@ class Walk {
     for (std::size_t i = 0; i < list_.items(*keys).size(); ++i) {
       Value key = valueOf(list_.items(*keys)[i]);
       const std::string name = key.string() != nullptr ? *key.string() : archiveJson(key);
-      dictionary.set(name, valueOf(list_.items(*items)[i]));
+      dictionary.set(keyOf(name), valueOf(list_.items(*items)[i]));
     }
     return dictionary;
   }
@@ -209,7 +214,7 @@ class Walk {
     const auto keys = list_.items(node);
     for (std::size_t i = 0; i < keys.size(); ++i) {
       if (!className.empty() && list_.text(keys[i]) == keyed_archive::kClassKey) continue;
-      dictionary.set(textOf(keys[i]), valueOf(list_.dictionaryValues(node)[i]));
+      dictionary.set(keyOf(textOf(keys[i])), valueOf(list_.dictionaryValues(node)[i]));
     }
     return dictionary;
   }
@@ -272,13 +277,15 @@ void write(const Value& value, const std::string& label, const std::string& inde
       return line(fmt::format("-> #{}", (*dictionary)[kReference].integerValue()));
     }
     const std::string head = headOf(*dictionary);
-    if (labelled || !head.empty()) line(dictionary->empty() ? "{}" : head);
+    if (labelled || !head.empty() || dictionary->empty()) {
+      line(dictionary->empty() ? "{}" : head);
+    }
     for (const auto& [name, member] : *dictionary) {
       if (name == kClass || name == kObject) continue;
       if (name == kItems && member.array() != nullptr) {
         for (const Value& item : member.array()->items) write(item, "-", inner, out);
       } else {
-        write(member, plainText(name) + ":", inner, out);
+        write(member, plainText(nameOf(name)) + ":", inner, out);
       }
     }
   } else if (const Array* const array = value.array()) {

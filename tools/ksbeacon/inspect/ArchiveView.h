@@ -16,7 +16,8 @@ namespace ks::tool {
 /// the platform's own collections, texts, dates, data and identifiers stand for themselves. What is
 /// referred to more than once stands in full where it is met first, with its number under
 /// "$object", and as a dictionary with that number under "$ref" everywhere else, so circles and
-/// repetitions do not blow up. A list of that kind stands under "$items".
+/// repetitions do not blow up. A list of that kind stands under "$items". Keys of the file that
+/// begin with "$" have one more in front, so that none is taken for these.
 struct ArchiveView {
   /// "keyed archive" or "property list".
   std::string form;
