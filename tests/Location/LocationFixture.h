@@ -23,10 +23,17 @@ class MemoryStore : public LocationStateStore {
   }
   bool save(const Data& value) override {
     data = value;
+    journal.clear();
     ++saves;
     return true;
   }
+  Data loadJournal() override { return journal; }
+  bool append(const Data& entries) override {
+    journal.insert(journal.end(), entries.begin(), entries.end());
+    return true;
+  }
   std::optional<Data> data;
+  Data journal;
   bool readable = true;
   int saves = 0;
 };

@@ -59,7 +59,39 @@ TEST_F(RegionStateTest, IsSavedOnChangesOnly) {
     advance(1);
   }
   // The one change: the beacon region was entered.
-  EXPECT_EQ(store_.saves, 2);
+  EXPECT_EQ(store_.saves, 1);
+  EXPECT_EQ(store_.journal.size(), kChangeSize);
+}
+
+TEST_F(RegionStateTest, JournalKeepsStatesBesideTheList) {
+  for (const char* const name : {"first", "park", "last"}) {
+    monitor(circle(name == std::string("park") ? 45 : 46, 7, 100, name));
+  }
+  advance(1);
+  const int saves = store_.saves;
+  fix(45, 7, 5);
+  advance(1);
+  EXPECT_EQ(store_.saves, saves);
+  const auto stateOfPark = [&](std::span<const std::uint8_t> journal) {
+    const auto regions = decodeRegions(*store_.data);
+    applyChanges(journal, listMark(*store_.data), *regions);
+    return regions->at(1)->reported;
+  };
+  const auto journal = store_.journal;
+  EXPECT_EQ(stateOfPark(journal), CLRegionState::inside);
+  for (std::size_t i = 0; i < journal.size(); ++i) {
+    EXPECT_EQ(stateOfPark(std::span(journal).first(i)), CLRegionState::unknown) << i;
+    auto damaged = journal;
+    damaged[i] ^= 0x10;
+    EXPECT_EQ(stateOfPark(damaged), CLRegionState::unknown) << i;
+  }
+  kill();
+  store_.journal.push_back(0);
+  start();
+  fix(45.1, 7, 5);
+  EXPECT_THAT(take(), ElementsAre("outside park", "exit park"));
+  advance(1);
+  EXPECT_EQ(store_.saves, saves + 1) << "nothing is appended to a torn journal";
 }
 
 TEST_F(RegionStateTest, UnreadableStateIsMergedBeforeSaving) {
@@ -85,6 +117,10 @@ TEST(FileLocationStateStoreTest, SetsDamagedFilesAside) {
   const Data state = encodeRegions(RegionBook());
   EXPECT_TRUE(store.save(state));
   EXPECT_EQ(store.load().bytes, state);
+  EXPECT_TRUE(store.append({1, 2}) && store.append({3}));
+  EXPECT_EQ(store.loadJournal(), (Data{1, 2, 3}));
+  EXPECT_TRUE(store.save(state));
+  EXPECT_EQ(store.loadJournal(), Data{});
   test::writeText(folder / "deep" / "regions", "not regions");
   EXPECT_EQ(store.load().state, FileContent::State::absent);
   EXPECT_THAT(console.lines(), ElementsAre(HasSubstr("regions' is damaged and kept as")));

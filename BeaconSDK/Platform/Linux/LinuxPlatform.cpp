@@ -65,6 +65,9 @@ struct LinuxPlatform::Services : LocationDemandListener {
     if (radio) radio->locationDemandChanged(demand);
     if (positions) positions->locationDemandChanged(demand);
   }
+  void circleTooSmall(const CLCircularRegion& circle, Metres uncertainty) override {
+    console.log(tooSmallText(circle, uncertainty));
+  }
   void connect(const LinuxPlatformOptions& options);
   void showLocalNotifications();
 

@@ -1,5 +1,6 @@
 #include "BeaconSDK/Platform/Location/LocationEngine.h"
 
+#include <cstdio>
 #include <utility>
 
 #include "BeaconSDK/Platform/Api/UIKit.h"
@@ -23,6 +24,14 @@ Error locationError(CLErrorCode code) {
     return "";
   };
   return {CLErrorDomain, static_cast<std::int64_t>(code), std::string(text())};
+}
+
+std::string tooSmallText(const CLCircularRegion& circle, Metres uncertainty) {
+  char sizes[96];
+  std::snprintf(sizes, sizeof sizes,
+                " of %.0f m is smaller than the uncertainty of positions there, %.0f m",
+                circle.radius().value, uncertainty.value);
+  return "The circle '" + circle.identifier() + "'" + sizes + ": it cannot be entered";
 }
 
 LocationEngine::LocationEngine(Clock& clock, DispatchQueue& mainQueue, LocationStateStore& store,

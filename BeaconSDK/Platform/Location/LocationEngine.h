@@ -4,6 +4,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <string>
 
 #include "BeaconSDK/Platform/Api/CoreLocation.h"
 #include "BeaconSDK/Platform/Api/Foundation.h"
@@ -49,6 +50,10 @@ class LocationDemandListener {
   /// it cannot be entered. Called once for each circle.
   virtual void circleTooSmall(const CLCircularRegion&, Metres /*uncertainty*/) {}
 };
+
+/// "The circle 'kiosk' of 20 m is smaller than the uncertainty of positions there, 35 m: it cannot
+/// be entered".
+std::string tooSmallText(const CLCircularRegion& circle, Metres uncertainty);
 
 /// What became of the input so far.
 struct LocationCounters {

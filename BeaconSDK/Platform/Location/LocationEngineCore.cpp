@@ -4,14 +4,11 @@
 #include <utility>
 
 #include "BeaconSDK/Platform/Location/Radio/Proximity.h"
-#include "BeaconSDK/Platform/Location/Regions/RegionStateFile.h"
 
 namespace ks {
 
 namespace {
 
-// Between two saves, however much happens.
-constexpr Seconds kSavePause{1};
 // Before the first fix nobody knows how near a circle is.
 constexpr Metres kCoarsestForCircles{100};
 constexpr Seconds kSoonest{1};
@@ -22,27 +19,21 @@ LocationEngine::Core::Core(Clock& clock, DispatchQueue& queue, LocationStateStor
                            LocationDemandListener& listener)
     : clock_(clock),
       queue_(queue),
-      store_(store),
       listener_(listener),
-      reports_(managers_, [this] { saveSoon(); }),
+      keeper_(clock, queue, store, book_, [this] { ++counters.failedSaves; }),
+      reports_(managers_, [this](const auto& region) { keeper_.stateChanged(region); }),
       circles_(book_, reports_,
                [this](const auto& circle, Metres uncertainty) { tooSmall(circle, uncertainty); }),
-      presence_(clock, queue, table_, book_, reports_, [this] { saveSoon(); }),
+      presence_(clock, queue, table_, book_, reports_, [this] { keeper_.listChanged(); }),
       ranging_(clock, queue, table_),
       updates_(clock, queue, managers_, [this] { demandMayHaveChanged(); }) {}
 
 void LocationEngine::Core::restore() {
-  const FileContent saved = store_.load();
-  restored_ = saved.state != FileContent::State::unreadable;
-  const auto regions = decodeRegions(saved.bytes);
-  if (!regions) return;
-  for (const auto& region : *regions) {
-    if (!book_.find(region->region->identifier())) insert(region);
-  }
+  keeper_.restore([this](const auto& region) { insert(region); });
 }
 
 void LocationEngine::Core::close() {
-  if (saving_.isArmed()) save();
+  keeper_.close();
   for (const auto& manager : managers_.all()) {
     manager->oneFixTimeout.cancel();
     manager->delegate = nullptr;
@@ -123,7 +114,7 @@ void LocationEngine::Core::startMonitoring(const std::shared_ptr<ManagerState>& 
   }
   const auto watched = watch(std::move(region));
   post([manager, watched](Core& core) { core.monitoringBegan(manager, watched); });
-  saveSoon();
+  keeper_.listChanged();
   demandMayHaveChanged();
 }
 
@@ -179,7 +170,7 @@ void LocationEngine::Core::stopMonitoring(const std::string& identifier) {
   const auto region = book_.find(identifier);
   if (!region) return;
   unwatch(region);
-  saveSoon();
+  keeper_.listChanged();
   demandMayHaveChanged();
 }
 
@@ -294,7 +285,7 @@ void LocationEngine::Core::handleFix(const CLLocation& fix) {
   const auto finding = track_.offer(fix, clock_.uptime(), clock_.now());
   if (finding.denied || finding.verdict == rejected) ++counters.rejectedFixes;
   if (finding.verdict == rejected) return;
-  held_.reset();
+  if (finding.verdict == doubtful || !track_.isDoubtful()) held_.reset();
   if (finding.verdict == held) {
     held_ = fix;
   } else {
@@ -390,20 +381,6 @@ void LocationEngine::Core::demandMayHaveChanged() {
     core.told_ = demand;
     core.listener_.locationDemandChanged(demand);
   });
-}
-
-void LocationEngine::Core::saveSoon() {
-  if (saving_.isArmed()) return;
-  const auto earliest = lastSave_ ? *lastSave_ + kSavePause : clock_.uptime();
-  saving_.arm(queue_, std::max(earliest - clock_.uptime(), Seconds{0}), [this] { save(); });
-}
-
-void LocationEngine::Core::save() {
-  saving_.cancel();
-  lastSave_ = clock_.uptime();
-  // Saving over a state that could not be read would lose its regions.
-  if (!restored_) restore();
-  if (!restored_ || !store_.save(encodeRegions(book_))) ++counters.failedSaves;
 }
 
 }  // namespace ks

@@ -13,6 +13,7 @@
 #include "BeaconSDK/Platform/Location/Radio/BeaconRanging.h"
 #include "BeaconSDK/Platform/Location/Radio/BeaconTable.h"
 #include "BeaconSDK/Platform/Location/Regions/MonitoredRegion.h"
+#include "BeaconSDK/Platform/Location/Regions/RegionKeeper.h"
 #include "BeaconSDK/Platform/Location/Regions/RegionReports.h"
 
 namespace ks {
@@ -89,20 +90,17 @@ class LocationEngine::Core : public std::enable_shared_from_this<Core> {
   void post(Work work);
   void updateListening();
   void demandMayHaveChanged();
-  void saveSoon();
-  void save();
 
   Clock& clock_;
   DispatchQueue& queue_;
-  LocationStateStore& store_;
   LocationDemandListener& listener_;
 
   /// False while the saved state is unreadable.
-  bool restored_ = false;
   bool scanningPaused_ = false;
   Dbm gain_{0};
   ManagerList managers_;
   RegionBook book_;
+  RegionKeeper keeper_;
   RegionReports reports_;
   CircleMonitor circles_;
   BeaconTable table_;
@@ -117,8 +115,6 @@ class LocationEngine::Core : public std::enable_shared_from_this<Core> {
   AdvertisementListener advertisementListener_;
   LocationDemand told_;
   bool demandPosted_ = false;
-  Wakeup saving_;
-  std::optional<Seconds> lastSave_;
 };
 
 }  // namespace ks

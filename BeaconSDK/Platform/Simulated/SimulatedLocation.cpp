@@ -6,7 +6,8 @@ namespace ks {
 
 SimulatedLocation::SimulatedLocation(Clock& clock, DispatchQueue& mainQueue, Console& console,
                                      std::filesystem::path stateFile, SimulatedWorldOptions options)
-    : store_(std::move(stateFile), console),
+    : console_(console),
+      store_(std::move(stateFile), console),
       world_(mainQueue, clock, *this, options),
       engine_(clock, mainQueue, store_, *this),
       radio_(mainQueue, [this](bool) { updateListening(); }) {}
@@ -37,6 +38,10 @@ void SimulatedLocation::updateListening() {
 }
 
 void SimulatedLocation::locationDemandChanged(const LocationDemand&) { updateListening(); }
+
+void SimulatedLocation::circleTooSmall(const CLCircularRegion& circle, Metres uncertainty) {
+  console_.log(tooSmallText(circle, uncertainty));
+}
 
 void SimulatedLocation::didReceiveAdvertisement(const Advertisement& advertisement) {
   engine_.handleAdvertisement(advertisement);

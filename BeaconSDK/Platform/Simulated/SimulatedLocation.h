@@ -30,12 +30,14 @@ class SimulatedLocation : private LocationDemandListener, private SimulatedWorld
 
  private:
   void locationDemandChanged(const LocationDemand& demand) override;
+  void circleTooSmall(const CLCircularRegion& circle, Metres uncertainty) override;
   void didReceiveAdvertisement(const Advertisement& advertisement) override;
   void didFix(const CLLocation& fix) override;
   void positionLost() override;
   void updateScanning();
   void updateListening();
 
+  Console& console_;
   FileLocationStateStore store_;
   SimulatedWorld world_;
   LocationEngine engine_;

@@ -81,7 +81,11 @@ void LinuxPositions::reported(PositionSource source, const PositionReport& repor
 
 void LinuxPositions::tell(const CLLocation& fix) {
   repeat_.arm(context_.mainQueue, kRepeatInterval, [this] {
-    if (const auto kept = choice_.best(context_.clock.uptime())) tell(*kept);
+    auto kept = choice_.best(context_.clock.uptime());
+    if (!kept) return;
+    // A source that reports changes only still says so by its silence.
+    kept->timestamp = context_.clock.now();
+    tell(*kept);
   });
   context_.location.handleFix(fix);
 }

@@ -52,7 +52,7 @@ FixTrack::Finding FixTrack::offer(const CLLocation& fix, Seconds uptime, Date no
   }
   constexpr Seconds kRounding{1e-3};
   if (point.taken < good.taken - kRounding) return {};
-  if (doubt_ && point.coordinate == doubt_->coordinate) return {Verdict::doubtful, {}};
+  if (doubt_ && point.coordinate == doubt_->coordinate) return {doubtVerdict(*doubt_), {}};
 
   if (doubt_ && agreesWithDoubt(point)) {
     const auto step = accept(*doubt_);
@@ -61,8 +61,11 @@ FixTrack::Finding FixTrack::offer(const CLLocation& fix, Seconds uptime, Date no
   const bool denied = doubt_.has_value();
   if (isExpected(point)) return {Verdict::accepted, {accept(point)}, denied};
   doubt_ = point;
-  const bool possible = isReachable(good, point, kFastestMove);
-  return {possible ? Verdict::doubtful : Verdict::held, {}, denied};
+  return {doubtVerdict(point), {}, denied};
+}
+
+FixTrack::Verdict FixTrack::doubtVerdict(const TrackPoint& point) const {
+  return isReachable(points_.back(), point, kFastestMove) ? Verdict::doubtful : Verdict::held;
 }
 
 std::optional<TrackStep> FixTrack::release() {

@@ -92,6 +92,7 @@ class FixTrack {
   Seconds rest(Seconds uptime) const { return uptime - movedAt_; }
 
  private:
+  Verdict doubtVerdict(const TrackPoint& point) const;
   bool isReachable(const TrackPoint& from, const TrackPoint& to, double speed) const;
   bool isExpected(const TrackPoint& point) const;
   bool agreesWithDoubt(const TrackPoint& point) const;

@@ -6,16 +6,9 @@
 
 namespace ks {
 
-namespace {
-
-/// Many times what a thousand monitored regions take.
-constexpr std::size_t kLongestFile = std::size_t{16} * 1024 * 1024;
-
-}  // namespace
-
 FileContent FileLocationStateStore::load() {
   DiskFileStore store;
-  FileContent content = store.read(path_, kLongestFile);
+  FileContent content = store.read(path_);
   if (content.state == FileContent::State::unreadable) {
     console_.log("Monitored regions are not there yet: " + content.problem);
   }
@@ -30,7 +23,13 @@ FileContent FileLocationStateStore::load() {
 }
 
 bool FileLocationStateStore::save(const Data& data) {
-  return !makePrivateFolder(path_.parent_path()) && !DiskFileStore().write(path_, data);
+  if (makePrivateFolder(path_.parent_path()) || DiskFileStore().write(path_, data)) return false;
+  journal_.remove();
+  return true;
 }
+
+Data FileLocationStateStore::loadJournal() { return DiskFileStore().read(journal_.path()).bytes; }
+
+bool FileLocationStateStore::append(const Data& entries) { return !journal_.append(entries); }
 
 }  // namespace ks

@@ -18,6 +18,8 @@ namespace ks {
 struct MonitoredRegion {
   /// Increases in the order in which monitoring began; never reused within a run.
   std::uint64_t id = 0;
+  /// In the list that was saved last.
+  std::uint32_t place = 0;
   std::shared_ptr<const CLRegion> region;
   /// The region as what it is: one of these is set.
   const CLCircularRegion* circle = nullptr;

@@ -22,7 +22,7 @@ void RegionReports::found(const std::shared_ptr<MonitoredRegion>& region, CLRegi
 void RegionReports::report(const std::shared_ptr<MonitoredRegion>& region) {
   const auto state = region->state;
   const auto before = std::exchange(region->reported, state);
-  if (before != state) stateChanged_();
+  if (before != state) stateChanged_(*region);
   const bool enters = state == CLRegionState::inside && before != CLRegionState::inside;
   const bool leaves = state == CLRegionState::outside && before == CLRegionState::inside;
   const auto& place = region->region;

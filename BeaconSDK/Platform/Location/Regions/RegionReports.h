@@ -13,7 +13,8 @@ namespace ks {
 class RegionReports {
  public:
   /// `stateChanged` is called when the application has been told of a new state.
-  RegionReports(const ManagerList& managers, std::function<void()> stateChanged)
+  RegionReports(const ManagerList& managers,
+                std::function<void(const MonitoredRegion& region)> stateChanged)
       : managers_(managers), stateChanged_(std::move(stateChanged)) {}
 
   /// There is evidence for `state`. Reports a crossing, the first state of a beacon region, and
@@ -30,7 +31,7 @@ class RegionReports {
   void report(const std::shared_ptr<MonitoredRegion>& region);
 
   const ManagerList& managers_;
-  std::function<void()> stateChanged_;
+  std::function<void(const MonitoredRegion& region)> stateChanged_;
   std::vector<std::shared_ptr<MonitoredRegion>> waiting_;
 };
 

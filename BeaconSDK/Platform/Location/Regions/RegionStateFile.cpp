@@ -162,9 +162,47 @@ std::optional<std::vector<std::shared_ptr<MonitoredRegion>>> decodeRegions(
   while (!reader.atEnd()) {
     auto region = read(reader);
     if (!region) return std::nullopt;
+    region->place = static_cast<std::uint32_t>(regions.size());
     regions.push_back(std::move(region));
   }
   return regions;
+}
+
+std::uint32_t listMark(std::span<const std::uint8_t> bytes) {
+  return static_cast<std::uint32_t>(Reader(bytes.last(8)).integer(4));
+}
+
+void appendChange(Data& journal, std::uint32_t listMark, const MonitoredRegion& region) {
+  Writer writer;
+  writer.integer(listMark, 4);
+  writer.integer(region.place, 4);
+  writer.integer(static_cast<std::uint64_t>(region.reported), 2);
+  writer.integer(static_cast<std::uint64_t>(region.silenceLimit.count()), 2);
+  writer.integer(checkSum(writer.bytes), 4);
+  journal.insert(journal.end(), writer.bytes.begin(), writer.bytes.end());
+}
+
+bool applyChanges(std::span<const std::uint8_t> journal, std::uint32_t listMark,
+                  const std::vector<std::shared_ptr<MonitoredRegion>>& regions) {
+  constexpr std::size_t kCheckedSize = 12;
+  Reader reader(journal);
+  for (; !reader.atEnd(); journal = journal.subspan(kChangeSize)) {
+    const auto mark = reader.integer(4);
+    const auto place = reader.integer(4);
+    const auto state = reader.integer(2);
+    const Seconds limit{static_cast<double>(reader.integer(2))};
+    const auto told = reader.integer(4);
+    if (!reader.good) return false;
+    const auto sum = static_cast<std::uint32_t>(checkSum(journal.first(kCheckedSize)));
+    if (mark != listMark || told != sum || place >= regions.size() ||
+        state > static_cast<std::uint64_t>(CLRegionState::outside)) {
+      return false;
+    }
+    auto& region = *regions[place];
+    region.reported = region.state = static_cast<CLRegionState>(state);
+    region.silenceLimit = std::clamp(limit, kLeastSilence, kLongestSilence);
+  }
+  return true;
 }
 
 }  // namespace ks

@@ -1,4 +1,4 @@
-#include "bench/PositionScenes.h"
+#include "bench/gate/PositionScenes.h"
 
 #include <cmath>
 #include <memory>
@@ -10,7 +10,7 @@
 #include "BeaconSDK/Platform/Simulated/SimulatedQueue.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedWorld.h"
 
-namespace ks::bench {
+namespace ks::gate {
 
 namespace {
 
@@ -25,7 +25,7 @@ CLLocationCoordinate2D place(double north, double east) {
 }
 
 struct NoStore : LocationStateStore {
-  std::optional<Data> load() override { return std::nullopt; }
+  FileContent load() override { return {}; }
   bool save(const Data&) override { return true; }
 };
 
@@ -164,4 +164,4 @@ PositionFigures crossingDelay(const Visit& visit) {
   return figures;
 }
 
-}  // namespace ks::bench
+}  // namespace ks::gate

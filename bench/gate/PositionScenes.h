@@ -2,7 +2,7 @@
 
 #include "BeaconSDK/Platform/Simulated/SimulatedPositions.h"
 
-namespace ks::bench {
+namespace ks::gate {
 
 /// What became of one circle, by the engine and by the naive rule: the device is inside while its
 /// last fix is.
@@ -47,4 +47,4 @@ PositionFigures crossingDelay(const Visit& visit);
 /// Errors of the size that `accuracy` claims.
 SimulatedPositionErrors honestErrors(Metres accuracy);
 
-}  // namespace ks::bench
+}  // namespace ks::gate
