@@ -11,7 +11,7 @@ class Browser:
     """One browser with one page. A context manager."""
 
     def __enter__(self):
-        self._folder = tempfile.TemporaryDirectory()
+        self._folder = tempfile.TemporaryDirectory(ignore_cleanup_errors=True)
         to_read, self._to = os.pipe()
         self._from, to_write = os.pipe()
         # The browser reads commands from descriptor 3 and writes to 4.
