@@ -16,8 +16,8 @@
 #include <cstdlib>
 #include <string>
 
-#include "BeaconSDK/Platform/Http/GLibOwned.h"
 #include "BeaconSDK/Platform/Linux/Bluetooth/BlueZRadio.h"
+#include "BeaconSDK/Platform/Linux/Loop/GLibOwned.h"
 #include "BeaconSDK/Platform/Linux/Loop/LinuxClock.h"
 #include "BeaconSDK/Platform/Linux/Loop/MainQueue.h"
 #include "tests/Linux/LinuxFixture.h"

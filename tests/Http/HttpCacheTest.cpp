@@ -1,7 +1,5 @@
 #include <gmock/gmock.h>
 
-#include <ctime>
-
 #include "tests/Http/HttpFixture.h"
 #include "tests/Http/LoopbackServer.h"
 
@@ -9,14 +7,6 @@ namespace ks::test {
 namespace {
 
 using Then = RawReply::Then;
-
-/// A reply without its date counts as old.
-std::string dateField() {
-  const std::time_t now = std::time(nullptr);
-  char text[64];
-  std::strftime(text, sizeof(text), "Date: %a, %d %b %Y %H:%M:%S GMT\r\n", std::gmtime(&now));
-  return text;
-}
 
 class HttpCacheTest : public HttpFixture {
  protected:
@@ -53,18 +43,6 @@ TEST_F(HttpCacheTest, RevalidatesByEntityTagAcrossRestarts) {
   EXPECT_EQ(tagged.requests().size(), 5U);
 }
 
-TEST_F(HttpCacheTest, FreshDocumentsAreNotRequested) {
-  LoopbackServer server([](auto&) {
-    return RawReply{httpReply("fresh", dateField() + "Cache-Control: max-age=1000\r\n")};
-  });
-  fetch(request(server.url("/a")));
-  fetch(request(server.url("/a")));
-  restart();
-  fetch(request(server.url("/a")));
-  EXPECT_EQ(server.requests().size(), 1U);
-  EXPECT_EQ(log->bodies, std::vector<std::string>(3, "fresh"));
-}
-
 TEST_F(HttpCacheTest, DamagedCacheCountsAsEmpty) {
   fetch(request(tagged.url("/a")));
   restart();
@@ -76,12 +54,16 @@ TEST_F(HttpCacheTest, DamagedCacheCountsAsEmpty) {
 }
 
 TEST_F(HttpCacheTest, BodiesCutShortAreNotKept) {
-  for (const std::size_t size : {5U, 90'000U}) {
+  const std::string fields = "ETag: \"a1\"\r\nConnection: close\r\n";
+  const std::string body(90'000, 'x');
+  const std::string replies[] = {httpReply(body, fields),
+                                 "HTTP/1.1 200 OK\r\n" + fields +
+                                     "Transfer-Encoding: chunked\r\n\r\n15f90\r\n" + body +
+                                     "\r\n0\r\n\r\n"};
+  for (const std::string& reply : replies) {
     std::atomic<bool> isWhole = false;
-    const std::string body(size, 'x');
     LoopbackServer server([&](auto&) {
-      const std::string reply = httpReply(body, "ETag: \"a1\"\r\nConnection: close\r\n");
-      return RawReply{isWhole ? reply : reply.substr(0, reply.size() - 2), Then::close};
+      return RawReply{isWhole ? reply : reply.substr(0, reply.size() - 5), Then::close};
     });
     EXPECT_NE(codeOf(fetch(request(server.url("/a")))), 0);
     isWhole = true;

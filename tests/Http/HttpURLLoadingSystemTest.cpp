@@ -100,6 +100,29 @@ TEST_F(HttpURLLoadingSystemTest, KeepsOrderOnOneConnection) {
   EXPECT_EQ(std::count(log->events.begin(), log->events.end(), "finished"), 1);
 }
 
+TEST_F(HttpURLLoadingSystemTest, GetAndPostShareOneConnection) {
+  LoopbackServer server([](auto&) { return RawReply{httpReply("x")}; });
+  for (int i = 0; i < 12; ++i) {
+    auto each = request(server.url("/" + std::to_string(i)));
+    if (i % 2 == 1) {
+      each.httpMethod = "POST";
+      each.httpBody = {'1'};
+    }
+    EXPECT_EQ(codeOf(fetch(each)), 0);
+  }
+  EXPECT_EQ(server.connections(), 1);
+}
+
+TEST_F(HttpURLLoadingSystemTest, PlainPortalsAreWarnedOfOnce) {
+  std::vector<std::string> warnings;
+  options.warn = [&](const std::string& text) { warnings.push_back(text); };
+  for (const char* url : {"http://127.0.0.1:1/", "http://[::1]:1/", "https://x.invalid/",
+                          "http://x.invalid/", "http://y.invalid/"}) {
+    download(request(url))->cancel();
+  }
+  EXPECT_THAT(warnings, ElementsAre(testing::HasSubstr("x.invalid")));
+}
+
 TEST_F(HttpURLLoadingSystemTest, UploadsFromFile) {
   LoopbackServer server([](auto&) { return RawReply{httpReply("thanks", "", 400)}; });
   makeSession();

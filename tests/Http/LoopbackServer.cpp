@@ -65,7 +65,7 @@ LoopbackServer::LoopbackServer(Handler handler)
 LoopbackServer::~LoopbackServer() {
   stopping_ = true;
   accepting_.join();
-  for (auto& connection : connections_) connection.join();
+  for (auto& connection : threads_) connection.join();
   ::close(listener_);
 }
 
@@ -83,17 +83,23 @@ int LoopbackServer::mostConnectionsAtOnce() const {
   return mostOpen_;
 }
 
+int LoopbackServer::connections() const {
+  std::lock_guard lock(mutex_);
+  return opened_;
+}
+
 void LoopbackServer::accept() {
   while (!stopping_) {
     if (!waitReadable(listener_)) continue;
     const int connection = ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
-    if (connection >= 0) connections_.emplace_back([this, connection] { serve(connection); });
+    if (connection >= 0) threads_.emplace_back([this, connection] { serve(connection); });
   }
 }
 
 void LoopbackServer::serve(int connection) {
   {
     std::lock_guard lock(mutex_);
+    ++opened_;
     mostOpen_ = std::max(mostOpen_, ++open_);
   }
   std::string buffer;

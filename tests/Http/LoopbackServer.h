@@ -47,6 +47,8 @@ class LoopbackServer {
   std::string url(const std::string& path = "") const;
   std::vector<RawRequest> requests() const;
   int mostConnectionsAtOnce() const;
+  /// Connections since the start.
+  int connections() const;
 
  private:
   void accept();
@@ -61,7 +63,8 @@ class LoopbackServer {
   std::vector<RawRequest> requests_;
   int open_ = 0;
   int mostOpen_ = 0;
-  std::list<std::thread> connections_;
+  int opened_ = 0;
+  std::list<std::thread> threads_;
   std::thread accepting_;
 };
 

@@ -253,6 +253,14 @@ class CertificateTest : public PortalServerTest {
         subject + " -keyout " + base + ".key -out " + base + ".crt 2>/dev/null";
     return std::system(command.c_str()) == 0;
   }
+  std::string publicKeyPin(const std::string& name) const {
+    const std::string command = "openssl pkey -in " + (folder / (name + ".key")).string() +
+                                " -pubout -outform der | openssl sha256 -binary | base64 >" +
+                                (folder / "pin").string();
+    EXPECT_EQ(std::system(command.c_str()), 0);
+    const std::string digest = readText(folder / "pin");
+    return "sha256//" + digest.substr(0, digest.find('\n'));
+  }
   std::int64_t code(const std::string& served, const std::string& trusted) {
     portalOptions.tlsCertificate = folder / (served + ".crt");
     portalOptions.tlsKey = folder / (served + ".key");
@@ -283,6 +291,9 @@ TEST_F(CertificateTest, ServersAreVerified) {
     EXPECT_EQ(code("mine", "missing"), kUntrusted);
     EXPECT_EQ(code("mine", "other"), kUntrusted);
     EXPECT_EQ(code("elsewhere", "elsewhere"), kUntrusted);
+    options.publicKeyPins["127.0.0.1"] = publicKeyPin("mine");
+    EXPECT_EQ(code("mine", "mine"), 0);
+    EXPECT_EQ(code("other", "other"), kUntrusted);
     server.reset();
     system.reset();
     std::filesystem::remove_all(folder.path());

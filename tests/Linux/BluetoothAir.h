@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "BeaconSDK/Platform/Http/GLibOwned.h"
+#include "BeaconSDK/Platform/Linux/Loop/GLibOwned.h"
 #include "BeaconSDK/Platform/Location/Radio/Advertisement.h"
 #include "tests/Linux/LinuxFixture.h"
 

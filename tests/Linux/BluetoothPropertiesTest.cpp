@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "BeaconSDK/Platform/Http/GLibOwned.h"
+#include "BeaconSDK/Platform/Linux/Loop/GLibOwned.h"
 #include "BeaconSDK/Platform/Linux/Bluetooth/BlueZDeviceProperties.h"
 #include "BeaconSDK/Platform/Linux/Bluetooth/BlueZDevices.h"
 

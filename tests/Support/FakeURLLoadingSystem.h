@@ -93,7 +93,7 @@ class FakeURLLoadingSystem : public URLLoadingSystem {
     session_ = session;
     return session;
   }
-  std::optional<Data> dataWithContentsOfURL(const NSURL& url) override {
+  std::optional<Data> dataWithContentsOfURL(const NSURL& url, const DataLimits&) override {
     const auto found = resources.find(url.absoluteString);
     return found == resources.end() ? std::nullopt : std::optional(found->second);
   }

@@ -93,9 +93,9 @@ class FaultyPlatform : public ForwardingPlatform {
       if (owner.strikes(Fault::makeSession)) session->invalidateAndCancel();
       return session;
     }
-    std::optional<Data> dataWithContentsOfURL(const NSURL& url) override {
+    std::optional<Data> dataWithContentsOfURL(const NSURL& url, const DataLimits& limits) override {
       if (owner.strikes(Fault::loadData)) return std::nullopt;
-      return device().urlLoadingSystem().dataWithContentsOfURL(url);
+      return device().urlLoadingSystem().dataWithContentsOfURL(url, limits);
     }
   };
   struct Notifications : Part, UNUserNotificationCenter {

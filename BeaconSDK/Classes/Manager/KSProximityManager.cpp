@@ -114,6 +114,11 @@ void KSProximityManager::showNotificationForProximityZone(
     const std::shared_ptr<KSProximityZone>& zone) {
   KSContentNotifier::showNotificationForProximityZone(zone, rooms_->refinements.everyAnnouncement);
 }
+void KSProximityManager::fetchAndShowNotificationForProximityZone(
+    const std::shared_ptr<KSProximityZone>& zone) {
+  KSContentNotifier::fetchAndShowNotificationForProximityZone(
+      zone, rooms_->refinements.everyAnnouncement);
+}
 void KSProximityManager::showMessage(std::string title, std::string message) {
   KSContentNotifier::showMessage(std::move(title), std::move(message));
 }

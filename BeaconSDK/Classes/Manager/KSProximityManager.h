@@ -92,6 +92,8 @@ class KSProximityManager : public ks::Object, private ks::CLLocationManagerDeleg
   /// the library's earlier notification unless `everyAnnouncement` is refined. Fetches the files
   /// before it returns.
   void showNotificationForProximityZone(const std::shared_ptr<KSProximityZone>& zone);
+  /// The same, but returns at once and fetches the files meanwhile: for main loops that must go on.
+  void fetchAndShowNotificationForProximityZone(const std::shared_ptr<KSProximityZone>& zone);
   /// A message box with the single button "OK".
   void showMessage(std::string title, std::string message);
   /// The file in the temporary directory that holds what `url` names; see `KSContentNotifier`.

@@ -101,6 +101,7 @@ KSNetwork::~KSNetwork() {
 
 void KSNetwork::didFinishDownloadingToURL(ks::NSURLSession&, ks::NSURLSessionTask& downloadTask,
                                           const std::filesystem::path& file) {
+  documentIsParsed_ = false;
   const auto response = downloadTask.response();
   if (!response) return;
   if (response->statusCode == kStatusUnauthorized) {
@@ -134,6 +135,10 @@ void KSNetwork::didFinishDownloadingToURL(ks::NSURLSession&, ks::NSURLSessionTas
     case KSContentDownloadType::unknown:
       return;
   }
+}
+
+bool KSNetwork::willCacheResponse(ks::NSURLSession&, ks::NSURLSessionTask&) {
+  return documentIsParsed_;
 }
 
 void KSNetwork::didCompleteWithError(ks::NSURLSession&, ks::NSURLSessionTask& task,
@@ -177,20 +182,20 @@ void KSNetwork::finishUpload(ks::NSURLSessionTask& task, std::optional<ks::Error
   if (completion) completion(status);
 }
 
-void KSNetwork::contentCategoriesDownloadedToURL(const std::filesystem::path& file) const {
+void KSNetwork::contentCategoriesDownloadedToURL(const std::filesystem::path& file) {
   constexpr auto kType = KSContentDownloadType::contentCategories;
   notifyNewContentAvailableForType(
       kType, processJSONAtLocation(file, KSResponseParser::convertToCategory, kType));
 }
 
-void KSNetwork::locationsDownloadedToURL(const std::filesystem::path& file) const {
+void KSNetwork::locationsDownloadedToURL(const std::filesystem::path& file) {
   constexpr auto kType = KSContentDownloadType::locations;
   notifyNewContentAvailableForType(
       kType, processJSONAtLocation(file, KSResponseParser::convertToLocation, kType));
 }
 
 void KSNetwork::proximityZonesForLocation(const std::optional<std::string>& locationIdentifier,
-                                          const std::filesystem::path& file) const {
+                                          const std::filesystem::path& file) {
   constexpr auto kType = KSContentDownloadType::zonesForLocation;
   const auto convert = [this](const ks::Dictionary& item) { return convertToPrivateBeacon(item); };
   notifyNewContentAvailableForType(kType, processJSONAtLocation(file, convert, kType),
@@ -198,7 +203,7 @@ void KSNetwork::proximityZonesForLocation(const std::optional<std::string>& loca
 }
 
 void KSNetwork::contentGeofencesDownloadedForLocation(
-    const std::optional<std::string>& locationIdentifier, const std::filesystem::path& file) const {
+    const std::optional<std::string>& locationIdentifier, const std::filesystem::path& file) {
   constexpr auto kType = KSContentDownloadType::geofences;
   const auto convert = [this](const ks::Dictionary& item) {
     return parser_.convertToGeofence(item);
@@ -208,7 +213,7 @@ void KSNetwork::contentGeofencesDownloadedForLocation(
 }
 
 void KSNetwork::proximityZonesForBeaconIdentifiers(
-    const std::vector<std::string>& beaconIdentifiers, const std::filesystem::path& file) const {
+    const std::vector<std::string>& beaconIdentifiers, const std::filesystem::path& file) {
   constexpr auto kType = KSContentDownloadType::contentForBeacons;
   const auto convert = [this](const ks::Dictionary& item) { return convertToPrivateBeacon(item); };
   KSRecords zones = processJSONAtLocation(file, convert, kType).value_or(KSRecords{});
@@ -224,11 +229,13 @@ void KSNetwork::proximityZonesForBeaconIdentifiers(
 
 std::optional<KSRecords> KSNetwork::processJSONAtLocation(
     const std::filesystem::path& file, const KSResponseParser::ItemConverter& itemConverter,
-    KSContentDownloadType type) const {
+    KSContentDownloadType type) {
+  documentIsParsed_ = false;
   const auto bytes = ks::readFile(file);
   if (!bytes) return KSRecords{};
   const std::string_view document(reinterpret_cast<const char*>(bytes->data()), bytes->size());
   auto records = KSResponseParser::records(document, itemConverter);
+  documentIsParsed_ = records.ok();
   if (records) return std::move(records.value());
   ks::NSLog("%@", records.error());
   notifyContentDownloadErrorForType(type, records.error());

@@ -139,7 +139,7 @@ class KSNetwork : public ks::NSURLSessionDelegate, public std::enable_shared_fro
   /// cannot be read as JSON is reported to the completion block and yields nothing.
   std::optional<KSRecords> processJSONAtLocation(
       const std::filesystem::path& file, const KSResponseParser::ItemConverter& itemConverter,
-      KSContentDownloadType type) const;
+      KSContentDownloadType type);
   /// These forward to `KSResponseParser`.
   static ks::Dictionary sanitizeDictionary(const ks::Dictionary& dictionary);
   static std::shared_ptr<KSProximityZoneContent> contentFromType(std::string_view type);
@@ -148,6 +148,8 @@ class KSNetwork : public ks::NSURLSessionDelegate, public std::enable_shared_fro
 
   void didFinishDownloadingToURL(ks::NSURLSession& session, ks::NSURLSessionTask& downloadTask,
                                  const std::filesystem::path& file) override;
+  /// Documents that cannot be parsed stay out of the cache: the next request asks for them anew.
+  bool willCacheResponse(ks::NSURLSession& session, ks::NSURLSessionTask& downloadTask) override;
   void didCompleteWithError(ks::NSURLSession& session, ks::NSURLSessionTask& task,
                             const std::optional<ks::Error>& error) override;
   void didBecomeInvalidWithError(ks::NSURLSession& session,
@@ -164,20 +166,22 @@ class KSNetwork : public ks::NSURLSessionDelegate, public std::enable_shared_fro
   ~KSNetwork() override;
 
  private:
-  void contentCategoriesDownloadedToURL(const std::filesystem::path& file) const;
-  void locationsDownloadedToURL(const std::filesystem::path& file) const;
+  void contentCategoriesDownloadedToURL(const std::filesystem::path& file);
+  void locationsDownloadedToURL(const std::filesystem::path& file);
   void proximityZonesForLocation(const std::optional<std::string>& locationIdentifier,
-                                 const std::filesystem::path& file) const;
+                                 const std::filesystem::path& file);
   void proximityZonesForBeaconIdentifiers(const std::vector<std::string>& beaconIdentifiers,
-                                          const std::filesystem::path& file) const;
+                                          const std::filesystem::path& file);
   void contentGeofencesDownloadedForLocation(const std::optional<std::string>& locationIdentifier,
-                                             const std::filesystem::path& file) const;
+                                             const std::filesystem::path& file);
   void finishUpload(ks::NSURLSessionTask& task, std::optional<ks::Error> error);
   void post(KSStatistic statistic);
 
   const ks::NSURL rootURL_;
-  /// Used on the delegate queue.
+  /// Used on the delegate queue, as is the next.
   const KSResponseParser parser_;
+  /// Whether the document that arrived last could be parsed.
+  bool documentIsParsed_ = false;
   std::shared_ptr<ks::NSURLSession> urlSession_;
   std::atomic<bool> isReset_{false};
   /// Guards the two blocks, which the main queue sets and the delegate queue calls.

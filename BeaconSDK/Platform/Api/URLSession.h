@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -117,6 +118,11 @@ class NSURLSessionDelegate {
   /// The reply's body, whatever its status, lies in `file`, which is gone when the call returns.
   virtual void didFinishDownloadingToURL(NSURLSession& session, NSURLSessionTask& downloadTask,
                                          const std::filesystem::path& file) = 0;
+  /// Whether the document that `didFinishDownloadingToURL` has just read may enter the session's
+  /// cache, or stay there: false for one that cannot be used. Right after that call.
+  virtual bool willCacheResponse(NSURLSession& /*session*/, NSURLSessionTask& /*downloadTask*/) {
+    return true;
+  }
   /// The last event of each task, exactly once; no error means that a reply arrived whole.
   virtual void didCompleteWithError(NSURLSession& session, NSURLSessionTask& task,
                                     const std::optional<Error>& error) = 0;
@@ -145,6 +151,13 @@ class NSURLSession {
   virtual void invalidateAndCancel() = 0;
 };
 
+/// What fetching a single resource may cost at most.
+struct DataLimits {
+  /// Bytes of the body; a device of today shows no larger picture.
+  std::uint64_t size = 64ULL * 1024 * 1024;
+  Seconds time{60};
+};
+
 /// Makes sessions and fetches single resources. Any thread.
 class URLLoadingSystem {
  public:
@@ -152,9 +165,18 @@ class URLLoadingSystem {
   /// The session holds its delegate weakly: events for a delegate that is gone are dropped.
   virtual std::shared_ptr<NSURLSession> makeSession(
       NSURLSessionConfiguration configuration, std::weak_ptr<NSURLSessionDelegate> delegate) = 0;
-  /// Fetches a resource and waits for it, at most 60 s; nothing when that fails or the status is
-  /// not a success.
-  virtual std::optional<Data> dataWithContentsOfURL(const NSURL& url) = 0;
+  /// Fetches a resource and waits for it; nothing when that fails, exceeds a limit or the status
+  /// is not a success.
+  virtual std::optional<Data> dataWithContentsOfURL(const NSURL& url, const DataLimits& limits) = 0;
+  std::optional<Data> dataWithContentsOfURL(const NSURL& url) {
+    return dataWithContentsOfURL(url, DataLimits{});
+  }
+  /// The same without waiting. `completion` is called once, on a thread of the system; also when
+  /// the loading system goes, then with nothing.
+  virtual void loadData(const NSURL& url, const DataLimits& limits,
+                        std::function<void(std::optional<Data>)> completion) {
+    completion(dataWithContentsOfURL(url, limits));
+  }
 };
 
 }  // namespace ks

@@ -1,7 +1,5 @@
 #include "BeaconSDK/Platform/Http/HttpErrors.h"
 
-#include <libsoup/soup.h>
-
 #include <cstdint>
 #include <utility>
 
@@ -9,37 +7,42 @@ namespace ks {
 
 namespace {
 
-NSURLError ioErrorCode(int code) {
-  switch (code) {
-    case G_IO_ERROR_CANCELLED:
-      return NSURLError::cancelled;
-    case G_IO_ERROR_TIMED_OUT:
+NSURLError code(CURLcode result) {
+  switch (result) {
+    case CURLE_URL_MALFORMAT:
+      return NSURLError::badURL;
+    case CURLE_OPERATION_TIMEDOUT:
       return NSURLError::timedOut;
-    case G_IO_ERROR_HOST_NOT_FOUND:
+    case CURLE_COULDNT_RESOLVE_HOST:
+    case CURLE_COULDNT_RESOLVE_PROXY:
       return NSURLError::cannotFindHost;
-    case G_IO_ERROR_CONNECTION_REFUSED:
-    case G_IO_ERROR_HOST_UNREACHABLE:
-    case G_IO_ERROR_NETWORK_UNREACHABLE:
+    case CURLE_COULDNT_CONNECT:
       return NSURLError::cannotConnectToHost;
-    case G_IO_ERROR_PARTIAL_INPUT:
-    case G_IO_ERROR_CONNECTION_CLOSED:
+    case CURLE_GOT_NOTHING:
+    case CURLE_PARTIAL_FILE:
+    case CURLE_RECV_ERROR:
+    case CURLE_SEND_ERROR:
+    // The connection closed before the reply; a body that was already sent is not repeated.
+    case CURLE_SEND_FAIL_REWIND:
       return NSURLError::networkConnectionLost;
-    case G_IO_ERROR_INVALID_DATA:
+    // The reply is HTTP/0.9 or no HTTP at all: the scheme was checked before.
+    case CURLE_UNSUPPORTED_PROTOCOL:
+    case CURLE_WEIRD_SERVER_REPLY:
+    case CURLE_BAD_CONTENT_ENCODING:
+    case CURLE_WRITE_ERROR:
       return NSURLError::badServerResponse;
+    case CURLE_FILESIZE_EXCEEDED:
+      return NSURLError::dataLengthExceedsMaximum;
+    case CURLE_SSL_CONNECT_ERROR:
+    case CURLE_SSL_CIPHER:
+      return NSURLError::secureConnectionFailed;
+    case CURLE_PEER_FAILED_VERIFICATION:
+    case CURLE_SSL_ISSUER_ERROR:
+    case CURLE_SSL_PINNEDPUBKEYNOTMATCH:
+      return NSURLError::serverCertificateUntrusted;
     default:
       return NSURLError::unknown;
   }
-}
-
-NSURLError code(const GError& error) {
-  if (error.domain == G_IO_ERROR) return ioErrorCode(error.code);
-  if (error.domain == G_RESOLVER_ERROR) return NSURLError::cannotFindHost;
-  if (error.domain == G_TLS_ERROR) {
-    return error.code == G_TLS_ERROR_BAD_CERTIFICATE ? NSURLError::serverCertificateUntrusted
-                                                     : NSURLError::secureConnectionFailed;
-  }
-  if (error.domain == SOUP_SESSION_ERROR) return NSURLError::badServerResponse;
-  return NSURLError::unknown;
 }
 
 }  // namespace
@@ -48,6 +51,9 @@ Error urlError(NSURLError code, std::string description) {
   return {NSURLErrorDomain, static_cast<std::int64_t>(code), std::move(description)};
 }
 
-Error urlErrorFrom(const GError& error) { return urlError(code(error), error.message); }
+Error urlErrorFrom(CURLcode result, const char* detail) {
+  const bool hasDetail = detail != nullptr && *detail != '\0';
+  return urlError(code(result), hasDetail ? detail : curl_easy_strerror(result));
+}
 
 }  // namespace ks

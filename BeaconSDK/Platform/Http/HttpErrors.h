@@ -1,6 +1,6 @@
 #pragma once
 
-#include <glib.h>
+#include <curl/curl.h>
 
 #include <string>
 
@@ -11,7 +11,7 @@ namespace ks {
 
 Error urlError(NSURLError code, std::string description);
 
-/// What libsoup or GIO reported, as the seam's error.
-Error urlErrorFrom(const GError& error);
+/// The seam's error for a failure that libcurl reported; `detail` may be empty.
+Error urlErrorFrom(CURLcode result, const char* detail);
 
 }  // namespace ks

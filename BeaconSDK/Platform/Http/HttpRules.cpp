@@ -1,20 +1,16 @@
 #include "BeaconSDK/Platform/Http/HttpRules.h"
 
-#include <libsoup/soup.h>
-
 #include <algorithm>
 #include <array>
 #include <string>
 #include <utility>
 
-#include "BeaconSDK/Platform/Http/GLibOwned.h"
+#include "BeaconSDK/Platform/Http/CurlOwned.h"
 #include "BeaconSDK/Platform/Http/HttpErrors.h"
 
 namespace ks::HttpRules {
 
 namespace {
-
-constexpr auto kUriFlags = static_cast<GUriFlags>(SOUP_HTTP_URI_FLAGS);
 
 std::string lower(std::string_view text) {
   std::string result(text);
@@ -43,28 +39,37 @@ bool isTransportField(std::string_view name) {
   return std::find(kNames.begin(), kNames.end(), lower(name)) != kNames.end();
 }
 
-GLibOwned<GUri> parse(const std::string& text) {
+/// A part of the URL as text, "" when it has none.
+std::string part(const CurlURL& url, CURLUPart which, unsigned flags = 0) {
+  char* text = nullptr;
+  if (curl_url_get(url.get(), which, &text, flags) != CURLUE_OK) return "";
+  return CurlText(text).get();
+}
+
+/// Null for what is not an absolute URL with a host.
+CurlURL parse(const std::string& text) {
   const bool printable = std::all_of(text.begin(), text.end(), [](char c) {
     return static_cast<unsigned char>(c) > 0x20 && static_cast<unsigned char>(c) < 0x7f;
   });
   if (!printable) return nullptr;
-  GLibOwned<GUri> uri(g_uri_parse(text.c_str(), kUriFlags, nullptr));
-  const char* host = uri ? g_uri_get_host(uri.get()) : nullptr;
-  if (host == nullptr || *host == '\0') return nullptr;
-  return uri;
+  CurlURL url(curl_url());
+  if (curl_url_set(url.get(), CURLUPART_URL, text.c_str(), CURLU_NON_SUPPORT_SCHEME) != CURLUE_OK) {
+    return nullptr;
+  }
+  return part(url, CURLUPART_HOST).empty() ? nullptr : std::move(url);
 }
 
-bool isHttps(GUri* uri) { return lower(g_uri_get_scheme(uri)) == "https"; }
+bool isHttps(const CurlURL& url) { return lower(part(url, CURLUPART_SCHEME)) == "https"; }
 
-bool isHttp(GUri* uri) { return isHttps(uri) || lower(g_uri_get_scheme(uri)) == "http"; }
-
-std::string hostAndPort(GUri* uri) {
-  int port = g_uri_get_port(uri);
-  if (port <= 0) port = isHttps(uri) ? 443 : 80;
-  return lower(g_uri_get_host(uri)) + ":" + std::to_string(port);
+bool isHttp(const CurlURL& url) {
+  return isHttps(url) || lower(part(url, CURLUPART_SCHEME)) == "http";
 }
 
-bool isSameOrigin(GUri* a, GUri* b) {
+std::string hostAndPort(const CurlURL& url) {
+  return lower(part(url, CURLUPART_HOST)) + ":" + part(url, CURLUPART_PORT, CURLU_DEFAULT_PORT);
+}
+
+bool isSameOrigin(const CurlURL& a, const CurlURL& b) {
   return isHttps(a) == isHttps(b) && hostAndPort(a) == hostAndPort(b);
 }
 
@@ -75,9 +80,9 @@ Error badURL(std::string description) {
 }  // namespace
 
 Result<NSURLRequest> outgoingRequest(const NSURLRequest& request, const HTTPHeaders& additional) {
-  const auto uri = parse(request.url.absoluteString);
-  if (!uri) return badURL("not a valid URL");
-  if (!isHttp(uri.get())) {
+  const auto url = parse(request.url.absoluteString);
+  if (!url) return badURL("not a valid URL");
+  if (!isHttp(url)) {
     return urlError(NSURLError::unsupportedURL, "only http and https are supported");
   }
   if (!isToken(request.httpMethod)) return badURL("not a valid request method");
@@ -100,8 +105,23 @@ Result<NSURLRequest> outgoingRequest(const NSURLRequest& request, const HTTPHead
 }
 
 std::string hostKey(const NSURL& url) {
-  const auto uri = parse(url.absoluteString);
-  return uri ? hostAndPort(uri.get()) : "";
+  const auto parsed = parse(url.absoluteString);
+  return parsed ? hostAndPort(parsed) : "";
+}
+
+std::string hostName(const NSURL& url) {
+  const auto parsed = parse(url.absoluteString);
+  return parsed ? lower(part(parsed, CURLUPART_HOST)) : "";
+}
+
+bool isLoopback(std::string_view host) {
+  return host == "localhost" || host.ends_with(".localhost") || host == "[::1]" ||
+         host.starts_with("127.");
+}
+
+bool isPlain(const NSURL& url) {
+  const auto parsed = parse(url.absoluteString);
+  return parsed && isHttp(parsed) && !isHttps(parsed);
 }
 
 bool isRedirect(int status) {
@@ -110,23 +130,22 @@ bool isRedirect(int status) {
 
 Result<Redirect> redirect(const NSURLRequest& request, int status, std::string_view location) {
   const auto from = parse(request.url.absoluteString);
-  GLibOwned<GUri> to;
-  if (from && isCleanValue(location)) {
-    to.reset(g_uri_parse_relative(from.get(), std::string(location).c_str(), kUriFlags, nullptr));
-  }
+  const CurlURL resolved(from ? curl_url_dup(from.get()) : nullptr);
+  const bool isResolved = resolved && isCleanValue(location) &&
+                          curl_url_set(resolved.get(), CURLUPART_URL, std::string(location).c_str(),
+                                       CURLU_NON_SUPPORT_SCHEME | CURLU_URLENCODE) == CURLUE_OK;
+  const std::string text = isResolved ? part(resolved, CURLUPART_URL) : "";
+  const auto to = parse(text);
   if (!to) return urlError(NSURLError::badServerResponse, "redirect to no valid URL");
-  GLibOwned<gchar> text(g_uri_to_string(to.get()));
-  if (!parse(text.get()))
-    return urlError(NSURLError::badServerResponse, "redirect to no valid URL");
-  if (!isHttp(to.get())) {
+  if (!isHttp(to)) {
     return urlError(NSURLError::unsupportedURL, "redirect to something other than http and https");
   }
-  if (isHttps(from.get()) && !isHttps(to.get())) {
+  if (isHttps(from) && !isHttps(to)) {
     return urlError(NSURLError::secureConnectionFailed, "redirect from https to http refused");
   }
 
   Redirect result{request, true};
-  result.request.url.absoluteString = text.get();
+  result.request.url.absoluteString = text;
   const bool isPost = request.httpMethod == "POST";
   const bool isHead = request.httpMethod == "HEAD";
   if ((status == 303 && !isHead) || ((status == 301 || status == 302) && isPost)) {
@@ -135,7 +154,7 @@ Result<Redirect> redirect(const NSURLRequest& request, int status, std::string_v
     result.request.headers.remove("Content-Type");
     result.keepsBody = false;
   }
-  if (!isSameOrigin(from.get(), to.get())) {
+  if (!isSameOrigin(from, to)) {
     for (const char* name : {"Authorization", "Cookie", "Proxy-Authorization"}) {
       result.request.headers.remove(name);
     }

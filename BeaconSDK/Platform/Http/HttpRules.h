@@ -21,6 +21,15 @@ Result<NSURLRequest> outgoingRequest(const NSURLRequest& request, const HTTPHead
 /// `outgoingRequest` let through; else empty.
 std::string hostKey(const NSURL& url);
 
+/// The host in lower case, IPv6 addresses in brackets; empty for what is not a URL.
+std::string hostName(const NSURL& url);
+
+/// Whether a host as `hostName` returns it names this device itself, whatever its addresses.
+bool isLoopback(std::string_view host);
+
+/// Whether the URL's scheme is http, which anybody on the way can read.
+bool isPlain(const NSURL& url);
+
 bool isRedirect(int status);
 
 struct Redirect {

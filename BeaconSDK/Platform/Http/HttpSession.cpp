@@ -2,6 +2,9 @@
 
 #include <utility>
 
+#include "BeaconSDK/Platform/Http/HttpCaching.h"
+#include "BeaconSDK/Platform/Http/HttpRules.h"
+
 namespace ks {
 
 HttpTask::HttpTask(std::weak_ptr<HttpSession> session, Kind kind, NSURLRequest request,
@@ -83,10 +86,9 @@ HttpSession::HttpSession(std::shared_ptr<HttpEnvironment> environment,
       configuration_(std::move(configuration)),
       delegate_(std::move(delegate)),
       queue_(std::move(queue)),
-      clientId_(
-          environment_->addClient({configuration_.identifier, configuration_.urlCache,
-                                   configuration_.httpMaximumConnectionsPerHost,
-                                   environment_->options().additionalCertificateAuthorities})) {}
+      clientId_(environment_->addClient(configuration_.httpMaximumConnectionsPerHost)),
+      store_(DocumentStore::open(configuration_.urlCache.directory, configuration_.identifier,
+                                 configuration_.urlCache.diskCapacity)) {}
 
 HttpSession::~HttpSession() {
   // This may be the queue's own thread, which must not end the queue.
@@ -110,6 +112,7 @@ std::uint64_t HttpSession::start(const std::shared_ptr<HttpTask>& task, bool can
     if (isInvalid_) return 0;
     ++outstanding_;
   }
+  environment_->checkPrivacy(task->originalRequest());
   const std::uint64_t id = environment_->beginTransfer();
   auto completion = [environment = environment_, session = weak_from_this(), task, id,
                      queue = queue_](HttpOutcome outcome) {
@@ -161,6 +164,8 @@ HttpJob HttpSession::jobFor(const HttpTask& task, std::uint64_t id) const {
   job.uploadFile = task.uploadFile();
   if (task.kind() == NSURLSessionTask::Kind::download) {
     job.downloadFolder = environment_->options().temporaryDirectory;
+    const auto outgoing = store_ ? outgoingRequest(task) : std::nullopt;
+    if (outgoing) job.stored = store_->find(*outgoing, environment_->now());
   } else {
     job.discardsBody = true;
   }
@@ -174,10 +179,8 @@ void HttpSession::deliver(Report& report) {
   if (environment_->isClosed()) return;
   const auto delegate = delegate_.lock();
   auto& outcome = report.outcome;
-  report.task->setResponse(std::move(outcome.response));
-  if (delegate && outcome.file && !outcome.error) {
-    delegate->didFinishDownloadingToURL(*this, *report.task, outcome.file->path());
-  }
+  report.task->setResponse(outcome.response);
+  if (delegate && outcome.response && !outcome.error) deliverFile(*delegate, report);
   outcome.file.reset();
   if (delegate) delegate->didCompleteWithError(*this, *report.task, outcome.error);
   report.tellObserver();
@@ -191,6 +194,34 @@ void HttpSession::deliver(Report& report) {
     delegate->didFinishEventsForBackgroundURLSession(*this);
   }
   if (becomesInvalid) delegate->didBecomeInvalidWithError(*this, std::nullopt);
+}
+
+void HttpSession::deliverFile(NSURLSessionDelegate& delegate, Report& report) {
+  bool isUsable = true;
+  if (report.outcome.file) {
+    delegate.didFinishDownloadingToURL(*this, *report.task, report.outcome.file->path());
+    isUsable = delegate.willCacheResponse(*this, *report.task);
+  }
+  if (store_) updateStore(*report.task, report.outcome, *report.outcome.response, isUsable);
+}
+
+void HttpSession::updateStore(const HttpTask& task, const HttpOutcome& outcome,
+                              const NSHTTPURLResponse& response, bool isUsable) {
+  const auto request = outgoingRequest(task);
+  if (!request) return;
+  const bool isDocument = outcome.file && response.statusCode == 200;
+  if (isDocument && isUsable && outcome.isFirstHand) {
+    store_->put(*request, response, outcome.file->path(), environment_->now());
+  } else if ((isDocument && !isUsable) || HttpCaching::invalidates(*request, response)) {
+    store_->remove(*request);
+  }
+}
+
+std::optional<NSURLRequest> HttpSession::outgoingRequest(const HttpTask& task) const {
+  auto request =
+      HttpRules::outgoingRequest(task.originalRequest(), configuration_.httpAdditionalHeaders);
+  if (!request) return std::nullopt;
+  return std::move(request.value());
 }
 
 }  // namespace ks

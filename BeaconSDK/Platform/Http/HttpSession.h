@@ -9,6 +9,7 @@
 
 #include "BeaconSDK/Platform/Api/Foundation.h"
 #include "BeaconSDK/Platform/Api/URLSession.h"
+#include "BeaconSDK/Platform/Http/DocumentStore.h"
 #include "BeaconSDK/Platform/Http/HttpEnvironment.h"
 
 namespace ks {
@@ -63,7 +64,7 @@ class HttpSession final : public NSURLSession, public std::enable_shared_from_th
                                                           std::filesystem::path file) override;
   void invalidateAndCancel() override;
 
-  /// Starts `task`, or with `cancelled` has it reported without being sent. Answers the transfer's
+  /// Starts `task`, or with `cancelled` has it reported without being sent. Returns the transfer's
   /// identifier, 0 when the session is invalid.
   std::uint64_t start(const std::shared_ptr<HttpTask>& task, bool cancelled);
   void cancel(std::uint64_t id);
@@ -72,12 +73,20 @@ class HttpSession final : public NSURLSession, public std::enable_shared_from_th
   struct Report;
   HttpJob jobFor(const HttpTask& task, std::uint64_t id) const;
   void deliver(Report& report);
+  void deliverFile(NSURLSessionDelegate& delegate, Report& report);
+  /// Keeps the document of a reply, confirms it or drops it.
+  void updateStore(const HttpTask& task, const HttpOutcome& outcome,
+                   const NSHTTPURLResponse& response, bool isUsable);
+  /// The request with the session's fields; nothing when it must not be sent.
+  std::optional<NSURLRequest> outgoingRequest(const HttpTask& task) const;
 
   const std::shared_ptr<HttpEnvironment> environment_;
   const NSURLSessionConfiguration configuration_;
   const std::weak_ptr<NSURLSessionDelegate> delegate_;
   std::shared_ptr<DispatchQueue> queue_;
   const std::uint64_t clientId_;
+  /// Null without a disk cache.
+  const std::unique_ptr<DocumentStore> store_;
 
   std::mutex mutex_;
   bool isInvalid_ = false;

@@ -1,20 +1,19 @@
 #pragma once
 
-#include <libsoup/soup.h>
-
-#include <array>
 #include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 
 #include "BeaconSDK/Platform/Api/Error.h"
 #include "BeaconSDK/Platform/Api/URLSession.h"
-#include "BeaconSDK/Platform/Http/GLibOwned.h"
+#include "BeaconSDK/Platform/Http/CurlRequest.h"
 #include "BeaconSDK/Platform/Http/HttpWorker.h"
-#include "BeaconSDK/Platform/Http/TemporaryFile.h"
+#include "BeaconSDK/Platform/Http/StoredDocument.h"
+#include "BeaconSDK/Platform/Storage/NewFile.h"
 
 namespace ks {
 
@@ -29,6 +28,8 @@ struct HttpJob {
   std::optional<std::filesystem::path> downloadFolder;
   /// The body is counted and dropped.
   bool discardsBody = false;
+  /// Answers the request while it is fresh and is revalidated otherwise. Null for none.
+  std::shared_ptr<StoredDocument> stored;
   Seconds requestTimeout{60};
   Seconds resourceTimeout{60};
   std::uint64_t maximumBodySize = 0;
@@ -38,26 +39,27 @@ struct HttpJob {
 struct HttpOutcome {
   std::optional<NSHTTPURLResponse> response;
   std::optional<Error> error;
-  std::optional<TemporaryFile> file;
+  std::optional<NewFile> file;
   Data data;
   std::uint64_t bytesReceived = 0;
   std::uint64_t bytesSent = 0;
+  /// The body is the stored document's.
   bool fromCache = false;
+  /// The reply came from a server, for the URL that was asked for: it may replace what is stored.
+  bool isFirstHand = false;
 };
 
 /// One transfer on the worker's thread, redirects included.
 ///
-/// The completion is called exactly once: when the body is whole and the cache has stored what it
-/// wants of it, or at the first error, time-out or cancellation. Operations that libsoup still has
-/// under way keep the object until they end.
-class HttpTransfer : public std::enable_shared_from_this<HttpTransfer> {
+/// The completion is called exactly once: when the body is whole, or at the first error, time-out
+/// or cancellation.
+class HttpTransfer : public std::enable_shared_from_this<HttpTransfer>, public CurlRequestListener {
  public:
   using Completion = std::function<void(HttpOutcome)>;
 
-  /// `alive` is released with the transfer, which tells its owner when the last operation ended.
-  HttpTransfer(SoupSession* session, HttpJob job, Completion completion,
-               std::shared_ptr<const int> alive);
-  ~HttpTransfer();
+  /// Both references must stay valid as long as the object lives.
+  HttpTransfer(HttpWorker& worker, const CurlRequestOptions& options, HttpJob job,
+               Completion completion);
 
   const HttpJob& job() const { return job_; }
   /// The resource time-out counts from here on; the transfer may end before it starts.
@@ -67,42 +69,39 @@ class HttpTransfer : public std::enable_shared_from_this<HttpTransfer> {
   void cancel();
 
  private:
-  struct Callbacks;
-  friend struct Callbacks;
+  void requestDidProgress() override;
+  bool requestDidReceive(std::span<const char> bytes) override;
+  void requestDidEnd(const std::optional<Error>& error) override;
 
+  bool restoreDocument();
+  void addValidators();
   void send();
-  bool attachBody(SoupMessage* message);
-  void didReceiveHeaders(GObjectOwned<GInputStream> stream);
-  bool followRedirect(int status);
-  void readChunk();
-  void didReadChunk(gssize count);
-  bool isCutShort() const;
-  void settleWhenStored();
-  void settle();
-  void progress();
-  void forgetMessage();
+  bool isBodyOfInterest() const;
+  std::optional<Error> keep(std::span<const char> bytes);
+  /// Makes the file for the body unless it is there.
+  std::optional<Error> openFile(std::optional<NewFile>& file) const;
+  void didReceiveReply();
+  void followRedirect(const std::string& location);
+  void deliverDocument(HTTPHeaders headers);
+  void endRequest();
   void fail(Error error);
-  void fail(NSURLError code, std::string description);
   void finish();
 
-  GObjectOwned<SoupSession> session_;
+  HttpWorker& worker_;
+  const CurlRequestOptions& options_;
   HttpJob job_;
   Completion completion_;
-  std::shared_ptr<const int> alive_;
   HttpOutcome outcome_;
-
   NSURLRequest current_;
-  bool sendsBody_ = true;
+  std::optional<std::filesystem::path> uploadFile_;
   int redirects_ = 0;
-  GObjectOwned<SoupMessage> message_;
-  GObjectOwned<GInputStream> body_;
-  GObjectOwned<GCancellable> cancellable_;
-  bool wroteRequest_ = false;
-  bool storing_ = false;
-  bool bodyEnded_ = false;
+  std::unique_ptr<CurlRequest> request_;
+  /// A verified copy of the stored document's body, as long as it may be the answer.
+  std::optional<NewFile> restored_;
+  /// Why this object ended its request.
+  std::optional<Error> verdict_;
   HttpTimer silence_;
   HttpTimer resource_;
-  std::array<char, 65536> chunk_;
 };
 
 }  // namespace ks

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -48,7 +49,7 @@ class HttpObserver {
   virtual void transferWillReport(std::uint64_t /*id*/) {}
   /// On the session's delegate queue, in the same task of that queue as the delegate's events and
   /// right after the last of them; for `dataWithContentsOfURL` on the waiting thread, before it
-  /// returns.
+  /// returns; for `loadData` on the worker's thread, before its completion.
   virtual void transferDidEnd(const HttpExchange& exchange) = 0;
 };
 
@@ -57,18 +58,28 @@ struct HttpOptions {
   std::filesystem::path temporaryDirectory;
   /// PEM certificates trusted besides the system's, for development and tests. Empty: none.
   std::filesystem::path additionalCertificateAuthorities;
+  /// Host names in lower case to the public keys that their certificates may have:
+  /// "sha256//BASE64", several separated by ';'. Other hosts may have any trusted certificate.
+  std::map<std::string, std::string> publicKeyPins;
   /// A body that is longer, before or after decoding, ends the transfer.
   std::uint64_t maximumBodySize = 64ULL * 1024 * 1024;
-  /// Both time-outs of `dataWithContentsOfURL`.
+  /// Longest time for `dataWithContentsOfURL`, whatever its caller allows.
   Seconds dataTimeout{60};
+  /// Ages stored documents; must outlive the loading system and its sessions. Null: the system's.
+  const Clock* clock = nullptr;
+  /// Receives the one warning of a loading system, when a session's request would cross a network
+  /// over plain HTTP. On the thread that starts the transfer. May be empty.
+  std::function<void(const std::string&)> warn;
 };
 
-/// The URL session over HTTP/1.1 and HTTP/2, on one worker thread of its own.
+/// The URL session over HTTP/1.1, on one worker thread of its own.
 ///
 /// Rules beyond those of the seam:
 /// - Requests of one session to one host and port are sent strictly in the order of `resume`,
-///   `httpMaximumConnectionsPerHost` at a time. The time-out of the resource counts from `resume`,
-///   so that a silent host holds no transfer longer; that of the request from when its turn comes.
+///   `httpMaximumConnectionsPerHost` at a time, over connections that are kept for the next ones.
+///   The time-out of the resource counts from `resume`, so that a silent host holds no transfer
+///   longer; that of the request from when its turn comes, anew with each piece of a body and each
+///   line of a head.
 /// - All events of one task reach the delegate in one task of the delegate queue: the file, the
 ///   completion, then the observer, then `didFinishEventsForBackgroundURLSession` when no started
 ///   transfer is left unreported (each time that happens, only for sessions with an identifier).
@@ -80,11 +91,13 @@ struct HttpOptions {
 ///   do not leave the first request's origin (scheme, host, port). 303, and 301 or 302 after POST,
 ///   go on with GET and without the body; 307 and 308 repeat the request.
 /// - Host, Content-Length, Transfer-Encoding and Connection are the transport's own: such fields of
-///   a request are left out.
+///   a request are left out. A request with a body is sent at most once.
+/// - TLS 1.2 or later; certificates are verified, for pinned hosts their public keys, too.
 /// - The disk cache lies in a folder named after the session identifier inside the configured
 ///   directory, used by one session of one process at a time: a second session takes a folder of
-///   its own. It revalidates by entity tag and survives restarts. How much of it stays in memory is
-///   the transport's decision; `memoryCapacity` is not used.
+///   its own. A document is looked up when its task is resumed and enters when the delegate has
+///   taken it (`willCacheResponse`), both on the caller's side, so in virtual time every run finds
+///   the same documents. Redirected replies are not kept; `memoryCapacity` is not used.
 ///
 /// Any thread. The delegate queues may be released on the worker thread.
 class HttpURLLoadingSystem : public URLLoadingSystem {
@@ -95,13 +108,17 @@ class HttpURLLoadingSystem : public URLLoadingSystem {
   /// The observer is held weakly.
   HttpURLLoadingSystem(HttpOptions options, QueueFactory makeDelegateQueue,
                        std::weak_ptr<HttpObserver> observer = {});
-  /// Waits for the worker, which drops every transfer and writes the caches.
+  /// Waits for the worker, which drops every transfer; 5 s at most.
   ~HttpURLLoadingSystem() override;
 
   std::shared_ptr<NSURLSession> makeSession(NSURLSessionConfiguration configuration,
                                             std::weak_ptr<NSURLSessionDelegate> delegate) override;
   /// Waits without running any queue, so it may be called on the main queue.
-  std::optional<Data> dataWithContentsOfURL(const NSURL& url) override;
+  using URLLoadingSystem::dataWithContentsOfURL;
+  std::optional<Data> dataWithContentsOfURL(const NSURL& url, const DataLimits& limits) override;
+  /// Completes on the worker's thread, or at once when that is gone.
+  void loadData(const NSURL& url, const DataLimits& limits,
+                std::function<void(std::optional<Data>)> completion) override;
 
  private:
   struct Impl;

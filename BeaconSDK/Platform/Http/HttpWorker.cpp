@@ -1,110 +1,102 @@
 #include "BeaconSDK/Platform/Http/HttpWorker.h"
 
+#include <pthread.h>
+
 #include <algorithm>
-#include <cmath>
-#include <utility>
+#include <csignal>
 
 namespace ks {
 
 namespace {
 
-/// A GLib source that calls a C++ function.
-struct CallingSource {
-  GSource base;
-  std::function<void()>* call;
-};
+/// Idle connections that are kept for later transfers; a device talks to few hosts.
+constexpr long kIdleConnections = 16;
+/// Bounds a wait; libcurl, posted work and timers all end it earlier.
+constexpr std::chrono::milliseconds kLongestWait{60'000};
 
-gboolean dispatchCall(GSource* source, GSourceFunc, gpointer) {
-  g_source_set_ready_time(source, -1);
-  // A copy: the callback may destroy its timer.
-  const auto call = *reinterpret_cast<CallingSource*>(source)->call;
-  call();
-  return G_SOURCE_CONTINUE;
+void initializeLibrary() {
+  static const CURLcode once = curl_global_init(CURL_GLOBAL_DEFAULT);
+  static_cast<void>(once);
 }
 
 }  // namespace
 
-struct HttpWorker::Source {
-  GSource base;
-  HttpWorker* worker;
+std::shared_ptr<HttpWorker> HttpWorker::start(const char* threadName) {
+  initializeLibrary();
+  const std::shared_ptr<HttpWorker> worker(new HttpWorker);
+  worker->thread_ = std::thread([worker, threadName] { worker->run(threadName); });
+  return worker;
+}
 
-  static HttpWorker* of(GSource* source) { return reinterpret_cast<Source*>(source)->worker; }
-};
-
-HttpWorker::HttpWorker(const char* threadName) : context_(g_main_context_new()) {
-  thread_ = std::thread([this, threadName] { run(threadName); });
+HttpWorker::HttpWorker() : multi_(curl_multi_init()) {
+  curl_multi_setopt(multi_.get(), CURLMOPT_MAXCONNECTS, kIdleConnections);
 }
 
 HttpWorker::~HttpWorker() {
-  stop();
-  g_main_context_unref(context_);
+  if (thread_.joinable()) thread_.detach();
 }
 
 bool HttpWorker::post(Work work) {
   {
-    std::lock_guard lock(mutex_);
-    if (stopping_) return false;
+    const std::lock_guard lock(mutex_);
+    if (isStopping_) return false;
     work_.push_back(std::move(work));
   }
-  g_main_context_wakeup(context_);
+  curl_multi_wakeup(multi_.get());
   return true;
 }
 
-void HttpWorker::stop(Work last) {
-  {
-    std::lock_guard lock(mutex_);
-    if (stopping_) return;
-    stopping_ = true;
-    work_.push_back([this, last = std::move(last)] {
-      if (last) last();
-      ended_ = true;
-    });
+void HttpWorker::stop(Work last, Seconds limit) {
+  std::unique_lock lock(mutex_);
+  if (isStopping_) return;
+  isStopping_ = true;
+  work_.push_back([this, last = std::move(last)] {
+    if (last) last();
+    isLast_ = true;
+  });
+  curl_multi_wakeup(multi_.get());
+  const bool inTime = ended_.wait_for(lock, limit, [this] { return hasEnded_; });
+  lock.unlock();
+  if (inTime) {
+    thread_.join();
+  } else {
+    thread_.detach();
   }
-  g_main_context_wakeup(context_);
-  thread_.join();
 }
 
-void HttpWorker::runUntil(const std::function<bool()>& done, Seconds limit) {
-  bool expired = false;
-  HttpTimer timer([&expired] { expired = true; });
-  timer.start(limit);
-  while (!expired && !done()) g_main_context_iteration(context_, TRUE);
+void HttpWorker::add(CURL* handle, Ending ended) {
+  running_[handle] = std::move(ended);
+  curl_multi_add_handle(multi_.get(), handle);
+}
+
+void HttpWorker::remove(CURL* handle) {
+  if (running_.erase(handle) > 0) curl_multi_remove_handle(multi_.get(), handle);
 }
 
 void HttpWorker::run(const char* threadName) {
   pthread_setname_np(pthread_self(), threadName);
-  g_main_context_push_thread_default(context_);
-  static GSourceFuncs functions = {
-      [](GSource* source, gint* timeout) -> gboolean {
-        *timeout = -1;
-        return Source::of(source)->hasWork();
-      },
-      [](GSource* source) -> gboolean { return Source::of(source)->hasWork(); },
-      [](GSource* source, GSourceFunc, gpointer) -> gboolean {
-        Source::of(source)->runWork();
-        return G_SOURCE_CONTINUE;
-      },
-      nullptr,
-      nullptr,
-      nullptr};
-  GSource* source = g_source_new(&functions, sizeof(Source));
-  reinterpret_cast<Source*>(source)->worker = this;
-  g_source_attach(source, context_);
-  while (!ended_) g_main_context_iteration(context_, TRUE);
-  g_source_destroy(source);
-  g_source_unref(source);
-  g_main_context_pop_thread_default(context_);
-}
-
-bool HttpWorker::hasWork() {
-  std::lock_guard lock(mutex_);
-  return !work_.empty();
+  // A peer that goes away while TLS writes must not end the process.
+  sigset_t pipe;
+  sigemptyset(&pipe);
+  sigaddset(&pipe, SIGPIPE);
+  pthread_sigmask(SIG_BLOCK, &pipe, nullptr);
+  while (!isLast_) {
+    runWork();
+    runTimers();
+    int running = 0;
+    curl_multi_perform(multi_.get(), &running);
+    reportEnded();
+    if (!isLast_) wait();
+  }
+  const std::lock_guard lock(mutex_);
+  hasEnded_ = true;
+  ended_.notify_all();
 }
 
 void HttpWorker::runWork() {
   std::deque<Work> work;
   {
-    std::lock_guard lock(mutex_);
+    const std::lock_guard lock(mutex_);
     work.swap(work_);
   }
   for (auto& item : work) {
@@ -113,25 +105,49 @@ void HttpWorker::runWork() {
   }
 }
 
-HttpTimer::HttpTimer(std::function<void()> callback) : callback_(std::move(callback)) {
-  static GSourceFuncs functions = {nullptr, nullptr, dispatchCall, nullptr, nullptr, nullptr};
-  source_ = g_source_new(&functions, sizeof(CallingSource));
-  reinterpret_cast<CallingSource*>(source_)->call = &callback_;
-  g_source_set_ready_time(source_, -1);
-  g_source_attach(source_, g_main_context_get_thread_default());
+void HttpWorker::runTimers() {
+  const auto now = std::chrono::steady_clock::now();
+  while (!timers_.empty() && timers_.begin()->first <= now) {
+    HttpTimer* const timer = timers_.begin()->second;
+    timers_.erase(timers_.begin());
+    // A copy: the callback may destroy its timer.
+    const auto callback = timer->callback_;
+    callback();
+  }
 }
 
-HttpTimer::~HttpTimer() {
-  g_source_destroy(source_);
-  g_source_unref(source_);
+void HttpWorker::reportEnded() {
+  int left = 0;
+  while (const CURLMsg* message = curl_multi_info_read(multi_.get(), &left)) {
+    if (message->msg != CURLMSG_DONE) continue;
+    // The message goes with the removal of its handle.
+    CURL* const handle = message->easy_handle;
+    const CURLcode result = message->data.result;
+    const auto node = running_.extract(handle);
+    curl_multi_remove_handle(multi_.get(), handle);
+    if (!node.empty()) node.mapped()(result);
+  }
+}
+
+void HttpWorker::wait() {
+  using std::chrono::milliseconds;
+  milliseconds limit = kLongestWait;
+  if (!timers_.empty()) {
+    const auto left = timers_.begin()->first - std::chrono::steady_clock::now();
+    limit = std::clamp(std::chrono::ceil<milliseconds>(left), milliseconds{0}, kLongestWait);
+  }
+  curl_multi_poll(multi_.get(), nullptr, 0, static_cast<int>(limit.count()), nullptr);
 }
 
 void HttpTimer::start(Seconds delay) {
+  stop();
   // A day bounds what the arithmetic below has to hold.
-  const double seconds = std::clamp(delay.count(), 0.0, 86400.0);
-  g_source_set_ready_time(source_, g_get_monotonic_time() + std::llround(seconds * 1e6));
+  const Seconds span = std::clamp(delay, Seconds{0}, Seconds{86400});
+  due_ = std::chrono::steady_clock::now() +
+         std::chrono::duration_cast<std::chrono::steady_clock::duration>(span);
+  worker_.timers_.emplace(due_, this);
 }
 
-void HttpTimer::stop() { g_source_set_ready_time(source_, -1); }
+void HttpTimer::stop() { worker_.timers_.erase({due_, this}); }
 
 }  // namespace ks

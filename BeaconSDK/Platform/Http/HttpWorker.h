@@ -1,61 +1,87 @@
 #pragma once
 
-#include <glib.h>
+#include <curl/curl.h>
 
+#include <chrono>
+#include <condition_variable>
 #include <deque>
 #include <functional>
+#include <memory>
 #include <mutex>
+#include <set>
 #include <thread>
+#include <unordered_map>
+#include <utility>
 
 #include "BeaconSDK/Platform/Api/Date.h"
+#include "BeaconSDK/Platform/Http/CurlOwned.h"
 
 namespace ks {
 
-/// A thread with a main context of its own, which is the thread's default context.
+class HttpTimer;
+
+/// The thread that runs all transfers: one libcurl multi handle, posted work and timers.
 ///
-/// Work is handed over through a queue under a mutex and a wake-up of the context, never through
-/// idle sources: so every hand-over is visible to ThreadSanitizer.
-class HttpWorker {
+/// Connections live in the multi handle and are reused by later transfers, of any session, to the
+/// same host. The thread keeps the worker alive until it has ended.
+class HttpWorker : public std::enable_shared_from_this<HttpWorker> {
  public:
   using Work = std::function<void()>;
+  using Ending = std::function<void(CURLcode)>;
 
-  explicit HttpWorker(const char* threadName);
-  /// Stops.
+  /// Starts the thread; `threadName` has at most 15 characters. `stop` must be called.
+  static std::shared_ptr<HttpWorker> start(const char* threadName);
   ~HttpWorker();
   HttpWorker(const HttpWorker&) = delete;
   HttpWorker& operator=(const HttpWorker&) = delete;
 
-  /// Runs `work` on the thread, in the order of posting. Once the worker is stopping the answer is
-  /// false and `work` is destroyed without running. Any thread.
+  /// Runs `work` on the thread, in posting order. Once the worker is stopping, returns false and
+  /// destroys `work` without running it. Any thread.
   bool post(Work work);
-  /// Runs what was posted before, then `last`, and waits for the thread to end. Not on the worker's
-  /// own thread; does nothing the second time.
-  void stop(Work last = {});
+  /// Runs what was posted before, then `last`, and waits until the thread has ended, at most
+  /// `limit`; a thread that hangs, as in a call to a dead file system, is left behind. Not on the
+  /// worker's own thread; a second call does nothing.
+  void stop(Work last, Seconds limit);
 
-  /// For use by `last`: runs the context until `done` answers true, `limit` at most.
-  void runUntil(const std::function<bool()>& done, Seconds limit);
+  /// Starts the transfer that `handle` describes. `ended` is called once with libcurl's result,
+  /// unless `remove` comes first. Worker's thread only.
+  void add(CURL* handle, Ending ended);
+  /// Ends a transfer without calling its `ended`; unknown handles are ignored. Worker's thread
+  /// only, not inside a callback of libcurl.
+  void remove(CURL* handle);
 
  private:
-  struct Source;
-  void run(const char* threadName);
-  bool hasWork();
-  void runWork();
+  friend class HttpTimer;
+  using TimePoint = std::chrono::steady_clock::time_point;
 
-  GMainContext* context_;
+  HttpWorker();
+  void run(const char* threadName);
+  void runWork();
+  void runTimers();
+  void reportEnded();
+  /// Waits for traffic, work or the next timer.
+  void wait();
+
+  const CurlMulti multi_;
   std::mutex mutex_;
+  std::condition_variable ended_;
   std::deque<Work> work_;
-  bool stopping_ = false;
-  /// Of the worker's thread only.
-  bool ended_ = false;
+  bool isStopping_ = false;
+  bool hasEnded_ = false;
   std::thread thread_;
+  /// Of the worker's thread only, from here on.
+  bool isLast_ = false;
+  std::unordered_map<CURL*, Ending> running_;
+  std::set<std::pair<TimePoint, HttpTimer*>> timers_;
 };
 
 /// Calls back once on the worker's thread, on which alone it may be used. Never after it was
 /// stopped or destroyed; it may be started again from its callback.
 class HttpTimer {
  public:
-  explicit HttpTimer(std::function<void()> callback);
-  ~HttpTimer();
+  HttpTimer(HttpWorker& worker, std::function<void()> callback)
+      : worker_(worker), callback_(std::move(callback)) {}
+  ~HttpTimer() { stop(); }
   HttpTimer(const HttpTimer&) = delete;
   HttpTimer& operator=(const HttpTimer&) = delete;
 
@@ -64,8 +90,10 @@ class HttpTimer {
   void stop();
 
  private:
-  std::function<void()> callback_;
-  GSource* source_;
+  friend class HttpWorker;
+  HttpWorker& worker_;
+  const std::function<void()> callback_;
+  HttpWorker::TimePoint due_{};
 };
 
 }  // namespace ks

@@ -41,10 +41,14 @@ class UnsupportedCentral : public CBCentralManager {
   Wakeup announcement_;
 };
 
-HttpOptions httpOptions(const LinuxPlatformOptions& options, const Directories& directories) {
+HttpOptions httpOptions(const LinuxPlatformOptions& options, const Directories& directories,
+                        const Clock& clock, Console& console) {
   HttpOptions http;
   http.temporaryDirectory = directories.temporary;
   http.additionalCertificateAuthorities = options.additionalCertificateAuthorities;
+  http.publicKeyPins = options.publicKeyPins;
+  http.clock = &clock;
+  http.warn = [&console](const std::string& text) { console.log(text); };
   return http;
 }
 
@@ -104,7 +108,7 @@ LinuxPlatform::Services::Services(const LinuxPlatformOptions& options)
       reachability(mainQueue, options.systemRoot / "sys/class/net"),
       application(clock, mainQueue, notificationCenter, console, options.applicationName),
       http(
-          httpOptions(options, folders.folders().directories),
+          httpOptions(options, folders.folders().directories, clock, console),
           [] { return std::make_shared<WorkerQueue>("KSDelegate"); }, options.httpObserver) {
   if (!folders.state().usable) console.log(folders.state().detail);
   location.observeApplication(notificationCenter);

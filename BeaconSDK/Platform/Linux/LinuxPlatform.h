@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -38,6 +39,9 @@ struct LinuxPlatformOptions {
   std::filesystem::path systemRoot = "/";
   /// PEM certificates that are trusted besides the system's. Empty: none.
   std::filesystem::path additionalCertificateAuthorities;
+  /// Host names in lower case to the public keys accepted there: "sha256//BASE64", several
+  /// separated by ';'.
+  std::map<std::string, std::string> publicKeyPins;
   /// Watches every transfer; held weakly.
   std::weak_ptr<HttpObserver> httpObserver;
   /// Where log lines go: standard error; -1 for nowhere.

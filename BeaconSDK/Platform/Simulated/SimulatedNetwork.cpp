@@ -8,6 +8,16 @@
 
 namespace ks {
 
+namespace {
+
+/// Virtual time ages stored documents.
+HttpOptions onClock(HttpOptions options, const SimulatedLoop& loop) {
+  options.clock = &loop.clock();
+  return options;
+}
+
+}  // namespace
+
 /// Tells the loop of each transfer.
 class SimulatedNetwork::Transfers : public HttpObserver {
  public:
@@ -50,8 +60,8 @@ class SimulatedNetwork::Transfers : public HttpObserver {
 SimulatedNetwork::SimulatedNetwork(std::shared_ptr<SimulatedLoop> loop, HttpOptions options)
     : transfers_(std::make_shared<Transfers>(loop)),
       loadingSystem_(
-          std::move(options), [loop] { return std::make_shared<SimulatedQueue>(loop); },
-          transfers_) {}
+          onClock(std::move(options), *loop),
+          [loop] { return std::make_shared<SimulatedQueue>(loop); }, transfers_) {}
 
 void SimulatedNetwork::setListener(Listener listener) {
   transfers_->setListener(std::move(listener));

@@ -42,6 +42,7 @@ LibraryRun::LibraryRun(LibraryRunOptions options)
     library_->transferEnded(exchange);
     if (stopping_ && transfers_->underWay() == 0) loop_.quit();
   });
+  options_.library.waitsForPictures = false;
   options_.library.started = [this](const std::optional<Error>& error) { started(error); };
   loop_.onStop(kStopLimit, [this] { stop(); });
   loop_.onSignal(SIGHUP, [this] { refresh(); });

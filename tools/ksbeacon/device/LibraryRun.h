@@ -35,7 +35,7 @@ class RetryDelay {
 
 struct LibraryRunOptions {
   LinuxPlatformOptions platform;
-  /// `started` is the run's own.
+  /// `started` and `waitsForPictures` are the run's own.
   LibraryHost::Options library;
   TimelinePrinter::Options form;
   /// Each ranging result with all its beacons; otherwise only changes.

@@ -89,7 +89,7 @@ void LibraryHost::announced(const NSNotification& notification) {
                   {"content", identifier},
                   {"text", text}});
   announced_[identifier] = zone;
-  if (options_.showsNotifications) manager_->showNotificationForProximityZone(zone);
+  if (options_.showsNotifications) show(zone);
 }
 
 void LibraryHost::fetchInBackground(KSProximityManager::FetchCompletion completion) {
@@ -137,7 +137,15 @@ void LibraryHost::showContent(const std::string& identifier) {
   const auto zone = announcedZone(identifier);
   if (!zone) return;
   say("has content " + identifier + " shown");
-  manager_->showNotificationForProximityZone(zone);
+  show(zone);
+}
+
+void LibraryHost::show(const std::shared_ptr<KSProximityZone>& zone) {
+  if (options_.waitsForPictures) {
+    manager_->showNotificationForProximityZone(zone);
+  } else {
+    manager_->fetchAndShowNotificationForProximityZone(zone);
+  }
 }
 
 void LibraryHost::openNotification(const Dictionary& userInfo) {

@@ -29,6 +29,9 @@ class LibraryHost {
     std::vector<std::string> disabledCategories;
     /// Has each announced content shown as a local notification.
     bool showsNotifications = true;
+    /// Whether the main queue may wait while pictures are fetched; in virtual time it costs
+    /// nothing.
+    bool waitsForPictures = true;
     /// Has the library write its trace.
     bool log = false;
     /// Told how each attempt to start ended, or that the portal refused the user, after the
@@ -72,6 +75,7 @@ class LibraryHost {
   void startEnded(const std::optional<Error>& error);
   void announced(const NSNotification& notification);
   std::shared_ptr<KSProximityZone> announcedZone(const std::string& content);
+  void show(const std::shared_ptr<KSProximityZone>& zone);
 
   std::shared_ptr<TimelineRecorder> recorder_;
   Options options_;

@@ -3,7 +3,7 @@
 #include <filesystem>
 
 #include "BeaconSDK/Platform/Api/Result.h"
-#include "BeaconSDK/Platform/Http/GLibOwned.h"
+#include "BeaconSDK/Platform/Linux/Loop/GLibOwned.h"
 
 namespace ks::portal {
 

@@ -5,8 +5,8 @@
 #include <memory>
 #include <string>
 
-#include "BeaconSDK/Platform/Http/GLibOwned.h"
-#include "BeaconSDK/Platform/Http/HttpWorker.h"
+#include "BeaconSDK/Platform/Linux/Loop/GLibOwned.h"
+#include "tools/ksbeacon/portal/PortalWorker.h"
 
 namespace ks::portal {
 
@@ -31,7 +31,7 @@ class PortalConnection : public std::enable_shared_from_this<PortalConnection> {
   GObjectOwned<GCancellable> cancellable_;
   std::function<void()> done_;
   std::string current_;
-  HttpTimer timer_;
+  PortalTimer timer_;
 };
 
 }  // namespace ks::portal

@@ -54,7 +54,7 @@ struct PortalListener::Connection {
   const GObjectOwned<GSocket> socket;
   /// Rises from wait to wait; 0 while a request is at work.
   std::uint64_t waitsSince = 0;
-  HttpTimer limit;
+  PortalTimer limit;
 };
 
 PortalListener::PortalListener(Limits limits, Accepted accepted, Message message)

@@ -10,8 +10,8 @@
 #include <string>
 
 #include "BeaconSDK/Platform/Api/Result.h"
-#include "BeaconSDK/Platform/Http/GLibOwned.h"
-#include "BeaconSDK/Platform/Http/HttpWorker.h"
+#include "BeaconSDK/Platform/Linux/Loop/GLibOwned.h"
+#include "tools/ksbeacon/portal/PortalWorker.h"
 
 namespace ks::portal {
 
@@ -60,7 +60,7 @@ class PortalListener {
   const Message message_;
   GObjectOwned<GSocket> socket_;
   GSource* source_ = nullptr;
-  HttpTimer retry_;
+  PortalTimer retry_;
   bool isShort_ = false;
   /// In the order in which they were accepted, to find them by.
   std::uint64_t lastNumber_ = 0;

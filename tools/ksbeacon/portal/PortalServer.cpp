@@ -12,14 +12,14 @@
 #include <utility>
 #include <vector>
 
-#include "BeaconSDK/Platform/Http/GLibOwned.h"
-#include "BeaconSDK/Platform/Http/HttpWorker.h"
+#include "BeaconSDK/Platform/Linux/Loop/GLibOwned.h"
 #include "tools/ksbeacon/portal/PortalCertificate.h"
 #include "tools/ksbeacon/portal/PortalConnection.h"
 #include "tools/ksbeacon/portal/PortalFaults.h"
 #include "tools/ksbeacon/portal/PortalListener.h"
 #include "tools/ksbeacon/portal/PortalOrigin.h"
 #include "tools/ksbeacon/portal/PortalSite.h"
+#include "tools/ksbeacon/portal/PortalWorker.h"
 
 namespace ks::portal {
 
@@ -32,6 +32,18 @@ constexpr std::size_t kDripPieces = 16;
 /// How long a stopping server waits for replies under way.
 constexpr Seconds kStoppingTimeout{2};
 constexpr const char* kTooLong = "ks-too-long";
+
+/// GObject makes classes under one lock. When a class of libsoup registers a type of GIO in there
+/// while another thread, as one that connects to a message bus, registers it too, each waits for
+/// the other for good. What is registered before is only looked up.
+void registerTypes() {
+  for (const GType type :
+       {G_TYPE_INET_SOCKET_ADDRESS, G_TYPE_IO_STREAM, G_TYPE_PROXY_RESOLVER, G_TYPE_SOCKET,
+        G_TYPE_SOCKET_ADDRESS, G_TYPE_SOCKET_CONNECTABLE, G_TYPE_TLS_CERTIFICATE,
+        G_TYPE_TLS_CERTIFICATE_FLAGS, G_TYPE_TLS_DATABASE, G_TYPE_TLS_INTERACTION, G_TYPE_URI}) {
+    g_type_ensure(type);
+  }
+}
 
 Error failure(std::string message) { return {"Portal", 1, std::move(message)}; }
 
@@ -95,7 +107,7 @@ struct PortalServer::Impl {
   /// A request whose answer is held back, or goes out past libsoup.
   struct Held {
     GObjectOwned<SoupServerMessage> message;
-    std::unique_ptr<HttpTimer> timer;
+    std::unique_ptr<PortalTimer> timer;
     std::function<void()> act;
   };
 
@@ -129,10 +141,11 @@ struct PortalServer::Impl {
   std::map<SoupServerMessage*, Held> held;
   std::set<std::shared_ptr<PortalConnection>> connections;
   /// Last, so that nothing it uses goes before it.
-  HttpWorker worker{"KSPortal"};
+  PortalWorker worker{"KSPortal"};
 };
 
 std::optional<Error> PortalServer::Impl::listen() {
+  registerTypes();
   GObjectOwned<GTlsCertificate> certificate;
   if (!options.tlsCertificate.empty() || !options.tlsKey.empty()) {
     auto read = readServerCertificate(options.tlsCertificate, options.tlsKey);
@@ -312,7 +325,7 @@ void PortalServer::Impl::hold(SoupServerMessage* message, Seconds delay,
   Held& entry = held[message];
   entry.message = shareObject(message);
   entry.act = std::move(act);
-  entry.timer = std::make_unique<HttpTimer>([this, message] { release(message); });
+  entry.timer = std::make_unique<PortalTimer>([this, message] { release(message); });
   entry.timer->start(delay);
 }
 

@@ -1,6 +1,8 @@
 #include "BeaconSDK/Classes/Manager/Triggers/KSContentNotifier.h"
 
+#include <algorithm>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <system_error>
 #include <utility>
@@ -56,33 +58,117 @@ void remove(const std::optional<std::filesystem::path>& file) {
   if (file) std::filesystem::remove(*file, ignored);
 }
 
-}  // namespace
+/// What the pictures of one notification may still cost.
+class Budget {
+ public:
+  ks::DataLimits left() const { return {size_, end_ - clock().uptime()}; }
+  void spend(std::uint64_t size) { size_ -= std::min(size, size_); }
 
-void showNotificationForProximityZone(const std::shared_ptr<KSProximityZone>& zone, bool each) {
-  if (!zone || !zone->content()) return;
+ private:
+  static const ks::Clock& clock() { return ks::Platform::current().clock(); }
+
+  std::uint64_t size_ = kPictureLimits.size;
+  ks::Seconds end_ = clock().uptime() + kPictureLimits.time;
+};
+
+struct Pictures {
+  std::optional<std::filesystem::path> icon;
+  std::optional<std::filesystem::path> media;
+};
+
+/// Where the content of `url` belongs; nothing for an empty URL.
+std::optional<std::filesystem::path> pathFor(const std::optional<std::string>& url,
+                                             std::string_view filePrefix) {
+  if (!url || url->empty()) return std::nullopt;
+  return ks::NSFileManagerHelpers::tempFilePath(std::string(filePrefix) + "_" +
+                                                std::string(fileNameIn(*url)));
+}
+
+bool isThere(const std::filesystem::path& path) {
+  std::error_code error;
+  return std::filesystem::exists(path, error);
+}
+
+std::optional<std::filesystem::path> fetch(const std::optional<std::string>& url,
+                                           std::string_view filePrefix, Budget& budget) {
+  const auto path = pathFor(url, filePrefix);
+  if (!path || isThere(*path)) return path;
+  const auto data =
+      ks::Platform::current().urlLoadingSystem().dataWithContentsOfURL({*url}, budget.left());
+  if (!data || !ks::writeFileAtomically(*path, *data)) return std::nullopt;
+  budget.spend(data->size());
+  return path;
+}
+
+/// The same without waiting; `completion` runs on the main queue, or at once when there is nothing
+/// to fetch.
+void fetchInBackground(const std::optional<std::string>& url, std::string_view filePrefix,
+                       const std::shared_ptr<Budget>& budget,
+                       std::function<void(std::optional<std::filesystem::path>)> completion) {
+  const auto path = pathFor(url, filePrefix);
+  if (!path || isThere(*path)) return completion(path);
+  auto& device = ks::Platform::current();
+  device.urlLoadingSystem().loadData(
+      {*url}, budget->left(),
+      [path, budget, completion = std::move(completion),
+       &mainQueue = device.mainQueue()](const std::optional<ks::Data>& data) {
+        const bool isKept = data && ks::writeFileAtomically(*path, *data);
+        const std::uint64_t size = data ? data->size() : 0;
+        mainQueue.async([=] {
+          budget->spend(size);
+          completion(isKept ? path : std::nullopt);
+        });
+      });
+}
+
+void show(const KSProximityZone& zone, const Pictures& pictures, bool each) {
   auto* const center = ks::Platform::current().userNotificationCenter();
-  if (center == nullptr) {
-    schedulePlainNotification(*zone);
-    return;
-  }
-  const KSProximityZoneContent& content = *zone->content();
-  const auto icon = contentPathFromRemoteUrl(content.messageIconUrl, kIcon);
-  const auto media = contentPathFromRemoteUrl(content.richMediaUrl, kMedia);
-
+  if (center == nullptr) return schedulePlainNotification(zone);
   ks::UNNotificationRequest request;
   request.identifier = each ? nextRequestIdentifier() : kRequestIdentifier;
   request.content.defaultSound = true;
-  request.content.body = content.message.value_or("");
-  request.content.userInfo = userInfoFor(*zone);
+  request.content.body = zone.content()->message.value_or("");
+  request.content.userInfo = userInfoFor(zone);
+  const auto& [icon, media] = pictures;
   auto& attachments = request.content.attachments;
   if (icon) attachments.push_back({std::string(kIcon), *icon, std::nullopt});
   if (media) attachments.push_back({std::string(kMedia), *media, icon.has_value()});
   request.trigger = {kDelay, false};
-  center->addNotificationRequest(std::move(request),
-                                 [icon, media](const std::optional<ks::Error>&) {
-                                   remove(icon);
-                                   remove(media);
-                                 });
+  center->addNotificationRequest(std::move(request), [pictures](const std::optional<ks::Error>&) {
+    remove(pictures.icon);
+    remove(pictures.media);
+  });
+}
+
+/// Whether the device can show pictures at all; without a content there is nothing to show.
+bool showsPictures() { return ks::Platform::current().userNotificationCenter() != nullptr; }
+
+}  // namespace
+
+void showNotificationForProximityZone(const std::shared_ptr<KSProximityZone>& zone, bool each) {
+  if (!zone || !zone->content()) return;
+  Pictures pictures;
+  if (showsPictures()) {
+    const KSProximityZoneContent& content = *zone->content();
+    Budget budget;
+    pictures.icon = fetch(content.messageIconUrl, kIcon, budget);
+    pictures.media = fetch(content.richMediaUrl, kMedia, budget);
+  }
+  show(*zone, pictures, each);
+}
+
+void fetchAndShowNotificationForProximityZone(const std::shared_ptr<KSProximityZone>& zone,
+                                              bool each) {
+  if (!zone || !zone->content()) return;
+  if (!showsPictures()) return show(*zone, {}, each);
+  const auto budget = std::make_shared<Budget>();
+  fetchInBackground(zone->content()->messageIconUrl, kIcon, budget,
+                    [zone, budget, each, media = zone->content()->richMediaUrl](const auto& icon) {
+                      fetchInBackground(media, kMedia, budget,
+                                        [zone, icon, each](const auto& path) {
+                                          show(*zone, {icon, path}, each);
+                                        });
+                    });
 }
 
 void showMessage(std::string title, std::string message) {
@@ -91,14 +177,8 @@ void showMessage(std::string title, std::string message) {
 
 std::optional<std::filesystem::path> contentPathFromRemoteUrl(const std::optional<std::string>& url,
                                                               std::string_view filePrefix) {
-  if (!url || url->empty()) return std::nullopt;
-  const auto path = ks::NSFileManagerHelpers::tempFilePath(std::string(filePrefix) + "_" +
-                                                           std::string(fileNameIn(*url)));
-  std::error_code error;
-  if (std::filesystem::exists(path, error)) return path;
-  const auto data = ks::Platform::current().urlLoadingSystem().dataWithContentsOfURL({*url});
-  if (!data || !ks::writeFileAtomically(path, *data)) return std::nullopt;
-  return path;
+  Budget budget;
+  return fetch(url, filePrefix, budget);
 }
 
 }  // namespace KSContentNotifier

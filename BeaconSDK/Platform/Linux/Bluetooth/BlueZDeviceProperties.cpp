@@ -5,7 +5,7 @@
 #include <string_view>
 #include <utility>
 
-#include "BeaconSDK/Platform/Http/GLibOwned.h"
+#include "BeaconSDK/Platform/Linux/Loop/GLibOwned.h"
 
 namespace ks {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "BeaconSDK/Platform/Http/GLibOwned.h"
+#include "BeaconSDK/Platform/Linux/Loop/GLibOwned.h"
 #include "BeaconSDK/Platform/Linux/Bluetooth/BlueZDeviceProperties.h"
 #include "BeaconSDK/Platform/Linux/Bluetooth/BlueZNames.h"
 

@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "BeaconSDK/Platform/Http/GLibOwned.h"
+#include "BeaconSDK/Platform/Linux/Loop/GLibOwned.h"
 #include "BeaconSDK/Platform/Location/Wakeup.h"
 
 namespace ks {

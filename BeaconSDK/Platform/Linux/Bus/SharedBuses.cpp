@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "BeaconSDK/Platform/Http/GLibOwned.h"
+#include "BeaconSDK/Platform/Linux/Loop/GLibOwned.h"
 #include "BeaconSDK/Platform/Location/Wakeup.h"
 
 namespace ks {

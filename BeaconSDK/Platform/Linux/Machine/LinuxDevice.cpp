@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <string_view>
 
-#include "BeaconSDK/Platform/Http/GLibOwned.h"
+#include "BeaconSDK/Platform/Linux/Loop/GLibOwned.h"
 #include "BeaconSDK/Platform/Linux/Machine/SystemFile.h"
 #include "BeaconSDK/Platform/Storage/DiskFileStore.h"
 #include "BeaconSDK/Platform/Storage/PrivateFolder.h"

@@ -8,7 +8,7 @@
 #include <string>
 #include <utility>
 
-#include "BeaconSDK/Platform/Http/GLibOwned.h"
+#include "BeaconSDK/Platform/Linux/Loop/GLibOwned.h"
 #include "BeaconSDK/Platform/Linux/Positions/GpsdProtocol.h"
 
 namespace ks {
