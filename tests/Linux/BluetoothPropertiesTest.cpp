@@ -2,9 +2,9 @@
 
 #include <string>
 
-#include "BeaconSDK/Platform/Linux/Loop/GLibOwned.h"
 #include "BeaconSDK/Platform/Linux/Bluetooth/BlueZDeviceProperties.h"
 #include "BeaconSDK/Platform/Linux/Bluetooth/BlueZDevices.h"
+#include "BeaconSDK/Platform/Linux/Loop/GLibOwned.h"
 
 namespace ks::test {
 

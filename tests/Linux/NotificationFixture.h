@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "BeaconSDK/Platform/Linux/Loop/GLibOwned.h"
 #include "BeaconSDK/Platform/Linux/Bus/BusService.h"
+#include "BeaconSDK/Platform/Linux/Loop/GLibOwned.h"
 #include "BeaconSDK/Platform/Linux/Loop/LinuxClock.h"
 #include "BeaconSDK/Platform/Linux/Loop/MainQueue.h"
 #include "BeaconSDK/Platform/Linux/Notifications/DesktopNotificationCenter.h"

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <utility>
 
-#include "BeaconSDK/Platform/Linux/Loop/GLibOwned.h"
 #include "BeaconSDK/Platform/Linux/Bluetooth/BlueZDeviceProperties.h"
 #include "BeaconSDK/Platform/Linux/Bluetooth/BlueZNames.h"
+#include "BeaconSDK/Platform/Linux/Loop/GLibOwned.h"
 
 namespace ks {
 
