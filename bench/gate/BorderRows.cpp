@@ -66,7 +66,7 @@ std::vector<Row> borderRows() {
           onBorder(2, 1),
           onBorder(5, 2),
           arriving(8, CLProximity::far, 1),
-          arriving(2, CLProximity::near, 3),
+          arriving(2, CLProximity::near, 9),
           weakReceiver()};
 }
 

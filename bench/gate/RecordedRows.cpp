@@ -101,10 +101,10 @@ std::vector<Figure> playAll(const char* file, double loss, double wrongLimit,
 }  // namespace
 
 std::vector<Row> recordedRows() {
-  return {{"recorded stands", [] { return playAll(KS_RECORDINGS "/standing.txt", 0, 30, 0); }},
+  return {{"recorded stands", [] { return playAll(KS_RECORDINGS "/standing.txt", 0, 20.5, 0); }},
           {"recorded stands, 80% more lost",
-           [] { return playAll(KS_RECORDINGS "/standing.txt", 0.8, 30, 3); }},
-          {"recorded walks", [] { return playAll(KS_RECORDINGS "/walking.txt", 0, 30, 20); }}};
+           [] { return playAll(KS_RECORDINGS "/standing.txt", 0.8, 23.5, 3); }},
+          {"recorded walks", [] { return playAll(KS_RECORDINGS "/walking.txt", 0, 19, 9); }}};
 }
 
 }  // namespace ks::gate
