@@ -22,16 +22,16 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   static const bool isInstalled = installPlatform();
   static const KSResponseParser parser;
   const std::string_view document(reinterpret_cast<const char*>(data), size);
-  const KSResponseParser::ItemConverter converters[] = {
-      KSResponseParser::convertToCategory, KSResponseParser::convertToLocation,
-      [](const ks::Dictionary& item) { return parser.convertToPrivateBeacon(item); },
-      [](const ks::Dictionary& item) { return parser.convertToGeofence(item); }};
-  for (const auto& converter : converters) {
+  const auto convert = [&](const auto& converter) {
     const auto records = KSResponseParser::records(document, converter);
-    if (!records) continue;
+    if (!records) return;
     for (const auto& record : *records) {
       if (!record || !isInstalled) __builtin_trap();
     }
-  }
+  };
+  convert(KSResponseParser::convertToCategory);
+  convert(KSResponseParser::convertToLocation);
+  convert([](const ks::Dictionary& item) { return parser.convertToPrivateBeacon(item); });
+  convert([](const ks::Dictionary& item) { return parser.convertToGeofence(item); });
   return 0;
 }

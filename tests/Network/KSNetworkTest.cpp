@@ -111,7 +111,7 @@ TEST_F(KSNetworkTest, ReportsUnreadableDocuments) {
   network->loadContentForBeacons({"A:1:2"}, {}, {});
   ASSERT_EQ(answer("bid=A", 200, ""), 2U);
   EXPECT_TRUE(reports[3].error);
-  EXPECT_THAT(*reports[4].result, SizeIs(1));
+  EXPECT_THAT(recordsOf<KSPrivateBeacon>(*reports[4].result), SizeIs(1));
 }
 
 TEST_F(KSNetworkTest, UploadsFromOwnFile) {

@@ -24,7 +24,7 @@ std::shared_ptr<KSProximityZoneContentCategory> category(const std::string& iden
 }
 
 KSRecords list(const Texts& identifiers) {
-  KSRecords records;
+  RecordList<KSProximityZoneContentCategory> records;
   for (const auto& identifier : identifiers) records.push_back(category(identifier));
   return records;
 }

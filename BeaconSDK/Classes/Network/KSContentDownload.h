@@ -3,15 +3,30 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <variant>
 #include <vector>
 
 #include "BeaconSDK/Classes/Network/KSContentDownloadType.h"
 #include "BeaconSDK/Platform/Api/Error.h"
-#include "BeaconSDK/Platform/Api/Object.h"
 #include "BeaconSDK/Platform/Api/Value.h"
 
+class KSGeofence;
+class KSLocation;
+class KSPrivateBeacon;
+class KSProximityZoneContentCategory;
+
+namespace ks {
+
 /// Records of one class, in the portal's order; none of them null.
-using KSRecords = std::vector<std::shared_ptr<ks::Object>>;
+template <class T>
+using RecordList = std::vector<std::shared_ptr<T>>;
+
+}  // namespace ks
+
+/// The records of one download.
+using KSRecords =
+    std::variant<ks::RecordList<KSProximityZoneContentCategory>, ks::RecordList<KSLocation>,
+                 ks::RecordList<KSPrivateBeacon>, ks::RecordList<KSGeofence>>;
 
 /// Receives the outcome of one download: a success without an error, or a failure with only the
 /// kind and the error. Called on the URL session's delegate queue.
@@ -25,15 +40,11 @@ using KSContentCompletionBlock = std::function<void(
 
 namespace ks {
 
-/// Those of `records` that are a `T`, in their order.
+/// `records` when they are of class `T`; empty when they are of another.
 template <class T>
-std::vector<std::shared_ptr<T>> recordsOf(const KSRecords& records) {
-  std::vector<std::shared_ptr<T>> found;
-  found.reserve(records.size());
-  for (const auto& record : records) {
-    if (auto one = std::dynamic_pointer_cast<T>(record)) found.push_back(std::move(one));
-  }
-  return found;
+RecordList<T> recordsOf(const KSRecords& records) {
+  const auto* const list = std::get_if<RecordList<T>>(&records);
+  return list == nullptr ? RecordList<T>{} : *list;
 }
 
 }  // namespace ks

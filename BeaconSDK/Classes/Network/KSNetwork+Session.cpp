@@ -5,13 +5,15 @@
 #include <system_error>
 #include <utility>
 
+#include "BeaconSDK/Classes/Beacon/Content/KSProximityZoneContentCategory.h"
 #include "BeaconSDK/Classes/Beacon/KSPrivateBeacon.h"
 #include "BeaconSDK/Classes/Common/Foundation/NSError+Helpers.h"
 #include "BeaconSDK/Classes/Common/Foundation/NSFileManager+Helpers.h"
+#include "BeaconSDK/Classes/Geofence/KSGeofence.h"
+#include "BeaconSDK/Classes/Location/KSLocation.h"
 #include "BeaconSDK/Classes/Logging/KSLog.h"
 #include "BeaconSDK/Classes/Network/KSNetwork.h"
 #include "BeaconSDK/Classes/Network/PortalNumber.h"
-#include "BeaconSDK/Platform/Api/Platform.h"
 
 namespace {
 
@@ -23,8 +25,8 @@ constexpr int kStatusUnauthorized = 401;
 /// Counts the uploads of the process, so that those of one second have files of their own.
 std::atomic<std::int32_t> nextUpload{1};
 
-std::filesystem::path nextUploadFile() {
-  const double seconds = ks::secondsSince1970(ks::Platform::current().clock().now());
+std::filesystem::path nextUploadFile(ks::Date now) {
+  const double seconds = ks::secondsSince1970(now);
   return ks::NSFileManagerHelpers::tempFilePath(ks::stringWithFormat(
       "%d-%d.dat", static_cast<std::int64_t>(seconds), nextUpload.fetch_add(1)));
 }
@@ -79,7 +81,7 @@ void KSNetwork::download(ks::NSURLRequest request) {
 
 void KSNetwork::upload(ks::NSURLRequest request, UploadCompletion completion) {
   if (isReset_) return;
-  const auto file = nextUploadFile();
+  const auto file = nextUploadFile(clock_.now());
   if (!ks::writeFileAtomically(file, request.httpBody)) {
     ks::NSLog("%@", ks::NSErrorHelpers::errorWithDescription("Cannot write " + file.string()));
     if (completion) completion(std::nullopt);
@@ -160,7 +162,7 @@ void KSNetwork::didFinishEventsForBackgroundURLSession(ks::NSURLSession&) {
     handler = std::exchange(backgroundSessionCompletionHandler_, nullptr);
   }
   // Behind the results of this session that went to the main queue before.
-  if (handler) ks::Platform::current().mainQueue().async(std::move(handler));
+  if (handler) mainQueue_.async(std::move(handler));
 }
 
 void KSNetwork::finishUpload(ks::NSURLSessionTask& task, std::optional<ks::Error> error) {
@@ -216,8 +218,9 @@ void KSNetwork::proximityZonesForBeaconIdentifiers(
     const std::vector<std::string>& beaconIdentifiers, const std::filesystem::path& file) {
   constexpr auto kType = KSContentDownloadType::contentForBeacons;
   const auto convert = [this](const ks::Dictionary& item) { return convertToPrivateBeacon(item); };
-  KSRecords zones = processJSONAtLocation(file, convert, kType).value_or(KSRecords{});
-  const auto parsed = ks::recordsOf<KSPrivateBeacon>(zones);
+  auto zones =
+      processJSONAtLocation(file, convert, kType).value_or(ks::RecordList<KSPrivateBeacon>{});
+  const auto parsed = zones;
   for (const auto& identifier : beaconIdentifiers) {
     const BeaconReference reference(identifier);
     const bool isKnown = std::any_of(parsed.begin(), parsed.end(),
@@ -227,19 +230,15 @@ void KSNetwork::proximityZonesForBeaconIdentifiers(
   notifyNewContentAvailableForType(kType, zones);
 }
 
-std::optional<KSRecords> KSNetwork::processJSONAtLocation(
-    const std::filesystem::path& file, const KSResponseParser::ItemConverter& itemConverter,
-    KSContentDownloadType type) {
-  documentIsParsed_ = false;
+std::optional<std::string> KSNetwork::documentAtLocation(const std::filesystem::path& file) {
   const auto bytes = ks::readFile(file);
-  if (!bytes) return KSRecords{};
-  const std::string_view document(reinterpret_cast<const char*>(bytes->data()), bytes->size());
-  auto records = KSResponseParser::records(document, itemConverter);
-  documentIsParsed_ = records.ok();
-  if (records) return std::move(records.value());
-  ks::NSLog("%@", records.error());
-  notifyContentDownloadErrorForType(type, records.error());
-  return std::nullopt;
+  if (!bytes) return std::nullopt;
+  return std::string(bytes->begin(), bytes->end());
+}
+
+void KSNetwork::reportUnreadable(KSContentDownloadType type, const ks::Error& error) const {
+  ks::NSLog("%@", error);
+  notifyContentDownloadErrorForType(type, error);
 }
 
 ks::Dictionary KSNetwork::sanitizeDictionary(const ks::Dictionary& dictionary) {

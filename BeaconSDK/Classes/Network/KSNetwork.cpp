@@ -23,9 +23,6 @@ constexpr int kConnectionsPerHost = 1;
 /// How far around the device beacons are asked for, in the portal's unit.
 constexpr float kUniqueIdentifiersRange = 100;
 
-/// The identifier of the category that exists only on the device.
-constexpr const char* kLocalCategoryIdentifier = "-100";
-
 std::string lowerCased(const std::optional<std::string>& code) {
   return ks::asciiLowerCased(code.value_or("(null)"));
 }
@@ -43,15 +40,21 @@ std::vector<ks::NSURLQueryItem> extraItems(
 
 }  // namespace
 
-KSNetwork::KSNetwork(Key, ks::NSURL rootURL, KSContentCompletionBlock completionBlock)
-    : rootURL_(std::move(rootURL)), completionBlock_(std::move(completionBlock)) {}
+KSNetwork::KSNetwork(Key, ks::NSURL rootURL, KSContentCompletionBlock completionBlock,
+                     const ks::Clock& clock, ks::DispatchQueue& mainQueue)
+    : rootURL_(std::move(rootURL)),
+      clock_(clock),
+      mainQueue_(mainQueue),
+      completionBlock_(std::move(completionBlock)) {}
 
 std::shared_ptr<KSNetwork> KSNetwork::initWithRootURL(ks::NSURL rootURL, const ks::NSLocale& locale,
                                                       const std::string& username,
                                                       const std::string& password,
                                                       const std::string& sessionIdentifier,
                                                       KSContentCompletionBlock completionBlock) {
-  auto network = std::make_shared<KSNetwork>(Key{}, std::move(rootURL), std::move(completionBlock));
+  auto& platform = ks::Platform::current();
+  auto network = std::make_shared<KSNetwork>(Key{}, std::move(rootURL), std::move(completionBlock),
+                                             platform.clock(), platform.mainQueue());
 
   ks::NSURLSessionConfiguration configuration;
   configuration.identifier = sessionIdentifier;
@@ -65,8 +68,7 @@ std::shared_ptr<KSNetwork> KSNetwork::initWithRootURL(ks::NSURL rootURL, const k
   configuration.timeoutIntervalForResource = kResourceTimeout;
   configuration.httpMaximumConnectionsPerHost = kConnectionsPerHost;
 
-  network->urlSession_ =
-      ks::Platform::current().urlLoadingSystem().makeSession(std::move(configuration), network);
+  network->urlSession_ = platform.urlLoadingSystem().makeSession(std::move(configuration), network);
   return network;
 }
 
@@ -139,8 +141,9 @@ std::optional<ks::NSURLQueryItem> KSNetwork::queryItemForDisabledCategories(
   std::string list;
   const char* separator = "";
   for (const auto& category : categories) {
-    if (!category->identifier || category->identifier == kLocalCategoryIdentifier) continue;
-    list.append(std::exchange(separator, ",")).append(*category->identifier);
+    const auto& identifier = category->identifier;
+    if (!identifier || identifier == KSProximityZoneContentCategory::kLocalIdentifier) continue;
+    list.append(std::exchange(separator, ",")).append(*identifier);
   }
   return ks::NSURLQueryItem{"dc", std::move(list)};
 }

@@ -137,9 +137,19 @@ class KSNetwork : public ks::NSURLSessionDelegate, public std::enable_shared_fro
 
   /// Parses the document in `file`. One that cannot be opened counts as an empty list; one that
   /// cannot be read as JSON is reported to the completion block and yields nothing.
-  std::optional<KSRecords> processJSONAtLocation(
-      const std::filesystem::path& file, const KSResponseParser::ItemConverter& itemConverter,
-      KSContentDownloadType type);
+  template <class Converter>
+  std::optional<KSResponseParser::Records<Converter>> processJSONAtLocation(
+      const std::filesystem::path& file, const Converter& itemConverter,
+      KSContentDownloadType type) {
+    documentIsParsed_ = false;
+    const auto document = documentAtLocation(file);
+    if (!document) return KSResponseParser::Records<Converter>{};
+    auto records = KSResponseParser::records(*document, itemConverter);
+    documentIsParsed_ = records.ok();
+    if (records) return std::move(records.value());
+    reportUnreadable(type, records.error());
+    return std::nullopt;
+  }
   /// These forward to `KSResponseParser`.
   static ks::Dictionary sanitizeDictionary(const ks::Dictionary& dictionary);
   static std::shared_ptr<KSProximityZoneContent> contentFromType(std::string_view type);
@@ -161,11 +171,15 @@ class KSNetwork : public ks::NSURLSessionDelegate, public std::enable_shared_fro
 
  public:
   /// For `initWithRootURL` alone.
-  KSNetwork(Key, ks::NSURL rootURL, KSContentCompletionBlock completionBlock);
+  KSNetwork(Key, ks::NSURL rootURL, KSContentCompletionBlock completionBlock,
+            const ks::Clock& clock, ks::DispatchQueue& mainQueue);
   /// The session cancels what is under way without a word: the uploads' files go here.
   ~KSNetwork() override;
 
  private:
+  /// Absent when the file cannot be opened.
+  static std::optional<std::string> documentAtLocation(const std::filesystem::path& file);
+  void reportUnreadable(KSContentDownloadType type, const ks::Error& error) const;
   void contentCategoriesDownloadedToURL(const std::filesystem::path& file);
   void locationsDownloadedToURL(const std::filesystem::path& file);
   void proximityZonesForLocation(const std::optional<std::string>& locationIdentifier,
@@ -178,6 +192,8 @@ class KSNetwork : public ks::NSURLSessionDelegate, public std::enable_shared_fro
   void post(KSStatistic statistic);
 
   const ks::NSURL rootURL_;
+  const ks::Clock& clock_;
+  ks::DispatchQueue& mainQueue_;
   /// Used on the delegate queue, as is the next.
   const KSResponseParser parser_;
   /// Whether the document that arrived last could be parsed.

@@ -102,8 +102,8 @@ KSResponseParser::KSResponseParser()
 
 KSResponseParser::~KSResponseParser() = default;
 
-ks::Result<KSRecords> KSResponseParser::records(std::string_view document,
-                                                const ItemConverter& converter) {
+std::optional<ks::Error> KSResponseParser::forEachItem(
+    std::string_view document, const std::function<void(const ks::Dictionary& item)>& take) {
   const auto parsed = ks::NSJSONSerialization::JSONObjectWithData(document);
   if (enableLogging) ks::NSLog("%@", parsed ? *parsed : Value());
   if (!parsed) return parsed.error();
@@ -112,17 +112,17 @@ ks::Result<KSRecords> KSResponseParser::records(std::string_view document,
   if (!items) {
     return ks::NSErrorHelpers::errorWithDescription("The portal's document is not a list");
   }
-  KSRecords records;
-  records.reserve(items->items.size());
+  std::size_t count = 0;
   for (const Value& item : items->items) {
     const Dictionary* object = item.dictionary();
     if (!object) {
-      return ks::NSErrorHelpers::errorWithDescription("Element " + std::to_string(records.size()) +
+      return ks::NSErrorHelpers::errorWithDescription("Element " + std::to_string(count) +
                                                       " of the portal's document is not an object");
     }
-    records.push_back(converter(sanitizeDictionary(*object)));
+    take(sanitizeDictionary(*object));
+    ++count;
   }
-  return records;
+  return std::nullopt;
 }
 
 Dictionary KSResponseParser::sanitizeDictionary(const Dictionary& dictionary) {
@@ -149,14 +149,15 @@ std::int64_t KSResponseParser::proximityFromString(std::string_view text) {
   return 0;
 }
 
-std::shared_ptr<ks::Object> KSResponseParser::convertToCategory(const Dictionary& item) {
+std::shared_ptr<KSProximityZoneContentCategory> KSResponseParser::convertToCategory(
+    const Dictionary& item) {
   auto category = std::make_shared<KSProximityZoneContentCategory>();
   category->name = optionalText(item, "name");
   category->identifier = optionalText(item, "id");
   return category;
 }
 
-std::shared_ptr<ks::Object> KSResponseParser::convertToLocation(const Dictionary& item) {
+std::shared_ptr<KSLocation> KSResponseParser::convertToLocation(const Dictionary& item) {
   auto location = std::make_shared<KSLocation>();
   location->identifier = optionalText(item, "id");
   location->name = optionalText(item, "name");
@@ -190,7 +191,7 @@ std::shared_ptr<KSPrivateBeacon> KSResponseParser::convertToPrivateBeacon(
   return zone;
 }
 
-std::shared_ptr<ks::Object> KSResponseParser::convertToGeofence(const Dictionary& item) const {
+std::shared_ptr<KSGeofence> KSResponseParser::convertToGeofence(const Dictionary& item) const {
   auto geofence = std::make_shared<KSGeofence>();
   geofence->setName(optionalText(item, "name"));
   if (const auto identifier = optionalText(item, "id")) {

@@ -1,17 +1,19 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <type_traits>
+#include <vector>
 
 #include "BeaconSDK/Classes/Network/KSContentDownload.h"
 #include "BeaconSDK/Platform/Api/CoreLocation.h"
 #include "BeaconSDK/Platform/Api/Result.h"
 
 class KSProximityZoneContent;
-class KSPrivateBeacon;
 
 namespace ks {
 class NSDateFormatter;
@@ -32,8 +34,9 @@ class KSResponseParser {
   /// How the portal writes `validUntil`: in UTC.
   static constexpr const char* kValidUntilFormat = "yyyy-MM-dd'T'HH:mm:ss.SSSSSSS'Z'";
 
-  /// Makes one record of a cleaned-up object; never null.
-  using ItemConverter = std::function<std::shared_ptr<ks::Object>(const ks::Dictionary& item)>;
+  /// The list that `Converter` makes: it turns one cleaned-up object into a record, never null.
+  template <class Converter>
+  using Records = std::vector<std::invoke_result_t<const Converter&, const ks::Dictionary&>>;
 
   KSResponseParser();
   ~KSResponseParser();
@@ -43,7 +46,15 @@ class KSResponseParser {
   ///
   /// While `enableLogging` is on, the document and each element go to the system log; otherwise
   /// their text, which costs more than parsing, is not made.
-  static ks::Result<KSRecords> records(std::string_view document, const ItemConverter& converter);
+  template <class Converter>
+  static ks::Result<Records<Converter>> records(std::string_view document,
+                                                const Converter& converter) {
+    Records<Converter> records;
+    const auto error = forEachItem(
+        document, [&](const ks::Dictionary& item) { records.push_back(converter(item)); });
+    if (error) return *error;
+    return records;
+  }
 
   /// A copy without null members and with every number replaced by its decimal text, also in nested
   /// objects and in objects directly inside arrays; numbers, nulls and arrays inside arrays stay.
@@ -56,15 +67,19 @@ class KSResponseParser {
   /// "IMMEDIATE" 1, "NEAR" 2, "FAR" 3, case-sensitive; 0 for any other text.
   static std::int64_t proximityFromString(std::string_view text);
 
-  static std::shared_ptr<ks::Object> convertToCategory(const ks::Dictionary& item);
-  static std::shared_ptr<ks::Object> convertToLocation(const ks::Dictionary& item);
+  static std::shared_ptr<KSProximityZoneContentCategory> convertToCategory(
+      const ks::Dictionary& item);
+  static std::shared_ptr<KSLocation> convertToLocation(const ks::Dictionary& item);
   /// Never null. The zone's state tells whether the item has a "content" member at all, also one
   /// that yields no content.
   std::shared_ptr<KSPrivateBeacon> convertToPrivateBeacon(const ks::Dictionary& item) const;
   /// A geofence without an "id" has no region to monitor.
-  std::shared_ptr<ks::Object> convertToGeofence(const ks::Dictionary& item) const;
+  std::shared_ptr<KSGeofence> convertToGeofence(const ks::Dictionary& item) const;
 
  private:
+  static std::optional<ks::Error> forEachItem(
+      std::string_view document, const std::function<void(const ks::Dictionary& item)>& take);
+
   /// For "validUntil": seven fraction digits, a literal Z, UTC. Any other form is no date.
   std::unique_ptr<ks::NSDateFormatter> dateFormatter_;
 };

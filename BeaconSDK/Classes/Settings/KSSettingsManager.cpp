@@ -18,8 +18,6 @@ constexpr std::string_view kCategoriesFile = "KSProximityManager/KSAppCategories
 constexpr std::string_view kSettingsFile = "KSProximityManager/KSAppSettings.dat";
 constexpr std::string_view kEnabledKey = "enabledContentIdentifiers";
 
-/// The local category: content that belongs to none of the portal's. The portal never hears of it.
-constexpr const char* kLocalCategoryIdentifier = "-100";
 constexpr const char* kLocalCategoryName = "new";
 
 std::filesystem::path file(std::string_view relativePath) {
@@ -41,12 +39,13 @@ KSSettingsManager::Categories readCategories() {
 }  // namespace
 
 KSSettingsManager::KSSettingsManager(Key, std::shared_ptr<KSNetwork> network,
-                                     const KSRefinements& refinements)
-    : network_(std::move(network)), refinements_(refinements) {}
+                                     const KSRefinements& refinements, ks::DispatchQueue& mainQueue)
+    : network_(std::move(network)), refinements_(refinements), mainQueue_(mainQueue) {}
 
 std::shared_ptr<KSSettingsManager> KSSettingsManager::initWithNetwork(
     std::shared_ptr<KSNetwork> network, const KSRefinements& refinements) {
-  auto manager = std::make_shared<KSSettingsManager>(Key{}, std::move(network), refinements);
+  auto manager = std::make_shared<KSSettingsManager>(Key{}, std::move(network), refinements,
+                                                     ks::Platform::current().mainQueue());
   manager->loadTags();
   manager->contentCategories_ = readCategories();
   manager->load();
@@ -77,7 +76,7 @@ void KSSettingsManager::newContentLoadErrorWithType(KSContentDownloadType type,
 
 void KSSettingsManager::storeCategories(const Categories& loaded) {
   auto local = std::make_shared<KSProximityZoneContentCategory>();
-  local->identifier = kLocalCategoryIdentifier;
+  local->identifier = KSProximityZoneContentCategory::kLocalIdentifier;
   local->name = kLocalCategoryName;
   Categories categories{std::move(local)};
   categories.insert(categories.end(), loaded.begin(), loaded.end());
@@ -103,7 +102,7 @@ void KSSettingsManager::enableAllOnFirstList() {
 }
 
 void KSSettingsManager::finishRefresh(std::optional<ks::Error> error) {
-  ks::Platform::current().mainQueue().async([weak = weak_from_this(), error = std::move(error)] {
+  mainQueue_.async([weak = weak_from_this(), error = std::move(error)] {
     const auto self = weak.lock();
     if (!self) return;
     CompletionBlock completion;
@@ -155,7 +154,7 @@ void KSSettingsManager::loadTags() {
 bool KSSettingsManager::wantsCategory(const std::optional<std::string>& identifier) const {
   if (identifier) return contentCategoryEnabledForIdentifier(*identifier);
   return refinements_.categoriesFromFirstList &&
-         contentCategoryEnabledForIdentifier(kLocalCategoryIdentifier);
+         contentCategoryEnabledForIdentifier(KSProximityZoneContentCategory::kLocalIdentifier);
 }
 
 bool KSSettingsManager::contentCategoryEnabledForIdentifier(const std::string& identifier) const {

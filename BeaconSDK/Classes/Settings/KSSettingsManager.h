@@ -10,6 +10,7 @@
 #include "BeaconSDK/Classes/Network/KSContentDownload.h"
 #include "BeaconSDK/Classes/Settings/KSRefinements.h"
 #include "BeaconSDK/Platform/Api/Error.h"
+#include "BeaconSDK/Platform/Api/Foundation.h"
 #include "BeaconSDK/Platform/Api/Value.h"
 
 class KSNetwork;
@@ -71,7 +72,8 @@ class KSSettingsManager : public std::enable_shared_from_this<KSSettingsManager>
 
  public:
   /// For `initWithNetwork` alone.
-  KSSettingsManager(Key, std::shared_ptr<KSNetwork> network, const KSRefinements& refinements);
+  KSSettingsManager(Key, std::shared_ptr<KSNetwork> network, const KSRefinements& refinements,
+                    ks::DispatchQueue& mainQueue);
 
  private:
   /// Keeps texts only, and what was set since.
@@ -82,6 +84,7 @@ class KSSettingsManager : public std::enable_shared_from_this<KSSettingsManager>
 
   const std::shared_ptr<KSNetwork> network_;
   const KSRefinements refinements_;
+  ks::DispatchQueue& mainQueue_;
 
   mutable std::recursive_mutex categoriesMutex_;
   Categories contentCategories_;

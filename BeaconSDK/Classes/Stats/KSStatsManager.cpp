@@ -16,10 +16,6 @@ constexpr ks::LogSource kLog{"BeaconSDK/Classes/Stats/KSStatsManager"};
 
 using Tags = std::optional<ks::Dictionary>;
 
-double secondsSince(const std::optional<ks::Date>& start) {
-  return start ? ks::secondsBetween(*start, ks::Platform::current().clock().now()) : 0;
-}
-
 std::optional<std::string> scheduleIdentifier(
     const std::shared_ptr<KSProximitySchedule>& schedule) {
   return schedule ? schedule->identifier : std::nullopt;
@@ -39,11 +35,16 @@ std::shared_ptr<KSStatProximityZoneInteraction> interactionFor(const KSProximity
 
 }  // namespace
 
-KSStatsManager::KSStatsManager(std::shared_ptr<KSNetwork> network) : network_(std::move(network)) {}
+KSStatsManager::KSStatsManager(std::shared_ptr<KSNetwork> network, const ks::Clock& clock)
+    : network_(std::move(network)), clock_(clock) {}
+
+double KSStatsManager::secondsSince(const std::optional<ks::Date>& start) const {
+  return start ? ks::secondsBetween(*start, clock_.now()) : 0;
+}
 
 std::shared_ptr<KSStatsManager> KSStatsManager::initWithNetwork(
     std::shared_ptr<KSNetwork> network) {
-  return std::make_shared<KSStatsManager>(std::move(network));
+  return std::make_shared<KSStatsManager>(std::move(network), ks::Platform::current().clock());
 }
 
 void KSStatsManager::incrementMovedInProximityZone(const KSPrivateBeacon& zone,

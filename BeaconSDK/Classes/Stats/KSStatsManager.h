@@ -4,7 +4,7 @@
 #include <memory>
 #include <optional>
 
-#include "BeaconSDK/Platform/Api/Value.h"
+#include "BeaconSDK/Platform/Api/Foundation.h"
 
 class KSGeofence;
 class KSNetwork;
@@ -18,7 +18,7 @@ class KSProximityZone;
 class KSStatsManager {
  public:
   static std::shared_ptr<KSStatsManager> initWithNetwork(std::shared_ptr<KSNetwork> network);
-  explicit KSStatsManager(std::shared_ptr<KSNetwork> network);
+  KSStatsManager(std::shared_ptr<KSNetwork> network, const ks::Clock& clock);
 
   /// A beacon zone was entered.
   void incrementMovedInProximityZone(const KSPrivateBeacon& zone,
@@ -41,5 +41,8 @@ class KSStatsManager {
                                      const std::optional<ks::Dictionary>& tags) const;
 
  private:
+  double secondsSince(const std::optional<ks::Date>& start) const;
+
   const std::shared_ptr<KSNetwork> network_;
+  const ks::Clock& clock_;
 };

@@ -10,6 +10,9 @@ class KSProximityZoneContentCategory : public ks::Object {
  public:
   static constexpr const char* kClassName = "KSProximityZoneContentCategory";
   static const ks::Class kClass;
+  /// The identifier of the category that exists only on the device: content that belongs to none of
+  /// the portal's. It is never sent to the portal.
+  static constexpr const char* kLocalIdentifier = "-100";
 
   std::optional<std::string> identifier;
   std::optional<std::string> name;
