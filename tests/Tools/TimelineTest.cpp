@@ -103,7 +103,7 @@ TEST(TimelineTest, HoldsEventsAgainstExpectations) {
   using Subject = Scenario::Expectation::Subject;
   const auto expect = [&](const char* zone, double from, double to, std::optional<int> times) {
     scenario.expectations.push_back(
-        {Subject::content, "c1", zone, {}, Seconds{from}, Seconds{to}, times, 1});
+        {Subject::content, "c1", zone, {}, Seconds{from}, Seconds{to}, {}, times, 1});
   };
   expect("", 0, 100, {});
   expect("", 0, 9, 0);

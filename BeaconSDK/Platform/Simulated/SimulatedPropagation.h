@@ -25,14 +25,14 @@ struct SimulatedPropagation {
   Seconds bodyPeriod{20};
   /// Rician fading of each packet: how much stronger the direct path is than all echoes together,
   /// in dB. 6 is usual indoors in sight, 0 is out of sight. Absent: no fading.
-  std::optional<double> ricianFactor;
+  std::optional<double> ricianFactor = std::nullopt;
   /// The share of time in which a beacon is not received at all, in bursts of this length.
   double burstShare = 0;
   Seconds burstLength{2};
   /// How much stronger than usual this device's receiver reports.
   Dbm receiverGain{0};
   /// When nothing is received of any beacon.
-  std::vector<DateInterval> outages;
+  std::vector<DateInterval> outages{};
 
   /// How late the advertisement number `number` is.
   Seconds delay(std::uint64_t seed, std::int64_t number) const;
