@@ -60,7 +60,7 @@ struct HttpOptions {
   std::filesystem::path additionalCertificateAuthorities;
   /// Host names in lower case to the public keys that their certificates may have:
   /// "sha256//BASE64", several separated by ';'. Other hosts may have any trusted certificate.
-  std::map<std::string, std::string> publicKeyPins;
+  std::map<std::string, std::string> publicKeyPins{};
   /// A body that is longer, before or after decoding, ends the transfer.
   std::uint64_t maximumBodySize = 64ULL * 1024 * 1024;
   /// Longest time for `dataWithContentsOfURL`, whatever its caller allows.
@@ -69,7 +69,7 @@ struct HttpOptions {
   const Clock* clock = nullptr;
   /// Receives the one warning of a loading system, when a session's request would cross a network
   /// over plain HTTP. On the thread that starts the transfer. May be empty.
-  std::function<void(const std::string&)> warn;
+  std::function<void(const std::string&)> warn{};
 };
 
 /// The URL session over HTTP/1.1, on one worker thread of its own.
