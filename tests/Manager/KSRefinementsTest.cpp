@@ -86,4 +86,64 @@ TEST_P(KSRefinementsTest, ActivationAfterManyNeighbourhoods) {
             isRefined() ? 1 : 21);
 }
 
+TEST_P(KSRefinementsTest, HourlyListDuringStay) {
+  refine(&KSRefinements::exactStays);
+  const ks::testing::PortalZone zone{.id = "g1"};
+  scenario.startsAtSite();
+  const auto lists = [&] {
+    scenario.passes(3600);
+    scenario.portalAnswers("/geofences", "[" + zone.geofence() + "]");
+    scenario.portalRefusesAll();
+  };
+  lists();
+  scenario.crossesInto("g1");
+  scenario.location->takeCalls();
+  lists();
+  const auto calls = scenario.location->takeCalls();
+  EXPECT_EQ(std::ranges::count(calls, "monitor g1"), isRefined() ? 0 : 1) << "would fire once more";
+  scenario.crossesOutOf("g1");
+  const std::string body = scenario.http->transfer("geofences/exit")->body;
+  EXPECT_EQ(body.find("\"duration\":0}") == std::string::npos, isRefined()) << body;
+}
+
+TEST_P(KSRefinementsTest, BeaconMovesToAnotherList) {
+  refine(&KSRefinements::exactStays);
+  const ks::testing::PortalZone zone{.proximity = "IMMEDIATE"};
+  scenario.startsAtSite();
+  const auto lists = [&](const std::string& first, const std::string& second) {
+    scenario.passes(3600);
+    scenario.portalAnswers("/locations", R"([{"id":"L1","refreshIntervalSeconds":60},)"
+                                         R"({"id":"L2","refreshIntervalSeconds":60}])");
+    scenario.portalAnswers("location=L1", first);
+    scenario.portalAnswers("location=L2", second);
+    scenario.portalRefusesAll();
+  };
+  lists("[" + zone.beacon() + "]", "[]");
+  scenario.sees(1);
+  lists("[]", "[" + zone.beacon() + "]");
+  scenario.sees(1);
+  scenario.passes(30);
+  scenario.determines(ks::CLRegionState::outside);
+  const auto statistics = scenario.statistics();
+  EXPECT_EQ(std::ranges::count(statistics, "beacons/enter b1"), isRefined() ? 1 : 2);
+  EXPECT_EQ(std::ranges::count(statistics, "beacons/exit b1"), 1);
+  if (isRefined()) {
+    EXPECT_THAT(scenario.told(), testing::Contains("stay 30 s"));
+  }
+}
+
+TEST_P(KSRefinementsTest, RefusedUserAtTheStart) {
+  refine(&KSRefinements::startAlwaysAnswers);
+  scenario.launches();
+  int answers = 0;
+  const auto count = [&](const std::optional<ks::Error>& error) { answers += error ? 1 : 100; };
+  scenario.manager->start(count);
+  scenario.manager->start(count);
+  scenario.portalRefuses("/contents/categories", 401);
+  EXPECT_EQ(answers, isRefined() ? 2 : 0);
+  EXPECT_EQ(scenario.manager->starting(), !isRefined());
+  scenario.starts();
+  EXPECT_EQ(scenario.startResult.has_value(), isRefined());
+}
+
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <cmath>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -91,6 +92,9 @@ class Scenario : public KSEngineObserver {
   std::vector<std::string> statistics();
   /// "fired", "refused 1" (the verdict's rule), "dwelling started", ...
   std::vector<std::string> decisions() { return std::exchange(decisions_, {}); }
+  /// "withheld UUID:major:minor", "login refused", "stay 3 s" (how far apart
+  /// the bounds of a stay's end are).
+  std::vector<std::string> told() { return std::exchange(told_, {}); }
   std::vector<std::string> filesWritten() { return std::exchange(files_, {}); }
   /// A line of the trace or the console ends like this.
   bool logged(std::string_view ending);
@@ -112,6 +116,14 @@ class Scenario : public KSEngineObserver {
   void installDevice(Date start);
   void triggerDecided(const KSTriggerDecision& decision) override;
   void cacheWritten(const KSCacheWrite& write) override;
+  void contentWithheld(const KSContentWithheld& withheld) override {
+    told_.push_back("withheld " + withheld.beacon);
+  }
+  void loginRefused() override { told_.emplace_back("login refused"); }
+  void stayEnded(const KSStayEnd& end) override {
+    told_.push_back("stay " +
+                    std::to_string(std::lround(secondsBetween(end.earliest, end.latest))) + " s");
+  }
 
   SimulatedPlatformOptions options_;
   test::TemporaryFolder root_;
@@ -120,6 +132,7 @@ class Scenario : public KSEngineObserver {
   std::vector<std::string> heard_;
   std::vector<std::string> decisions_;
   std::vector<std::string> files_;
+  std::vector<std::string> told_;
 };
 
 /// A test that is a story from the first launch on.

@@ -120,7 +120,9 @@ TEST_F(RunCommandTest, RecoversFromAPortalThatRefusedItsUser) {
   startPortal();
   ManagerSocket manager;
   BackgroundCommand run("env NOTIFY_SOCKET=" + manager.path() + " " + command(portal_->url()));
-  EXPECT_TRUE(manager.hears("STATUS=the library did not start: the portal refuses user demo"));
+  EXPECT_TRUE(
+      manager.hears("STATUS=the library did not start: The portal refuses the user's "
+                    "name or password"));
   EXPECT_TRUE(run.writes("tries again in 5 s")) << run.output();
   run.signal(SIGHUP);
   EXPECT_TRUE(run.writes("tries again in 10 s")) << "refused again";

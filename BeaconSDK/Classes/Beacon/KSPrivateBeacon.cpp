@@ -132,6 +132,14 @@ void KSPrivateBeacon::setProximity(std::int64_t proximity) {
   if (proximity != 0) inProximitySince_ = currentDate();
 }
 
+void KSPrivateBeacon::continueStay(const KSPrivateBeacon& earlier) {
+  inRange_ = earlier.inRange_;
+  inRangeSince_ = earlier.inRangeSince_;
+  proximity_ = earlier.proximity_;
+  inProximitySince_ = earlier.inProximitySince_;
+  sentEnterEvent_ = earlier.sentEnterEvent_;
+}
+
 /// Compares what the key texts consist of: the numbers stand in them with their low 32 bits, and an
 /// absent identifier as its text.
 bool KSPrivateBeacon::isEqual(const ks::Object* other) const {

@@ -76,6 +76,11 @@ class KSPrivateBeacon : public KSProximityZone {
   /// When its proximity last changed to a known value.
   const std::optional<ks::Date>& inProximitySince() const { return inProximitySince_; }
   bool inRange() const { return inRange_; }
+  /// When it was last ranged in this run of the process; not archived.
+  const std::optional<ks::Date>& lastSeenOn() const { return lastSeenOn_; }
+  void setLastSeenOn(ks::Date date) { lastSeenOn_ = date; }
+  /// Takes over the stay of another object for the same beacon.
+  void continueStay(const KSPrivateBeacon& earlier);
   /// A change to true notes the time; a change to false forgets it and makes the proximity unknown.
   void setInRange(bool flag);
   /// An enter statistic was posted for the current stay.
@@ -151,4 +156,5 @@ class KSPrivateBeacon : public KSProximityZone {
   std::optional<ks::Date> validUntil_;
   std::optional<ks::Date> contentFetchingSince_;
   std::optional<ks::Date> contentFetchedSince_;
+  std::optional<ks::Date> lastSeenOn_;
 };

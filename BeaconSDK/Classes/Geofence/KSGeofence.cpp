@@ -55,6 +55,15 @@ void KSGeofence::setInRange(bool flag) {
   }
 }
 
+void KSGeofence::continueStay(const KSGeofence& earlier) {
+  inRange_ = earlier.inRange_;
+  inRangeSince_ = earlier.inRangeSince_;
+  sentEnterEvent_ = earlier.sentEnterEvent_;
+  if (content_ && earlier.content_ && content_->identifier == earlier.content_->identifier) {
+    content_->updateFromContent(*earlier.content_);
+  }
+}
+
 void KSGeofence::setMonitoringRegion(std::shared_ptr<ks::CLCircularRegion> region) {
   monitoringRegion_ = std::move(region);
   regionIdentifier_.reset();

@@ -36,6 +36,9 @@ class KSGeofence : public KSProximityZone {
   /// True notes the time even when the device was inside before; false forgets it. Unlike a
   /// beacon's, a repeated true restarts the stay.
   void setInRange(bool flag);
+  /// Takes over the stay, and the run-time state of the same content, of the object whose place
+  /// this one takes.
+  void continueStay(const KSGeofence& earlier);
   /// An enter statistic was posted for the current stay.
   bool sentEnterEvent() const { return sentEnterEvent_; }
   void setSentEnterEvent(bool flag) { sentEnterEvent_ = flag; }

@@ -68,6 +68,7 @@ void KSProximityManager::handleEventsForBackgroundURLSession(
 void KSProximityManager::reset() {
   if (rooms_->outbox) rooms_->outbox->stop();
   rooms_->lifecycle.reset();
+  rooms_->stays.forgetAll();
 }
 
 bool KSProximityManager::started() const { return rooms_->state.started; }

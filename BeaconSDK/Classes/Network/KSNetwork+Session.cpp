@@ -108,6 +108,9 @@ void KSNetwork::didFinishDownloadingToURL(ks::NSURLSession&, ks::NSURLSessionTas
   if (!response) return;
   if (response->statusCode == kStatusUnauthorized) {
     kLog(kRouting, "Error");
+    if (refusalHandler_) {
+      refusalHandler_(ks::NSURLRequestKS::contentType(downloadTask.originalRequest()));
+    }
     return;
   }
   const auto& request = downloadTask.originalRequest();

@@ -102,6 +102,12 @@ class KSNetwork : public ks::NSURLSessionDelegate, public std::enable_shared_fro
   void postEnterGeofenceZone(const KSStatProximityZoneInteraction& interaction);
   void postExitGeofenceZone(const KSStatProximityZoneInteraction& interaction);
 
+  /// Called on the delegate queue when the portal refuses the credentials of a download, which is
+  /// then reported to nobody else. Set before the first download.
+  void setRefusalHandler(std::function<void(KSContentDownloadType)> handler) {
+    refusalHandler_ = std::move(handler);
+  }
+
   using StatisticHandler = std::function<void(KSStatistic)>;
   /// Hands each complete event to `handler` instead of posting it, on the posting thread. Set
   /// before the first event.
@@ -205,6 +211,7 @@ class KSNetwork : public ks::NSURLSessionDelegate, public std::enable_shared_fro
   std::function<void()> backgroundSessionCompletionHandler_;
   KSContentCompletionBlock completionBlock_;
   StatisticHandler statisticHandler_;
+  std::function<void(KSContentDownloadType)> refusalHandler_;
   std::mutex uploadsMutex_;
   /// The body files of the uploads under way, and whoever waits for each.
   std::map<std::filesystem::path, UploadCompletion> uploads_;

@@ -2,10 +2,12 @@
 
 std::span<const KSRefinements::Named> KSRefinements::named() {
   static constexpr Named kNamed[] = {
+      {"exactStays", &KSRefinements::exactStays},
       {"categoriesFromFirstList", &KSRefinements::categoriesFromFirstList},
       {"keptStatistics", &KSRefinements::keptStatistics},
       {"everyAnnouncement", &KSRefinements::everyAnnouncement},
       {"oneActivation", &KSRefinements::oneActivation},
+      {"startAlwaysAnswers", &KSRefinements::startAlwaysAnswers},
   };
   return kNamed;
 }

@@ -6,6 +6,9 @@
 /// Behaviour beyond the default, each switched on by itself and off unless asked for. Given to the
 /// manager when it is made. docs/refinements.md has a paragraph for each.
 struct KSRefinements {
+  /// Run-time state passes to the object that replaces a zone; stays that a change of neighbourhood
+  /// cuts off end with an exit; the observer learns between which moments each stay ended.
+  bool exactStays = false;
   /// The enabled list is made from the first list that has categories; a content without category
   /// follows the local category.
   bool categoriesFromFirstList = false;
@@ -15,6 +18,9 @@ struct KSRefinements {
   bool everyAnnouncement = false;
   /// One registration for application events, however often the library starts.
   bool oneActivation = false;
+
+  /// Each start completes, with a result or an error, also when the portal refuses the user.
+  bool startAlwaysAnswers = false;
 
   friend bool operator==(const KSRefinements&, const KSRefinements&) = default;
 

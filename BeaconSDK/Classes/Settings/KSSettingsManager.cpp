@@ -55,7 +55,8 @@ std::shared_ptr<KSSettingsManager> KSSettingsManager::initWithNetwork(
 void KSSettingsManager::refresh(CompletionBlock completion) {
   {
     const std::lock_guard lock(completionMutex_);
-    contentLoadedCompletionBlock_ = std::move(completion);
+    if (!refinements_.startAlwaysAnswers) contentLoadedCompletionBlocks_.clear();
+    contentLoadedCompletionBlocks_.push_back(std::move(completion));
   }
   network_->loadProximityZoneContentCategories();
 }
@@ -105,12 +106,14 @@ void KSSettingsManager::finishRefresh(std::optional<ks::Error> error) {
   mainQueue_.async([weak = weak_from_this(), error = std::move(error)] {
     const auto self = weak.lock();
     if (!self) return;
-    CompletionBlock completion;
+    std::vector<CompletionBlock> completions;
     {
       const std::lock_guard lock(self->completionMutex_);
-      completion = std::exchange(self->contentLoadedCompletionBlock_, nullptr);
+      completions = std::exchange(self->contentLoadedCompletionBlocks_, {});
     }
-    if (completion) completion(error);
+    for (const CompletionBlock& completion : completions) {
+      if (completion) completion(error);
+    }
   });
 }
 

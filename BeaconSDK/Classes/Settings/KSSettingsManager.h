@@ -31,7 +31,8 @@ class KSSettingsManager : public std::enable_shared_from_this<KSSettingsManager>
                                                             const KSRefinements& refinements = {});
 
   /// Asks the portal for the category list. `completion` is called once, on the main queue, when it
-  /// or an error has arrived, unless another `refresh` replaces it first.
+  /// or an error has arrived, unless another `refresh` replaces it first; with `startAlwaysAnswers`
+  /// none is replaced.
   void refresh(CompletionBlock completion);
 
   /// Takes over the category list (kind 0; other kinds are ignored): puts the local category
@@ -102,5 +103,5 @@ class KSSettingsManager : public std::enable_shared_from_this<KSSettingsManager>
   bool areTagsUnread_ = false;
 
   std::mutex completionMutex_;
-  CompletionBlock contentLoadedCompletionBlock_;
+  std::vector<CompletionBlock> contentLoadedCompletionBlocks_;
 };

@@ -72,8 +72,8 @@ void LibraryHost::transferEnded(const HttpExchange& exchange) {
   if (!isRefusal || !manager_) return;
   const std::string refusal = "the portal refuses user " + options_.username;
   isRefused_ = manager_->starting();
+  if (!isRefused_ || options_.refinements.startAlwaysAnswers) return say(refusal);
   // The library itself says nothing of it.
-  if (!isRefused_) return say(refusal);
   startEnded(Error("Application", 1, refusal));
 }
 

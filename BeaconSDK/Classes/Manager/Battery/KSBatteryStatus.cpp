@@ -119,7 +119,10 @@ void KSBatteryStatus::stopScanningIfNeeded() {
 void KSBatteryStatus::centralManagerDidUpdateState(ks::CBCentralManager& central) {
   const auto state = central.state();
   if (const char* text = textForState(state)) ks::NSLog("%@", text);
-  if (state == ks::CBManagerState::poweredOn) startScanningIfNeeded();
+  if (state != ks::CBManagerState::poweredOn) return;
+  // A radio that was off has forgotten the scan, whatever it says of scanning.
+  isScanUnheard_ = false;
+  startScanningIfNeeded();
 }
 
 void KSBatteryStatus::didDiscoverPeripheral(ks::CBCentralManager&, const ks::CBPeripheral&,

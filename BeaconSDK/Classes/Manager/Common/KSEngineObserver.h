@@ -8,6 +8,7 @@
 
 #include "BeaconSDK/Classes/Beacon/Content/KSTriggerVerdict.h"
 #include "BeaconSDK/Platform/Api/CoreLocation.h"
+#include "BeaconSDK/Platform/Api/Date.h"
 
 class KSProximityZone;
 
@@ -79,6 +80,27 @@ struct KSStatisticMade {
   std::string zone;
 };
 
+/// The stay at a zone has ended; told when exact stays are refined.
+struct KSStayEnd {
+  std::shared_ptr<const KSProximityZone> zone;
+  /// The end lies between these two: the zone was last seen at `earliest`, and is known to be left
+  /// at `latest`. They are far apart after a restart, or when the radio was off.
+  ks::Date earliest;
+  ks::Date latest;
+};
+
+/// The portal has no content for a beacon, or keeps it back because of what was sent along.
+struct KSContentWithheld {
+  /// "UUID:major:minor".
+  std::string beacon;
+  /// Identifiers of the categories that were switched off.
+  std::vector<std::string> disabledCategories;
+  /// Names of the tags.
+  std::vector<std::string> tags;
+  /// From when on the next sighting asks again.
+  ks::Date asksAgain;
+};
+
 /// Watches the engine decide: what a timeline or a diagnostic screen is drawn from.
 ///
 /// Called on the main queue, in the order of the decisions, while the engine may hold its locks:
@@ -91,4 +113,10 @@ class KSEngineObserver {
   virtual void cacheWritten(const KSCacheWrite&) {}
   virtual void regionActivityChanged(const KSRegionActivity&) {}
   virtual void statisticMade(const KSStatisticMade&) {}
+  virtual void stayEnded(const KSStayEnd&) {}
+  virtual void contentWithheld(const KSContentWithheld&) {}
+  /// The portal refused the user's name or password.
+  virtual void loginRefused() {}
+  /// The beacon zones around the device were dropped; stays at them end without a statistic.
+  virtual void neighbourhoodForgotten() {}
 };

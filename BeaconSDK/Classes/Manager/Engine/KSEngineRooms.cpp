@@ -3,6 +3,7 @@
 #include <optional>
 #include <utility>
 
+#include "BeaconSDK/Classes/Common/Foundation/NSError+Helpers.h"
 #include "BeaconSDK/Classes/Common/Foundation/NSFileManager+Helpers.h"
 #include "BeaconSDK/Classes/Common/Foundation/UIDevice+UUID.h"
 
@@ -16,9 +17,26 @@ KSEngineRooms::KSEngineRooms(const KSPortalAccess& portal, const KSRefinements& 
       outbox(refinements.keptStatistics ? makeOutbox(portal.rootURL.absoluteString) : nullptr),
       locationAccess(platform.locationServices(), delegate, observer) {
   blockedContents.loadBlockedContents();
-  cache.loadBeaconsForLocation();
+  cache.loadBeaconsForLocation([this](const std::shared_ptr<KSPrivateBeacon>& beacon) {
+    return book.addUnlessKnown(beacon);
+  });
+  restoreStays();
+}
+
+void KSEngineRooms::restoreStays() {
+  const KSStays::Stored stored = stays.load();
+  if (!stored.isPresent) return;
+  // Of when a stay began and ended that file knows more than the zones' own.
   for (const auto& [identifier, beacons] : std::as_const(cache).beaconsForLocation()) {
-    for (const auto& beacon : beacons) book.append(beacon);
+    for (const auto& beacon : beacons) beacon->setSentEnterEvent(false);
+  }
+  for (const auto& beacon : stored.beacons) {
+    const auto known = book.addUnlessKnown(beacon);
+    if (known != beacon) known->continueStay(*beacon);
+    blockedContents.applyTo(known->content().get());
+  }
+  for (const auto& geofence : stored.geofences) {
+    if (geofence->monitoringRegion()) cache.setGeofence(geofence);
   }
 }
 
@@ -36,6 +54,11 @@ void KSEngineRooms::setManager(std::weak_ptr<const ks::Object> manager) {
   network->setStatisticHandler(
       link.whileAlive([this](KSStatistic statistic) { takeStatistic(std::move(statistic)); }));
   if (outbox) outbox->sendNext();
+  auto refused = link.whileAlive([this](KSContentDownloadType type) { loginRefused(type); });
+  network->setRefusalHandler(
+      [&mainQueue = mainQueue, refused = std::move(refused)](KSContentDownloadType type) {
+        mainQueue.async([refused, type] { refused(type); });
+      });
   // Replies come on the session's queue; the engine lives on the main queue.
   network->setCompletionBlock(
       [&mainQueue = mainQueue, take = std::move(take)](
@@ -60,6 +83,13 @@ std::shared_ptr<KSStatsOutbox> KSEngineRooms::makeOutbox(const std::string& root
   return std::make_shared<KSStatsOutbox>(
       ks::NSFileManagerHelpers::cacheFilePath("KSProximityManager/statistics"), rootURL,
       device.empty() ? "anonymous" : device, send, mainQueue);
+}
+
+void KSEngineRooms::loginRefused(KSContentDownloadType type) {
+  if (const auto watching = observer.get()) watching->loginRefused();
+  if (!refinements.startAlwaysAnswers) return;
+  intake.contentErrorWithType(type, ks::NSErrorHelpers::errorWithDescription(
+                                        "The portal refuses the user's name or password"));
 }
 
 void KSEngineRooms::takeStatistic(KSStatistic statistic) {

@@ -48,30 +48,34 @@ class KSEngineRooms {
   /// Null until the engine first runs.
   std::unique_ptr<KSBatteryStatus> batteryStatus;
   KSZoneStatistics statistics{*statsManager, *settingsManager, batteryStatus};
+  KSStays stays{platform, statistics, observer, refinements};
   KSContentDelivery delivery{link, blockedContents, statistics};
   KSDwellingZones dwelling{delivery, statistics, observer,
                            clock,    mainQueue,  platform.application()};
   KSContentTrigger trigger{delivery, dwelling, *settingsManager, observer, clock};
   KSLocationAccess locationAccess;
-  KSRegionBook book{dwelling};
+  KSRegionBook book{dwelling, refinements};
   KSContentRequests contentRequests{*network, *settingsManager, observer};
-  KSProximityTracker tracker{locationAccess,  book,          trigger, statistics,
+  KSProximityTracker tracker{locationAccess,  book,          trigger, stays,
                              contentRequests, batteryStatus, clock};
   KSRegionMonitor regionMonitor{locationAccess, cache};
   KSPortalRefresh refresh{network,   *settingsManager,      cache, locationAccess, clock,
                           mainQueue, platform.globalQueue()};
-  KSZoneSynchronizer synchronizer{link, state, cache, book, tracker, regionMonitor, refresh, clock};
+  KSZoneSynchronizer synchronizer{link,          state,   cache,           book,        tracker,
+                                  regionMonitor, refresh, contentRequests, refinements, clock};
   KSNeighbourhood neighbourhood{state, locationAccess, regionMonitor, refresh,
-                                book,  dwelling,       cache};
-  KSRegionEvents regionEvents{cache, book, tracker, trigger, statistics, neighbourhood};
+                                book,  dwelling,       cache,         stays};
+  KSRegionEvents regionEvents{cache, book, tracker, trigger, stays, neighbourhood};
   KSApplicationActivity activity{
       link, state, refresh, *settingsManager, refinements, platform.notificationCenter(), clock};
   KSLifecycle lifecycle{platform,         link,          state,          *network,
                         *settingsManager, batteryStatus, locationAccess, regionMonitor,
-                        refresh,          neighbourhood, activity};
+                        refresh,          neighbourhood, activity,       refinements};
   KSContentIntake intake{state, *settingsManager, synchronizer, *network};
 
  private:
+  void restoreStays();
+  void loginRefused(KSContentDownloadType type);
   std::shared_ptr<KSStatsOutbox> makeOutbox(const std::string& rootURL);
   void takeStatistic(KSStatistic statistic);
 };

@@ -15,8 +15,13 @@ constexpr int kLocationsOutdatedSeconds = 3600;
 }  // namespace
 
 void KSLifecycle::start(StartCompletion completion) {
-  if (state_.started || state_.starting) return;
   if (!completion) completion = [](const std::optional<ks::Error>&) {};
+  if (state_.started || state_.starting) {
+    if (!refinements_.startAlwaysAnswers) return;
+    if (state_.started) return completion(std::nullopt);
+    waiting_.push_back(std::move(completion));
+    return;
+  }
   state_.starting = true;
   kManagerLog(kStart, "Starting");
   if (!locationAccess_.isAuthorized()) {
@@ -24,6 +29,12 @@ void KSLifecycle::start(StartCompletion completion) {
     return;
   }
   if (settingsManager_.contentCategories().empty()) {
+    if (network_.isReset()) {
+      state_.starting = false;
+      completion(ks::NSErrorHelpers::errorWithDescription(
+          "The library was reset; make a new manager to start again"));
+      return;
+    }
     fetchCategoriesThenRun(std::move(completion));
     return;
   }
@@ -60,6 +71,7 @@ void KSLifecycle::fetchCategoriesThenRun(StartCompletion completion) {
           kManagerLog(kStart, "Fetching categories failed: %@", *error);
           kManagerLog(kStart, "SDK not initialized !");
           completion(error);
+          answerWaiting(error);
           return;
         }
         state_.started = true;
@@ -68,7 +80,12 @@ void KSLifecycle::fetchCategoriesThenRun(StartCompletion completion) {
         run();
         kManagerLog(kStart, "SDK initialized");
         completion(std::nullopt);
+        answerWaiting(std::nullopt);
       }));
+}
+
+void KSLifecycle::answerWaiting(const std::optional<ks::Error>& error) {
+  for (const StartCompletion& completion : std::exchange(waiting_, {})) completion(error);
 }
 
 void KSLifecycle::run() {

@@ -3,6 +3,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <vector>
 
 #include "BeaconSDK/Classes/Manager/Engine/KSApplicationActivity.h"
 #include "BeaconSDK/Classes/Manager/Engine/KSNeighbourhood.h"
@@ -21,7 +22,8 @@ class KSLifecycle {
               KSNetwork& network, KSSettingsManager& settingsManager,
               std::unique_ptr<KSBatteryStatus>& battery, const KSLocationAccess& locationAccess,
               KSRegionMonitor& regionMonitor, KSPortalRefresh& refresh,
-              KSNeighbourhood& neighbourhood, KSApplicationActivity& activity)
+              KSNeighbourhood& neighbourhood, KSApplicationActivity& activity,
+              const KSRefinements& refinements)
       : platform_(platform),
         link_(link),
         state_(state),
@@ -32,7 +34,8 @@ class KSLifecycle {
         regionMonitor_(regionMonitor),
         refresh_(refresh),
         neighbourhood_(neighbourhood),
-        activity_(activity) {}
+        activity_(activity),
+        refinements_(refinements) {}
 
   void start(StartCompletion completion);
   void retry() { start(nullptr); }
@@ -44,6 +47,7 @@ class KSLifecycle {
   void fetchCategoriesThenRun(StartCompletion completion);
   void run();
   void fetch(const FetchCompletion& completion);
+  void answerWaiting(const std::optional<ks::Error>& error);
 
   ks::Platform& platform_;
   const KSManagerLink& link_;
@@ -56,4 +60,7 @@ class KSLifecycle {
   KSPortalRefresh& refresh_;
   KSNeighbourhood& neighbourhood_;
   KSApplicationActivity& activity_;
+  const KSRefinements& refinements_;
+  /// Starts that came while another was under way; with `startAlwaysAnswers` only.
+  std::vector<StartCompletion> waiting_;
 };

@@ -18,9 +18,13 @@ void KSNeighbourhood::didUpdateLocations(const std::vector<ks::CLLocation>& loca
   }
 }
 
-void KSNeighbourhood::didDetermineState(ks::CLRegionState state) {
+void KSNeighbourhood::didDetermineState(ks::CLRegionState state, const ks::CLRegion& region) {
   constexpr const char* kFunction =
       "-[KSProximityManager locationManager:didDetermineState:forRegion:]";
+  if (!regionMonitor_.isSearchRegion(region)) {
+    kManagerLog(kFunction, "Unknown circle %@ changes nothing", region.identifier());
+    return;
+  }
   if (state == ks::CLRegionState::outside) {
     locationAccess_.setCurrentLocation(locationAccess_.serviceLocation());
     kManagerLog(kFunction, "Exiting CircularRegion");
@@ -52,6 +56,7 @@ void KSNeighbourhood::resetGeoFencing() {
 }
 
 void KSNeighbourhood::forget() {
+  stays_.forgetBeacons();
   book_.clear();
   dwelling_.stopAll();
   cache_.forgetNeighbourhood();

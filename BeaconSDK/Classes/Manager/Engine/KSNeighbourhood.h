@@ -7,6 +7,7 @@
 #include "BeaconSDK/Classes/Manager/Regions/KSRegionMonitor.h"
 #include "BeaconSDK/Classes/Manager/Synchronization/KSPortalRefresh.h"
 #include "BeaconSDK/Classes/Manager/Triggers/KSDwellingZones.h"
+#include "BeaconSDK/Classes/Manager/Triggers/KSStays.h"
 #include "BeaconSDK/Classes/Manager/Zones/KSZoneCache.h"
 
 /// What is known around the device: everything within one search region. When the device leaves the
@@ -16,18 +17,20 @@ class KSNeighbourhood {
  public:
   KSNeighbourhood(KSEngineState& state, KSLocationAccess& locationAccess,
                   KSRegionMonitor& regionMonitor, KSPortalRefresh& refresh, KSRegionBook& book,
-                  KSDwellingZones& dwelling, KSZoneCache& cache)
+                  KSDwellingZones& dwelling, KSZoneCache& cache, KSStays& stays)
       : state_(state),
         locationAccess_(locationAccess),
         regionMonitor_(regionMonitor),
         refresh_(refresh),
         book_(book),
         dwelling_(dwelling),
-        cache_(cache) {}
+        cache_(cache),
+        stays_(stays) {}
 
   void didUpdateLocations(const std::vector<ks::CLLocation>& locations);
-  /// The search region's state became known.
-  void didDetermineState(ks::CLRegionState state);
+  /// The state of a circle that is no geofence became known. A circle that is not the search region
+  /// changes nothing.
+  void didDetermineState(ks::CLRegionState state, const ks::CLRegion& region);
 
   /// Begins a neighbourhood: monitors a search region if there is none and fetches the locations
   /// around it; otherwise ends the old neighbourhood first.
@@ -47,4 +50,5 @@ class KSNeighbourhood {
   KSRegionBook& book_;
   KSDwellingZones& dwelling_;
   KSZoneCache& cache_;
+  KSStays& stays_;
 };

@@ -17,7 +17,7 @@ void KSRegionEvents::didDetermineState(ks::CLRegionState state,
   if (ks::asCircularRegion(region)) {
     const auto geofence = cache_.geofenceForRegion(region->identifier());
     if (!geofence) {
-      neighbourhood_.didDetermineState(state);
+      neighbourhood_.didDetermineState(state, *region);
     } else if (state == ks::CLRegionState::inside) {
       kManagerLog(kDetermine, "On exit noranging beacon content event");
       countAndCheck(geofence, true);
@@ -60,8 +60,7 @@ void KSRegionEvents::leaveBeacon(const std::shared_ptr<KSPrivateBeacon>& beacon)
 }
 
 void KSRegionEvents::endEnteredStay(const std::shared_ptr<KSPrivateBeacon>& beacon) {
-  beacon->setSentEnterEvent(false);
-  statistics_.beaconLeft(*beacon);
+  stays_.end(beacon);
   const auto content = beacon->content();
   const std::int64_t wanted = content ? content->proximity : 0;
   const bool firesOnExit = !content || !content->eventIsEnter;
@@ -101,17 +100,13 @@ void KSRegionEvents::didEnterRegion(const ks::CLRegion& region) {
     const std::lock_guard lock(cache_.geofencesMutex());
     geofence->setInRange(true);
   }
-  statistics_.geofenceEntered(*geofence);
-  geofence->setSentEnterEvent(true);
+  stays_.begin(geofence);
 }
 
 void KSRegionEvents::didExitRegion(const ks::CLRegion& region) {
   const auto geofence = cache_.geofenceForRegion(region.identifier());
   if (!geofence) return;
-  statistics_.geofenceLeft(*geofence);
-  {
-    const std::lock_guard lock(cache_.geofencesMutex());
-    geofence->setInRange(false);
-  }
-  geofence->setSentEnterEvent(false);
+  stays_.end(geofence);
+  const std::lock_guard lock(cache_.geofencesMutex());
+  geofence->setInRange(false);
 }

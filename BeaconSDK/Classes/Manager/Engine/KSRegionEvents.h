@@ -14,13 +14,12 @@
 class KSRegionEvents {
  public:
   KSRegionEvents(KSZoneCache& cache, const KSRegionBook& book, KSProximityTracker& tracker,
-                 KSContentTrigger& trigger, const KSZoneStatistics& statistics,
-                 KSNeighbourhood& neighbourhood)
+                 KSContentTrigger& trigger, KSStays& stays, KSNeighbourhood& neighbourhood)
       : cache_(cache),
         book_(book),
         tracker_(tracker),
         trigger_(trigger),
-        statistics_(statistics),
+        stays_(stays),
         neighbourhood_(neighbourhood) {}
 
   void didDetermineState(ks::CLRegionState state,
@@ -42,6 +41,6 @@ class KSRegionEvents {
   const KSRegionBook& book_;
   KSProximityTracker& tracker_;
   KSContentTrigger& trigger_;
-  const KSZoneStatistics& statistics_;
+  KSStays& stays_;
   KSNeighbourhood& neighbourhood_;
 };

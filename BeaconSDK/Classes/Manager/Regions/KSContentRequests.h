@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "BeaconSDK/Classes/Beacon/KSPrivateBeacon.h"
 #include "BeaconSDK/Classes/Manager/Common/KSObserverSlot.h"
 #include "BeaconSDK/Classes/Network/KSNetwork.h"
 #include "BeaconSDK/Classes/Settings/KSSettingsManager.h"
@@ -17,6 +18,8 @@ class KSContentRequests {
 
   /// Requests the content of `beaconIdentifiers`, "UUID:major:minor" each; nothing when empty.
   void request(std::vector<std::string> beaconIdentifiers);
+  /// Tells the observer that the portal has no content for `beacon`, and what was sent along.
+  void tellWithheld(const KSPrivateBeacon& beacon) const;
 
  private:
   KSNetwork& network_;

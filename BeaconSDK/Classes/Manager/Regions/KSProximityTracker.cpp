@@ -116,7 +116,8 @@ void KSProximityTracker::rangeBeaconWithContent(const std::shared_ptr<KSPrivateB
   if (beacon->state() != KSPrivateBeaconState::contentFetched) return;
   const auto content = beacon->content();
   if (content) content->isUpdatedLocalProperties = false;
-  if (!beacon->sentEnterEvent()) noteFirstSighting(*beacon);
+  beacon->setLastSeenOn(clock_.now());
+  if (!beacon->sentEnterEvent()) noteFirstSighting(beacon);
   if (!content) return;
   if (enableLogging) traceDetection(*beacon, proximity);
   const std::int64_t previous = beacon->proximity();
@@ -136,13 +137,12 @@ void KSProximityTracker::rangeBeaconWithContent(const std::shared_ptr<KSPrivateB
   if (content->isUpdatedLocalProperties) book_.shareRuntimeState(*beacon);
 }
 
-void KSProximityTracker::noteFirstSighting(KSPrivateBeacon& beacon) {
-  if (const auto& content = beacon.content()) {
+void KSProximityTracker::noteFirstSighting(const std::shared_ptr<KSPrivateBeacon>& beacon) {
+  if (const auto& content = beacon->content()) {
     content->firstSeenOn = clock_.now();
     content->isUpdatedLocalProperties = true;
   }
-  beacon.setSentEnterEvent(true);
-  statistics_.beaconEntered(beacon);
+  stays_.begin(beacon);
 }
 
 void KSProximityTracker::approach(const std::shared_ptr<KSPrivateBeacon>& beacon) {

@@ -11,7 +11,7 @@
 #include "BeaconSDK/Classes/Manager/Regions/KSLocationAccess.h"
 #include "BeaconSDK/Classes/Manager/Regions/KSRegionBook.h"
 #include "BeaconSDK/Classes/Manager/Triggers/KSContentTrigger.h"
-#include "BeaconSDK/Classes/Manager/Triggers/KSZoneStatistics.h"
+#include "BeaconSDK/Classes/Manager/Triggers/KSStays.h"
 
 /// Turns ranging results into the state of the cached beacons: in range, proximity, content being
 /// fetched. Counts first sightings and hands approaches and departures to the trigger.
@@ -28,13 +28,12 @@ class KSProximityTracker {
 
   /// `battery` holds null until the engine first runs.
   KSProximityTracker(KSLocationAccess& locationAccess, KSRegionBook& book,
-                     KSContentTrigger& trigger, const KSZoneStatistics& statistics,
-                     KSContentRequests& contentRequests,
+                     KSContentTrigger& trigger, KSStays& stays, KSContentRequests& contentRequests,
                      const std::unique_ptr<KSBatteryStatus>& battery, const ks::Clock& clock)
       : locationAccess_(locationAccess),
         book_(book),
         trigger_(trigger),
-        statistics_(statistics),
+        stays_(stays),
         contentRequests_(contentRequests),
         battery_(battery),
         clock_(clock) {}
@@ -57,7 +56,7 @@ class KSProximityTracker {
   void restart(const std::shared_ptr<const ks::CLBeaconRegion>& region);
   /// True when the beacon's content must be asked for.
   bool rangeBeacon(const std::shared_ptr<KSPrivateBeacon>& beacon, ks::CLProximity proximity);
-  void noteFirstSighting(KSPrivateBeacon& beacon);
+  void noteFirstSighting(const std::shared_ptr<KSPrivateBeacon>& beacon);
   /// The beacon is where its content fires on approach.
   void approach(const std::shared_ptr<KSPrivateBeacon>& beacon);
   /// The beacon has left its content's proximity.
@@ -66,7 +65,7 @@ class KSProximityTracker {
   KSLocationAccess& locationAccess_;
   KSRegionBook& book_;
   KSContentTrigger& trigger_;
-  const KSZoneStatistics& statistics_;
+  KSStays& stays_;
   KSContentRequests& contentRequests_;
   const std::unique_ptr<KSBatteryStatus>& battery_;
   const ks::Clock& clock_;

@@ -51,8 +51,12 @@ void KSRegionBook::takeOver(const std::shared_ptr<KSPrivateBeacon>& known,
   known->setSchedule(beacon.schedule());
   known->setUuid(beacon.uuid());
   known->setLocationZone(beacon.locationZone());
-  known->setProximity(beacon.proximity());
-  known->setInRange(beacon.inRange());
+  const bool isSameContent =
+      earlier && known->content() && earlier->identifier == known->content()->identifier;
+  if (!refinements_.exactStays || !isSameContent) {
+    known->setProximity(beacon.proximity());
+    known->setInRange(beacon.inRange());
+  }
   known->setValidUntil(beacon.validUntil());
   indexContent(known);
   const auto& content = known->content();
@@ -67,6 +71,20 @@ KSBeaconList KSRegionBook::replaceBeacons(const KSBeaconList& earlier,
   kept.reserve(beacons.size());
   for (const auto& beacon : beacons) kept.push_back(addOrReplaceBeaconToBeaconRegions(beacon));
   return kept;
+}
+
+std::shared_ptr<KSPrivateBeacon> KSRegionBook::addUnlessKnown(
+    const std::shared_ptr<KSPrivateBeacon>& beacon) {
+  const auto guard = lock();
+  Region& region = regionForKey(beacon->regionKey());
+  const auto found = region.places_.find(Region::identityOf(*beacon));
+  if (!beacon->uuid() || found == region.places_.end()) {
+    append(region, beacon);
+    return beacon;
+  }
+  const auto& known = *found->second.front();
+  if (beacon->sentEnterEvent()) known->setSentEnterEvent(true);
+  return known;
 }
 
 void KSRegionBook::removeBeaconFromBeaconRegions(const KSPrivateBeacon& beacon) {

@@ -16,6 +16,7 @@
 
 #include "BeaconSDK/Classes/Manager/Triggers/KSDwellingZones.h"
 #include "BeaconSDK/Classes/Manager/Zones/KSZoneTables.h"
+#include "BeaconSDK/Classes/Settings/KSRefinements.h"
 #include "BeaconSDK/Platform/Api/CoreLocation.h"
 
 /// The beacons known in each beacon region.
@@ -27,7 +28,8 @@
 /// recursive and comes after that of the zone cache's beacons and before that of one beacon.
 class KSRegionBook {
  public:
-  explicit KSRegionBook(KSDwellingZones& dwelling) : dwelling_(dwelling) {}
+  KSRegionBook(KSDwellingZones& dwelling, const KSRefinements& refinements)
+      : dwelling_(dwelling), refinements_(refinements) {}
 
   /// Ranged beacons without portal data that one region keeps at most. Anybody can send any number
   /// of majors and minors under a known UUID; beyond this the oldest of them is forgotten, and
@@ -50,6 +52,9 @@ class KSRegionBook {
   KSBeaconList replaceBeacons(const KSBeaconList& earlier, const KSBeaconList& beacons);
   /// Takes the beacons equal to `beacon` out of its region and ends its dwelling time.
   void removeBeaconFromBeaconRegions(const KSPrivateBeacon& beacon);
+  /// For restored beacons: a known beacon of the same UUID, major and minor is returned, entered if
+  /// either was; otherwise `beacon` is added and returned.
+  std::shared_ptr<KSPrivateBeacon> addUnlessKnown(const std::shared_ptr<KSPrivateBeacon>& beacon);
   /// Adds without looking for a known beacon.
   void append(const std::shared_ptr<KSPrivateBeacon>& beacon);
 
@@ -84,6 +89,7 @@ class KSRegionBook {
   void unindexContent(const std::shared_ptr<KSPrivateBeacon>& beacon);
 
   KSDwellingZones& dwelling_;
+  const KSRefinements& refinements_;
   mutable std::recursive_mutex mutex_;
   /// In order of first filing; the second finds a region by its key.
   std::list<Region> regions_;

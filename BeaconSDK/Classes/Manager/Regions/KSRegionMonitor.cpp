@@ -33,7 +33,10 @@ void KSRegionMonitor::initializeLocationManager() {
   kManagerLog(kFunction, "Location manager monitored regions at startup");
   if (enableLogging) kManagerLog(kFunction, "%@", setOf(regions));
   for (const auto& region : regions) {
-    if (auto circle = ks::asCircularRegion(region)) circularRegion_ = std::move(circle);
+    auto circle = ks::asCircularRegion(region);
+    if (!circle) continue;
+    circularRegion_ = std::move(circle);
+    if (region->identifier() == kSearchRegionIdentifier) break;
   }
 }
 
@@ -47,6 +50,19 @@ void KSRegionMonitor::endMonitoring() {
     }
     locationAccess_.stopMonitoring(*region);
   }
+}
+
+bool KSRegionMonitor::isSearchRegion(const ks::CLRegion& region) const {
+  return circularRegion_ ? region.identifier() == circularRegion_->identifier()
+                         : region.identifier() == kSearchRegionIdentifier;
+}
+
+std::unordered_set<std::string> KSRegionMonitor::monitoredIdentifiers() const {
+  std::unordered_set<std::string> identifiers;
+  for (const auto& region : locationAccess_.monitoredRegions()) {
+    identifiers.insert(region->identifier());
+  }
+  return identifiers;
 }
 
 std::shared_ptr<ks::CLCircularRegion> KSRegionMonitor::createGeofenceandMonitor() const {

@@ -2,6 +2,8 @@
 
 #include <boost/unordered/unordered_flat_set.hpp>
 #include <memory>
+#include <string>
+#include <unordered_set>
 
 #include "BeaconSDK/Classes/Manager/Regions/KSLocationAccess.h"
 #include "BeaconSDK/Classes/Manager/Zones/KSZoneCache.h"
@@ -18,7 +20,7 @@ class KSRegionMonitor {
       : locationAccess_(locationAccess), cache_(cache) {}
 
   /// Creates the location manager unless there is one. A circle still monitored from an earlier run
-  /// becomes the search region, the last one if several.
+  /// becomes the search region: the one that is named so, else the last one.
   void initializeLocationManager();
   /// Stops all monitoring for good and forgets the search region; nothing is reported any more.
   void endMonitoring();
@@ -29,6 +31,9 @@ class KSRegionMonitor {
   const std::shared_ptr<const ks::CLCircularRegion>& searchRegion() const {
     return circularRegion_;
   }
+  bool isSearchRegion(const ks::CLRegion& region) const;
+  /// The identifiers of all regions that the device monitors.
+  std::unordered_set<std::string> monitoredIdentifiers() const;
   /// Monitors a search region around the current location; without one, nothing.
   void startSearchRegion();
   void stopSearchRegion();

@@ -54,4 +54,5 @@ void KSPortalRefresh::beaconsUpdate() {
 void KSPortalRefresh::invalidateTimers() {
   refreshBeaconsTimer_.invalidate();
   refreshLocationsTimer_.reset();
+  forgottenTimers_.clear();
 }

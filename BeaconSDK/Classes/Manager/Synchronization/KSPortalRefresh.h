@@ -50,6 +50,7 @@ class KSPortalRefresh {
   /// Checks the zones on the global queue.
   void beaconsUpdate();
 
+  /// The forgotten timers as well.
   void invalidateTimers();
 
  private:

@@ -1,6 +1,7 @@
 #include "BeaconSDK/Classes/Manager/Synchronization/KSZoneSynchronizer.h"
 
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 
 #include "BeaconSDK/Classes/Common/Foundation/NSArray+Helpers.h"
@@ -20,6 +21,11 @@ void trace(const char* function, const char* format, const std::vector<std::shar
   if (!enableLogging) return;
   kManagerLog(function, format,
               ks::Value(ks::Array(std::vector<ks::Value>(list.begin(), list.end()))));
+}
+
+bool isSameCircle(const ks::CLCircularRegion& a, const ks::CLCircularRegion& b) {
+  return a.center().latitude == b.center().latitude &&
+         a.center().longitude == b.center().longitude && a.radius().value == b.radius().value;
 }
 
 /// Passes the run-time state of the same content and the sent enter event from the old zones to the
@@ -78,7 +84,7 @@ void KSZoneSynchronizer::replaceBeaconsForLocation(const std::string& identifier
   const std::lock_guard lock(cache_.beaconsMutex());
   const KSBeaconList earlier = cache_.zonesOfLocation(identifier);
   inherit(beacons, earlier);
-  auto kept = book_.replaceBeacons(earlier, beacons);
+  auto kept = book_.replaceBeacons(leavingTheBook(earlier, beacons), beacons);
   if (identifier == kUnknownLocation) regionMonitor_.adjustBeaconRegions(beacons);
   cache_.replaceZonesOfLocation(identifier, std::move(kept));
   const auto location = cache_.noteZonesSynced(identifier, clock_.now());
@@ -92,15 +98,46 @@ void KSZoneSynchronizer::newBeaconsFetched(const KSBeaconList& beacons) {
   for (const auto& fetched : beacons) {
     const auto zone = book_.addOrReplaceBeaconToBeaconRegions(fetched);
     cache_.admit(zone);
+    if (zone->state() == KSPrivateBeaconState::noContent) contentRequests_.tellWithheld(*zone);
     tracker_.rangeBeaconWithContent(zone, 0);
   }
 }
 
 void KSZoneSynchronizer::updateGeofences(
     const std::vector<std::shared_ptr<KSGeofence>>& geofences) {
+  const auto monitored = regionMonitor_.monitoredIdentifiers();
   for (const auto& geofence : geofences) {
-    if (!geofence->monitoringRegion()) continue;
+    const auto& region = geofence->monitoringRegion();
+    if (!region) continue;
+    const bool isNew = takePlace(*geofence) || !monitored.contains(region->identifier());
     cache_.setGeofence(geofence);
-    regionMonitor_.monitorGeofence(*geofence);
+    // Monitoring the same circle anew would report the device as inside once more.
+    if (isNew) regionMonitor_.monitorGeofence(*geofence);
   }
+}
+
+bool KSZoneSynchronizer::takePlace(KSGeofence& geofence) const {
+  if (!refinements_.exactStays) return true;
+  const auto earlier = cache_.geofenceForRegion(geofence.monitoringRegion()->identifier());
+  if (!earlier) return true;
+  geofence.continueStay(*earlier);
+  return !isSameCircle(*earlier->monitoringRegion(), *geofence.monitoringRegion());
+}
+
+KSBeaconList KSZoneSynchronizer::leavingTheBook(const KSBeaconList& earlier,
+                                                const KSBeaconList& beacons) const {
+  std::unordered_set<std::string> listed;
+  if (refinements_.exactStays) {
+    for (const auto& beacon : beacons) listed.insert(beacon->key());
+  }
+  KSBeaconList leaving;
+  for (const auto& beacon : earlier) {
+    // The other list would be left with a twin that no event reaches.
+    if (cache_.listsHolding(*beacon) > 1) continue;
+    // The object stays, and with it its stay: it takes over what the portal says now, or ends its
+    // stay where the device leaves it.
+    const bool stays = beacon->sentEnterEvent() || listed.contains(beacon->key());
+    if (!refinements_.exactStays || !stays) leaving.push_back(beacon);
+  }
+  return leaving;
 }

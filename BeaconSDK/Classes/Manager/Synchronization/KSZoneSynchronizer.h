@@ -18,6 +18,7 @@ class KSZoneSynchronizer {
   KSZoneSynchronizer(const KSManagerLink& link, KSEngineState& state, KSZoneCache& cache,
                      KSRegionBook& book, KSProximityTracker& tracker,
                      KSRegionMonitor& regionMonitor, KSPortalRefresh& refresh,
+                     const KSContentRequests& contentRequests, const KSRefinements& refinements,
                      const ks::Clock& clock)
       : link_(link),
         state_(state),
@@ -26,6 +27,8 @@ class KSZoneSynchronizer {
         tracker_(tracker),
         regionMonitor_(regionMonitor),
         refresh_(refresh),
+        contentRequests_(contentRequests),
+        refinements_(refinements),
         clock_(clock) {}
 
   /// Replaces the location list. Ignored when the device cannot monitor regions or the permission
@@ -39,6 +42,11 @@ class KSZoneSynchronizer {
   void updateGeofences(const std::vector<std::shared_ptr<KSGeofence>>& geofences);
 
  private:
+  /// Those of `earlier` that the book drops before it takes `beacons`.
+  KSBeaconList leavingTheBook(const KSBeaconList& earlier, const KSBeaconList& beacons) const;
+  /// With `exactStays`, passes the stay on to the geofence; true when its circle is another.
+  bool takePlace(KSGeofence& geofence) const;
+
   const KSManagerLink& link_;
   KSEngineState& state_;
   KSZoneCache& cache_;
@@ -46,5 +54,7 @@ class KSZoneSynchronizer {
   KSProximityTracker& tracker_;
   KSRegionMonitor& regionMonitor_;
   KSPortalRefresh& refresh_;
+  const KSContentRequests& contentRequests_;
+  const KSRefinements& refinements_;
   const ks::Clock& clock_;
 };

@@ -1,5 +1,6 @@
 #include "BeaconSDK/Classes/Manager/Zones/KSZoneCache.h"
 
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -48,11 +49,13 @@ std::shared_ptr<KSLocation> KSZoneCache::locationWithIdentifier(std::string_view
   return nullptr;
 }
 
-void KSZoneCache::loadBeaconsForLocation() {
+void KSZoneCache::loadBeaconsForLocation(Merge merge) {
   kManagerLog("-[KSProximityManager loadBeaconsForLocation]", "loadBeaconsForLocation");
+  merge_ = std::move(merge);
   {
     const std::lock_guard lock(beaconsMutex_);
     beaconsForLocation_.clear();
+    listsHolding_.clear();
   }
   beaconsFile_.load();
 }
@@ -64,9 +67,31 @@ void KSZoneCache::restoreBeacons(const ks::Value& stored) {
   for (const auto& [identifier, value] : *entries) {
     if (beaconsForLocation_.find(identifier) != nullptr) continue;
     auto beacons = recordsIn<KSPrivateBeacon>(value);
-    for (const auto& beacon : beacons) admit(beacon);
-    beaconsForLocation_.set(identifier, std::move(beacons));
+    for (auto& beacon : beacons) {
+      if (merge_) beacon = merge_(beacon);
+      admit(beacon);
+    }
+    setZones(identifier, std::move(beacons));
   }
+}
+
+void KSZoneCache::setZones(const std::string& identifier, KSBeaconList beacons) {
+  count(zonesOfLocation(identifier), -1);
+  count(beacons, 1);
+  beaconsForLocation_.set(identifier, std::move(beacons));
+}
+
+void KSZoneCache::count(const KSBeaconList& beacons, int change) {
+  std::unordered_set<const KSPrivateBeacon*> counted;
+  for (const auto& beacon : beacons) {
+    if (!counted.insert(beacon.get()).second) continue;
+    if ((listsHolding_[beacon.get()] += change) == 0) listsHolding_.erase(beacon.get());
+  }
+}
+
+int KSZoneCache::listsHolding(const KSPrivateBeacon& beacon) const {
+  const auto found = listsHolding_.find(&beacon);
+  return found == listsHolding_.end() ? 0 : found->second;
 }
 
 ks::Value KSZoneCache::beaconsToStore() const {
@@ -87,7 +112,7 @@ void KSZoneCache::replaceZonesOfLocation(const std::string& identifier, KSBeacon
   // After the new zones were filed: a beacon that keeps its manufacturer identifier is filed again
   // only with its next content.
   for (const auto& beacon : zonesOfLocation(identifier)) removeManufacturerOf(*beacon);
-  beaconsForLocation_.set(identifier, std::move(beacons));
+  setZones(identifier, std::move(beacons));
   saveBeaconsForLocation();
 }
 
@@ -136,12 +161,13 @@ std::shared_ptr<KSGeofence> KSZoneCache::geofenceForRegion(
 
 std::optional<std::vector<std::shared_ptr<KSProximityZone>>> KSZoneCache::enteredZones() const {
   std::vector<std::shared_ptr<KSProximityZone>> entered;
+  std::unordered_set<const KSPrivateBeacon*> known;
   {
     const std::lock_guard lock(beaconsMutex_);
     for (const auto& [identifier, beacons] : beaconsForLocation_) {
       for (const auto& beacon : beacons) {
         const auto guard = beacon->lock();
-        if (beacon->inRange()) entered.push_back(beacon);
+        if (beacon->inRange() && known.insert(beacon.get()).second) entered.push_back(beacon);
       }
     }
   }
@@ -161,5 +187,6 @@ void KSZoneCache::forgetNeighbourhood() {
   locations_.clear();
   const std::lock_guard lock(beaconsMutex_);
   beaconsForLocation_.clear();
+  listsHolding_.clear();
   beaconsForManufacturerId_.clear();
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -39,8 +40,13 @@ class KSZoneCache {
   /// Sets and saves when the location's zones were last replaced; returns the location, or null
   /// when it is not listed.
   std::shared_ptr<KSLocation> noteZonesSynced(std::string_view identifier, ks::Date now);
+  /// How many locations' lists hold this very object.
+  int listsHolding(const KSPrivateBeacon& beacon) const;
   /// Reads the file, applies the blocked contents to it and files the beacons by manufacturer.
-  void loadBeaconsForLocation();
+  /// `merge` may return another object for a beacon, which then takes its place.
+  using Merge =
+      std::function<std::shared_ptr<KSPrivateBeacon>(const std::shared_ptr<KSPrivateBeacon>&)>;
+  void loadBeaconsForLocation(Merge merge);
   void saveBeaconsForLocation() { beaconsFile_.saveSoon(); }
 
   /// Applies the blocked contents to a beacon with new content and files it by manufacturer.
@@ -66,6 +72,8 @@ class KSZoneCache {
   /// Beacons without a manufacturer identifier are left out.
   void fileByManufacturer(const std::shared_ptr<KSPrivateBeacon>& beacon);
   void removeManufacturerOf(const KSPrivateBeacon& beacon);
+  void setZones(const std::string& identifier, KSBeaconList beacons);
+  void count(const KSBeaconList& beacons, int change);
 
   void restoreBeacons(const ks::Value& stored);
   ks::Value beaconsToStore() const;
@@ -73,7 +81,10 @@ class KSZoneCache {
   KSBlockedContents& blockedContents_;
   KSLocationList locations_;
   mutable std::recursive_mutex beaconsMutex_;
+  Merge merge_;
   KSBeaconTable beaconsForLocation_;
+  /// How many lists hold each object.
+  std::unordered_map<const KSPrivateBeacon*, int> listsHolding_;
   std::unordered_map<std::string, std::shared_ptr<KSPrivateBeacon>> beaconsForManufacturerId_;
   mutable std::mutex geofencesMutex_;
   KSGeofenceTable prefetchGeofences_;
