@@ -116,7 +116,7 @@ TEST_P(KSRefinementsTest, BeaconMovesToAnotherList) {
                                          R"({"id":"L2","refreshIntervalSeconds":60}])");
     scenario.portalAnswers("location=L1", first);
     scenario.portalAnswers("location=L2", second);
-    scenario.portalRefusesAll();
+    for (const char* other : {"unique-uuids", "/geofences"}) scenario.portalRefuses(other, 404);
   };
   lists("[" + zone.beacon() + "]", "[]");
   scenario.sees(1);

@@ -13,7 +13,7 @@ namespace {
 
 class KSStaysTest : public ks::testing::ScenarioTest {
  protected:
-  const PortalZone zone{.proximity = "NEAR", .repeatDelay = 3600};
+  const PortalZone zone{.proximity = "NEAR", .repeatDelay = 36000};
 
   /// The hourly lists: around the device, of the location, and of geofences.
   void portalLists(const std::string& around, const std::string& location,
