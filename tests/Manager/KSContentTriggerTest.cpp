@@ -80,7 +80,8 @@ TEST_F(KSContentTriggerTest, FiringIsRecordedBeforeItIsTold) {
   scenario.learns({.repeatDelay = 60});
   EXPECT_THAT(scenario.heard(), ElementsAre("trigger b1"));
   EXPECT_THAT(scenario.statistics(), ElementsAre("beacons/enter b1", "beacons/notification b1"));
-  EXPECT_THAT(scenario.filesWritten(), ElementsAre("blockedContents.dat"));
+  EXPECT_THAT(scenario.filesWritten(),
+              testing::UnorderedElementsAre("blockedContents.dat", "stays.dat"));
   EXPECT_EQ(scenario.beacon()->content()->blockedUntilDate, scenario.now() + ks::Seconds{60});
 }
 

@@ -92,7 +92,7 @@ TEST_P(KSRefinementsTest, HourlyListDuringStay) {
   scenario.startsAtSite();
   const auto lists = [&] {
     scenario.passes(3600);
-    scenario.portalAnswers("/geofences", "[" + zone.geofence() + "]");
+    scenario.portalAnswers("/geofences?", "[" + zone.geofence() + "]");
     scenario.portalRefusesAll();
   };
   lists();
