@@ -4,8 +4,10 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 find BeaconSDK -name CMakeLists.txt | sort | while IFS= read -r list; do
-  awk -v folder="$(dirname "$list")" '
-    /PUBLIC_HEADERS/ { listed = 1; next }
-    /^ *[A-Z_]+ |\)|^ *[A-Z_]+$/ { listed = 0 }
-    listed { print folder "/" $1 }' "$list"
+  awk -v folder="$(dirname "$list")" '{
+    for (i = 1; i <= NF; ++i) {
+      if ($i ~ /^[A-Z_]+$/) listed = $i == "PUBLIC_HEADERS"
+      else if (listed && $i ~ /\.h\)?$/) { sub(/\)$/, "", $i); print folder "/" $i }
+    }
+  }' "$list"
 done | xargs realpath --relative-to=. | sort
