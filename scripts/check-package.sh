@@ -27,9 +27,9 @@ global_names() {  # global_names INCLUDE_ROOT
   local ours='isExpansionInFileMatching("BeaconSDK/(Classes|Platform|KSBeaconSDK.h)")'
   scripts/public-headers.sh | sed 's/.*/#include "&"/' >build/every-header.cpp
   clang-query-14 build/every-header.cpp -c 'set output dump' \
-    -c "match namedDecl(hasDeclContext(translationUnitDecl()), $ours, unless(namespaceDecl()))" \
+    -c "match namedDecl(hasParent(translationUnitDecl()), $ours, unless(namespaceDecl()))" \
     -- -std=c++20 -I "$1" |
-    grep -E '^[A-Z][A-Za-z]*Decl 0x' | sed -E "s/ '.*//; s/ definition$//; s/.* //" | sort -u
+    grep -E '^[A-Z][A-Za-z]*Decl 0x' | grep -v '^ParmVarDecl' | sed -E "s/ '.*//; s/ definition$//; s/.* //" | sort -u
 }
 
 check_global_names() {  # check_global_names INCLUDE_ROOT
