@@ -29,5 +29,7 @@ std::vector<Row> presenceRows();
 std::vector<Row> borderRows();
 /// Recordings with the truth beside them.
 std::vector<Row> recordedRows();
+/// Resting, driving and walking beside a circle, from fixes to region events.
+std::vector<Row> positionRows();
 
 }  // namespace ks::gate
