@@ -14,7 +14,7 @@
 
 /// How far the fetch of a beacon's content is.
 enum class KSPrivateBeaconState : std::int32_t {
-  /// Known only by UUID, major and minor; its content was never asked for.
+  /// Known only by UUID, major and minor; its content was never requested.
   fresh = 0,
   fetchingContent = 1,
   contentFetched = 2,
@@ -33,7 +33,7 @@ class KSPrivateBeacon : public KSProximityZone {
 
   /// A fetch that has not answered for this long counts as hung.
   static constexpr double kFetchHungAfterSeconds = 150;
-  /// A beacon without content is asked about again after this time.
+  /// The content of a beacon without content is requested again after this time.
   static constexpr double kNoContentRetrySeconds = 600;
 
   /// "identifier:UUID_minor_major"; absent parts print as "(null)".
@@ -47,7 +47,7 @@ class KSPrivateBeacon : public KSProximityZone {
   /// "region:UUID_0_0": the same for all beacons that share the UUID.
   std::string regionKey() const;
 
-  /// True when content was never asked for, the fetch has hung, or what was fetched is outdated.
+  /// True when content was never requested, the fetch has hung, or what was fetched is outdated.
   bool shouldFetchContent() const;
   /// The same physical beacon, whatever its portal identifier.
   bool isEqualWithBeacon(const KSPrivateBeacon& other) const;
@@ -87,7 +87,7 @@ class KSPrivateBeacon : public KSProximityZone {
   bool sentEnterEvent() const { return sentEnterEvent_; }
   void setSentEnterEvent(bool flag) { sentEnterEvent_ = flag; }
   KSPrivateBeaconState state() const { return state_; }
-  /// Notes when a fetch began and when an answer came.
+  /// Sets the times at which a fetch began and its reply came.
   void setState(KSPrivateBeaconState state);
   std::int64_t major() const { return major_; }
   void setMajor(std::int64_t value) { major_ = value; }

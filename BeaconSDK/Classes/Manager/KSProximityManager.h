@@ -118,7 +118,7 @@ class KSProximityManager : public ks::Object, private ks::CLLocationManagerDeleg
   /// What became of the statistics; absent unless they are kept.
   std::optional<KSStatsLedger> statisticsLedger() const;
 
-  /// Whoever watches decisions being made; the earlier observer is forgotten.
+  /// Sets the decision observer, replacing any previous one.
   void setEngineObserver(std::weak_ptr<KSEngineObserver> observer);
 
   KSProximityManager(const KSProximityManager&) = delete;

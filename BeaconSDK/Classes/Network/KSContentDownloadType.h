@@ -4,7 +4,7 @@
 
 #include "BeaconSDK/Classes/Beacon/KSProximityZone.h"
 
-/// What a request to the portal asks for.
+/// The kind of documents that a request to the portal is for.
 enum class KSContentDownloadType : std::int32_t {
   unknown = -1,
   contentCategories = 0,

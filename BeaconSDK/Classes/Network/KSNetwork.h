@@ -29,7 +29,7 @@ struct KSStatistic {
   ks::NSURLRequest request;
 };
 
-/// The portal client: asks for documents, parses what arrives and posts statistics.
+/// The portal client: requests documents, parses the replies and posts statistics.
 ///
 /// All transfers are tasks of one background URL session, at most one connection at a time. Nothing
 /// is queued or retried here: each download ends in one report to the completion block (none when
@@ -66,7 +66,7 @@ class KSNetwork : public ks::NSURLSessionDelegate, public std::enable_shared_fro
   KSContentCompletionBlock completionBlock() const;
   void setCompletionBlock(KSContentCompletionBlock block);
 
-  /// Cancels all transfers for good; each download under way still ends in its report. To start
+  /// Cancels all transfers for good; each running download still ends in its report. To start
   /// another one afterwards is a programming fault and has no effect.
   void reset();
   bool isReset() const { return isReset_; }
@@ -164,7 +164,7 @@ class KSNetwork : public ks::NSURLSessionDelegate, public std::enable_shared_fro
 
   void didFinishDownloadingToURL(ks::NSURLSession& session, ks::NSURLSessionTask& downloadTask,
                                  const std::filesystem::path& file) override;
-  /// Documents that cannot be parsed stay out of the cache: the next request asks for them anew.
+  /// Documents that cannot be parsed stay out of the cache: the next request fetches them again.
   bool willCacheResponse(ks::NSURLSession& session, ks::NSURLSessionTask& downloadTask) override;
   void didCompleteWithError(ks::NSURLSession& session, ks::NSURLSessionTask& task,
                             const std::optional<ks::Error>& error) override;
@@ -179,7 +179,7 @@ class KSNetwork : public ks::NSURLSessionDelegate, public std::enable_shared_fro
   /// For `initWithRootURL` alone.
   KSNetwork(Key, ks::NSURL rootURL, KSContentCompletionBlock completionBlock,
             const ks::Clock& clock, ks::DispatchQueue& mainQueue);
-  /// The session cancels what is under way without a word: the uploads' files go here.
+  /// Invalidation reports nothing for running tasks, so their upload files are removed here.
   ~KSNetwork() override;
 
  private:
@@ -213,6 +213,6 @@ class KSNetwork : public ks::NSURLSessionDelegate, public std::enable_shared_fro
   StatisticHandler statisticHandler_;
   std::function<void(KSContentDownloadType)> refusalHandler_;
   std::mutex uploadsMutex_;
-  /// The body files of the uploads under way, and whoever waits for each.
+  /// The body files of the running uploads, with the completion of each.
   std::map<std::filesystem::path, UploadCompletion> uploads_;
 };

@@ -11,8 +11,8 @@ class KSNetwork;
 class KSPrivateBeacon;
 class KSProximityZone;
 
-/// Tells the portal what happens on the device. Each call builds one event and posts it; nothing is
-/// kept, retried or answered. Stateless; any thread.
+/// Reports to the portal what happens on the device. Each call builds one event and posts it;
+/// nothing is kept, retried or answered. Stateless; any thread.
 ///
 /// An absent `tags` is sent as null, an empty one as an empty object.
 class KSStatsManager {

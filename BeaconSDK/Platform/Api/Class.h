@@ -25,12 +25,12 @@ struct Property {
   std::function<void(Object&, const Value&)> set;
 };
 
-/// Operations by which classes once chose their persisted properties. A class that still answers
+/// Operations by which classes once chose their persisted properties. A class that still implements
 /// one is warned about; the list of properties alone decides.
 struct DeprecatedCoding {
   bool codableKeys = false;
   bool uncodableKeys = false;
-  /// What the class's `uncodableProperties` answers: these properties are not persisted.
+  /// The result of the class's `uncodableProperties`: these properties are not persisted.
   std::optional<std::vector<std::string>> uncodableProperties;
 };
 

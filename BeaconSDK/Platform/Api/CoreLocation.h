@@ -28,7 +28,7 @@ enum class CLRegionState : std::int64_t { unknown = 0, inside = 1, outside = 2 }
 /// How near a ranged beacon is. Also the scale of a content's wanted proximity, where 0 means any.
 enum class CLProximity : std::int64_t { unknown = 0, immediate = 1, near = 2, far = 3 };
 
-/// Tells the location service what the positions are for.
+/// What the application uses positions for.
 enum class CLActivityType : std::int64_t {
   other = 1,
   automotiveNavigation = 2,

@@ -8,7 +8,7 @@
 
 namespace ks {
 
-/// A failure as a value: a domain, a code within it, and what to tell the user. Copied freely; may
+/// A failure as a value: a domain, a code within it, and a text for the user. Copied freely; may
 /// be put into a notification's user information through `std::make_shared<Error>`.
 class Error : public Object {
  public:

@@ -20,7 +20,7 @@ namespace ks {
 class Clock {
  public:
   virtual ~Clock() = default;
-  /// The wall clock; may jump when somebody sets it.
+  /// The wall clock; may jump when it is set.
   virtual Date now() const = 0;
   /// Seconds since an arbitrary start; never goes back.
   virtual Seconds uptime() const = 0;
@@ -58,10 +58,10 @@ class DispatchQueue {
   virtual bool isCurrent() const = 0;
 };
 
-/// A message to whoever observes its name.
+/// A message to the observers of its name.
 struct NSNotification {
   std::string name;
-  /// Who posts it; null when nobody in particular.
+  /// The sender; may be null.
   std::shared_ptr<const Object> object;
   Dictionary userInfo;
 };

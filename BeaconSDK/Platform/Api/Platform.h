@@ -26,7 +26,7 @@ class Platform {
   /// The installed platform. Installing none before the first use is a programming fault that ends
   /// the process with a message. Any thread.
   static Platform& current();
-  /// Makes `platform` the current one and answers the earlier one; null removes it.
+  /// Makes `platform` the current one and returns the previous one; null removes it.
   static std::shared_ptr<Platform> install(std::shared_ptr<Platform> platform);
   static bool isInstalled();
 

@@ -31,7 +31,7 @@ struct SocketAddress {
 class SCNetworkReachability {
  public:
   virtual ~SCNetworkReachability() = default;
-  /// The flags now, or nothing when they cannot be told. May block on a name look-up.
+  /// The flags now, or nothing when they are unknown. May block on a name look-up.
   virtual std::optional<SCNetworkReachabilityFlags> getFlags() = 0;
   /// Called on each change while scheduled, on the main queue; null for none.
   virtual bool setCallback(std::function<void(SCNetworkReachabilityFlags)> callback) = 0;

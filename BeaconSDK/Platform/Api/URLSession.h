@@ -129,7 +129,7 @@ class NSURLSessionDelegate {
   /// The last event of the session.
   virtual void didBecomeInvalidWithError(NSURLSession& session,
                                          const std::optional<Error>& error) = 0;
-  /// No transfer of a background session is under way any more.
+  /// Called when no transfer of a background session is running any more.
   virtual void didFinishEventsForBackgroundURLSession(NSURLSession& session) = 0;
 };
 
@@ -147,7 +147,7 @@ class NSURLSession {
   /// Sends the content of `file` as the body; the request's own body is not used.
   virtual std::shared_ptr<NSURLSessionTask> uploadTaskWithRequest(NSURLRequest request,
                                                                   std::filesystem::path file) = 0;
-  /// Cancels what is under way; afterwards new tasks fail with `cancelled` without being reported.
+  /// Cancels all running tasks; afterwards new tasks fail with `cancelled` without being reported.
   virtual void invalidateAndCancel() = 0;
 };
 

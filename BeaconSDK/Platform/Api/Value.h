@@ -125,7 +125,7 @@ class Value {
   /// A boolean, an integer or a real.
   bool isNumber() const;
 
-  /// Each answers null when the value is of another kind. The pointer lives as long as the value.
+  /// Each returns null when the value is of another kind. The pointer lives as long as the value.
   const bool* boolean() const { return std::get_if<bool>(&content_); }
   const std::int64_t* integer() const { return std::get_if<std::int64_t>(&content_); }
   /// Only for integers above the signed range.

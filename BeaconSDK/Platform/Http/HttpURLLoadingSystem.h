@@ -83,7 +83,7 @@ struct HttpOptions {
 /// - All events of one task reach the delegate in one task of the delegate queue: the file, the
 ///   completion, then the observer, then `didFinishEventsForBackgroundURLSession` when no started
 ///   transfer is left unreported (each time that happens, only for sessions with an identifier).
-/// - `invalidateAndCancel` reports what is under way as cancelled, in the order of `resume`, then
+/// - `invalidateAndCancel` reports running tasks as cancelled, in the order of `resume`, then
 ///   `didBecomeInvalidWithError` once. A task that was never resumed is not reported.
 /// - Dropping the last reference to a session cancels its transfers without events. So does
 ///   destroying the loading system, for all sessions; what is left of them does nothing.

@@ -52,7 +52,7 @@ class LinuxApplication : public UIApplication {
   void setBackgroundFetchHandler(FetchHandler handler);
   /// Where local notifications and alerts go besides the log; null for none.
   void setPresenter(Presenter presenter) { presenter_ = std::move(presenter); }
-  /// Tells every background task that its time is up, as before the process ends.
+  /// Expires every background task, as before the process ends.
   void expireBackgroundTasks();
 
   ServiceState state() const;
@@ -82,7 +82,7 @@ class LinuxApplication : public UIApplication {
   UIBackgroundTaskIdentifier lastBackgroundTask_ = UIBackgroundTaskInvalid;
   std::map<UIBackgroundTaskIdentifier, std::function<void()>> backgroundTasks_;
   std::map<TimerId, UILocalNotification> scheduledNotifications_;
-  /// Tells late callbacks whether the application is still there.
+  /// Lets late callbacks see whether the application still exists.
   std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
 
   std::unique_ptr<SessionEvents> session_;

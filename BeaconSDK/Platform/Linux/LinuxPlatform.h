@@ -91,7 +91,7 @@ class LinuxPlatform : public Platform {
   LinuxNotificationCenter* linuxNotificationCenter();
   LocationEngine& locationEngine();
 
-  /// How every service stands, in a fixed order. Main queue only.
+  /// The state of every service, in a fixed order. Main queue only.
   std::vector<ServiceState> serviceStates() const;
 
  private:

@@ -33,7 +33,7 @@ struct LocationDemand {
     ranging,
   };
   BeaconScan beaconScan = BeaconScan::none;
-  /// The wanted uncertainty of the positions; absent while nobody needs any.
+  /// The wanted uncertainty of the positions; absent while none are needed.
   std::optional<Metres> positionAccuracy;
   /// How far apart fixes may be while positions are wanted; a source may give them sooner.
   Seconds positionInterval{1};
@@ -110,7 +110,7 @@ class LocationEngine : public LocationServices {
   bool isMonitoringAvailableForBeaconRegions() const override;
   std::unique_ptr<CLLocationManager> makeLocationManager() override;
 
-  /// Delegates are told of a change in a task of its own.
+  /// Delegates are notified of a change in a task of its own.
   void setAuthorizationStatus(CLAuthorizationStatus status);
   /// False where the device has no radio, which stops listening too. True at first.
   void setBeaconScanningAvailable(bool available);

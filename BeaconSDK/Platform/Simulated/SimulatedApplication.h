@@ -38,7 +38,7 @@ class SimulatedApplication : public UIApplication {
   /// Tasks begun and not ended, oldest first: what is left at the end of a test has leaked.
   std::vector<UIBackgroundTaskIdentifier> backgroundTasks() const;
   void setRefusesBackgroundTasks(bool flag) { refusesBackgroundTasks_ = flag; }
-  /// Tells every background task that its time is up, on the main queue.
+  /// Expires every background task, on the main queue.
   void expireBackgroundTasks();
 
   std::vector<UILocalNotification> scheduledLocalNotifications() const;

@@ -51,7 +51,7 @@ struct SimulatedBeacon {
   Seconds interval{1};
   /// Standard deviation of each received strength: 4 dB is usual indoors.
   Dbm noise{0};
-  /// The share of advertisements that nobody receives, 0 to 1.
+  /// The share of advertisements that are lost, 0 to 1.
   double lossProbability = 0;
   /// When it is off; at all other times it advertises.
   std::vector<DateInterval> off{};

@@ -21,7 +21,7 @@ namespace ks {
 
 class SimulatedQueue;
 
-/// 2026-01-01T08:00:00Z, when a simulated day begins unless somebody says otherwise.
+/// 2026-01-01T08:00:00Z, the default start of simulated time.
 inline constexpr Date kSimulatedStart{Seconds{1767254400}};
 
 /// Names one transfer that keeps virtual time from moving; 0 names none.
@@ -61,12 +61,12 @@ class SimulatedLoop {
   void runUntil(Date moment);
   /// Runs the next task, moving time to it if need be; false when there is none.
   bool runNext();
-  /// When the next task falls due: now while a transfer is under way; nothing when all is done.
+  /// When the next task is due: now while a transfer is running; nothing when all is done.
   std::optional<Date> nextDue() const;
   /// Lets time pass inside a task, as slow code does: nothing runs meanwhile.
   void stall(Seconds span);
 
-  /// Time stands still from here until `endTransfer`. Any thread.
+  /// Stops virtual time until `endTransfer`. Any thread.
   TransferId beginTransfer();
   /// Says for which transfer the calling thread, not the loop's own, posts from now on; 0 for the
   /// earliest one under way.

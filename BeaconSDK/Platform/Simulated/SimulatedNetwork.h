@@ -9,7 +9,7 @@
 
 namespace ks {
 
-/// Real HTTP for a device in virtual time, which stands still while a transfer is under way.
+/// Real HTTP for a device in virtual time, which stops while a transfer is running.
 class SimulatedNetwork {
  public:
   /// Called as each transfer ends, on the thread that runs the loop.

@@ -81,7 +81,7 @@ class SimulatedPlatform : public Platform {
     location_.engine().setAuthorizationStatus(status);
   }
   void setBluetoothState(CBManagerState state) { location_.setBluetoothState(state); }
-  /// The device's own network, begun when first asked for. Any thread.
+  /// The device's own network, created on first use. Any thread.
   SimulatedNetwork& network();
 
  private:

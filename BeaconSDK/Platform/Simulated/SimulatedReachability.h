@@ -22,14 +22,14 @@ class SimulatedReachability : public SystemConfiguration {
   std::shared_ptr<SCNetworkReachability> reachabilityWithAddress(
       const SocketAddress& address) override;
 
-  /// Nothing: the flags cannot be told. Scheduled watches hear of a change on the main queue. Main
-  /// queue only.
+  /// Nothing: the flags are unknown. Scheduled watches are notified of a change on the main queue.
+  /// Main queue only.
   void setFlags(std::optional<SCNetworkReachabilityFlags> flags);
   /// How long reading the flags keeps its caller waiting, in virtual time.
   void setDelay(Seconds delay);
   /// Whether new watches are refused.
   void setRefusesTargets(bool flag);
-  /// The targets asked for so far, in order: host names, and addresses as "169.254.0.0".
+  /// The targets requested so far, in order: host names, and addresses as "169.254.0.0".
   std::vector<std::string> targets() const;
 
  private:

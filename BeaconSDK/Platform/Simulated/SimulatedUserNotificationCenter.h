@@ -13,7 +13,7 @@
 
 namespace ks {
 
-/// A notification centre that shows notifications to whoever listens, when virtual time comes to
+/// A notification centre that shows notifications to its listeners, when virtual time comes to
 /// their trigger. Pending requests end with the process. Main queue only.
 class SimulatedUserNotificationCenter : public UNUserNotificationCenter {
  public:

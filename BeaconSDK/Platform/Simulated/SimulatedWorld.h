@@ -61,7 +61,7 @@ class SimulatedWorld {
   SimulatedWorld& operator=(const SimulatedWorld&) = delete;
   ~SimulatedWorld();
 
-  /// The device walks; it stands at 0, 0 at first.
+  /// Sets the walk of the device; it starts at 0, 0.
   void setWalk(SimulatedWalk walk);
   void placeDevice(CLLocationCoordinate2D coordinate) { setWalk(SimulatedWalk(coordinate)); }
   SimulatedWalk::Position devicePosition() const { return walk_.positionAt(clock_.now()); }
@@ -75,7 +75,7 @@ class SimulatedWorld {
   void setBeacon(BeaconId id, SimulatedBeacon beacon);
   void removeBeacon(BeaconId id);
 
-  /// Whether anybody listens. Nothing is computed while nobody does.
+  /// Whether there are listeners. Nothing is computed while there are none.
   void setListening(bool toBeacons, bool toPositions);
   /// How far apart fixes may be; matters where they follow the demand.
   void setPositionInterval(Seconds interval);

@@ -22,7 +22,7 @@ class KSProximityZoneContent : public ks::Object {
 
   /// Fires on entering the zone; otherwise on leaving it.
   bool eventIsEnter = false;
-  /// Run time: set when the run-time fields changed; whoever shares them with other zones clears
+  /// Run time: set when the run-time fields changed; the code that shares them clears
   /// it.
   bool isUpdatedLocalProperties = false;
   std::optional<std::string> identifier;
@@ -69,7 +69,7 @@ class KSProximityZoneContent : public ks::Object {
   bool canTriggerAction(std::int64_t seenProximity) const;
   bool canTriggerAction() const;
 
-  /// Counts one event. A period that has lasted longer than the interval starts anew with it.
+  /// Counts one event. A period that has lasted longer than the interval restarts with it.
   void updateEventDetectionCounter();
   /// Records a firing now: blocks the content for its delay, ends the counting period.
   void trigger();

@@ -7,7 +7,7 @@
 /// May a content fire, by which rule, and with what numbers: the answer of
 /// `KSProximityZoneContent::evaluateTrigger`. Whatever explains a decision is rendered from here.
 struct KSTriggerVerdict {
-  /// The rules in the order in which they are asked; the first that applies answers.
+  /// The rules in order of evaluation; the first that applies decides.
   enum class Rule {
     /// No: the zone was seen at another proximity than the content wants.
     otherProximity,

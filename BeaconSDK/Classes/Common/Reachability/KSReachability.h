@@ -11,7 +11,7 @@
 inline constexpr const char* KSkNetworkReachabilityChangedNotification =
     "KSkNetworkReachabilityChangedNotification";
 
-/// Wi-Fi and cellular are not told apart.
+/// Wi-Fi and cellular are not distinguished.
 enum class KSNetworkStatus : std::int32_t { notReachable = 0, reachable = 1 };
 
 /// Receives the flags of each status decision; prints nothing.
@@ -30,7 +30,7 @@ class KSReachability : public ks::Object {
   static std::shared_ptr<KSReachability> reachabilityForLocalWiFi();
   ~KSReachability() override;
 
-  /// Posts a notification on every change from now on; false when the platform cannot tell them.
+  /// Posts a notification on every change from now on; false when the platform cannot report them.
   /// Start and stop belong to one thread.
   bool startNotifer();
   void stopNotifer();

@@ -15,11 +15,11 @@ class KSProximityZone;
 /// What became of one event that could have fired a zone's content.
 struct KSTriggerDecision {
   enum class Outcome : std::int32_t {
-    /// The content fired; `dwelt` tells whether a dwelling time was waited out first.
+    /// The content fired; `dwelt` is true when a dwelling time was waited for first.
     fired,
     /// The content's rules refused; `verdict` says which and with what numbers.
     refused,
-    /// The user switched the content's category off; the rules were not asked.
+    /// The user switched the content's category off; the rules were not evaluated.
     categoryDisabled,
     /// The rules agreed; the content fires when the device stays `dwellingTime`.
     dwellingStarted,
@@ -37,7 +37,7 @@ struct KSTriggerDecision {
   std::shared_ptr<const KSProximityZone> zone;
   /// True for an entry or approach, false for an exit or departure.
   bool isEnter = false;
-  /// Absent when the rules were not asked.
+  /// Absent when the rules were not evaluated.
   std::optional<KSTriggerVerdict> verdict;
   /// Seconds; 0 for a content that fires at once.
   double dwellingTime = 0;
@@ -47,7 +47,7 @@ struct KSTriggerDecision {
   bool dwelt = false;
 };
 
-/// The portal is asked for the content of beacons: "UUID:major:minor" each, at most five.
+/// A request for the content of beacons: "UUID:major:minor" each, at most five.
 struct KSContentRequest {
   std::vector<std::string> beaconIdentifiers;
 };
@@ -58,7 +58,7 @@ struct KSCacheWrite {
   bool success = false;
 };
 
-/// The location service was told to begin or end watching a region.
+/// Monitoring or ranging of a region was started or stopped.
 struct KSRegionActivity {
   enum class Kind : std::int32_t {
     monitoringStarted,

@@ -4,7 +4,7 @@
 
 namespace ks {
 
-/// How one of the machine's services stands, for people and for `ksbeacon doctor`.
+/// The state of one of the machine's services, for people and for `ksbeacon doctor`.
 struct ServiceState {
   /// "Bluetooth", "Positions", "Session".
   std::string name;

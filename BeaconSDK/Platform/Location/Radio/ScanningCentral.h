@@ -27,7 +27,7 @@ class ScanningRadio {
   std::unique_ptr<CBCentralManager> makeCentralManager(CBCentralManagerDelegate& delegate);
 
   CBManagerState state() const;
-  /// Tells every central. Scans end when the radio is no longer powered on. `unknown` at first.
+  /// Notifies every central. Scans end when the radio is no longer powered on. `unknown` at first.
   void setState(CBManagerState state);
   /// Reports the sender to each scan that looks for a service which the advertisement names or
   /// carries data for, once per scan. A scan remembers the last 4096 senders.

@@ -38,7 +38,7 @@ class NSKeyedArchiver : public NSEncoder {
   NSKeyedArchiver(const NSKeyedArchiver&) = delete;
   NSKeyedArchiver& operator=(const NSKeyedArchiver&) = delete;
 
-  /// Binary unless told otherwise. Before `encodedData`.
+  /// Sets the format; binary by default. Call before `encodedData`.
   void setOutputFormat(NSPropertyListFormat format) { format_ = format; }
   /// Adds `value` under `key` to the top of the archive or, while a record is being encoded, to
   /// that record; each key once. An absent value leaves no entry.

@@ -35,7 +35,7 @@ class NSKeyedUnarchiver : public NSDecoder {
   static Result<Value> unarchiveObjectWithData(std::span<const std::uint8_t> bytes);
   static Result<Value> unarchiveObjectWithFile(const std::filesystem::path& path);
 
-  /// Opens an archive; `error` tells when the bytes are none.
+  /// Opens an archive; `error` is set when the bytes are none.
   explicit NSKeyedUnarchiver(std::span<const std::uint8_t> bytes);
   explicit NSKeyedUnarchiver(PropertyList list);
   NSKeyedUnarchiver(const NSKeyedUnarchiver&) = delete;

@@ -17,7 +17,7 @@ namespace NSObjectAutoCoding {
 bool supportsSecureCoding(const Class& objectClass);
 
 /// The properties that `objectClass` itself declares. Each call writes a warning to the console for
-/// every deprecated hook that the class still answers.
+/// every deprecated hook that the class still implements.
 const std::vector<Property>& codableProperties(const Class& objectClass);
 /// The properties of the object's class and its superclasses, each name once.
 const std::vector<Property>& codableProperties(const Object& object);

@@ -18,7 +18,7 @@ class Nesting {
     open_.push_back(0);
     return open_.size() <= PropertyList::kMaximumNesting;
   }
-  /// Ends the innermost container and answers its height, 1 when it holds no other.
+  /// Ends the innermost container and returns its height, 1 when it holds no other.
   std::uint32_t leave() {
     const std::uint32_t height = open_.back() + 1;
     open_.pop_back();
