@@ -70,7 +70,13 @@ void send(SoupServerMessage* message, const SiteReply& reply) {
                                    value.c_str());
     }
   }
-  if (contentType == nullptr) return;
+  if (contentType == nullptr) {
+    // libsoup takes a reply without a length for one that ends with its connection, and closes it
+    // without a word to the client.
+    soup_message_headers_set_encoding(soup_server_message_get_response_headers(message),
+                                      SOUP_ENCODING_NONE);
+    return;
+  }
   soup_server_message_set_response(message, contentType, SOUP_MEMORY_COPY, reply.body.data(),
                                    reply.body.size());
 }
