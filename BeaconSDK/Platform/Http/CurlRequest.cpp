@@ -145,7 +145,8 @@ void CurlRequest::setFields() {
   };
   for (const auto& [name, value] : request_.headers) {
     // libcurl's spelling of a field without a value.
-    append(value.empty() ? name + ";" : name + ": " + value);
+    std::string line = name;
+    append(value.empty() ? line.append(";") : line.append(": ").append(value));
   }
   // Fields that libcurl would add on its own.
   if (!request_.headers.find("Content-Type")) append("Content-Type:");

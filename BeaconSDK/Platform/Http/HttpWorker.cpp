@@ -23,7 +23,7 @@ void initializeLibrary() {
 
 std::shared_ptr<HttpWorker> HttpWorker::start(const char* threadName) {
   initializeLibrary();
-  const std::shared_ptr<HttpWorker> worker(new HttpWorker);
+  std::shared_ptr<HttpWorker> worker(new HttpWorker);
   worker->thread_ = std::thread([worker, threadName] { worker->run(threadName); });
   return worker;
 }

@@ -91,7 +91,7 @@ bool isThere(const std::filesystem::path& path) {
 
 std::optional<std::filesystem::path> fetch(const std::optional<std::string>& url,
                                            std::string_view filePrefix, Budget& budget) {
-  const auto path = pathFor(url, filePrefix);
+  auto path = pathFor(url, filePrefix);
   if (!path || isThere(*path)) return path;
   const auto data =
       ks::Platform::current().urlLoadingSystem().dataWithContentsOfURL({*url}, budget.left());

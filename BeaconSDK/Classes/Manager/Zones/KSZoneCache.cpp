@@ -118,7 +118,7 @@ void KSZoneCache::replaceZonesOfLocation(const std::string& identifier, KSBeacon
 
 std::shared_ptr<KSLocation> KSZoneCache::noteZonesSynced(std::string_view identifier,
                                                          ks::Date now) {
-  const auto location = locationWithIdentifier(identifier);
+  auto location = locationWithIdentifier(identifier);
   if (!location) return nullptr;
   location->zonesSyncedOn = now;
   saveLocations();

@@ -27,7 +27,7 @@ inline constexpr std::string_view NSKeyedArchiveRootObjectKey = "root";
 /// Every object is stored once however often it is referenced: containers and records by identity,
 /// plain values by content. Records may refer to each other in circles. Work and memory grow
 /// linearly with the graph. One archiver makes one archive. Any thread, one at a time.
-class NSKeyedArchiver : public NSEncoder {
+class NSKeyedArchiver final : public NSEncoder {
  public:
   /// The archive of `root`; empty when it cannot be archived (nested too deeply).
   static Data archivedDataWithRootObject(const Value& root);
