@@ -71,10 +71,10 @@ void send(SoupServerMessage* message, const SiteReply& reply) {
     }
   }
   if (contentType == nullptr) {
-    // libsoup takes a reply without a length for one that ends with its connection, and closes it
-    // without a word to the client.
-    soup_message_headers_set_encoding(soup_server_message_get_response_headers(message),
-                                      SOUP_ENCODING_NONE);
+    // libsoup ends the connection after a reply without a length; the client must know, or it loses
+    // a request that it sends at the same time.
+    soup_message_headers_replace(soup_server_message_get_response_headers(message), "Connection",
+                                 "close");
     return;
   }
   soup_server_message_set_response(message, contentType, SOUP_MEMORY_COPY, reply.body.data(),
