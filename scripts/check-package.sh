@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
-# The package as somebody else meets it. Installs the release build into a scratch prefix, with shared
-# and with static libraries, and builds and runs a consumer project against each. Checks that exactly
-# the public headers are installed, that each compiles alone, and that docs/names.md has their global
-# names. Configures what a device of one's own needs, without the libraries that it leaves out.
+# The package as somebody else meets it. Installs the release build into a scratch prefix and builds and
+# runs a consumer project against it; with the argument "shared" once more with shared libraries, which
+# takes a second build. Checks that exactly the public headers are installed, that each compiles alone,
+# and that docs/names.md has their global names. Configures what a device of one's own needs, without
+# the libraries that it leaves out.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -52,7 +53,7 @@ check_bare() {
   echo "package: configures without libsoup, libcurl, GLib and pugixml"
 }
 
-consume ON
+[ "${1:-}" = shared ] && consume ON
 consume OFF
 root=build/package-OFF/include/KSBeaconSDK
 scripts/check-headers.sh
