@@ -56,8 +56,9 @@ Station::~Station() {
 void Station::learnContent() {
   const auto category = std::make_shared<KSProximityZoneContentCategory>();
   category->identifier = "shoes";
-  rooms_->settingsManager->newContentLoadedWithType(KSContentDownloadType::contentCategories,
-                                                    KSRecords{category});
+  rooms_->settingsManager->newContentLoadedWithType(
+      KSContentDownloadType::contentCategories,
+      RecordList<KSProximityZoneContentCategory>{category});
   auto content = std::make_shared<KSTextPushProximityZoneContent>();
   content->identifier = "c1";
   content->categoryIdentifier = "shoes";
