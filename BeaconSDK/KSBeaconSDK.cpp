@@ -7,9 +7,10 @@ const unsigned char KSBeaconSDKVersionString[] = "@(#)PROGRAM:KSBeaconSDK  PROJE
 
 namespace ks {
 
-bool recordClassesAreKnown() {
-  // A linker takes from a static library only what somebody refers to.
-  static const std::array kRecordClasses = {
+std::span<const Class* const> recordClasses() {
+  // A linker takes from a static library only what somebody refers to, and an optimizer drops what
+  // nobody can see: the list is returned.
+  static const std::array kClasses = {
       &KSFollowTrackProximityZoneContent::kClass,
       &KSGeofence::kClass,
       &KSHTMLProximityZoneContent::kClass,
@@ -26,7 +27,7 @@ bool recordClassesAreKnown() {
       &KSTextPushProximityZoneContent::kClass,
       &KSVideoProximityZoneContent::kClass,
   };
-  return kRecordClasses.front() != nullptr;
+  return kClasses;
 }
 
 }  // namespace ks

@@ -2,6 +2,8 @@
 
 /// The whole library in one include. A program that includes it can read every record from an
 /// archive, whichever of them it names itself.
+#include <span>
+
 #include "BeaconSDK/Classes/Beacon/Content/KSFollowTrackProximityZoneContent.h"
 #include "BeaconSDK/Classes/Beacon/Content/KSHTMLProximityZoneContent.h"
 #include "BeaconSDK/Classes/Beacon/Content/KSProximitySchedule.h"
@@ -35,10 +37,11 @@ extern const unsigned char KSBeaconSDKVersionString[];
 
 namespace ks {
 
-/// Links every record class into the program, so that archives find the classes by their names.
-bool recordClassesAreKnown();
+/// Returns the classes of all records. The reference to them links them into the program, so that
+/// archives find the classes by their names.
+std::span<const Class* const> recordClasses();
 
 /// Initialised at the program's start, before `main`.
-inline const bool kRecordClassesAreKnown = recordClassesAreKnown();
+inline const std::span<const Class* const> kRecordClasses = recordClasses();
 
 }  // namespace ks
