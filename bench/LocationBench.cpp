@@ -3,7 +3,7 @@
 
 #include <benchmark/benchmark.h>
 
-#include "BeaconSDK/Platform/Location/LocationEngine.h"
+#include "BeaconSDK/Platform/Location/Engine/LocationEngine.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedLoop.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedQueue.h"
 #include "tests/Location/RadioWalk.h"

@@ -4,8 +4,8 @@
 
 #include <cstdio>
 
-#include "BeaconSDK/Platform/Location/Radio/PacketGaps.h"
 #include "BeaconSDK/Platform/Location/Radio/Proximity.h"
+#include "BeaconSDK/Platform/Location/Regions/PacketGaps.h"
 #include "bench/filters/RecordedFigures.h"
 #include "bench/filters/SignalFilters.h"
 #include "tests/Location/RadioWalk.h"

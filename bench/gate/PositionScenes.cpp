@@ -5,7 +5,7 @@
 #include <numbers>
 #include <vector>
 
-#include "BeaconSDK/Platform/Location/LocationEngine.h"
+#include "BeaconSDK/Platform/Location/Engine/LocationEngine.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedLoop.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedQueue.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedWorld.h"

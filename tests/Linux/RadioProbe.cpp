@@ -9,7 +9,7 @@
 #include <string>
 
 #include "BeaconSDK/Platform/Linux/LinuxPlatform.h"
-#include "BeaconSDK/Platform/Location/LocationEngine.h"
+#include "BeaconSDK/Platform/Location/Engine/LocationEngine.h"
 #include "tests/Linux/LinuxFixture.h"
 
 namespace {

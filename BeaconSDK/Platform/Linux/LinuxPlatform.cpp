@@ -16,7 +16,7 @@
 #include "BeaconSDK/Platform/Linux/Network/LinuxReachability.h"
 #include "BeaconSDK/Platform/Linux/Notifications/DesktopNotificationCenter.h"
 #include "BeaconSDK/Platform/Linux/Positions/LinuxPositions.h"
-#include "BeaconSDK/Platform/Location/LocationEngine.h"
+#include "BeaconSDK/Platform/Location/Engine/LocationEngine.h"
 #include "BeaconSDK/Platform/Location/Regions/LocationStateStore.h"
 #include "BeaconSDK/Platform/Storage/DiskFileStore.h"
 #include "BeaconSDK/Platform/Storage/FileUserDefaults.h"

@@ -3,7 +3,7 @@
 #include <filesystem>
 
 #include "BeaconSDK/Platform/Api/Foundation.h"
-#include "BeaconSDK/Platform/Location/LocationEngine.h"
+#include "BeaconSDK/Platform/Location/Engine/LocationEngine.h"
 #include "BeaconSDK/Platform/Location/Radio/ScanningCentral.h"
 #include "BeaconSDK/Platform/Location/Regions/LocationStateStore.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedWorld.h"

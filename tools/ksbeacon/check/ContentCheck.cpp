@@ -10,7 +10,7 @@
 #include "BeaconSDK/Classes/Date/NSDateFormatter+Server.h"
 #include "BeaconSDK/Classes/Manager/Regions/KSProximityTracker.h"
 #include "BeaconSDK/Classes/Network/KSResponseParser.h"
-#include "BeaconSDK/Platform/Location/Radio/PacketGaps.h"
+#include "BeaconSDK/Platform/Location/Regions/PacketGaps.h"
 
 namespace ks::tool {
 

@@ -8,7 +8,7 @@
 #include <string>
 
 #include "BeaconSDK/Platform/Linux/Machine/SecretStore.h"
-#include "BeaconSDK/Platform/Location/LocationEngine.h"
+#include "BeaconSDK/Platform/Location/Engine/LocationEngine.h"
 #include "BeaconSDK/Platform/Location/Wakeup.h"
 #include "tools/ksbeacon/device/Services.h"
 #include "tools/ksbeacon/options/NumberOption.h"

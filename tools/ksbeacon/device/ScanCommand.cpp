@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-#include "BeaconSDK/Platform/Location/LocationEngine.h"
+#include "BeaconSDK/Platform/Location/Engine/LocationEngine.h"
 #include "BeaconSDK/Platform/Location/Wakeup.h"
 #include "tools/ksbeacon/device/BeaconList.h"
 #include "tools/ksbeacon/device/ScanText.h"

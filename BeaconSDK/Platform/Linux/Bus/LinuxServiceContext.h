@@ -3,7 +3,7 @@
 #include <string>
 
 #include "BeaconSDK/Platform/Api/Foundation.h"
-#include "BeaconSDK/Platform/Location/LocationEngine.h"
+#include "BeaconSDK/Platform/Location/Engine/LocationEngine.h"
 
 namespace ks {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "BeaconSDK/Platform/Location/LocationEngine.h"
+#include "BeaconSDK/Platform/Location/LocationErrors.h"
 
 namespace ks {
 

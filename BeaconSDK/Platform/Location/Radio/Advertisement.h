@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <span>
 #include <string>
@@ -46,6 +47,8 @@ struct Advertisement {
   /// Elements of the raw bytes that were malformed, truncated or padding.
   std::uint32_t skippedElements = 0;
 };
+
+using AdvertisementListener = std::function<void(const Advertisement&)>;
 
 /// Reads the length-type-value elements of an advertisement: manufacturer data (type 0xFF), service
 /// data and service lists of 16, 32 and 128 bits. Other types are passed over. Never fails: an

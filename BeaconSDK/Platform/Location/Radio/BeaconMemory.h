@@ -5,8 +5,8 @@
 
 #include "BeaconSDK/Platform/Location/Radio/Advertisement.h"
 #include "BeaconSDK/Platform/Location/Radio/BorderRule.h"
-#include "BeaconSDK/Platform/Location/Radio/PacketGaps.h"
 #include "BeaconSDK/Platform/Location/Radio/RssiFilter.h"
+#include "BeaconSDK/Platform/Location/Regions/PacketGaps.h"
 
 namespace ks {
 

@@ -10,7 +10,7 @@
 
 #include "BeaconSDK/Platform/Api/CoreLocation.h"
 #include "BeaconSDK/Platform/Location/ManagerList.h"
-#include "BeaconSDK/Platform/Location/Radio/PacketGaps.h"
+#include "BeaconSDK/Platform/Location/Regions/PacketGaps.h"
 
 namespace ks {
 

@@ -1,82 +1,18 @@
 #pragma once
 
-#include <cstdint>
-#include <functional>
 #include <memory>
-#include <optional>
-#include <string>
 
 #include "BeaconSDK/Platform/Api/CoreLocation.h"
 #include "BeaconSDK/Platform/Api/Foundation.h"
+#include "BeaconSDK/Platform/Location/Engine/LocationCounters.h"
+#include "BeaconSDK/Platform/Location/Engine/LocationDemand.h"
+#include "BeaconSDK/Platform/Location/LocationErrors.h"
 #include "BeaconSDK/Platform/Location/Radio/Advertisement.h"
 #include "BeaconSDK/Platform/Location/Regions/LocationStateStore.h"
 
 namespace ks {
 
-/// The domain of the location service's errors, and their codes.
-inline constexpr const char* CLErrorDomain = "kCLErrorDomain";
-enum class CLErrorCode : std::int64_t {
-  locationUnknown = 0,
-  denied = 1,
-  regionMonitoringDenied = 4,
-  regionMonitoringFailure = 5,
-};
-Error locationError(CLErrorCode code);
-
-/// What the location engine needs of the device right now, so that everything else can sleep.
-struct LocationDemand {
-  enum class BeaconScan {
-    none,
-    /// Every beacon should be heard at least every few seconds; a passive or duty-cycled scan does.
-    monitoring,
-    /// Every advertisement with its signal strength.
-    ranging,
-  };
-  BeaconScan beaconScan = BeaconScan::none;
-  /// The wanted uncertainty of the positions; absent while none are needed.
-  std::optional<Metres> positionAccuracy;
-  /// How far apart fixes may be while positions are wanted; a source may give them sooner.
-  Seconds positionInterval{1};
-
-  friend bool operator==(const LocationDemand&, const LocationDemand&) = default;
-};
-
-/// Told on the main queue, in a task of its own, when the demand has changed.
-class LocationDemandListener {
- public:
-  virtual ~LocationDemandListener() = default;
-  virtual void locationDemandChanged(const LocationDemand& demand) = 0;
-  /// The device has stood in this circle, which is smaller than the uncertainty of the fixes there:
-  /// it cannot be entered. Called once for each circle.
-  virtual void circleTooSmall(const CLCircularRegion&, Metres /*uncertainty*/) {}
-};
-
-/// "The circle 'kiosk' of 20 m is smaller than the uncertainty of positions there, 35 m: it cannot
-/// be entered".
-std::string tooSmallText(const CLCircularRegion& circle, Metres uncertainty);
-
-/// What became of the input so far.
-struct LocationCounters {
-  std::uint64_t advertisements = 0;
-  /// Elements or beacon frames that were malformed, truncated or padding.
-  std::uint64_t skippedElements = 0;
-  /// Beacon frames of a watched or ranged proximity UUID.
-  std::uint64_t matchedBeacons = 0;
-  /// Beacons that found no room because too many of their UUID are around.
-  std::uint64_t untrackedBeacons = 0;
-  /// Packets that claim a power at 1 m that no beacon has; the usual one stood in for it.
-  std::uint64_t replacedPowers = 0;
-  /// Beacons whose identity two senders use in turn: distances between them mean nothing.
-  std::uint64_t sharedIdentities = 0;
-  std::uint64_t fixes = 0;
-  /// Fixes that were invalid or late, or jumps that another fix denied.
-  std::uint64_t rejectedFixes = 0;
-  /// Circles that the device stood in and that were smaller than the uncertainty of its fixes.
-  std::uint64_t tooSmallCircles = 0;
-  /// Times that the store could not save.
-  std::uint64_t failedSaves = 0;
-  friend bool operator==(const LocationCounters&, const LocationCounters&) = default;
-};
+class LocationEngineCore;
 
 /// A location service made of positions and raw advertisements, for devices whose system has none.
 ///
@@ -142,16 +78,13 @@ class LocationEngine : public LocationServices {
   LocationDemand demand() const;
   LocationCounters counters() const;
 
-  using AdvertisementListener = std::function<void(const Advertisement&)>;
   /// Hears all that the radio hears, whoever sent it: for showing a person what is around. While
   /// there is a listener every advertisement is demanded, also without authorization. Null for
   /// none; not from within the listener.
   void setAdvertisementListener(AdvertisementListener listener);
 
-  class Core;
-
  private:
-  std::shared_ptr<Core> core_;
+  std::shared_ptr<LocationEngineCore> core_;
   NSNotificationCenter::Observation becameActive_;
 };
 

@@ -1,4 +1,4 @@
-#include "BeaconSDK/Platform/Location/Radio/PacketGaps.h"
+#include "BeaconSDK/Platform/Location/Regions/PacketGaps.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,42 +1,16 @@
-#include "BeaconSDK/Platform/Location/LocationEngine.h"
+#include "BeaconSDK/Platform/Location/Engine/LocationEngine.h"
 
-#include <cstdio>
 #include <utility>
 
 #include "BeaconSDK/Platform/Api/UIKit.h"
-#include "BeaconSDK/Platform/Location/EngineLocationManager.h"
-#include "BeaconSDK/Platform/Location/LocationEngineCore.h"
+#include "BeaconSDK/Platform/Location/Engine/EngineLocationManager.h"
+#include "BeaconSDK/Platform/Location/Engine/LocationEngineCore.h"
 
 namespace ks {
 
-Error locationError(CLErrorCode code) {
-  const auto text = [code] {
-    switch (code) {
-      case CLErrorCode::locationUnknown:
-        return "The location could not be determined";
-      case CLErrorCode::denied:
-        return "The application may not use the location";
-      case CLErrorCode::regionMonitoringDenied:
-        return "The application may not monitor regions";
-      case CLErrorCode::regionMonitoringFailure:
-        return "The region cannot be monitored";
-    }
-    return "";
-  };
-  return {CLErrorDomain, static_cast<std::int64_t>(code), std::string(text())};
-}
-
-std::string tooSmallText(const CLCircularRegion& circle, Metres uncertainty) {
-  char sizes[96];
-  std::snprintf(sizes, sizeof sizes,
-                " of %.0f m is smaller than the uncertainty of positions there, %.0f m",
-                circle.radius().value, uncertainty.value);
-  return "The circle '" + circle.identifier() + "'" + sizes + ": it cannot be entered";
-}
-
 LocationEngine::LocationEngine(Clock& clock, DispatchQueue& mainQueue, LocationStateStore& store,
                                LocationDemandListener& listener)
-    : core_(std::make_shared<Core>(clock, mainQueue, store, listener)) {
+    : core_(std::make_shared<LocationEngineCore>(clock, mainQueue, store, listener)) {
   core_->restore();
 }
 

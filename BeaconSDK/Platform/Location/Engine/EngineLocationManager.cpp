@@ -1,10 +1,10 @@
-#include "BeaconSDK/Platform/Location/EngineLocationManager.h"
+#include "BeaconSDK/Platform/Location/Engine/EngineLocationManager.h"
 
 #include <utility>
 
 namespace ks {
 
-EngineLocationManager::EngineLocationManager(std::weak_ptr<LocationEngine::Core> core)
+EngineLocationManager::EngineLocationManager(std::weak_ptr<LocationEngineCore> core)
     : core_(std::move(core)) {
   state_->manager = this;
   if (const auto engine = core_.lock()) engine->addManager(state_);

@@ -2,14 +2,14 @@
 
 #include <memory>
 
-#include "BeaconSDK/Platform/Location/LocationEngineCore.h"
+#include "BeaconSDK/Platform/Location/Engine/LocationEngineCore.h"
 
 namespace ks {
 
 /// A location manager that hands its calls to the engine.
 class EngineLocationManager : public CLLocationManager {
  public:
-  explicit EngineLocationManager(std::weak_ptr<LocationEngine::Core> core);
+  explicit EngineLocationManager(std::weak_ptr<LocationEngineCore> core);
   ~EngineLocationManager() override;
 
   void setDelegate(CLLocationManagerDelegate* delegate) override;
@@ -37,7 +37,7 @@ class EngineLocationManager : public CLLocationManager {
   void wishesChanged();
 
   std::shared_ptr<ManagerState> state_ = std::make_shared<ManagerState>();
-  std::weak_ptr<LocationEngine::Core> core_;
+  std::weak_ptr<LocationEngineCore> core_;
 };
 
 }  // namespace ks

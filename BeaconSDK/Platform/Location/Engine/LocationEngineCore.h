@@ -4,7 +4,8 @@
 #include <memory>
 #include <optional>
 
-#include "BeaconSDK/Platform/Location/LocationEngine.h"
+#include "BeaconSDK/Platform/Location/Engine/LocationCounters.h"
+#include "BeaconSDK/Platform/Location/Engine/LocationDemand.h"
 #include "BeaconSDK/Platform/Location/ManagerList.h"
 #include "BeaconSDK/Platform/Location/Positions/CircleMonitor.h"
 #include "BeaconSDK/Platform/Location/Positions/FixTrack.h"
@@ -23,10 +24,10 @@ inline constexpr Seconds kStateRequestTimeout{40};
 
 /// The rooms of the location engine and what goes on between them. Managers hold it weakly: when it
 /// is gone they do nothing.
-class LocationEngine::Core : public std::enable_shared_from_this<Core> {
+class LocationEngineCore : public std::enable_shared_from_this<LocationEngineCore> {
  public:
-  Core(Clock& clock, DispatchQueue& queue, LocationStateStore& store,
-       LocationDemandListener& listener);
+  LocationEngineCore(Clock& clock, DispatchQueue& queue, LocationStateStore& store,
+                     LocationDemandListener& listener);
   void restore();
   /// Saves, and ends everything that could call back.
   void close();

@@ -1,8 +1,9 @@
-#include "BeaconSDK/Platform/Location/LocationEngineCore.h"
+#include "BeaconSDK/Platform/Location/Engine/LocationEngineCore.h"
 
 #include <algorithm>
 #include <utility>
 
+#include "BeaconSDK/Platform/Location/LocationErrors.h"
 #include "BeaconSDK/Platform/Location/Radio/Proximity.h"
 
 namespace ks {
@@ -15,8 +16,8 @@ constexpr Seconds kSoonest{1};
 
 }  // namespace
 
-LocationEngine::Core::Core(Clock& clock, DispatchQueue& queue, LocationStateStore& store,
-                           LocationDemandListener& listener)
+LocationEngineCore::LocationEngineCore(Clock& clock, DispatchQueue& queue,
+                                       LocationStateStore& store, LocationDemandListener& listener)
     : clock_(clock),
       queue_(queue),
       listener_(listener),
@@ -28,11 +29,11 @@ LocationEngine::Core::Core(Clock& clock, DispatchQueue& queue, LocationStateStor
       ranging_(clock, queue, table_),
       updates_(clock, queue, managers_, [this] { demandMayHaveChanged(); }) {}
 
-void LocationEngine::Core::restore() {
+void LocationEngineCore::restore() {
   keeper_.restore([this](const auto& region) { insert(region); });
 }
 
-void LocationEngine::Core::close() {
+void LocationEngineCore::close() {
   keeper_.close();
   for (const auto& manager : managers_.all()) {
     manager->oneFixTimeout.cancel();
@@ -48,31 +49,31 @@ void LocationEngine::Core::close() {
 }
 
 template <class Work>
-void LocationEngine::Core::post(Work work) {
+void LocationEngineCore::post(Work work) {
   queue_.async([weak = weak_from_this(), work = std::move(work)] {
     if (const auto core = weak.lock()) work(*core);
   });
 }
 
-void LocationEngine::Core::removeManager(const std::shared_ptr<ManagerState>& manager) {
+void LocationEngineCore::removeManager(const std::shared_ptr<ManagerState>& manager) {
   manager->oneFixTimeout.cancel();
   ranging_.stopAll(*manager);
   managers_.remove(*manager);
   demandMayHaveChanged();
 }
 
-void LocationEngine::Core::delegateChanged(const ManagerState& manager) {
+void LocationEngineCore::delegateChanged(const ManagerState& manager) {
   if (manager.delegate == nullptr) return;
-  post([](Core& core) {
+  post([](LocationEngineCore& core) {
     if (core.managers_.hasDelegate()) core.reports_.flush();
   });
 }
 
-void LocationEngine::Core::wishesChanged(const std::shared_ptr<ManagerState>& manager) {
+void LocationEngineCore::wishesChanged(const std::shared_ptr<ManagerState>& manager) {
   const bool refused = authorization == CLAuthorizationStatus::denied ||
                        authorization == CLAuthorizationStatus::restricted;
   if (refused && (manager->wantsUpdates || manager->wantsSignificantChanges)) {
-    post([manager](Core&) {
+    post([manager](LocationEngineCore&) {
       manager->tell([](auto& service, auto& delegate) {
         delegate.didFailWithError(service, locationError(CLErrorCode::denied));
       });
@@ -81,10 +82,10 @@ void LocationEngine::Core::wishesChanged(const std::shared_ptr<ManagerState>& ma
   demandMayHaveChanged();
 }
 
-void LocationEngine::Core::requestLocation(const std::shared_ptr<ManagerState>& manager) {
+void LocationEngineCore::requestLocation(const std::shared_ptr<ManagerState>& manager) {
   if (authorization == CLAuthorizationStatus::denied ||
       authorization == CLAuthorizationStatus::restricted) {
-    post([manager](Core&) {
+    post([manager](LocationEngineCore&) {
       manager->tell([](auto& service, auto& delegate) {
         delegate.didFailWithError(service, locationError(CLErrorCode::denied));
       });
@@ -95,17 +96,17 @@ void LocationEngine::Core::requestLocation(const std::shared_ptr<ManagerState>& 
   demandMayHaveChanged();
 }
 
-bool LocationEngine::Core::canMonitor(const CLRegion* region) const {
+bool LocationEngineCore::canMonitor(const CLRegion* region) const {
   if (region == nullptr || !isMonitorable(*region)) return false;
   return positioning || dynamic_cast<const CLCircularRegion*>(region) == nullptr;
 }
 
-void LocationEngine::Core::startMonitoring(const std::shared_ptr<ManagerState>& manager,
-                                           std::shared_ptr<const CLRegion> region) {
+void LocationEngineCore::startMonitoring(const std::shared_ptr<ManagerState>& manager,
+                                         std::shared_ptr<const CLRegion> region) {
   if (!mayMonitor() || !canMonitor(region.get())) {
     const auto code =
         mayMonitor() ? CLErrorCode::regionMonitoringFailure : CLErrorCode::regionMonitoringDenied;
-    post([manager, region, code](Core&) {
+    post([manager, region, code](LocationEngineCore&) {
       manager->tell([&](auto& service, auto& delegate) {
         delegate.monitoringDidFailForRegion(service, region, locationError(code));
       });
@@ -113,13 +114,12 @@ void LocationEngine::Core::startMonitoring(const std::shared_ptr<ManagerState>& 
     return;
   }
   const auto watched = watch(std::move(region));
-  post([manager, watched](Core& core) { core.monitoringBegan(manager, watched); });
+  post([manager, watched](LocationEngineCore& core) { core.monitoringBegan(manager, watched); });
   keeper_.listChanged();
   demandMayHaveChanged();
 }
 
-std::shared_ptr<MonitoredRegion> LocationEngine::Core::watch(
-    std::shared_ptr<const CLRegion> region) {
+std::shared_ptr<MonitoredRegion> LocationEngineCore::watch(std::shared_ptr<const CLRegion> region) {
   auto fresh = std::make_shared<MonitoredRegion>();
   fresh->setRegion(std::move(region));
   if (auto known = book_.find(fresh->region->identifier())) {
@@ -133,7 +133,7 @@ std::shared_ptr<MonitoredRegion> LocationEngine::Core::watch(
   return fresh;
 }
 
-void LocationEngine::Core::insert(const std::shared_ptr<MonitoredRegion>& region) {
+void LocationEngineCore::insert(const std::shared_ptr<MonitoredRegion>& region) {
   book_.add(region);
   if (region->circle) {
     circles_.add(region);
@@ -142,7 +142,7 @@ void LocationEngine::Core::insert(const std::shared_ptr<MonitoredRegion>& region
   }
 }
 
-void LocationEngine::Core::unwatch(const std::shared_ptr<MonitoredRegion>& region) {
+void LocationEngineCore::unwatch(const std::shared_ptr<MonitoredRegion>& region) {
   region->watched = false;
   region->requestTimeout.cancel();
   if (region->circle) {
@@ -153,8 +153,8 @@ void LocationEngine::Core::unwatch(const std::shared_ptr<MonitoredRegion>& regio
   book_.remove(*region);
 }
 
-void LocationEngine::Core::monitoringBegan(const std::shared_ptr<ManagerState>& manager,
-                                           const std::shared_ptr<MonitoredRegion>& region) {
+void LocationEngineCore::monitoringBegan(const std::shared_ptr<ManagerState>& manager,
+                                         const std::shared_ptr<MonitoredRegion>& region) {
   if (!region->watched) return;
   // A beacon region's state is told without being asked for, as soon as it is known.
   if (region->beacons && region->confirmed) region->requesters.push_back(manager);
@@ -166,7 +166,7 @@ void LocationEngine::Core::monitoringBegan(const std::shared_ptr<ManagerState>& 
   settle(region);
 }
 
-void LocationEngine::Core::stopMonitoring(const std::string& identifier) {
+void LocationEngineCore::stopMonitoring(const std::string& identifier) {
   const auto region = book_.find(identifier);
   if (!region) return;
   unwatch(region);
@@ -174,8 +174,8 @@ void LocationEngine::Core::stopMonitoring(const std::string& identifier) {
   demandMayHaveChanged();
 }
 
-void LocationEngine::Core::requestState(const std::shared_ptr<ManagerState>& manager,
-                                        const std::string& identifier) {
+void LocationEngineCore::requestState(const std::shared_ptr<ManagerState>& manager,
+                                      const std::string& identifier) {
   const auto region = book_.find(identifier);
   if (!region) return;
   auto& requesters = region->requesters;
@@ -186,10 +186,10 @@ void LocationEngine::Core::requestState(const std::shared_ptr<ManagerState>& man
   region->requestTimeout.arm(queue_, kStateRequestTimeout, [this, weak = std::weak_ptr(region)] {
     if (const auto open = weak.lock()) reports_.answer(open, CLRegionState::unknown);
   });
-  post([region](Core& core) { core.settle(region); });
+  post([region](LocationEngineCore& core) { core.settle(region); });
 }
 
-void LocationEngine::Core::settle(const std::shared_ptr<MonitoredRegion>& region) {
+void LocationEngineCore::settle(const std::shared_ptr<MonitoredRegion>& region) {
   if (!region->watched || region->requesters.empty()) return;
   if (region->confirmed) {
     reports_.answer(region, region->state);
@@ -199,7 +199,7 @@ void LocationEngine::Core::settle(const std::shared_ptr<MonitoredRegion>& region
   }
 }
 
-void LocationEngine::Core::considerLast(const std::shared_ptr<MonitoredRegion>& region) {
+void LocationEngineCore::considerLast(const std::shared_ptr<MonitoredRegion>& region) {
   const auto now = clock_.uptime();
   if (const auto last = track_.last(now)) {
     circles_.consider(region, {.from = {}, .to = *last, .rest = track_.rest(now), .repeated = true},
@@ -207,27 +207,27 @@ void LocationEngine::Core::considerLast(const std::shared_ptr<MonitoredRegion>& 
   }
 }
 
-void LocationEngine::Core::startRanging(const std::shared_ptr<ManagerState>& manager,
-                                        std::shared_ptr<const CLBeaconRegion> region) {
+void LocationEngineCore::startRanging(const std::shared_ptr<ManagerState>& manager,
+                                      std::shared_ptr<const CLBeaconRegion> region) {
   if (!region) return;
   ranging_.start(manager, std::move(region));
   demandMayHaveChanged();
 }
 
-void LocationEngine::Core::stopRanging(const ManagerState& manager, const std::string& identifier) {
+void LocationEngineCore::stopRanging(const ManagerState& manager, const std::string& identifier) {
   ranging_.stop(manager, identifier);
   demandMayHaveChanged();
 }
 
-bool LocationEngine::Core::isAuthorized() const {
+bool LocationEngineCore::isAuthorized() const {
   return mayMonitor() || authorization == CLAuthorizationStatus::authorizedWhenInUse;
 }
 
-void LocationEngine::Core::setAuthorizationStatus(CLAuthorizationStatus status) {
+void LocationEngineCore::setAuthorizationStatus(CLAuthorizationStatus status) {
   if (authorization.exchange(status) == status) return;
   updateListening();
   demandMayHaveChanged();
-  post([status](Core& core) {
+  post([status](LocationEngineCore& core) {
     for (const auto& manager : core.managers_.all()) {
       manager->tell([&](auto& service, auto& delegate) {
         delegate.didChangeAuthorizationStatus(service, status);
@@ -240,23 +240,23 @@ void LocationEngine::Core::setAuthorizationStatus(CLAuthorizationStatus status) 
   });
 }
 
-void LocationEngine::Core::setBeaconScanningAvailable(bool available) {
+void LocationEngineCore::setBeaconScanningAvailable(bool available) {
   scanning = available;
   updateListening();
   demandMayHaveChanged();
 }
 
-void LocationEngine::Core::setBeaconScanningPaused(bool paused) {
+void LocationEngineCore::setBeaconScanningPaused(bool paused) {
   scanningPaused_ = paused;
   updateListening();
 }
 
-void LocationEngine::Core::updateListening() {
+void LocationEngineCore::updateListening() {
   presence_.setListening(scanning && !scanningPaused_ && mayMonitor());
   ranging_.setAllowed(isAuthorized());
 }
 
-void LocationEngine::Core::handleBeacon(BeaconPacket packet) {
+void LocationEngineCore::handleBeacon(BeaconPacket packet) {
   auto* group = table_.find(packet.frame.proximityUUID);
   if (group == nullptr || !isAuthorized()) return;
   ++counters.matchedBeacons;
@@ -278,7 +278,7 @@ void LocationEngine::Core::handleBeacon(BeaconPacket packet) {
   }
 }
 
-void LocationEngine::Core::handleFix(const CLLocation& fix) {
+void LocationEngineCore::handleFix(const CLLocation& fix) {
   using enum FixTrack::Verdict;
   ++counters.fixes;
   if (!isAuthorized()) return;
@@ -304,26 +304,28 @@ void LocationEngine::Core::handleFix(const CLLocation& fix) {
   handleSteps(finding.steps);
 }
 
-void LocationEngine::Core::tooSmall(const CLCircularRegion& circle, Metres uncertainty) {
+void LocationEngineCore::tooSmall(const CLCircularRegion& circle, Metres uncertainty) {
   ++counters.tooSmallCircles;
   const auto copy = std::make_shared<const CLCircularRegion>(circle);
-  post([copy, uncertainty](Core& core) { core.listener_.circleTooSmall(*copy, uncertainty); });
+  post([copy, uncertainty](LocationEngineCore& core) {
+    core.listener_.circleTooSmall(*copy, uncertainty);
+  });
 }
 
-void LocationEngine::Core::handleSteps(const std::vector<TrackStep>& steps) {
+void LocationEngineCore::handleSteps(const std::vector<TrackStep>& steps) {
   for (const auto& step : steps) {
     if (mayMonitor()) circles_.handleStep(step, clock_.uptime());
   }
   demandMayHaveChanged();
 }
 
-void LocationEngine::Core::positionFailed(const Error& error) {
+void LocationEngineCore::positionFailed(const Error& error) {
   if (!isAuthorized()) return;
   updates_.fail(error);
   demandMayHaveChanged();
 }
 
-void LocationEngine::Core::handleDisplayOn() {
+void LocationEngineCore::handleDisplayOn() {
   const auto regions = book_.all();
   for (const auto& [id, region] : regions) {
     const bool wanted = region->beacons && region->beacons->notifyEntryStateOnDisplay();
@@ -332,7 +334,7 @@ void LocationEngine::Core::handleDisplayOn() {
   }
 }
 
-LocationDemand LocationEngine::Core::demand() const {
+LocationDemand LocationEngineCore::demand() const {
   LocationDemand demand;
   if (advertisementListener_) demand.beaconScan = LocationDemand::BeaconScan::ranging;
   if (!isAuthorized()) return demand;
@@ -355,7 +357,7 @@ LocationDemand LocationEngine::Core::demand() const {
   return demand;
 }
 
-PositionWish LocationEngine::Core::circleWish() const {
+PositionWish LocationEngineCore::circleWish() const {
   const auto now = clock_.uptime();
   const auto last = track_.last(now);
   if (!last) return {kCoarsestForCircles, kSoonest};
@@ -366,15 +368,15 @@ PositionWish LocationEngine::Core::circleWish() const {
   return wish;
 }
 
-void LocationEngine::Core::setAdvertisementListener(AdvertisementListener listener) {
+void LocationEngineCore::setAdvertisementListener(AdvertisementListener listener) {
   advertisementListener_ = std::move(listener);
   demandMayHaveChanged();
 }
 
-void LocationEngine::Core::demandMayHaveChanged() {
+void LocationEngineCore::demandMayHaveChanged() {
   if (demandPosted_ || demand() == told_) return;
   demandPosted_ = true;
-  post([](Core& core) {
+  post([](LocationEngineCore& core) {
     core.demandPosted_ = false;
     const auto demand = core.demand();
     if (demand == core.told_) return;
