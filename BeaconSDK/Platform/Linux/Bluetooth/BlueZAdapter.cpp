@@ -10,8 +10,6 @@ namespace ks {
 
 namespace {
 
-constexpr Seconds kFirstRetry{1};
-constexpr Seconds kLastRetry{60};
 /// Controllers that leave repetitions out report each device once per start of the discovery.
 constexpr Seconds kRestartInterval{1};
 constexpr Seconds kLongestSilence{10};
@@ -87,7 +85,7 @@ void BlueZAdapter::setPowered(bool powered) {
   discovering_ = false;
   hasFilter_ = false;
   monitorsFailed_ = false;
-  nextRetry_ = kFirstRetry;
+  retryPause_.reset();
   advance();
   listener_.changed();
 }
@@ -200,7 +198,7 @@ void BlueZAdapter::discoveryStarted(const GError* error) {
     // it ends after 10 s: only one that is begun now is sure to go on.
     discovering_ = powered_;
     stale_ = true;
-    nextRetry_ = kFirstRetry;
+    retryPause_.reset();
     failed(error);
     return;
   }
@@ -229,7 +227,7 @@ void BlueZAdapter::released(const BlueZMonitor& monitor) {
 }
 
 void BlueZAdapter::succeeded() {
-  nextRetry_ = kFirstRetry;
+  retryPause_.reset();
   if (std::exchange(refused_, false) || !problem_.empty()) {
     problem_.clear();
     listener_.changed();
@@ -242,8 +240,7 @@ void BlueZAdapter::failed(const GError* error) {
   problem_ = copy->message;
   refused_ = isRefusal(error);
   restart_.cancel();
-  retry_.arm(queue_, nextRetry_, [this] { advance(); });
-  nextRetry_ = std::min(nextRetry_ * 2, kLastRetry);
+  retry_.arm(queue_, retryPause_.next(), [this] { advance(); });
   listens_ = false;
   listener_.changed();
 }

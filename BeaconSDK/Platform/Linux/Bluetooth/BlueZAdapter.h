@@ -7,6 +7,7 @@
 
 #include "BeaconSDK/Platform/Linux/Bluetooth/BlueZMonitor.h"
 #include "BeaconSDK/Platform/Linux/Bus/BusService.h"
+#include "BeaconSDK/Platform/Linux/Bus/RetryPause.h"
 #include "BeaconSDK/Platform/Location/Wakeup.h"
 
 namespace ks {
@@ -105,7 +106,7 @@ class BlueZAdapter : public std::enable_shared_from_this<BlueZAdapter> {
   bool listens_ = false;
   bool refused_ = false;
   std::string problem_;
-  Seconds nextRetry_{1};
+  RetryPause retryPause_;
   Wakeup retry_;
   Wakeup restart_;
 };

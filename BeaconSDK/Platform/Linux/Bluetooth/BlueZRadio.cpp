@@ -13,8 +13,6 @@ namespace {
 
 using Variant = GLibOwned<GVariant>;
 
-constexpr Seconds kFirstRetry{1};
-constexpr Seconds kLastRetry{60};
 /// The daemon takes its name before it has found the adapters.
 constexpr Seconds kAdapterGrace{3};
 /// More adapters than this are left out: nobody has them.
@@ -61,7 +59,7 @@ BlueZRadio::BlueZRadio(const LinuxServiceContext& context)
 
 void BlueZRadio::presenceChanged(bool present) {
   retry_.cancel();
-  nextRetry_ = kFirstRetry;
+  retryPause_.reset();
   if (present) {
     adapterGrace_.arm(queue_, kAdapterGrace, [this] { update(); });
     readObjects();
@@ -96,12 +94,11 @@ void BlueZRadio::objectsRead(GVariant* reply, const GError* error) {
   if (reply == nullptr) {
     const bool refused = g_error_matches(error, G_DBUS_ERROR, G_DBUS_ERROR_ACCESS_DENIED) != FALSE;
     daemon_ = refused ? Daemon::refused : Daemon::silent;
-    retry_.arm(queue_, nextRetry_, [this] { readObjects(); });
-    nextRetry_ = std::min(nextRetry_ * 2, kLastRetry);
+    retry_.arm(queue_, retryPause_.next(), [this] { readObjects(); });
     update();
     return;
   }
-  nextRetry_ = kFirstRetry;
+  retryPause_.reset();
   daemon_ = Daemon::known;
   wasKnown_ = true;
   const Variant objects(g_variant_get_child_value(reply, 0));

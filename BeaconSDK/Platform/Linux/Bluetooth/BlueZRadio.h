@@ -9,6 +9,7 @@
 #include "BeaconSDK/Platform/Linux/Bluetooth/BlueZAdapter.h"
 #include "BeaconSDK/Platform/Linux/Bluetooth/BlueZDevices.h"
 #include "BeaconSDK/Platform/Linux/Bus/LinuxServiceContext.h"
+#include "BeaconSDK/Platform/Linux/Bus/RetryPause.h"
 #include "BeaconSDK/Platform/Linux/Bus/ServiceState.h"
 #include "BeaconSDK/Platform/Location/Radio/ScanningCentral.h"
 #include "BeaconSDK/Platform/Location/Wakeup.h"
@@ -82,7 +83,7 @@ class BlueZRadio {
   std::uint64_t deviceSignals_ = 0;
   bool reading_ = false;
   bool readAgain_ = false;
-  Seconds nextRetry_{1};
+  RetryPause retryPause_;
   Wakeup retry_;
   /// Armed while the daemon may still be looking for adapters.
   Wakeup adapterGrace_;

@@ -8,7 +8,7 @@ namespace ks {
 
 namespace {
 
-constexpr const char* kName = "Bluetooth";
+constexpr const char* kServiceName = "Bluetooth";
 constexpr const char* kRestart = "systemctl restart bluetooth";
 
 /// Where distributions keep the daemon's program.
@@ -31,31 +31,32 @@ std::string permitCommand() { return std::string("usermod -aG bluetooth ") + g_g
 ServiceState BlueZRadio::state() const {
   switch (daemon_) {
     case Daemon::unknown:
-      return {kName, false, "the system bus has not answered yet", ""};
+      return {kServiceName, false, "the system bus has not answered yet", ""};
     case Daemon::absent:
-      return {kName, false, "there is no Bluetooth daemon on the system bus", startCommand()};
+      return {kServiceName, false, "there is no Bluetooth daemon on the system bus",
+              startCommand()};
     case Daemon::gone:
-      return {kName, false, "the Bluetooth daemon has gone", startCommand()};
+      return {kServiceName, false, "the Bluetooth daemon has gone", startCommand()};
     case Daemon::silent:
-      return {kName, false, "the Bluetooth daemon does not answer", kRestart};
+      return {kServiceName, false, "the Bluetooth daemon does not answer", kRestart};
     case Daemon::refused:
-      return {kName, false, "the system bus does not let this user reach Bluetooth",
+      return {kServiceName, false, "the system bus does not let this user reach Bluetooth",
               permitCommand()};
     case Daemon::known:
       break;
   }
   if (adapterGrace_.isArmed()) {
-    return {kName, false, "the Bluetooth daemon has just started", ""};
+    return {kServiceName, false, "the Bluetooth daemon has just started", ""};
   }
   switch (managerState()) {
     case CBManagerState::unsupported:
-      return {kName, false, "there is no Bluetooth adapter",
+      return {kServiceName, false, "there is no Bluetooth adapter",
               "plug in an adapter for Bluetooth 4.0 or later"};
     case CBManagerState::poweredOff:
-      return {kName, false, "the Bluetooth adapter is off",
+      return {kServiceName, false, "the Bluetooth adapter is off",
               "rfkill unblock bluetooth; bluetoothctl power on"};
     case CBManagerState::unauthorized:
-      return {kName, false, "this user may not use the Bluetooth adapter", permitCommand()};
+      return {kServiceName, false, "this user may not use the Bluetooth adapter", permitCommand()};
     default:
       return poweredState();
   }
@@ -74,9 +75,9 @@ ServiceState BlueZRadio::poweredState() const {
     if (!adapter->problem().empty()) problem = adapter->name() + ": " + adapter->problem();
     monitors = monitors && adapter->usesMonitors();
   }
-  if (!works) return {kName, false, problem, kRestart};
-  if (monitors) return {kName, true, names + " is on and has advertisement monitors", ""};
-  return {kName, true,
+  if (!works) return {kServiceName, false, problem, kRestart};
+  if (monitors) return {kServiceName, true, names + " is on and has advertisement monitors", ""};
+  return {kServiceName, true,
           names + " is on; without advertisement monitors the scan begins anew each second",
           "sed -i 's/^#*Experimental *=.*/Experimental = true/' /etc/bluetooth/main.conf && "
           "systemctl restart bluetooth"};

@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "BeaconSDK/Platform/Linux/Bus/RetryPause.h"
 #include "BeaconSDK/Platform/Linux/Loop/GLibOwned.h"
 #include "BeaconSDK/Platform/Location/Wakeup.h"
 
@@ -18,8 +19,6 @@ namespace ks {
 namespace {
 
 /// Between two attempts to reach the bus: doubled from the first to the last.
-constexpr Seconds kFirstRetry{1};
-constexpr Seconds kLastRetry{60};
 
 using Variant = GLibOwned<GVariant>;
 
@@ -135,7 +134,7 @@ class BusService::Core : public std::enable_shared_from_this<Core> {
   std::uint64_t lastSubscription_ = 0;
   std::vector<Subscription> subscriptions_;
   std::vector<Exported> objects_;
-  Seconds nextRetry_ = kFirstRetry;
+  RetryPause retryPause_;
   Wakeup retry_;
 };
 
@@ -171,7 +170,7 @@ void BusService::Core::connect() {
 
 void BusService::Core::connected(GObjectOwned<GDBusConnection> connection) {
   connection_ = std::move(connection);
-  nextRetry_ = kFirstRetry;
+  retryPause_.reset();
   const auto closed = +[](GDBusConnection*, gboolean, GError*, gpointer weak) {
     if (const auto core = lock(weak)) core->disconnected();
   };
@@ -247,8 +246,7 @@ void BusService::Core::disconnected() {
 
 void BusService::Core::retryLater() {
   if (!presenceChanged_) return;
-  retry_.arm(queue_, nextRetry_, [this] { connect(); });
-  nextRetry_ = std::min(nextRetry_ * 2, kLastRetry);
+  retry_.arm(queue_, retryPause_.next(), [this] { connect(); });
   setPresence(BusPresence::noBus);
 }
 
@@ -427,5 +425,16 @@ void BusService::forgetSignals(std::uint64_t subscription) { core_->removeSignal
 void BusService::exportObject(BusObject object) { core_->addObject(std::move(object)); }
 
 void BusService::withdrawObjects(const std::string& path) { core_->removeObjects(path); }
+
+std::string busErrorText(const GError& error) {
+  constexpr glong kLongest = 200;
+  const GLibOwned<GError> copy(g_error_copy(&error));
+  g_dbus_error_strip_remote_error(copy.get());
+  const glong length = std::min(g_utf8_strlen(copy->message, -1), kLongest);
+  std::string text = GLibOwned<gchar>(g_utf8_substring(copy->message, 0, length)).get();
+  std::replace_if(
+      text.begin(), text.end(), [](unsigned char byte) { return byte < ' '; }, ' ');
+  return text;
+}
 
 }  // namespace ks

@@ -108,4 +108,8 @@ class BusService {
   std::shared_ptr<Core> core_;
 };
 
+/// Returns what the service said of its error, fit for one line: without the bus's prefix and
+/// control characters, at most 200 characters.
+std::string busErrorText(const GError& error);
+
 }  // namespace ks

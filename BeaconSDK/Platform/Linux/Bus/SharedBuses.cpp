@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "BeaconSDK/Platform/Linux/Bus/RetryPause.h"
 #include "BeaconSDK/Platform/Linux/Loop/GLibOwned.h"
 #include "BeaconSDK/Platform/Location/Wakeup.h"
 
@@ -13,8 +14,6 @@ namespace ks {
 namespace {
 
 /// Between two attempts to reach a bus that has ended: doubled from the first to the last.
-constexpr Seconds kFirstRetry{1};
-constexpr Seconds kLastRetry{60};
 
 }  // namespace
 
@@ -46,7 +45,7 @@ class SharedBuses::Bus : public std::enable_shared_from_this<Bus> {
       return;
     }
     wasConnected_ = true;
-    nextRetry_ = kFirstRetry;
+    retryPause_.reset();
     connection_ = std::move(connection);
     const auto closed = +[](GDBusConnection*, gboolean, GError*, gpointer bus) {
       static_cast<Bus*>(bus)->release();
@@ -60,8 +59,7 @@ class SharedBuses::Bus : public std::enable_shared_from_this<Bus> {
     connection_.reset();
   }
   void retryLater() {
-    retry_.arm(queue_, nextRetry_, [this] { connect(); });
-    nextRetry_ = std::min(nextRetry_ * 2, kLastRetry);
+    retry_.arm(queue_, retryPause_.next(), [this] { connect(); });
   }
 
   GBusType type_;
@@ -69,7 +67,7 @@ class SharedBuses::Bus : public std::enable_shared_from_this<Bus> {
   GObjectOwned<GDBusConnection> connection_;
   gulong handler_ = 0;
   bool wasConnected_ = false;
-  Seconds nextRetry_ = kFirstRetry;
+  RetryPause retryPause_;
   Wakeup retry_;
 };
 

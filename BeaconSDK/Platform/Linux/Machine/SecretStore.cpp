@@ -10,7 +10,7 @@ namespace ks::SecretStore {
 
 namespace {
 
-constexpr const char* kName = "org.freedesktop.secrets";
+constexpr const char* kSecretsName = "org.freedesktop.secrets";
 constexpr const char* kPath = "/org/freedesktop/secrets";
 constexpr const char* kService = "org.freedesktop.Secret.Service";
 constexpr const char* kPrompt = "org.freedesktop.Secret.Prompt";
@@ -151,7 +151,8 @@ class LookUp {
   std::string prompt_;
   MainLoop loop_;
   MainQueue queue_;
-  BusService store_{kName, queue_, [this](bool present) { presenceChanged(present); }, kOptions};
+  BusService store_{kSecretsName, queue_, [this](bool present) { presenceChanged(present); },
+                    kOptions};
 };
 
 }  // namespace
@@ -166,7 +167,7 @@ ServiceState state() {
   MainQueue queue;
   bool known = false;
   const BusService store(
-      kName, queue,
+      kSecretsName, queue,
       [&](bool) {
         known = true;
         loop.quit();

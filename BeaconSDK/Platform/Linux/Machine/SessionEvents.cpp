@@ -12,7 +12,7 @@ namespace ks {
 
 namespace {
 
-constexpr const char* kName = "org.freedesktop.login1";
+constexpr const char* kLoginName = "org.freedesktop.login1";
 constexpr const char* kPath = "/org/freedesktop/login1";
 constexpr const char* kManager = "org.freedesktop.login1.Manager";
 constexpr const char* kSession = "org.freedesktop.login1.Session";
@@ -38,7 +38,7 @@ std::string loginServiceMend() {
 
 SessionEvents::SessionEvents(DispatchQueue& mainQueue, Listener listener)
     : listener_(std::move(listener)),
-      service_(kName, mainQueue, [this](bool present) { presenceChanged(present); }) {
+      service_(kLoginName, mainQueue, [this](bool present) { presenceChanged(present); }) {
   service_.onSignal(kPath, kManager, "PrepareForSleep", "(b)", [this](GVariant* parameters) {
     gboolean begins = FALSE;
     g_variant_get(parameters, "(b)", &begins);

@@ -15,10 +15,6 @@ bool contains(const std::vector<std::string>& identifiers, const std::string& id
   return std::find(identifiers.begin(), identifiers.end(), identifier) != identifiers.end();
 }
 
-Error makeError(UNError code, std::string description) {
-  return {UNErrorDomain, static_cast<std::int64_t>(code), std::move(description)};
-}
-
 }  // namespace
 
 DesktopNotificationCenter::DesktopNotificationCenter(const LinuxServiceContext& context)
@@ -48,8 +44,8 @@ std::optional<Error> DesktopNotificationCenter::accept(UNNotificationRequest req
   const auto& trigger = request.trigger;
   if (!(trigger.timeInterval.count() > 0) ||
       (trigger.repeats && trigger.timeInterval < kShortestNotificationRepeat)) {
-    return makeError(UNError::notificationInvalidNoDate,
-                     "The trigger's time interval is too short");
+    return notificationError(UNError::notificationInvalidNoDate,
+                             "The trigger's time interval is too short");
   }
   auto pictures = store_.take(request.content.attachments);
   if (!pictures) return pictures.error();
@@ -63,7 +59,8 @@ std::optional<Error> DesktopNotificationCenter::refusal() {
   if (service_.mayBeUsable() && !isFull) return std::nullopt;
   const std::string reason = isFull ? "too many wait already" : service_.state().detail;
   service_.tellTrouble(reason);
-  return makeError(UNError::notificationsNotAllowed, "Notifications cannot be shown: " + reason);
+  return notificationError(UNError::notificationsNotAllowed,
+                           "Notifications cannot be shown: " + reason);
 }
 
 void DesktopNotificationCenter::present(const UILocalNotification& notification) {

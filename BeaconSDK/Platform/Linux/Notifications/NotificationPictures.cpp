@@ -19,10 +19,6 @@ namespace {
 /// More than any of the signatures, and past what may stand in front of a drawing's first tag.
 constexpr std::size_t kSignatureBytes = 64;
 
-Error makeError(UNError code, std::string description) {
-  return {UNErrorDomain, static_cast<std::int64_t>(code), std::move(description)};
-}
-
 /// How the files begin that desktops draw.
 bool isPicture(std::string_view start) {
   using namespace std::string_view_literals;
@@ -45,8 +41,8 @@ Result<fs::path> copyOf(const fs::path& original, const fs::path& copy) {
   std::ifstream in;
   if (fs::is_regular_file(original, error)) in.open(original, std::ios::binary);
   const auto unreadable = [&] {
-    return makeError(UNError::attachmentInvalidURL,
-                     "Attachment cannot be read: " + original.string());
+    return notificationError(UNError::attachmentInvalidURL,
+                             "Attachment cannot be read: " + original.string());
   };
   std::array<char, kSignatureBytes> start{};
   if (!in.is_open()) return unreadable();
@@ -56,21 +52,25 @@ Result<fs::path> copyOf(const fs::path& original, const fs::path& copy) {
 
   const auto size = fs::file_size(original, error);
   if (error || size > NotificationPictureStore::kLargestPicture) {
-    return makeError(UNError::attachmentInvalidFileSize,
-                     "Attachment is too large: " + original.string());
+    return notificationError(UNError::attachmentInvalidFileSize,
+                             "Attachment is too large: " + original.string());
   }
   // The folder is the owner's alone, so nobody reads the copy before its mode is set.
   if (makePrivateFolder(copy.parent_path()) ||
       !fs::copy_file(original, copy, fs::copy_options::overwrite_existing, error)) {
     fs::remove(copy, error);
-    return makeError(UNError::attachmentMoveIntoDataStoreFailed,
-                     "Attachment cannot be kept: " + original.string());
+    return notificationError(UNError::attachmentMoveIntoDataStoreFailed,
+                             "Attachment cannot be kept: " + original.string());
   }
   fs::permissions(copy, fs::perms::owner_read | fs::perms::owner_write, error);
   return copy;
 }
 
 }  // namespace
+
+Error notificationError(UNError code, std::string description) {
+  return {UNErrorDomain, static_cast<std::int64_t>(code), std::move(description)};
+}
 
 NotificationPictures::~NotificationPictures() {
   std::error_code ignored;

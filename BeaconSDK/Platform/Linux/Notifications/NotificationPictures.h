@@ -10,6 +10,9 @@
 
 namespace ks {
 
+/// Returns an error of the notifications' domain.
+Error notificationError(UNError code, std::string description);
+
 /// A notification's pictures in files of its own, which go with the object. Either may be empty.
 struct NotificationPictures {
   NotificationPictures() = default;

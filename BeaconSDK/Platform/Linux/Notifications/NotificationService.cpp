@@ -9,7 +9,7 @@ namespace ks {
 
 namespace {
 
-constexpr const char* kName = "org.freedesktop.Notifications";
+constexpr const char* kNotificationsName = "org.freedesktop.Notifications";
 constexpr const char* kPath = "/org/freedesktop/Notifications";
 /// The action that a click on the notification itself stands for.
 constexpr const char* kDefaultAction = "default";
@@ -43,12 +43,6 @@ bool saysAbsent(const GError& error) {
 bool saysHanging(const GError& error) {
   return isOf(error, G_IO_ERROR, {G_IO_ERROR_TIMED_OUT}) ||
          isOf(error, G_DBUS_ERROR, {G_DBUS_ERROR_TIMEOUT, G_DBUS_ERROR_TIMED_OUT});
-}
-
-std::string textOf(const GError& error) {
-  const GLibOwned<GError> copy(g_error_copy(&error));
-  g_dbus_error_strip_remote_error(copy.get());
-  return copy->message;
 }
 
 /// Text that came over the bus, fit for a line of a log.
@@ -102,25 +96,28 @@ NotificationService::NotificationService(DispatchQueue& mainQueue, Console& cons
       applicationName_(std::move(applicationName)),
       desktopEntry_(std::move(desktopEntry)),
       listener_(std::move(listener)),
-      service_(kName, mainQueue, [this](bool present) { presenceChanged(present); },
+      service_(kNotificationsName, mainQueue, [this](bool present) { presenceChanged(present); },
                {MessageBus::session, true}) {
-  service_.onSignal(kPath, kName, "ActivationToken", "(us)", [this](GVariant* parameters) {
-    const gchar* token = nullptr;
-    g_variant_get(parameters, "(u&s)", &tokenNumber_, &token);
-    token_ = token;
-  });
-  service_.onSignal(kPath, kName, "ActionInvoked", "(us)", [this](GVariant* parameters) {
-    guint32 number = 0;
-    const gchar* action = nullptr;
-    g_variant_get(parameters, "(u&s)", &number, &action);
-    if (std::string_view(action) != kDefaultAction) return;
-    listener_.opened(number, number == tokenNumber_ ? token_ : "");
-  });
-  service_.onSignal(kPath, kName, "NotificationClosed", "(uu)", [this](GVariant* parameters) {
-    guint32 number = 0;
-    g_variant_get(parameters, "(uu)", &number, nullptr);
-    listener_.closed(number);
-  });
+  service_.onSignal(kPath, kNotificationsName, "ActivationToken", "(us)",
+                    [this](GVariant* parameters) {
+                      const gchar* token = nullptr;
+                      g_variant_get(parameters, "(u&s)", &tokenNumber_, &token);
+                      token_ = token;
+                    });
+  service_.onSignal(kPath, kNotificationsName, "ActionInvoked", "(us)",
+                    [this](GVariant* parameters) {
+                      guint32 number = 0;
+                      const gchar* action = nullptr;
+                      g_variant_get(parameters, "(u&s)", &number, &action);
+                      if (std::string_view(action) != kDefaultAction) return;
+                      listener_.opened(number, number == tokenNumber_ ? token_ : "");
+                    });
+  service_.onSignal(kPath, kNotificationsName, "NotificationClosed", "(uu)",
+                    [this](GVariant* parameters) {
+                      guint32 number = 0;
+                      g_variant_get(parameters, "(uu)", &number, nullptr);
+                      listener_.closed(number);
+                    });
 }
 
 void NotificationService::presenceChanged(bool present) {
@@ -157,7 +154,7 @@ void NotificationService::show(DesktopNotification notification, Number replaces
 void NotificationService::askCapabilities() {
   if (std::exchange(asking_, true)) return;
   service_.call({.path = kPath,
-                 .interface = kName,
+                 .interface = kNotificationsName,
                  .method = "GetCapabilities",
                  .replyType = "(as)",
                  .timeout = service_.isPresent() ? BusCall{}.timeout : kStartTimeout},
@@ -183,7 +180,7 @@ void NotificationService::capabilitiesArrived(GVariant* reply, const GError* err
     capabilities_ = readCapabilities(reply);
     trouble_.clear();
   } else {
-    tellTrouble("the service does not say what it can show: " + textOf(*error));
+    tellTrouble("the service does not say what it can show: " + busErrorText(*error));
   }
   askServerName();
   for (const Waiting& each : std::exchange(waiting_, {})) send(each);
@@ -205,20 +202,22 @@ NotificationService::Capabilities NotificationService::readCapabilities(GVariant
 }
 
 void NotificationService::askServerName() {
-  service_.call(
-      {.path = kPath, .interface = kName, .method = "GetServerInformation", .replyType = "(ssss)"},
-      [this](GVariant* reply, GUnixFDList*, const GError*) {
-        if (reply == nullptr || !capabilities_) return;
-        const gchar* name = nullptr;
-        const gchar* version = nullptr;
-        g_variant_get(reply, "(&s&s&s&s)", &name, nullptr, &version, nullptr);
-        serverName_ = lineOf(name) + " " + lineOf(version);
-      });
+  service_.call({.path = kPath,
+                 .interface = kNotificationsName,
+                 .method = "GetServerInformation",
+                 .replyType = "(ssss)"},
+                [this](GVariant* reply, GUnixFDList*, const GError*) {
+                  if (reply == nullptr || !capabilities_) return;
+                  const gchar* name = nullptr;
+                  const gchar* version = nullptr;
+                  g_variant_get(reply, "(&s&s&s&s)", &name, nullptr, &version, nullptr);
+                  serverName_ = lineOf(name) + " " + lineOf(version);
+                });
 }
 
 void NotificationService::send(const Waiting& waiting) {
   service_.call({.path = kPath,
-                 .interface = kName,
+                 .interface = kNotificationsName,
                  .method = "Notify",
                  .parameters = parametersFor(waiting.notification, waiting.replaces),
                  .replyType = "(u)"},
@@ -280,7 +279,7 @@ void NotificationService::sent(GVariant* reply, const GError* error,
     capabilities_.reset();
     tellTrouble("the service does not answer");
   } else {
-    tellTrouble(error != nullptr ? "the service refused: " + lineOf(textOf(*error).c_str())
+    tellTrouble(error != nullptr ? "the service refused: " + busErrorText(*error)
                                  : "the service gave no number");
   }
   done(Outcome::failed, 0);
@@ -290,7 +289,7 @@ void NotificationService::close(Number number) {
   // A service that is not there shows nothing, and must not be started for this.
   if (!service_.isPresent()) return;
   service_.call({.path = kPath,
-                 .interface = kName,
+                 .interface = kNotificationsName,
                  .method = "CloseNotification",
                  .parameters = g_variant_new("(u)", number)},
                 [](GVariant*, GUnixFDList*, const GError*) {});

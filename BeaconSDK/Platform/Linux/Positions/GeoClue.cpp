@@ -13,7 +13,7 @@ namespace {
 
 using Stage = PositionSourceStatus::Stage;
 
-constexpr const char* kName = "org.freedesktop.GeoClue2";
+constexpr const char* kGeoClueName = "org.freedesktop.GeoClue2";
 constexpr const char* kManagerPath = "/org/freedesktop/GeoClue2/Manager";
 constexpr const char* kManager = "org.freedesktop.GeoClue2.Manager";
 constexpr const char* kClient = "org.freedesktop.GeoClue2.Client";
@@ -25,8 +25,6 @@ constexpr std::uint32_t kStreet = 6;
 constexpr Metres kCoarsestExact{100};
 constexpr double kThresholdShare = 0.1;
 
-constexpr Seconds kFirstRetry{5};
-constexpr Seconds kLastRetry{60};
 /// After this time an answer that waits for a person is a state of its own.
 constexpr Seconds kPatience{2};
 /// Answers that wait for a person, or for an agent to speak for one.
@@ -36,18 +34,6 @@ constexpr Seconds kLongestSilence{600};
 /// Rarer after a position: an unchanged one is silent too, and some agents ask the user every time.
 constexpr Seconds kRenewal{1800};
 constexpr double kMicrosecond = 1e-6;
-
-/// What the service says of itself, fit for one line.
-std::string textOf(const GError& error) {
-  constexpr glong kLongest = 200;
-  const GLibOwned<GError> copy(g_error_copy(&error));
-  g_dbus_error_strip_remote_error(copy.get());
-  const glong length = std::min(g_utf8_strlen(copy->message, -1), kLongest);
-  std::string text = GLibOwned<gchar>(g_utf8_substring(copy->message, 0, length)).get();
-  std::replace_if(
-      text.begin(), text.end(), [](unsigned char byte) { return byte < ' '; }, ' ');
-  return text;
-}
 
 }  // namespace
 
@@ -63,8 +49,7 @@ GeoClue::GeoClue(Clock& clock, DispatchQueue& queue, std::string desktopId,
       queue_(queue),
       desktopId_(std::move(desktopId)),
       listener_(std::move(listener)),
-      silenceLimit_(kFirstSilence),
-      nextRetry_(kFirstRetry) {}
+      silenceLimit_(kFirstSilence) {}
 
 void GeoClue::setWanted(std::optional<Metres> wanted) {
   if (wanted_ == wanted) return;
@@ -81,9 +66,9 @@ void GeoClue::begin() {
   request_ = geoClueRequest(*wanted_);
   if (coarseIsSilent_) request_.accuracyLevel = kExact;
   status_ = {Stage::starting, "GeoClue has not answered yet", ""};
-  nextRetry_ = kFirstRetry;
+  retryPause_.reset();
   service_ = std::make_unique<BusService>(
-      kName, queue_, [this](bool) { presenceChanged(); }, BusOptions{.mayStart = true});
+      kGeoClueName, queue_, [this](bool) { presenceChanged(); }, BusOptions{.mayStart = true});
 }
 
 /// The service forgets its clients when their connection ends.
@@ -148,7 +133,7 @@ void GeoClue::getClient() {
                    asking_ = false;
                    patience_.cancel();
                    if (reply == nullptr) {
-                     fail("gives no client: " + textOf(*error), "systemctl restart geoclue");
+                     fail("gives no client: " + busErrorText(*error), "systemctl restart geoclue");
                      return;
                    }
                    const gchar* path = nullptr;
@@ -208,18 +193,18 @@ void GeoClue::start() {
 
 void GeoClue::startFailed(const GError& error) {
   if (g_error_matches(&error, G_DBUS_ERROR, G_DBUS_ERROR_ACCESS_DENIED) == FALSE) {
-    fail("does not start: " + textOf(error), "systemctl restart geoclue");
+    fail("does not start: " + busErrorText(error), "systemctl restart geoclue");
     return;
   }
   // Nobody tells when that changes.
   retry();
-  refused(textOf(error));
+  refused(busErrorText(error));
 }
 
 void GeoClue::started() {
   if (std::exchange(active_, true)) return;
   permission_ = Permission::given;
-  nextRetry_ = kFirstRetry;
+  retryPause_.reset();
   retry_.cancel();
   awaitPosition();
   setStatus({Stage::ready, "GeoClue runs but has no position yet", ""});
@@ -312,7 +297,7 @@ void GeoClue::fail(std::string detail, std::string mend) {
 }
 
 void GeoClue::retry() {
-  retry_.arm(queue_, nextRetry_, [this] {
+  retry_.arm(queue_, retryPause_.next(), [this] {
     if (!client_.empty()) {
       start();
     } else if (service_->presence() == BusPresence::present ||
@@ -320,7 +305,6 @@ void GeoClue::retry() {
       getClient();
     }
   });
-  nextRetry_ = std::min(nextRetry_ * 2, kLastRetry);
 }
 
 void GeoClue::setStatus(PositionSourceStatus status) {

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "BeaconSDK/Platform/Linux/Bus/BusService.h"
+#include "BeaconSDK/Platform/Linux/Bus/RetryPause.h"
 #include "BeaconSDK/Platform/Linux/Positions/PositionReport.h"
 #include "BeaconSDK/Platform/Location/Wakeup.h"
 
@@ -88,7 +89,7 @@ class GeoClue {
   std::string unreadLocation_;
   bool reading_ = false;
   bool saidWrongType_ = false;
-  Seconds nextRetry_;
+  RetryPause retryPause_{Seconds{5}};
   Wakeup retry_;
   Wakeup patience_;
   Wakeup silence_;

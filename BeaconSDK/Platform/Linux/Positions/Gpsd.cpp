@@ -15,8 +15,6 @@ namespace ks {
 
 namespace {
 
-constexpr Seconds kFirstRetry{1};
-constexpr Seconds kLastRetry{60};
 /// The daemon introduces itself at once.
 constexpr Seconds kIntroductionLimit{10};
 
@@ -123,7 +121,7 @@ void Gpsd::Connection::end(std::string reason) {
 }
 
 Gpsd::Gpsd(DispatchQueue& queue, std::uint16_t port, PositionSourceListener listener)
-    : queue_(queue), port_(port), listener_(std::move(listener)), nextRetry_(kFirstRetry) {}
+    : queue_(queue), port_(port), listener_(std::move(listener)) {}
 
 Gpsd::~Gpsd() { disconnect(); }
 
@@ -131,7 +129,7 @@ void Gpsd::setWanted(bool wanted) {
   if (wanted == (status_.stage != PositionSourceStatus::Stage::idle)) return;
   if (wanted) {
     status_ = {PositionSourceStatus::Stage::starting, "gpsd has not answered yet", ""};
-    nextRetry_ = kFirstRetry;
+    retryPause_.reset();
     connect();
   } else {
     disconnect();
@@ -158,8 +156,7 @@ void Gpsd::disconnect() {
 
 void Gpsd::failed(std::string detail) {
   disconnect();
-  retry_.arm(queue_, nextRetry_, [this] { connect(); });
-  nextRetry_ = std::min(nextRetry_ * 2, kLastRetry);
+  retry_.arm(queue_, retryPause_.next(), [this] { connect(); });
   setStatus({PositionSourceStatus::Stage::unusable, std::move(detail),
              "apt install gpsd && systemctl enable --now gpsd.socket"});
 }
@@ -182,7 +179,7 @@ void Gpsd::lineArrived(std::string_view line) {
   } else if (std::holds_alternative<GpsdNoFix>(read)) {
     setStatus({PositionSourceStatus::Stage::ready, "gpsd runs but has no fix", ""});
   } else if (const auto* const report = std::get_if<PositionReport>(&read)) {
-    nextRetry_ = kFirstRetry;
+    retryPause_.reset();
     setStatus({PositionSourceStatus::Stage::ready, "gpsd gives positions", ""});
     listener_.reported(*report);
   }

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "BeaconSDK/Platform/Api/Foundation.h"
+#include "BeaconSDK/Platform/Linux/Bus/RetryPause.h"
 #include "BeaconSDK/Platform/Linux/Positions/PositionReport.h"
 #include "BeaconSDK/Platform/Location/Wakeup.h"
 
@@ -46,7 +47,7 @@ class Gpsd {
   /// The daemon has introduced itself.
   bool introduced_ = false;
   bool saidUnreadable_ = false;
-  Seconds nextRetry_;
+  RetryPause retryPause_;
   Wakeup retry_;
   Wakeup patience_;
 };
