@@ -48,9 +48,11 @@ build() {  # build PRESET TARGET...
 
 check_format() { sources | xargs clang-format-14 --dry-run --Werror; }
 
+# The list of commands of a build that compiles each source by itself.
 check_tidy() {
+  cmake --preset debug >build/debug.configure.log || return 1
   git ls-files '*.cpp' ':!fuzz' ':!bench' ':!tests' |
-    xargs -P "$(nproc)" -n 4 clang-tidy-14 --quiet -p build/asan 2>/dev/null
+    xargs -P "$(nproc)" -n 4 clang-tidy-14 --quiet -p build/debug 2>/dev/null
 }
 
 run_tests() {  # run_tests PRESET [ctest options]

@@ -9,7 +9,6 @@ namespace ks {
 
 namespace fs = std::filesystem;
 using test::readText;
-using test::TemporaryFolder;
 using test::writeText;
 using State = FileContent::State;
 
@@ -22,7 +21,7 @@ unsigned modeOf(const fs::path& path) {
 }  // namespace
 
 TEST(DiskFileStoreTest, WritesForTheOwnerUnderAnyUmask) {
-  const TemporaryFolder root;
+  const test::TemporaryFolder root;
   const fs::path file = root / "new/below/file";
   for (const mode_t mask : {0000, 0027, 0777}) {
     const mode_t before = ::umask(mask);
@@ -38,7 +37,7 @@ TEST(DiskFileStoreTest, WritesForTheOwnerUnderAnyUmask) {
 }
 
 TEST(DiskFileStoreTest, FollowsNoLinkWhenWriting) {
-  const TemporaryFolder root;
+  const test::TemporaryFolder root;
   writeText(root / "other", "theirs");
   fs::create_symlink(root / "other", root / "file");
   EXPECT_FALSE(DiskFileStore().write(root / "file", Data{'o'}));
@@ -48,7 +47,7 @@ TEST(DiskFileStoreTest, FollowsNoLinkWhenWriting) {
 }
 
 TEST(DiskFileStoreTest, NeverWaitsForWhatIsNoFile) {
-  const TemporaryFolder root;
+  const test::TemporaryFolder root;
   DiskFileStore store;
   ASSERT_EQ(::mkfifo((root / "pipe").c_str(), 0600), 0);
   fs::create_directory(root / "folder");

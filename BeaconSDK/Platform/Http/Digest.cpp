@@ -19,7 +19,7 @@ std::string hexOf(std::span<const unsigned char> bytes) {
   return text;
 }
 
-const unsigned char* bytesOf(std::string_view text) {
+const unsigned char* unsignedBytes(std::string_view text) {
   return reinterpret_cast<const unsigned char*>(text.data());
 }
 
@@ -49,7 +49,7 @@ std::string sha256Hex(std::string_view text) {
 std::string hmacSha256Hex(std::string_view key, std::string_view text) {
   std::array<unsigned char, EVP_MAX_MD_SIZE> bytes{};
   unsigned size = 0;
-  HMAC(EVP_sha256(), key.data(), static_cast<int>(key.size()), bytesOf(text), text.size(),
+  HMAC(EVP_sha256(), key.data(), static_cast<int>(key.size()), unsignedBytes(text), text.size(),
        bytes.data(), &size);
   return hexOf({bytes.data(), size});
 }

@@ -22,7 +22,7 @@ namespace ks::tool {
 
 namespace {
 
-struct Arguments {
+struct ScanArguments {
   double span = 0;
   bool json = false;
 };
@@ -130,7 +130,7 @@ class Scan {
 }  // namespace
 
 void addScanCommand(CLI::App& app, int& code) {
-  auto arguments = std::make_shared<Arguments>();
+  auto arguments = std::make_shared<ScanArguments>();
   CLI::App* const command = app.add_subcommand("scan", "Show the beacons around");
   command->footer(
       "Examples:\n"
