@@ -16,9 +16,9 @@
 #include <cstdlib>
 #include <string>
 
+#include "BeaconSDK/Platform/Common/SystemClock.h"
 #include "BeaconSDK/Platform/Linux/Bluetooth/BlueZRadio.h"
 #include "BeaconSDK/Platform/Linux/Loop/GLibOwned.h"
-#include "BeaconSDK/Platform/Linux/Loop/LinuxClock.h"
 #include "BeaconSDK/Platform/Linux/Loop/MainQueue.h"
 #include "tests/Linux/LinuxFixture.h"
 
@@ -157,7 +157,7 @@ long peakMemoryKilobytes() {
 }
 
 void receive(Flood flood) {
-  ks::LinuxClock clock;
+  ks::SystemClock clock;
   ks::MainQueue queue;
   ks::test::RecordingConsole console;
   ks::NSNotificationCenter center;

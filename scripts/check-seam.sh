@@ -24,21 +24,21 @@ system_headers='^\s*#\s*include\s*[<"](glib|gio/|glib-object|libsoup|dbus/|gps\.
 desktop_headers='^\s*#\s*include\s*[<"](glib|gio/|glib-object|libsoup|dbus/|gps\.h|libsecret)'
 
 forbid "the seam includes only the standard library and itself" \
-  '^\s*#\s*include\s*("(BeaconSDK/(Classes|Platform/(Location|Http|Storage|Linux|Simulated))|tools|tests)|<[^>]*[/.][^>]*>)' \
+  '^\s*#\s*include\s*("(BeaconSDK/(Classes|Platform/(Location|Http|Storage|Common|Linux|Simulated|Embedded))|tools|tests)|<[^>]*[/.][^>]*>)' \
   BeaconSDK/Platform/Api
 forbid "desktop headers belong into Platform/Linux, Platform/Http and the portal tool" "$desktop_headers" \
   BeaconSDK/Classes BeaconSDK/Platform/Api BeaconSDK/Platform/Location BeaconSDK/Platform/Simulated \
-  BeaconSDK/Platform/Storage \
+  BeaconSDK/Platform/Storage BeaconSDK/Platform/Common BeaconSDK/Platform/Embedded \
   $(find tools -type f \( -name '*.h' -o -name '*.cpp' \) -not -path 'tools/ksbeacon/portal/*')
 forbid "system headers do not belong into the library or the seam" "$system_headers" \
   BeaconSDK/Classes BeaconSDK/Platform/Api BeaconSDK/Platform/Location
 forbid "Classes includes the seam only" \
-  '^\s*#\s*include\s*"(BeaconSDK/Platform/(Linux|Simulated|Http|Location|Storage)|tools|tests)' BeaconSDK/Classes
+  '^\s*#\s*include\s*"(BeaconSDK/Platform/(Linux|Simulated|Embedded|Http|Location|Storage|Common)|tools|tests)' BeaconSDK/Classes
 forbid "a platform does not include the library above it" \
   '^\s*#\s*include\s*"(BeaconSDK/(Classes|KSBeaconSDK)|tools|tests)' BeaconSDK/Platform
-forbid "the location engine, the HTTP session and the storage know no device" \
-  '^\s*#\s*include\s*"BeaconSDK/Platform/(Linux|Simulated)' \
-  BeaconSDK/Platform/Location BeaconSDK/Platform/Http BeaconSDK/Platform/Storage
+forbid "what the devices share knows no device" \
+  '^\s*#\s*include\s*"BeaconSDK/Platform/(Linux|Simulated|Embedded)' \
+  BeaconSDK/Platform/Location BeaconSDK/Platform/Http BeaconSDK/Platform/Storage BeaconSDK/Platform/Common
 forbid "an operating-system #if outside Platform/" \
   '^\s*#\s*(if|ifdef|ifndef|elif).*(__linux__|__unix__|_WIN32|__APPLE__|__ANDROID__)' \
   BeaconSDK/Classes BeaconSDK/KSBeaconSDK.h tools examples

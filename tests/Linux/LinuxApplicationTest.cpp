@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "BeaconSDK/Platform/Common/SystemClock.h"
 #include "BeaconSDK/Platform/Linux/LinuxApplication.h"
-#include "BeaconSDK/Platform/Linux/Loop/LinuxClock.h"
 #include "BeaconSDK/Platform/Linux/Loop/MainQueue.h"
 #include "tests/Linux/LinuxFixture.h"
 
@@ -64,7 +64,7 @@ class LinuxApplicationTest : public testing::Test {
   }
 
   PrivateBus bus_;
-  LinuxClock clock_;
+  SystemClock clock_;
   MainQueue queue_;
   NSNotificationCenter center_;
   RecordingConsole console_;

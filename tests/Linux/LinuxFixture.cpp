@@ -13,7 +13,7 @@
 #include <thread>
 #include <utility>
 
-#include "BeaconSDK/Platform/Linux/Loop/LinuxClock.h"
+#include "BeaconSDK/Platform/Common/SystemClock.h"
 
 namespace ks::test {
 

@@ -77,21 +77,21 @@ TEST(LinuxFoldersTest, BelongToTheOwnerAlone) {
     writeText(state / "MonitoredRegions.7-1.tmp", "left by a killed process");
     const PrivateFolders folders({{caches, root.path() / "documents", {}}, state});
     temporary = folders.folders().directories.temporary;
-    EXPECT_TRUE(folders.state().usable);
+    EXPECT_TRUE(stateOf(folders).usable);
     for (const fs::path& folder : {caches, caches.parent_path(), state, temporary}) {
       EXPECT_EQ(modeOf(folder), 0700U) << folder;
     }
     EXPECT_FALSE(fs::exists(state / "MonitoredRegions.7-1.tmp"));
     const PrivateFolders second(folders.folders());
-    EXPECT_FALSE(second.state().usable);
-    EXPECT_NE(second.state().detail.find(std::to_string(getpid())), std::string::npos);
+    EXPECT_FALSE(stateOf(second).usable);
+    EXPECT_NE(stateOf(second).detail.find(std::to_string(getpid())), std::string::npos);
     writeText(temporary / "picture", "of this run");
   }
   EXPECT_TRUE(fs::is_empty(temporary));
   writeText(root.path() / "file", "in the way");
   const PrivateFolders refused({{root.path() / "file", state, state}, state});
-  EXPECT_FALSE(refused.state().usable);
-  EXPECT_NE(refused.state().mend, "");
+  EXPECT_FALSE(stateOf(refused).usable);
+  EXPECT_NE(stateOf(refused).mend, "");
 }
 
 TEST(LinuxDeviceTest, VendorIdentifierTellsNothing) {

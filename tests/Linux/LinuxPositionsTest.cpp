@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "BeaconSDK/Platform/Linux/Loop/LinuxClock.h"
+#include "BeaconSDK/Platform/Common/SystemClock.h"
 #include "BeaconSDK/Platform/Linux/Loop/MainQueue.h"
 #include "BeaconSDK/Platform/Linux/Positions/LinuxPositions.h"
 #include "tests/Linux/PositionServices.h"
@@ -66,7 +66,7 @@ class LinuxPositionsTest : public testing::Test,
 
   PrivateBus bus_;
   TemporaryFolder folder_;
-  LinuxClock clock_;
+  SystemClock clock_;
   MainQueue queue_;
   RecordingConsole console_;
   NSNotificationCenter center_;

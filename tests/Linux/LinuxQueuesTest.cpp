@@ -8,9 +8,9 @@
 #include <thread>
 #include <vector>
 
-#include "BeaconSDK/Platform/Linux/Loop/LinuxClock.h"
+#include "BeaconSDK/Platform/Common/SystemClock.h"
+#include "BeaconSDK/Platform/Common/WorkerQueue.h"
 #include "BeaconSDK/Platform/Linux/Loop/MainQueue.h"
-#include "BeaconSDK/Platform/Linux/Loop/WorkerQueue.h"
 #include "tests/Linux/LinuxFixture.h"
 
 namespace ks::test {

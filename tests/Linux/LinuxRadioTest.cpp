@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "BeaconSDK/Platform/Common/SystemClock.h"
 #include "BeaconSDK/Platform/Linux/Bluetooth/BlueZRadio.h"
-#include "BeaconSDK/Platform/Linux/Loop/LinuxClock.h"
 #include "BeaconSDK/Platform/Linux/Loop/MainQueue.h"
 #include "tests/Linux/BluetoothAir.h"
 
@@ -104,7 +104,7 @@ class LinuxRadioTest : public testing::Test, protected LocationDemandListener {
   }
 
   PrivateBus bus_;
-  LinuxClock clock_;
+  SystemClock clock_;
   MainQueue queue_;
   RecordingConsole console_;
   NSNotificationCenter center_;

@@ -11,7 +11,7 @@
 #include <thread>
 #include <vector>
 
-#include "BeaconSDK/Platform/Linux/Loop/LinuxClock.h"
+#include "BeaconSDK/Platform/Common/SystemClock.h"
 #include "BeaconSDK/Platform/Linux/Loop/MainQueue.h"
 #include "BeaconSDK/Platform/Linux/Network/LinuxReachability.h"
 #include "tests/Linux/LinuxFixture.h"

@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
+#include "BeaconSDK/Platform/Common/SystemClock.h"
 #include "BeaconSDK/Platform/Linux/Bus/BusService.h"
 #include "BeaconSDK/Platform/Linux/Loop/GLibOwned.h"
-#include "BeaconSDK/Platform/Linux/Loop/LinuxClock.h"
 #include "BeaconSDK/Platform/Linux/Loop/MainQueue.h"
 #include "BeaconSDK/Platform/Linux/Notifications/DesktopNotificationCenter.h"
 #include "BeaconSDK/Platform/Location/Regions/LocationStateStore.h"
@@ -22,8 +22,8 @@ class NotificationFixture : public testing::Test {
   static constexpr const char* kName = "org.freedesktop.Notifications";
   static constexpr const char* kMock = "org.freedesktop.DBus.Mock";
 
-  struct MovedClock : LinuxClock {
-    Seconds uptime() const override { return LinuxClock::uptime() + moved; }
+  struct MovedClock : SystemClock {
+    Seconds uptime() const override { return SystemClock::uptime() + moved; }
     Seconds moved{0};
   };
   struct Nobody : LocationDemandListener {

@@ -87,7 +87,7 @@ TEST(SimulatedApplicationTest, PlaysTheSystemsPart) {
 class SimulatedUserNotificationCenterTest : public testing::Test {
  protected:
   SimulatedUserNotificationCenterTest() {
-    center_.setListener([this](const SimulatedUserNotificationCenter::Notification& shown) {
+    center_.setListener([this](const ScheduledNotificationCenter::Notification& shown) {
       shown_.push_back(shown.request.content.body);
     });
   }
@@ -101,7 +101,7 @@ class SimulatedUserNotificationCenterTest : public testing::Test {
   }
 
   SimulatedPlatform device_;
-  SimulatedUserNotificationCenter& center_ = device_.simulatedNotificationCenter();
+  ScheduledNotificationCenter& center_ = device_.simulatedNotificationCenter();
   std::vector<std::string> shown_;
   std::vector<std::int64_t> errors_;
 };

@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "BeaconSDK/Platform/Linux/Loop/LinuxClock.h"
+#include "BeaconSDK/Platform/Common/SystemClock.h"
 #include "BeaconSDK/Platform/Location/Radio/Proximity.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedWalk.h"
 #include "tests/Linux/BluetoothAir.h"

@@ -23,7 +23,8 @@ LinuxApplication::LinuxApplication(Clock& clock, DispatchQueue& mainQueue,
       mainQueue_(mainQueue),
       center_(center),
       console_(console),
-      lastFetch_(clock.now()) {
+      lastFetch_(clock.now()),
+      localNotifications_(mainQueue, [this](const UILocalNotification& due) { present(due); }) {
   session_ = std::make_unique<SessionEvents>(
       mainQueue, SessionEvents::Listener{
                      .lockChanged = [this] { updateActive(); },
@@ -36,7 +37,7 @@ LinuxApplication::LinuxApplication(Clock& clock, DispatchQueue& mainQueue,
       });
 }
 
-LinuxApplication::~LinuxApplication() { cancelAllLocalNotifications(); }
+LinuxApplication::~LinuxApplication() = default;
 
 void LinuxApplication::becomeActive() {
   foreground_ = true;
@@ -119,22 +120,6 @@ void LinuxApplication::expireBackgroundTasks() {
     mainQueue_.async([this, task = task, handler = handler, alive = std::weak_ptr(alive_)] {
       if (!alive.expired() && backgroundTasks_.contains(task)) handler();
     });
-  }
-}
-
-void LinuxApplication::scheduleLocalNotification(UILocalNotification notification) {
-  // The timer learns its own name through the shared cell, which is filled before it can run.
-  const auto timer = std::make_shared<TimerId>(0);
-  *timer = mainQueue_.after(notification.fireAfter, [this, timer] {
-    const auto node = scheduledNotifications_.extract(*timer);
-    if (!node.empty()) present(node.mapped());
-  });
-  scheduledNotifications_.emplace(*timer, std::move(notification));
-}
-
-void LinuxApplication::cancelAllLocalNotifications() {
-  for (const auto& [timer, notification] : std::exchange(scheduledNotifications_, {})) {
-    mainQueue_.cancel(timer);
   }
 }
 

@@ -8,6 +8,7 @@
 
 #include "BeaconSDK/Platform/Api/Foundation.h"
 #include "BeaconSDK/Platform/Api/UIKit.h"
+#include "BeaconSDK/Platform/Common/LocalNotifications.h"
 #include "BeaconSDK/Platform/Linux/Bus/ServiceState.h"
 #include "BeaconSDK/Platform/Location/Wakeup.h"
 
@@ -39,8 +40,10 @@ class LinuxApplication : public UIApplication {
   void setMinimumBackgroundFetchInterval(Seconds interval) override;
   UIBackgroundTaskIdentifier beginBackgroundTask(std::function<void()> expirationHandler) override;
   void endBackgroundTask(UIBackgroundTaskIdentifier task) override;
-  void scheduleLocalNotification(UILocalNotification notification) override;
-  void cancelAllLocalNotifications() override;
+  void scheduleLocalNotification(UILocalNotification notification) override {
+    localNotifications_.schedule(std::move(notification));
+  }
+  void cancelAllLocalNotifications() override { localNotifications_.cancelAll(); }
   void showAlertView(const UIAlertView& alert) override;
 
   /// The host came to the front, or went to the back.
@@ -81,7 +84,7 @@ class LinuxApplication : public UIApplication {
 
   UIBackgroundTaskIdentifier lastBackgroundTask_ = UIBackgroundTaskInvalid;
   std::map<UIBackgroundTaskIdentifier, std::function<void()>> backgroundTasks_;
-  std::map<TimerId, UILocalNotification> scheduledNotifications_;
+  LocalNotifications localNotifications_;
   /// Lets late callbacks see whether the application still exists.
   std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
 

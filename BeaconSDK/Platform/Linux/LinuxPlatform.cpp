@@ -1,14 +1,13 @@
 #include "BeaconSDK/Platform/Linux/LinuxPlatform.h"
 
-#include <stdexcept>
 #include <utility>
 
+#include "BeaconSDK/Platform/Common/SystemClock.h"
+#include "BeaconSDK/Platform/Common/WorkerQueue.h"
 #include "BeaconSDK/Platform/Http/HttpURLLoadingSystem.h"
 #include "BeaconSDK/Platform/Linux/Bluetooth/BlueZRadio.h"
 #include "BeaconSDK/Platform/Linux/LinuxApplication.h"
-#include "BeaconSDK/Platform/Linux/Loop/LinuxClock.h"
 #include "BeaconSDK/Platform/Linux/Loop/MainQueue.h"
-#include "BeaconSDK/Platform/Linux/Loop/WorkerQueue.h"
 #include "BeaconSDK/Platform/Linux/Machine/LinuxConsole.h"
 #include "BeaconSDK/Platform/Linux/Machine/LinuxDevice.h"
 #include "BeaconSDK/Platform/Linux/Machine/LinuxFolders.h"
@@ -52,12 +51,6 @@ HttpOptions httpOptions(const LinuxPlatformOptions& options, const Directories& 
   return http;
 }
 
-/// Two processes would overwrite each other's state, and fire twice what is to fire once.
-const LinuxFolders& owned(const PrivateFolders& folders) {
-  if (folders.inUse()) throw std::runtime_error(folders.inUse()->localizedDescription());
-  return folders.folders();
-}
-
 }  // namespace
 
 /// In the order in which each needs those before it.
@@ -75,7 +68,7 @@ struct LinuxPlatform::Services : LocationDemandListener {
   void connect(const LinuxPlatformOptions& options);
   void showLocalNotifications();
 
-  LinuxClock clock;
+  SystemClock clock;
   LinuxConsole console;
   PrivateFolders folders;
   DiskFileStore files;
@@ -99,7 +92,7 @@ struct LinuxPlatform::Services : LocationDemandListener {
 LinuxPlatform::Services::Services(const LinuxPlatformOptions& options)
     : console(options.applicationName, options.logDescriptor),
       folders(options.folders.value_or(xdgFolders(options.bundleIdentifier))),
-      userDefaults(owned(folders).state / "UserDefaults.txt", console),
+      userDefaults(folders.owned().state / "UserDefaults.txt", console),
       device(options.systemRoot, folders.folders().state, options.bundleIdentifier),
       locale(options.systemRoot),
       mainQueue(options.mainContext),
@@ -110,7 +103,7 @@ LinuxPlatform::Services::Services(const LinuxPlatformOptions& options)
       http(
           httpOptions(options, folders.folders().directories, clock, console),
           [] { return std::make_shared<WorkerQueue>("KSDelegate"); }, options.httpObserver) {
-  if (!folders.state().usable) console.log(folders.state().detail);
+  if (!stateOf(folders).usable) console.log(stateOf(folders).detail);
   location.observeApplication(notificationCenter);
   // Whoever starts the program permits it; a service of positions may know better.
   location.setAuthorizationStatus(CLAuthorizationStatus::authorizedAlways);
@@ -191,7 +184,7 @@ LinuxNotificationCenter* LinuxPlatform::linuxNotificationCenter() {
 LocationEngine& LinuxPlatform::locationEngine() { return services_->location; }
 
 std::vector<ServiceState> LinuxPlatform::serviceStates() const {
-  std::vector<ServiceState> states = {services_->folders.state(), services_->application.state(),
+  std::vector<ServiceState> states = {stateOf(services_->folders), services_->application.state(),
                                       services_->reachability.state()};
   if (services_->radio) states.push_back(services_->radio->state());
   if (services_->positions) states.push_back(services_->positions->state());

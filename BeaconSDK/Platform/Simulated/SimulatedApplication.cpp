@@ -1,14 +1,13 @@
 #include "BeaconSDK/Platform/Simulated/SimulatedApplication.h"
 
-#include <memory>
 #include <utility>
 
 namespace ks {
 
 SimulatedApplication::SimulatedApplication(DispatchQueue& mainQueue, NSNotificationCenter& center)
-    : mainQueue_(mainQueue), center_(center) {}
-
-SimulatedApplication::~SimulatedApplication() { cancelAllLocalNotifications(); }
+    : mainQueue_(mainQueue),
+      center_(center),
+      localNotifications_(mainQueue, [this](const UILocalNotification& due) { deliver(due); }) {}
 
 UIBackgroundTaskIdentifier SimulatedApplication::beginBackgroundTask(
     std::function<void()> expirationHandler) {
@@ -33,32 +32,9 @@ void SimulatedApplication::expireBackgroundTasks() {
   }
 }
 
-void SimulatedApplication::scheduleLocalNotification(UILocalNotification notification) {
-  // The timer learns its own name through the shared cell, which is filled before it can run.
-  const auto timer = std::make_shared<TimerId>(0);
-  *timer = mainQueue_.after(notification.fireAfter, [this, timer] {
-    auto node = scheduledNotifications_.extract(*timer);
-    if (node.empty()) return;
-    deliveredNotifications_.push_back(std::move(node.mapped()));
-    // The listener may itself cause deliveries, so it gets a copy.
-    const UILocalNotification delivered = deliveredNotifications_.back();
-    if (notificationListener_) notificationListener_(delivered);
-  });
-  scheduledNotifications_.emplace(*timer, std::move(notification));
-}
-
-void SimulatedApplication::cancelAllLocalNotifications() {
-  for (const auto& [timer, notification] : std::exchange(scheduledNotifications_, {})) {
-    mainQueue_.cancel(timer);
-  }
-}
-
-std::vector<UILocalNotification> SimulatedApplication::scheduledLocalNotifications() const {
-  std::vector<UILocalNotification> notifications;
-  for (const auto& [timer, notification] : scheduledNotifications_) {
-    notifications.push_back(notification);
-  }
-  return notifications;
+void SimulatedApplication::deliver(const UILocalNotification& notification) {
+  deliveredNotifications_.push_back(notification);
+  if (notificationListener_) notificationListener_(notification);
 }
 
 void SimulatedApplication::showAlertView(const UIAlertView& alert) {

@@ -8,6 +8,7 @@
 
 #include "BeaconSDK/Platform/Api/Foundation.h"
 #include "BeaconSDK/Platform/Api/UIKit.h"
+#include "BeaconSDK/Platform/Common/LocalNotifications.h"
 
 namespace ks {
 
@@ -18,13 +19,14 @@ class SimulatedApplication : public UIApplication {
   SimulatedApplication(DispatchQueue& mainQueue, NSNotificationCenter& center);
   SimulatedApplication(const SimulatedApplication&) = delete;
   SimulatedApplication& operator=(const SimulatedApplication&) = delete;
-  ~SimulatedApplication() override;
 
   void setMinimumBackgroundFetchInterval(Seconds interval) override { fetchInterval_ = interval; }
   UIBackgroundTaskIdentifier beginBackgroundTask(std::function<void()> expirationHandler) override;
   void endBackgroundTask(UIBackgroundTaskIdentifier task) override;
-  void scheduleLocalNotification(UILocalNotification notification) override;
-  void cancelAllLocalNotifications() override;
+  void scheduleLocalNotification(UILocalNotification notification) override {
+    localNotifications_.schedule(std::move(notification));
+  }
+  void cancelAllLocalNotifications() override { localNotifications_.cancelAll(); }
   void showAlertView(const UIAlertView& alert) override;
 
   /// Each posts its notification on the main queue, soon; nothing when already so. The application
@@ -41,7 +43,9 @@ class SimulatedApplication : public UIApplication {
   /// Expires every background task, on the main queue.
   void expireBackgroundTasks();
 
-  std::vector<UILocalNotification> scheduledLocalNotifications() const;
+  std::vector<UILocalNotification> scheduledLocalNotifications() const {
+    return localNotifications_.pending();
+  }
   const std::vector<UILocalNotification>& deliveredLocalNotifications() const {
     return deliveredNotifications_;
   }
@@ -57,6 +61,7 @@ class SimulatedApplication : public UIApplication {
 
  private:
   void postSoon(const char* name);
+  void deliver(const UILocalNotification& notification);
 
   DispatchQueue& mainQueue_;
   NSNotificationCenter& center_;
@@ -65,11 +70,11 @@ class SimulatedApplication : public UIApplication {
   std::optional<Seconds> fetchInterval_;
   UIBackgroundTaskIdentifier lastBackgroundTask_ = UIBackgroundTaskInvalid;
   std::map<UIBackgroundTaskIdentifier, std::function<void()>> backgroundTasks_;
-  std::map<TimerId, UILocalNotification> scheduledNotifications_;
   std::vector<UILocalNotification> deliveredNotifications_;
   std::vector<UIAlertView> alerts_;
   std::function<void(const UILocalNotification&)> notificationListener_;
   std::function<void(const UIAlertView&)> alertListener_;
+  LocalNotifications localNotifications_;
 };
 
 }  // namespace ks

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "BeaconSDK/Platform/Api/Platform.h"
+#include "BeaconSDK/Platform/Common/ScheduledNotificationCenter.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedApplication.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedConsole.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedDevice.h"
@@ -16,7 +17,6 @@
 #include "BeaconSDK/Platform/Simulated/SimulatedPlatformOptions.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedQueue.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedReachability.h"
-#include "BeaconSDK/Platform/Simulated/SimulatedUserNotificationCenter.h"
 #include "BeaconSDK/Platform/Storage/DiskFileStore.h"
 #include "BeaconSDK/Platform/Storage/FileUserDefaults.h"
 #include "BeaconSDK/Platform/Storage/TemporaryFolder.h"
@@ -72,7 +72,7 @@ class SimulatedPlatform : public Platform {
   SimulatedReachability& systemConfiguration() override { return reachability_; }
 
   /// Also while the device has none for the library to use.
-  SimulatedUserNotificationCenter& simulatedNotificationCenter() { return userNotifications_; }
+  ScheduledNotificationCenter& simulatedNotificationCenter() { return userNotifications_; }
   /// The world around the device, its location engine and its radio: settings of those change
   /// there. They also work when the options replace what the library sees of them.
   SimulatedWorld& world() { return location_.world(); }
@@ -113,7 +113,7 @@ class SimulatedPlatform : public Platform {
   FileUserDefaults userDefaults_;
   SimulatedDevice device_;
   SimulatedApplication application_;
-  SimulatedUserNotificationCenter userNotifications_;
+  ScheduledNotificationCenter userNotifications_;
   SimulatedReachability reachability_;
   SimulatedLocation location_;
   std::once_flag networkOnce_;

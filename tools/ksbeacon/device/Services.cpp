@@ -33,7 +33,7 @@ LinuxPlatformOptions MachineView::optionsIn(const TemporaryFolder& folder) {
 std::vector<ServiceState> MachineView::services() const {
   std::vector<ServiceState> states = platform_.serviceStates();
   const std::string bundle = LinuxPlatformOptions().bundleIdentifier;
-  const ServiceState folders = PrivateFolders(xdgFolders(bundle)).state();
+  const ServiceState folders = stateOf(PrivateFolders(xdgFolders(bundle)));
   std::ranges::replace_if(
       states, [](const ServiceState& state) { return state.name == kFolders; }, folders);
   for (const char* const name : {kBluetooth, kPositions, kNotifications}) {

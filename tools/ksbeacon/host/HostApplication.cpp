@@ -58,7 +58,7 @@ void HostApplication::observe() {
   device_.network().setListener(
       [this](const HttpExchange& exchange) { library_->transferEnded(exchange); });
   device_.simulatedNotificationCenter().setListener(
-      [this](const SimulatedUserNotificationCenter::Notification& shown) {
+      [this](const ScheduledNotificationCenter::Notification& shown) {
         const UNMutableNotificationContent& content = shown.request.content;
         const std::string text = shownText(content.title, content.body);
         Dictionary details{

@@ -6,7 +6,7 @@
 #include <cmath>
 #include <limits>
 
-#include "BeaconSDK/Platform/Linux/Loop/LinuxClock.h"
+#include "BeaconSDK/Platform/Common/SystemClock.h"
 
 namespace ks {
 

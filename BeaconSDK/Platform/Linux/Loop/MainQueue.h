@@ -4,7 +4,7 @@
 #include <thread>
 
 #include "BeaconSDK/Platform/Api/Foundation.h"
-#include "BeaconSDK/Platform/Linux/Loop/TaskSchedule.h"
+#include "BeaconSDK/Platform/Common/TaskSchedule.h"
 
 typedef struct _GMainContext GMainContext;
 typedef struct _GSource GSource;

@@ -6,10 +6,8 @@
 #include <algorithm>
 #include <string_view>
 
-#include "BeaconSDK/Platform/Linux/Loop/GLibOwned.h"
 #include "BeaconSDK/Platform/Linux/Machine/SystemFile.h"
-#include "BeaconSDK/Platform/Storage/DiskFileStore.h"
-#include "BeaconSDK/Platform/Storage/PrivateFolder.h"
+#include "BeaconSDK/Platform/Storage/KeptIdentifier.h"
 
 namespace ks {
 
@@ -38,19 +36,6 @@ std::string vendorOf(const std::string& bundleIdentifier) {
   const auto last = bundleIdentifier.rfind('.');
   const bool hasVendor = std::count(bundleIdentifier.begin(), bundleIdentifier.end(), '.') >= 2;
   return hasVendor ? bundleIdentifier.substr(0, last) : bundleIdentifier;
-}
-
-/// The identifier of last resort: random, and kept for the next run where that is possible.
-UUID keptIdentifier(const std::filesystem::path& file) {
-  DiskFileStore store;
-  const bool isUnreadable = store.read(file).state == FileContent::State::unreadable;
-  if (const auto kept = UUID::fromString(readFirstLine(file))) return *kept;
-  const GLibOwned<gchar> text(g_uuid_string_random());
-  const std::string line = std::string(text.get()) + "\n";
-  if (!isUnreadable && !makePrivateFolder(file.parent_path())) {
-    (void)store.write(file, Data(line.begin(), line.end()));
-  }
-  return UUID::fromString(text.get()).value_or(UUID{});
 }
 
 }  // namespace

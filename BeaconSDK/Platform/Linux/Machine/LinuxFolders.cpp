@@ -5,11 +5,7 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <cstdlib>
-#include <utility>
-
-#include "BeaconSDK/Platform/Storage/PrivateFolder.h"
 
 namespace ks {
 
@@ -56,53 +52,17 @@ LinuxFolders xdgFolders(const std::string& bundleIdentifier) {
   return folders;
 }
 
-PrivateFolders::PrivateFolders(LinuxFolders wanted) : folders_(std::move(wanted)) {
-  Directories& directories = folders_.directories;
-  ownsTemporary_ = directories.temporary.empty();
-  if (ownsTemporary_) directories.temporary = directories.caches / "Temporary";
-  for (const fs::path& folder :
-       {directories.caches, directories.documents, directories.temporary, folders_.state}) {
-    if (makePrivateFolder(folder) || access(folder.c_str(), W_OK | X_OK) != 0) {
-      refused_ = folder.string();
-    }
-  }
-  take(directories.caches);
-  if (folders_.state != directories.caches) take(folders_.state);
-  if (!inUse_) sweep();
-}
-
-PrivateFolders::~PrivateFolders() {
-  if (!inUse_ && ownsTemporary_) emptyFolder(folders_.directories.temporary);
-}
-
-void PrivateFolders::take(const fs::path& folder) {
-  auto lock = FolderLock::acquire(folder);
-  if (lock) {
-    locks_.push_back(std::move(lock.value()));
-  } else if (lock.error().code() == EWOULDBLOCK) {
-    inUse_ = lock.error();
-  }
-}
-
-void PrivateFolders::sweep() const {
-  const Directories& directories = folders_.directories;
-  if (ownsTemporary_) emptyFolder(directories.temporary);
-  for (const fs::path& folder : {directories.caches, directories.caches / "KSProximityManager",
-                                 directories.temporary, folders_.state}) {
-    removeUnfinishedFiles(folder);
-  }
-}
-
-ServiceState PrivateFolders::state() const {
-  if (inUse_) {
-    return {"Folders", false, inUse_->localizedDescription(),
+ServiceState stateOf(const PrivateFolders& folders) {
+  if (folders.inUse()) {
+    return {"Folders", false, folders.inUse()->localizedDescription(),
             "stop that process, or give one of the two a bundle identifier of its own"};
   }
-  if (refused_.empty()) {
-    return {"Folders", true, "caches lie in " + folders_.directories.caches.string(), ""};
+  const std::string& refused = folders.refused();
+  if (refused.empty()) {
+    return {"Folders", true, "caches lie in " + folders.folders().directories.caches.string(), ""};
   }
-  return {"Folders", false, "cannot write into " + refused_,
-          "mkdir -p '" + refused_ + "' && chown \"$(id -u)\" '" + refused_ + "'"};
+  return {"Folders", false, "cannot write into " + refused,
+          "mkdir -p '" + refused + "' && chown \"$(id -u)\" '" + refused + "'"};
 }
 
 }  // namespace ks

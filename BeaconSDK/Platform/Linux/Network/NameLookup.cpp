@@ -10,7 +10,7 @@
 #include <thread>
 #include <utility>
 
-#include "BeaconSDK/Platform/Linux/Loop/LinuxClock.h"
+#include "BeaconSDK/Platform/Common/SystemClock.h"
 
 namespace ks {
 

@@ -1,4 +1,4 @@
-#include "BeaconSDK/Platform/Linux/Loop/LinuxClock.h"
+#include "BeaconSDK/Platform/Common/SystemClock.h"
 
 #include <chrono>
 
@@ -6,6 +6,6 @@ namespace ks {
 
 Seconds monotonicUptime() { return std::chrono::steady_clock::now().time_since_epoch(); }
 
-Date LinuxClock::now() const { return std::chrono::system_clock::now(); }
+Date SystemClock::now() const { return std::chrono::system_clock::now(); }
 
 }  // namespace ks

@@ -8,7 +8,7 @@ namespace ks {
 Seconds monotonicUptime();
 
 /// The machine's wall clock and its monotonic clock.
-class LinuxClock : public Clock {
+class SystemClock : public Clock {
  public:
   Date now() const override;
   Seconds uptime() const override { return monotonicUptime(); }

@@ -1,11 +1,11 @@
-#include "BeaconSDK/Platform/Linux/Loop/WorkerQueue.h"
+#include "BeaconSDK/Platform/Common/WorkerQueue.h"
 
 #include <pthread.h>
 
 #include <algorithm>
 #include <string>
 
-#include "BeaconSDK/Platform/Linux/Loop/LinuxClock.h"
+#include "BeaconSDK/Platform/Common/SystemClock.h"
 
 namespace ks {
 

@@ -1,4 +1,4 @@
-#include "BeaconSDK/Platform/Simulated/SimulatedUserNotificationCenter.h"
+#include "BeaconSDK/Platform/Common/ScheduledNotificationCenter.h"
 
 #include <algorithm>
 #include <fstream>
@@ -24,15 +24,16 @@ std::shared_ptr<const Data> contentOf(const std::filesystem::path& file) {
 
 }  // namespace
 
-SimulatedUserNotificationCenter::SimulatedUserNotificationCenter(DispatchQueue& mainQueue,
-                                                                 const Clock& clock)
-    : mainQueue_(mainQueue), clock_(clock) {}
+ScheduledNotificationCenter::ScheduledNotificationCenter(DispatchQueue& mainQueue,
+                                                         const Clock& clock,
+                                                         std::size_t mostDelivered)
+    : mainQueue_(mainQueue), clock_(clock), mostDelivered_(mostDelivered) {}
 
-SimulatedUserNotificationCenter::~SimulatedUserNotificationCenter() {
+ScheduledNotificationCenter::~ScheduledNotificationCenter() {
   for (const Pending& pending : pending_) mainQueue_.cancel(pending.timer);
 }
 
-void SimulatedUserNotificationCenter::addNotificationRequest(
+void ScheduledNotificationCenter::addNotificationRequest(
     UNNotificationRequest request, std::function<void(const std::optional<Error>&)> completion) {
   auto error = accept(std::move(request));
   if (!completion) return;
@@ -40,7 +41,7 @@ void SimulatedUserNotificationCenter::addNotificationRequest(
       [completion = std::move(completion), error = std::move(error)] { completion(error); });
 }
 
-std::optional<Error> SimulatedUserNotificationCenter::accept(UNNotificationRequest request) {
+std::optional<Error> ScheduledNotificationCenter::accept(UNNotificationRequest request) {
   if (!allowed_) {
     return makeError(UNError::notificationsNotAllowed, "Notifications are not allowed");
   }
@@ -64,7 +65,7 @@ std::optional<Error> SimulatedUserNotificationCenter::accept(UNNotificationReque
   return std::nullopt;
 }
 
-void SimulatedUserNotificationCenter::schedule(Notification notification) {
+void ScheduledNotificationCenter::schedule(Notification notification) {
   const std::string identifier = notification.request.identifier;
   std::erase_if(pending_, [&](const Pending& pending) {
     if (pending.notification.request.identifier != identifier) return false;
@@ -77,7 +78,7 @@ void SimulatedUserNotificationCenter::schedule(Notification notification) {
   pending_.push_back({timer, std::move(notification)});
 }
 
-void SimulatedUserNotificationCenter::deliver(const std::string& identifier) {
+void ScheduledNotificationCenter::deliver(const std::string& identifier) {
   const auto found = std::ranges::find_if(pending_, [&](const Pending& pending) {
     return pending.notification.request.identifier == identifier;
   });
@@ -85,12 +86,12 @@ void SimulatedUserNotificationCenter::deliver(const std::string& identifier) {
   pending_.erase(found);
   if (notification.request.trigger.repeats) schedule(notification);
   delivered_.push_back(notification);
-  if (delivered_.size() > kMostDelivered) delivered_.pop_front();
+  if (delivered_.size() > mostDelivered_) delivered_.pop_front();
   if (listener_) listener_(notification);
 }
 
-std::vector<SimulatedUserNotificationCenter::Notification>
-SimulatedUserNotificationCenter::pendingNotifications() const {
+std::vector<ScheduledNotificationCenter::Notification>
+ScheduledNotificationCenter::pendingNotifications() const {
   std::vector<Notification> notifications;
   for (const Pending& pending : pending_) notifications.push_back(pending.notification);
   return notifications;

@@ -1,8 +1,8 @@
-#include "BeaconSDK/Platform/Linux/Loop/TaskSchedule.h"
+#include "BeaconSDK/Platform/Common/TaskSchedule.h"
 
 #include <condition_variable>
 
-#include "BeaconSDK/Platform/Linux/Loop/LinuxClock.h"
+#include "BeaconSDK/Platform/Common/SystemClock.h"
 
 namespace ks {
 

@@ -5,7 +5,7 @@
 #include <thread>
 
 #include "BeaconSDK/Platform/Api/Foundation.h"
-#include "BeaconSDK/Platform/Linux/Loop/TaskSchedule.h"
+#include "BeaconSDK/Platform/Common/TaskSchedule.h"
 
 namespace ks {
 

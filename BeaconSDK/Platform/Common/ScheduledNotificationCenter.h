@@ -13,11 +13,11 @@
 
 namespace ks {
 
-/// A notification centre that shows notifications to its listeners, when virtual time comes to
-/// their trigger. Pending requests end with the process. Main queue only.
-class SimulatedUserNotificationCenter : public UNUserNotificationCenter {
+/// A notification centre that hands notifications to its listener when their trigger falls due, for
+/// devices whose host shows them. Pending requests end with the process. Main queue only.
+class ScheduledNotificationCenter : public UNUserNotificationCenter {
  public:
-  /// The oldest delivered notifications go first.
+  /// Maximum number of delivered notifications kept; the oldest go first.
   static constexpr std::size_t kMostDelivered = 1000;
 
   struct Notification {
@@ -27,10 +27,12 @@ class SimulatedUserNotificationCenter : public UNUserNotificationCenter {
     std::vector<std::shared_ptr<const Data>> attachments;
   };
 
-  SimulatedUserNotificationCenter(DispatchQueue& mainQueue, const Clock& clock);
-  SimulatedUserNotificationCenter(const SimulatedUserNotificationCenter&) = delete;
-  SimulatedUserNotificationCenter& operator=(const SimulatedUserNotificationCenter&) = delete;
-  ~SimulatedUserNotificationCenter() override;
+  /// Keeps `mostDelivered` delivered notifications, with the bytes of their attachments.
+  ScheduledNotificationCenter(DispatchQueue& mainQueue, const Clock& clock,
+                              std::size_t mostDelivered = kMostDelivered);
+  ScheduledNotificationCenter(const ScheduledNotificationCenter&) = delete;
+  ScheduledNotificationCenter& operator=(const ScheduledNotificationCenter&) = delete;
+  ~ScheduledNotificationCenter() override;
 
   /// Refused with an error: when not allowed, when an attachment cannot be read, when the trigger
   /// could not be met.
@@ -59,6 +61,7 @@ class SimulatedUserNotificationCenter : public UNUserNotificationCenter {
 
   DispatchQueue& mainQueue_;
   const Clock& clock_;
+  const std::size_t mostDelivered_;
   bool allowed_ = true;
   std::vector<Pending> pending_;
   std::deque<Notification> delivered_;

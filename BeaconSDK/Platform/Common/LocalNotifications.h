@@ -1,0 +1,34 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <vector>
+
+#include "BeaconSDK/Platform/Api/Foundation.h"
+#include "BeaconSDK/Platform/Api/UIKit.h"
+
+namespace ks {
+
+/// The older kind of local notification: each is presented when its delay has passed. Pending ones
+/// end with the object. Main queue only.
+class LocalNotifications {
+ public:
+  using Presenter = std::function<void(const UILocalNotification&)>;
+
+  LocalNotifications(DispatchQueue& mainQueue, Presenter present);
+  LocalNotifications(const LocalNotifications&) = delete;
+  LocalNotifications& operator=(const LocalNotifications&) = delete;
+  ~LocalNotifications() { cancelAll(); }
+
+  void schedule(UILocalNotification notification);
+  void cancelAll();
+  /// In the order in which they were scheduled.
+  std::vector<UILocalNotification> pending() const;
+
+ private:
+  DispatchQueue& mainQueue_;
+  Presenter present_;
+  std::map<TimerId, UILocalNotification> pending_;
+};
+
+}  // namespace ks
