@@ -8,12 +8,17 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 consume() {  # consume BUILD_SHARED_LIBS
-  local prefix=$PWD/build/package-$1 consumer=build/consumer-$1
+  local prefix=$PWD/build/package-$1 consumer=build/consumer-$1 unit
   rm -rf "$prefix" "$consumer"
   cmake --preset release -DKS_BUILD_TESTS=OFF -DKS_BUILD_BENCHMARKS=OFF -DBUILD_SHARED_LIBS="$1" \
     >build/release.configure.log
   cmake --build --preset release
   cmake --install build/release --prefix "$prefix" >/dev/null
+  for unit in system user; do
+    grep -q "^ExecStart=$prefix/bin/ksbeacon " "$prefix/lib/systemd/$unit/ksbeacon.service" && continue
+    echo "package: the $unit unit does not start $prefix/bin/ksbeacon" >&2
+    return 1
+  done
   cmake -S tests/Package -B "$consumer" -G Ninja -DCMAKE_BUILD_TYPE=Release \
     -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
   cmake --build "$consumer"
