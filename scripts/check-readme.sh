@@ -4,7 +4,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 broken=0
-for page in README.md CONTRIBUTING.md CHANGELOG.md docs/*.md; do
+for page in *.md docs/*.md; do
   folder=$(dirname "$page")
   while IFS= read -r path; do
     path=${path%%#*}
