@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -96,9 +97,10 @@ class NotificationFixture : public testing::Test {
   void emitAction(std::uint32_t number, const char* action) {
     emit("ActionInvoked", "us", g_variant_new_parsed("[<%u>, <%s>]", number, action));
   }
-  /// The arguments of every call of `method` so far, with "~" for the folder of the pictures.
+  /// The arguments of every call of `method` so far, with "~1" for the first picture's file.
   std::vector<std::string> calls(const char* method) {
     std::vector<std::string> texts;
+    std::map<std::string, std::size_t> pictures;
     const auto reply = ask(kMock, "GetMethodCalls", g_variant_new("(s)", method));
     if (!reply) return texts;
     GVariantIter* iterator = nullptr;
@@ -109,7 +111,9 @@ class NotificationFixture : public testing::Test {
       std::string line = text.get();
       const std::string folder = "file://" + folder_.path().string() + "/notifications/";
       for (auto at = line.find(folder); at != std::string::npos; at = line.find(folder)) {
-        line.replace(at, folder.size(), "~");
+        const auto size = line.find('\'', at) - at;
+        const auto number = pictures.try_emplace(line.substr(at, size), pictures.size() + 1);
+        line.replace(at, size, "~" + std::to_string(number.first->second));
       }
       texts.push_back(line);
       g_variant_unref(each);
@@ -121,10 +125,15 @@ class NotificationFixture : public testing::Test {
     writeText(folder_.path() / name, content);
     return folder_.path() / name;
   }
-  std::size_t keptPictures() const {
+  /// The content of each picture's file.
+  std::vector<std::string> keptPictures() const {
     std::error_code ignored;
-    const std::filesystem::directory_iterator files(folder_.path() / "notifications", ignored);
-    return static_cast<std::size_t>(std::distance(begin(files), end(files)));
+    std::vector<std::string> texts;
+    for (const auto& each :
+         std::filesystem::directory_iterator(folder_.path() / "notifications", ignored)) {
+      texts.push_back(readText(each.path()));
+    }
+    return texts;
   }
 
   PrivateBus bus_;

@@ -11,6 +11,8 @@
 #include <string_view>
 #include <vector>
 
+#include "BeaconSDK/Platform/Api/Ascii.h"
+
 namespace ks::HttpCaching {
 
 namespace {
@@ -25,8 +27,7 @@ std::string_view trimmed(std::string_view text) {
 }
 
 bool sameWord(std::string_view a, std::string_view b) {
-  const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; };
-  return std::ranges::equal(a, b, {}, lower, lower);
+  return std::ranges::equal(a, b, {}, asciiLowerCase, asciiLowerCase);
 }
 
 /// The members of a list field; commas inside quotes do not separate.

@@ -7,7 +7,8 @@
 #include <memory>
 
 #include "BeaconSDK/Platform/Http/HttpClient.h"
-#include "BeaconSDK/Platform/Http/HttpURLLoadingSystem.h"
+#include "BeaconSDK/Platform/Http/HttpObserver.h"
+#include "BeaconSDK/Platform/Http/HttpOptions.h"
 #include "BeaconSDK/Platform/Http/HttpWorker.h"
 
 namespace ks {

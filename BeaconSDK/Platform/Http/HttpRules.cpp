@@ -5,20 +5,13 @@
 #include <string>
 #include <utility>
 
+#include "BeaconSDK/Platform/Api/Ascii.h"
 #include "BeaconSDK/Platform/Http/CurlOwned.h"
 #include "BeaconSDK/Platform/Http/HttpErrors.h"
 
 namespace ks::HttpRules {
 
 namespace {
-
-std::string lower(std::string_view text) {
-  std::string result(text);
-  std::transform(result.begin(), result.end(), result.begin(), [](char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-  });
-  return result;
-}
 
 /// RFC 9110's token: what methods and field names consist of.
 bool isToken(std::string_view text) {
@@ -36,7 +29,8 @@ bool isCleanValue(std::string_view text) {
 bool isTransportField(std::string_view name) {
   static constexpr std::array kNames = {"host", "content-length", "transfer-encoding",
                                         "connection"};
-  return std::find(kNames.begin(), kNames.end(), lower(name)) != kNames.end();
+  return std::find(kNames.begin(), kNames.end(), asciiLowerCased(std::string(name))) !=
+         kNames.end();
 }
 
 /// A part of the URL as text, "" when it has none.
@@ -59,14 +53,15 @@ CurlURL parse(const std::string& text) {
   return part(url, CURLUPART_HOST).empty() ? nullptr : std::move(url);
 }
 
-bool isHttps(const CurlURL& url) { return lower(part(url, CURLUPART_SCHEME)) == "https"; }
+bool isHttps(const CurlURL& url) { return asciiLowerCased(part(url, CURLUPART_SCHEME)) == "https"; }
 
 bool isHttp(const CurlURL& url) {
-  return isHttps(url) || lower(part(url, CURLUPART_SCHEME)) == "http";
+  return isHttps(url) || asciiLowerCased(part(url, CURLUPART_SCHEME)) == "http";
 }
 
 std::string hostAndPort(const CurlURL& url) {
-  return lower(part(url, CURLUPART_HOST)) + ":" + part(url, CURLUPART_PORT, CURLU_DEFAULT_PORT);
+  return asciiLowerCased(part(url, CURLUPART_HOST)) + ":" +
+         part(url, CURLUPART_PORT, CURLU_DEFAULT_PORT);
 }
 
 bool isSameOrigin(const CurlURL& a, const CurlURL& b) {
@@ -95,7 +90,7 @@ Result<NSURLRequest> outgoingRequest(const NSURLRequest& request, const HTTPHead
   for (const auto& [name, value] : fields) {
     if (!isToken(name)) return badURL("not a valid name of a header field");
     std::string clean = value;
-    if (lower(name) == "authorization") {
+    if (asciiLowerCased(name) == "authorization") {
       std::erase_if(clean, [](char c) { return c == '\r' || c == '\n'; });
     }
     if (!isCleanValue(clean)) return badURL("line break or NUL in the header field " + name);
@@ -111,7 +106,7 @@ std::string hostKey(const NSURL& url) {
 
 std::string hostName(const NSURL& url) {
   const auto parsed = parse(url.absoluteString);
-  return parsed ? lower(part(parsed, CURLUPART_HOST)) : "";
+  return parsed ? asciiLowerCased(part(parsed, CURLUPART_HOST)) : "";
 }
 
 bool isLoopback(std::string_view host) {

@@ -13,10 +13,6 @@
 
 namespace ks {
 
-inline std::span<const std::uint8_t> bytesOf(std::span<const char> text) {
-  return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
-}
-
 /// A reply as the document store keeps it: one file with a head of text lines under a checksum,
 /// then the body, whose length and checksum stand in the head.
 class StoredDocument {

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "BeaconSDK/Platform/Storage/NewFile.h"
 #include "BeaconSDK/Platform/Storage/PrivateFolder.h"
 #include "BeaconSDK/Platform/Storage/ValueText.h"
 
@@ -11,10 +12,6 @@ namespace {
 
 /// The library keeps two small values; a host may keep many more.
 constexpr std::size_t kLongestFile = std::size_t{16} * 1024 * 1024;
-
-std::span<const std::uint8_t> bytesOf(const std::string& text) {
-  return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
-}
 
 }  // namespace
 

@@ -11,6 +11,11 @@
 
 namespace ks {
 
+/// Text as the bytes that the writers of files take.
+inline std::span<const std::uint8_t> bytesOf(std::span<const char> text) {
+  return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
+}
+
 /// A file while it is being made. Its name ends in ".tmp", so that `removeUnfinishedFiles` finds
 /// what a killed process left; it goes with this object unless it was moved to its final place.
 class NewFile {

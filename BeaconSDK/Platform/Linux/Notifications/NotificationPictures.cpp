@@ -16,8 +16,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// More than any of the signatures, and past what may stand in front of a drawing's first tag.
-constexpr std::size_t kSignatureBytes = 64;
+constexpr std::size_t kPieceBytes = 65536;
 
 /// How the files begin that desktops draw.
 bool isPicture(std::string_view start) {
@@ -34,48 +33,46 @@ bool isPicture(std::string_view start) {
   return start.starts_with("<svg") || start.starts_with("<?xml");
 }
 
-/// Empty for what is no picture.
-Result<fs::path> copyOf(const fs::path& original, const fs::path& copy) {
+Error refusal(UNError code, const char* problem, const fs::path& original) {
+  return notificationError(code, std::string("Attachment ") + problem + ": " + original.string());
+}
+
+/// Nothing for what is no picture.
+Result<std::optional<NewFile>> copyOf(const fs::path& original, const fs::path& folder) {
   std::error_code error;
   // A pipe would keep the program waiting.
   std::ifstream in;
   if (fs::is_regular_file(original, error)) in.open(original, std::ios::binary);
-  const auto unreadable = [&] {
-    return notificationError(UNError::attachmentInvalidURL,
-                             "Attachment cannot be read: " + original.string());
+  std::array<char, kPieceBytes> piece{};
+  const auto readPiece = [&] {
+    in.read(piece.data(), piece.size());
+    return std::string_view(piece.data(), static_cast<std::size_t>(in.gcount()));
   };
-  std::array<char, kSignatureBytes> start{};
-  if (!in.is_open()) return unreadable();
-  in.read(start.data(), start.size());
-  if (in.bad()) return unreadable();
-  if (!isPicture({start.data(), static_cast<std::size_t>(in.gcount())})) return fs::path{};
-
+  std::string_view bytes = readPiece();
+  if (!in.is_open() || in.bad()) {
+    return refusal(UNError::attachmentInvalidURL, "cannot be read", original);
+  }
+  if (!isPicture(bytes)) return std::optional<NewFile>();
   const auto size = fs::file_size(original, error);
   if (error || size > NotificationPictureStore::kLargestPicture) {
-    return notificationError(UNError::attachmentInvalidFileSize,
-                             "Attachment is too large: " + original.string());
+    return refusal(UNError::attachmentInvalidFileSize, "is too large", original);
   }
-  // The folder is the owner's alone, so nobody reads the copy before its mode is set.
-  if (makePrivateFolder(copy.parent_path()) ||
-      !fs::copy_file(original, copy, fs::copy_options::overwrite_existing, error)) {
-    fs::remove(copy, error);
-    return notificationError(UNError::attachmentMoveIntoDataStoreFailed,
-                             "Attachment cannot be kept: " + original.string());
+  const auto notKept =
+      refusal(UNError::attachmentMoveIntoDataStoreFailed, "cannot be kept", original);
+  if (makePrivateFolder(folder)) return notKept;
+  auto copy = NewFile::create(folder, "picture");
+  for (; copy && !bytes.empty(); bytes = readPiece()) {
+    if (copy.value().write(bytesOf(bytes))) return notKept;
   }
-  fs::permissions(copy, fs::perms::owner_read | fs::perms::owner_write, error);
-  return copy;
+  if (!copy || in.bad()) return notKept;
+  copy.value().close();
+  return std::optional<NewFile>(std::move(copy.value()));
 }
 
 }  // namespace
 
 Error notificationError(UNError code, std::string description) {
   return {UNErrorDomain, static_cast<std::int64_t>(code), std::move(description)};
-}
-
-NotificationPictures::~NotificationPictures() {
-  std::error_code ignored;
-  if (!icon.empty()) fs::remove(icon, ignored);
-  if (!image.empty() && image != icon) fs::remove(image, ignored);
 }
 
 Result<std::shared_ptr<const NotificationPictures>> NotificationPictureStore::take(
@@ -85,9 +82,11 @@ Result<std::shared_ptr<const NotificationPictures>> NotificationPictureStore::ta
     const bool isHidden = attachment.thumbnailHidden.value_or(false);
     fs::path& place = isHidden || !pictures->icon.empty() ? pictures->image : pictures->icon;
     if (!place.empty()) continue;
-    const auto copy = copyOf(attachment.file, folder_ / std::to_string(++lastNumber_));
+    auto copy = copyOf(attachment.file, folder_);
     if (!copy) return copy.error();
-    place = *copy;
+    if (!copy.value()) continue;
+    place = copy.value()->path();
+    pictures->files.push_back(std::move(*copy.value()));
   }
   if (pictures->icon.empty()) pictures->icon = pictures->image;
   if (pictures->image.empty()) pictures->image = pictures->icon;

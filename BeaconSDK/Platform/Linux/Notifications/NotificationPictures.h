@@ -7,19 +7,17 @@
 
 #include "BeaconSDK/Platform/Api/Result.h"
 #include "BeaconSDK/Platform/Api/UserNotifications.h"
+#include "BeaconSDK/Platform/Storage/NewFile.h"
 
 namespace ks {
 
 /// Returns an error of the notifications' domain.
 Error notificationError(UNError code, std::string description);
 
-/// A notification's pictures in files of its own, which go with the object. Either may be empty.
+/// A notification's pictures in files of its own, which go with the object. Either path may be
+/// empty.
 struct NotificationPictures {
-  NotificationPictures() = default;
-  NotificationPictures(const NotificationPictures&) = delete;
-  NotificationPictures& operator=(const NotificationPictures&) = delete;
-  ~NotificationPictures();
-
+  std::vector<NewFile> files;
   /// Stands for the sender.
   std::filesystem::path icon;
   /// What is told of.
@@ -42,7 +40,6 @@ class NotificationPictureStore {
 
  private:
   const std::filesystem::path folder_;
-  std::uint64_t lastNumber_ = 0;
 };
 
 }  // namespace ks
