@@ -31,7 +31,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   };
   convert(KSResponseParser::convertToCategory);
   convert(KSResponseParser::convertToLocation);
-  convert([](const ks::Dictionary& item) { return parser.convertToPrivateBeacon(item); });
-  convert([](const ks::Dictionary& item) { return parser.convertToGeofence(item); });
+  convert([](const ks::PortalObject& item) { return parser.convertToPrivateBeacon(item); });
+  convert([](const ks::PortalObject& item) { return parser.convertToGeofence(item); });
   return 0;
 }

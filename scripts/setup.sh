@@ -18,7 +18,7 @@ build_packages=(
 )
 test_packages=(
   clang-14 clang-format-14 clang-tidy-14 clang-tools-14 libclang-rt-14-dev
-  doxygen libbenchmark-dev libgmock-dev libgtest-dev
+  doxygen libbenchmark-dev libgmock-dev libgtest-dev libsimdjson-dev
   libplist-utils openssl python3 git
   dbus iproute2 libglib2.0-bin python3-dbusmock python3-jsonschema
   geoclue-2.0 gpsd python3-dbus python3-gi

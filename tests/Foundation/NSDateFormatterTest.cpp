@@ -1,6 +1,8 @@
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <random>
 
 #include "BeaconSDK/Classes/Date/NSDateFormatter+Server.h"
 #include "tests/Support/PlatformFixture.h"
@@ -25,6 +27,19 @@ TEST(NSDateFormatterTest, ParsesExactTextsOnly) {
         "2027-01-01T00:00:60.0000000Z", "2027-01-01T00:00:00.-000000Z",
         "+027-01-01T00:00:00.0000000Z", "\u0662\u0660\u0662\u0667-01-01T00:00:00.0000Z"}) {
     EXPECT_FALSE(formatter.dateFromString(text)) << text;
+  }
+}
+
+TEST(NSDateFormatterTest, FastFormEqualsTheCalendar) {
+  const NSDateFormatter fast(kFractionPattern, wireLocale(), "UTC");
+  const NSDateFormatter calendar(kFractionPattern, wireLocale(), "Etc/UTC");
+  std::mt19937 random(1);
+  for (int i = 0; i < 2000; ++i) {
+    const auto below = [&](unsigned limit) { return random() % limit; };
+    const std::string text =
+        fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}.{:07}Z", below(10000), below(14),
+                    below(33), below(25), below(61), below(61), below(10000000));
+    EXPECT_EQ(fast.dateFromString(text), calendar.dateFromString(text)) << text;
   }
 }
 

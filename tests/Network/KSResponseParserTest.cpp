@@ -7,10 +7,12 @@
 #include "BeaconSDK/Classes/Beacon/Content/KSProximityZoneContentCategory.h"
 #include "BeaconSDK/Classes/Beacon/Content/KSVideoProximityZoneContent.h"
 #include "BeaconSDK/Classes/Beacon/KSPrivateBeacon.h"
+#include "BeaconSDK/Classes/Common/Foundation/Archives/NSKeyedArchiver.h"
 #include "BeaconSDK/Classes/Geofence/KSGeofence.h"
 #include "BeaconSDK/Classes/Location/KSLocation.h"
 #include "BeaconSDK/Classes/Logging/KSLog.h"
 #include "BeaconSDK/Classes/Network/KSResponseParser.h"
+#include "BeaconSDK/Classes/Network/NSJSONSerialization.h"
 #include "tests/Network/PortalTest.h"
 
 namespace ks::test {
@@ -28,13 +30,14 @@ class KSResponseParserTest : public PortalTest {
     return std::dynamic_pointer_cast<Record>(records->front());
   }
   std::shared_ptr<KSPrivateBeacon> zone(const std::string& members) const {
-    return only<KSPrivateBeacon>("{" + members + "}", [&](const Dictionary& item) {
+    return only<KSPrivateBeacon>("{" + members + "}", [&](const PortalObject& item) {
       return parser.convertToPrivateBeacon(item);
     });
   }
   std::shared_ptr<KSGeofence> geofence(const std::string& members) const {
-    return only<KSGeofence>("{" + members + "}",
-                            [&](const Dictionary& item) { return parser.convertToGeofence(item); });
+    return only<KSGeofence>("{" + members + "}", [&](const PortalObject& item) {
+      return parser.convertToGeofence(item);
+    });
   }
   std::shared_ptr<KSProximityZoneContent> content(const std::string& members) const {
     return zone(R"("content":{)" + members + "}")->content();
@@ -165,6 +168,29 @@ TEST_F(KSResponseParserTest, SanitizesNestedObjects) {
                         {"text", "t"},
                         {"inner", clean},
                         {"list", Array{1, Null{}, clean, Array{inner}}}}));
+}
+
+TEST_F(KSResponseParserTest, ItemsOfBothSourcesAreEqual) {
+  const std::string texts[] = {
+      R"({"id":1,"id":"last","name":"n","name":null,"name":2,"content":null,"model":true})",
+      R"({"id":-0,"name":1e400000,"uuid":18446744073709551615})",
+      R"({"id":0.1,"name":5e-324,"model":-1e21,"major":9007199254740993})",
+      R"({"content":{"type":"HTML","type":"VIDEO","id":"\u00e9\n","list":[{"id":1},[null,2]],
+          "videoUrl":"u","dwellingTimeSeconds":1.50},"content2":{},"id":[{"id":3}],"":""})",
+      R"({"location":{"id":{"id":4}},"schedule":{"id":7,"name":null},"validUntil":{}})"};
+  for (const std::string& text : texts) {
+    const auto parsed = NSJSONSerialization::JSONObjectWithData(text);
+    const auto read = KSResponseParser::records("[" + text + "]", [&](const PortalObject& item) {
+      return parser.convertToPrivateBeacon(item);
+    });
+    ASSERT_EQ(read.ok(), parsed.ok()) << text;
+    if (!read) continue;
+    const PortalItem item(KSResponseParser::sanitizeDictionary(*parsed->dictionary()));
+    EXPECT_EQ(
+        NSKeyedArchiver::archivedDataWithRootObject(read->front()),
+        NSKeyedArchiver::archivedDataWithRootObject(parser.convertToPrivateBeacon(item.root())))
+        << text;
+  }
 }
 
 TEST_F(KSResponseParserTest, RejectsDocumentAsWhole) {

@@ -49,6 +49,8 @@ namespace NSDateFormatterServer {
 std::string serverDateFormat();
 /// A new formatter with that pattern in the device's time zone and the wire locale.
 NSDateFormatter serverDateFormatter();
+/// `date` as such a formatter writes it; each thread keeps one for its next call. Any thread.
+std::string serverDateText(Date date);
 
 }  // namespace NSDateFormatterServer
 

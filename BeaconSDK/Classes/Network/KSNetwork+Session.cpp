@@ -202,7 +202,9 @@ void KSNetwork::locationsDownloadedToURL(const std::filesystem::path& file) {
 void KSNetwork::proximityZonesForLocation(const std::optional<std::string>& locationIdentifier,
                                           const std::filesystem::path& file) {
   constexpr auto kType = KSContentDownloadType::zonesForLocation;
-  const auto convert = [this](const ks::Dictionary& item) { return convertToPrivateBeacon(item); };
+  const auto convert = [this](const ks::PortalObject& item) {
+    return parser_.convertToPrivateBeacon(item);
+  };
   notifyNewContentAvailableForType(kType, processJSONAtLocation(file, convert, kType),
                                    locationMetaData(locationIdentifier));
 }
@@ -210,7 +212,7 @@ void KSNetwork::proximityZonesForLocation(const std::optional<std::string>& loca
 void KSNetwork::contentGeofencesDownloadedForLocation(
     const std::optional<std::string>& locationIdentifier, const std::filesystem::path& file) {
   constexpr auto kType = KSContentDownloadType::geofences;
-  const auto convert = [this](const ks::Dictionary& item) {
+  const auto convert = [this](const ks::PortalObject& item) {
     return parser_.convertToGeofence(item);
   };
   notifyNewContentAvailableForType(kType, processJSONAtLocation(file, convert, kType),
@@ -220,7 +222,9 @@ void KSNetwork::contentGeofencesDownloadedForLocation(
 void KSNetwork::proximityZonesForBeaconIdentifiers(
     const std::vector<std::string>& beaconIdentifiers, const std::filesystem::path& file) {
   constexpr auto kType = KSContentDownloadType::contentForBeacons;
-  const auto convert = [this](const ks::Dictionary& item) { return convertToPrivateBeacon(item); };
+  const auto convert = [this](const ks::PortalObject& item) {
+    return parser_.convertToPrivateBeacon(item);
+  };
   auto zones =
       processJSONAtLocation(file, convert, kType).value_or(ks::RecordList<KSPrivateBeacon>{});
   const auto parsed = zones;
@@ -258,5 +262,5 @@ std::int64_t KSNetwork::proximityFromString(std::string_view text) {
 
 std::shared_ptr<KSPrivateBeacon> KSNetwork::convertToPrivateBeacon(
     const ks::Dictionary& item) const {
-  return parser_.convertToPrivateBeacon(item);
+  return parser_.convertToPrivateBeacon(ks::PortalItem(item).root());
 }

@@ -12,6 +12,7 @@
 #include "BeaconSDK/Classes/Location/KSLocation.h"
 #include "BeaconSDK/Classes/Logging/KSLog.h"
 #include "BeaconSDK/Classes/Network/NSJSONSerialization.h"
+#include "BeaconSDK/Classes/Network/PortalDocument.h"
 #include "BeaconSDK/Classes/Network/PortalNumber.h"
 
 namespace {
@@ -19,25 +20,18 @@ namespace {
 using ks::Dictionary;
 using ks::Value;
 
-std::string_view textOf(const Dictionary& item, std::string_view key) {
-  const std::string* text = item[key].string();
-  return text ? std::string_view(*text) : std::string_view();
+using ks::PortalObject;
+
+double doubleOf(const PortalObject& item, std::string_view key) {
+  return ks::PortalNumber::doubleFromText(item.text(key));
 }
 
-std::optional<std::string> optionalText(const Dictionary& item, std::string_view key) {
-  return item[key].stringValue();
+float floatOf(const PortalObject& item, std::string_view key) {
+  return ks::PortalNumber::floatFromText(item.text(key));
 }
 
-double doubleOf(const Dictionary& item, std::string_view key) {
-  return ks::PortalNumber::doubleFromText(textOf(item, key));
-}
-
-float floatOf(const Dictionary& item, std::string_view key) {
-  return ks::PortalNumber::floatFromText(textOf(item, key));
-}
-
-std::int32_t integerOf(const Dictionary& item, std::string_view key) {
-  return ks::PortalNumber::integerFromText(textOf(item, key));
+std::int32_t integerOf(const PortalObject& item, std::string_view key) {
+  return ks::PortalNumber::integerFromText(item.text(key));
 }
 
 /// What sanitising makes of one value of an object other than null.
@@ -56,42 +50,55 @@ Value sanitized(const Value& value) {
   return value;
 }
 
-std::shared_ptr<KSProximitySchedule> scheduleOf(const Dictionary& item) {
-  const Dictionary* object = item["schedule"].dictionary();
+std::shared_ptr<KSProximitySchedule> scheduleOf(const PortalObject& item) {
+  const auto object = item.object("schedule");
   if (!object) return nullptr;
   auto schedule = std::make_shared<KSProximitySchedule>();
-  schedule->identifier = optionalText(*object, "id");
-  schedule->name = optionalText(*object, "name");
+  schedule->identifier = object->optionalText("id");
+  schedule->name = object->optionalText("name");
   return schedule;
 }
 
 /// Null when the item has no content object, or one of an unknown kind.
-std::shared_ptr<KSProximityZoneContent> contentOf(const Dictionary& item) {
-  const Dictionary* object = item["content"].dictionary();
+std::shared_ptr<KSProximityZoneContent> contentOf(const PortalObject& item) {
+  const auto object = item.object("content");
   if (!object) return nullptr;
-  auto content = KSResponseParser::contentFromType(textOf(*object, "type"));
+  auto content = KSResponseParser::contentFromType(object->text("type"));
   if (!content) return nullptr;
-  content->identifier = optionalText(*object, "id");
-  content->name = optionalText(*object, "name");
-  content->message = optionalText(*object, "message");
-  content->language = optionalText(*object, "language");
-  content->title = optionalText(*object, "title");
-  content->titleImageUrl = optionalText(*object, "titleImageUrl");
-  content->categoryIdentifier = optionalText(*object, "categoryId");
+  content->identifier = object->optionalText("id");
+  content->name = object->optionalText("name");
+  content->message = object->optionalText("message");
+  content->language = object->optionalText("language");
+  content->title = object->optionalText("title");
+  content->titleImageUrl = object->optionalText("titleImageUrl");
+  content->categoryIdentifier = object->optionalText("categoryId");
   content->repeatDelay = floatOf(*object, "repeatDelaySeconds");
   content->dwellingTime = floatOf(*object, "dwellingTimeSeconds");
-  content->proximity = KSResponseParser::proximityFromString(textOf(*object, "proximity"));
+  content->proximity = KSResponseParser::proximityFromString(object->text("proximity"));
   content->notifyAfterEventsCount = integerOf(*object, "notifyAfterXEvents");
   content->notifyAfterEventsInterval = doubleOf(*object, "maxIntervalSeconds");
-  content->eventIsEnter = textOf(*object, "notifyOn") == "ENTER";
-  content->richMediaUrl = optionalText(*object, "richMediaUrl");
-  content->messageIconUrl = optionalText(*object, "messageIconUrl");
+  content->eventIsEnter = object->text("notifyOn") == "ENTER";
+  content->richMediaUrl = object->optionalText("richMediaUrl");
+  content->messageIconUrl = object->optionalText("messageIconUrl");
   if (auto html = std::dynamic_pointer_cast<KSHTMLProximityZoneContent>(content)) {
-    html->pageUrl = optionalText(*object, "pageUrl");
+    html->pageUrl = object->optionalText("pageUrl");
   } else if (auto video = std::dynamic_pointer_cast<KSVideoProximityZoneContent>(content)) {
-    video->videoUrl = optionalText(*object, "videoUrl");
+    video->videoUrl = object->optionalText("videoUrl");
   }
   return content;
+}
+
+/// Also logs each element that stands before the first one that is no object.
+void logDocument(std::string_view document) {
+  const auto parsed = ks::NSJSONSerialization::JSONObjectWithData(document);
+  ks::NSLog("%@", parsed ? *parsed : Value());
+  const ks::Array* const items = parsed ? parsed->array() : nullptr;
+  if (items == nullptr) return;
+  for (const Value& item : items->items) {
+    const Dictionary* const object = item.dictionary();
+    if (object == nullptr) return;
+    KSResponseParser::sanitizeDictionary(*object);
+  }
 }
 
 }  // namespace
@@ -103,26 +110,9 @@ KSResponseParser::KSResponseParser()
 KSResponseParser::~KSResponseParser() = default;
 
 std::optional<ks::Error> KSResponseParser::forEachItem(
-    std::string_view document, const std::function<void(const ks::Dictionary& item)>& take) {
-  const auto parsed = ks::NSJSONSerialization::JSONObjectWithData(document);
-  if (enableLogging) ks::NSLog("%@", parsed ? *parsed : Value());
-  if (!parsed) return parsed.error();
-
-  const ks::Array* items = parsed->array();
-  if (!items) {
-    return ks::NSErrorHelpers::errorWithDescription("The portal's document is not a list");
-  }
-  std::size_t count = 0;
-  for (const Value& item : items->items) {
-    const Dictionary* object = item.dictionary();
-    if (!object) {
-      return ks::NSErrorHelpers::errorWithDescription("Element " + std::to_string(count) +
-                                                      " of the portal's document is not an object");
-    }
-    take(sanitizeDictionary(*object));
-    ++count;
-  }
-  return std::nullopt;
+    std::string_view document, const std::function<void(const PortalObject& item)>& take) {
+  if (enableLogging) logDocument(document);
+  return ks::readPortalDocument(document, take);
 }
 
 Dictionary KSResponseParser::sanitizeDictionary(const Dictionary& dictionary) {
@@ -150,17 +140,17 @@ std::int64_t KSResponseParser::proximityFromString(std::string_view text) {
 }
 
 std::shared_ptr<KSProximityZoneContentCategory> KSResponseParser::convertToCategory(
-    const Dictionary& item) {
+    const PortalObject& item) {
   auto category = std::make_shared<KSProximityZoneContentCategory>();
-  category->name = optionalText(item, "name");
-  category->identifier = optionalText(item, "id");
+  category->name = item.optionalText("name");
+  category->identifier = item.optionalText("id");
   return category;
 }
 
-std::shared_ptr<KSLocation> KSResponseParser::convertToLocation(const Dictionary& item) {
+std::shared_ptr<KSLocation> KSResponseParser::convertToLocation(const PortalObject& item) {
   auto location = std::make_shared<KSLocation>();
-  location->identifier = optionalText(item, "id");
-  location->name = optionalText(item, "name");
+  location->identifier = item.optionalText("id");
+  location->name = item.optionalText("name");
   location->latitude = floatOf(item, "latitude");
   location->longitude = floatOf(item, "longitude");
   location->refreshInterval = doubleOf(item, "refreshIntervalSeconds");
@@ -168,39 +158,39 @@ std::shared_ptr<KSLocation> KSResponseParser::convertToLocation(const Dictionary
 }
 
 std::shared_ptr<KSPrivateBeacon> KSResponseParser::convertToPrivateBeacon(
-    const Dictionary& item) const {
+    const PortalObject& item) const {
   auto zone = std::make_shared<KSPrivateBeacon>();
-  zone->setIdentifier(optionalText(item, "id"));
-  if (const Dictionary* location = item["location"].dictionary()) {
-    zone->setLocationIdentifier(optionalText(*location, "id"));
+  zone->setIdentifier(item.optionalText("id"));
+  if (const auto location = item.object("location")) {
+    zone->setLocationIdentifier(location->optionalText("id"));
   }
-  zone->setUuid(ks::UUID::fromString(textOf(item, "uuid")));
+  zone->setUuid(ks::UUID::fromString(item.text("uuid")));
   zone->setMajor(integerOf(item, "major"));
   zone->setMinor(integerOf(item, "minor"));
-  zone->setName(optionalText(item, "name"));
-  zone->setModel(optionalText(item, "model"));
-  zone->setManufacturer(optionalText(item, "manufacturer"));
-  zone->setManufacturerIdentifier(optionalText(item, "manufacturerId"));
-  zone->setLocationZone(optionalText(item, "locationZone"));
-  zone->setRefId(optionalText(item, "referenceId"));
+  zone->setName(item.optionalText("name"));
+  zone->setModel(item.optionalText("model"));
+  zone->setManufacturer(item.optionalText("manufacturer"));
+  zone->setManufacturerIdentifier(item.optionalText("manufacturerId"));
+  zone->setLocationZone(item.optionalText("locationZone"));
+  zone->setRefId(item.optionalText("referenceId"));
   zone->setContent(contentOf(item));
   zone->setState(item.contains("content") ? KSPrivateBeaconState::contentFetched
                                           : KSPrivateBeaconState::noContent);
-  zone->setValidUntil(dateFormatter_->dateFromString(textOf(item, "validUntil")));
+  zone->setValidUntil(dateFormatter_->dateFromString(item.text("validUntil")));
   zone->setSchedule(scheduleOf(item));
   return zone;
 }
 
-std::shared_ptr<KSGeofence> KSResponseParser::convertToGeofence(const Dictionary& item) const {
+std::shared_ptr<KSGeofence> KSResponseParser::convertToGeofence(const PortalObject& item) const {
   auto geofence = std::make_shared<KSGeofence>();
-  geofence->setName(optionalText(item, "name"));
-  if (const auto identifier = optionalText(item, "id")) {
+  geofence->setName(item.optionalText("name"));
+  if (const auto identifier = item.optionalText("id")) {
     const ks::CLLocationCoordinate2D center{doubleOf(item, "latitude"),
                                             doubleOf(item, "longitude")};
     geofence->setMonitoringRegion(std::make_shared<ks::CLCircularRegion>(
         center, ks::Metres{doubleOf(item, "radius")}, *identifier));
   }
-  geofence->setValidUntil(dateFormatter_->dateFromString(textOf(item, "validUntil")));
+  geofence->setValidUntil(dateFormatter_->dateFromString(item.text("validUntil")));
   geofence->setSchedule(scheduleOf(item));
   geofence->setContent(contentOf(item));
   return geofence;

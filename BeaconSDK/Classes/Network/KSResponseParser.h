@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "BeaconSDK/Classes/Network/KSContentDownload.h"
+#include "BeaconSDK/Classes/Network/PortalItem.h"
 #include "BeaconSDK/Platform/Api/CoreLocation.h"
 #include "BeaconSDK/Platform/Api/Result.h"
 
@@ -36,7 +37,7 @@ class KSResponseParser {
 
   /// The list that `Converter` makes: it turns one cleaned-up object into a record, never null.
   template <class Converter>
-  using Records = std::vector<std::invoke_result_t<const Converter&, const ks::Dictionary&>>;
+  using Records = std::vector<std::invoke_result_t<const Converter&, const ks::PortalObject&>>;
 
   KSResponseParser();
   ~KSResponseParser();
@@ -44,14 +45,15 @@ class KSResponseParser {
   /// Parses a whole document. A document that is not JSON, whose top level is no array, or of which
   /// one element is no object, is rejected as a whole with an error in the application's domain.
   ///
-  /// While `enableLogging` is on, the document and each element go to the system log; otherwise
-  /// their text, which costs more than parsing, is not made.
+  /// While `enableLogging` is on, the document and each element go to the system log, which costs
+  /// much more than reading it. Elements become records as they are read, so that no tree of the
+  /// whole document is made.
   template <class Converter>
   static ks::Result<Records<Converter>> records(std::string_view document,
                                                 const Converter& converter) {
     Records<Converter> records;
     const auto error = forEachItem(
-        document, [&](const ks::Dictionary& item) { records.push_back(converter(item)); });
+        document, [&](const ks::PortalObject& item) { records.push_back(converter(item)); });
     if (error) return *error;
     return records;
   }
@@ -68,17 +70,17 @@ class KSResponseParser {
   static std::int64_t proximityFromString(std::string_view text);
 
   static std::shared_ptr<KSProximityZoneContentCategory> convertToCategory(
-      const ks::Dictionary& item);
-  static std::shared_ptr<KSLocation> convertToLocation(const ks::Dictionary& item);
+      const ks::PortalObject& item);
+  static std::shared_ptr<KSLocation> convertToLocation(const ks::PortalObject& item);
   /// Never null. The zone's state tells whether the item has a "content" member at all, also one
   /// that yields no content.
-  std::shared_ptr<KSPrivateBeacon> convertToPrivateBeacon(const ks::Dictionary& item) const;
+  std::shared_ptr<KSPrivateBeacon> convertToPrivateBeacon(const ks::PortalObject& item) const;
   /// A geofence without an "id" has no region to monitor.
-  std::shared_ptr<KSGeofence> convertToGeofence(const ks::Dictionary& item) const;
+  std::shared_ptr<KSGeofence> convertToGeofence(const ks::PortalObject& item) const;
 
  private:
   static std::optional<ks::Error> forEachItem(
-      std::string_view document, const std::function<void(const ks::Dictionary& item)>& take);
+      std::string_view document, const std::function<void(const ks::PortalObject& item)>& take);
 
   /// For "validUntil": seven fraction digits, a literal Z, UTC. Any other form is no date.
   std::unique_ptr<ks::NSDateFormatter> dateFormatter_;

@@ -1,73 +1,59 @@
 #include "BeaconSDK/Classes/Network/NSJSONSerialization.h"
 
-#include <boost/json/basic_parser_impl.hpp>
 #include <boost/json/serialize.hpp>
 #include <cmath>
 #include <cstdint>
-#include <limits>
 #include <utility>
 #include <vector>
 
-#include "BeaconSDK/Classes/Common/Foundation/NSError+Helpers.h"
+#include "BeaconSDK/Classes/Network/JSONReading.h"
 #include "BeaconSDK/Classes/Network/PortalNumber.h"
 
 namespace ks::NSJSONSerialization {
 
 namespace {
 
-using boost::json::error_code;
-using boost::json::string_view;
-
 /// Receives the parser's events and grows the value directly, without a tree in between.
-class ValueBuilder {
+class ValueBuilder : public JSONHandlerBase {
  public:
-  static constexpr std::size_t max_object_size = std::numeric_limits<std::size_t>::max();
-  static constexpr std::size_t max_array_size = max_object_size;
-  static constexpr std::size_t max_key_size = max_object_size;
-  static constexpr std::size_t max_string_size = max_object_size;
-
   Value take() { return std::move(root_); }
 
-  bool on_document_begin(error_code&) { return true; }
-  bool on_document_end(error_code&) { return true; }
-  bool on_object_begin(error_code&) { return begin(true); }
-  bool on_object_end(std::size_t, error_code&) {
+  bool on_object_begin(Code&) { return begin(true); }
+  bool on_object_end(std::size_t, Code&) {
     Dictionary entries = std::move(open_.back().entries);
     open_.pop_back();
     return add(std::move(entries));
   }
-  bool on_array_begin(error_code&) { return begin(false); }
-  bool on_array_end(std::size_t, error_code&) {
+  bool on_array_begin(Code&) { return begin(false); }
+  bool on_array_end(std::size_t, Code&) {
     Array list(std::move(open_.back().items));
     open_.pop_back();
     return add(std::move(list));
   }
-  bool on_key_part(string_view part, std::size_t, error_code&) { return collect(part); }
-  bool on_key(string_view part, std::size_t, error_code&) {
+  bool on_key_part(Text part, std::size_t, Code&) { return collect(part); }
+  bool on_key(Text part, std::size_t, Code&) {
     collect(part);
     open_.back().key = std::exchange(text_, {});
     return true;
   }
-  bool on_string_part(string_view part, std::size_t, error_code&) { return collect(part); }
-  bool on_string(string_view part, std::size_t, error_code&) {
+  bool on_string_part(Text part, std::size_t, Code&) { return collect(part); }
+  bool on_string(Text part, std::size_t, Code&) {
     collect(part);
     return add(std::exchange(text_, {}));
   }
-  bool on_number_part(string_view part, error_code&) { return collect(part); }
-  bool on_int64(std::int64_t number, string_view, error_code&) { return addNumber(number); }
-  bool on_uint64(std::uint64_t number, string_view, error_code&) { return addNumber(number); }
+  bool on_number_part(Text part, Code&) { return collect(part); }
+  bool on_int64(std::int64_t number, Text, Code&) { return addNumber(number); }
+  bool on_uint64(std::uint64_t number, Text, Code&) { return addNumber(number); }
   /// Boost.JSON's own conversion can be off in the last digit, which would show in the decimal
   /// text.
-  bool on_double(double, string_view part, error_code& error) {
+  bool on_double(double, Text part, Code& error) {
     collect(part);
     if (const auto number = PortalNumber::nearestDouble(text_)) return addNumber(*number);
     error = boost::json::error::exponent_overflow;
     return false;
   }
-  bool on_bool(bool value, error_code&) { return add(value); }
-  bool on_null(error_code&) { return add(Null{}); }
-  bool on_comment_part(string_view, error_code&) { return true; }
-  bool on_comment(string_view, error_code&) { return true; }
+  bool on_bool(bool value, Code&) { return add(value); }
+  bool on_null(Code&) { return add(Null{}); }
 
  private:
   /// A container whose end has not been read yet.
@@ -82,7 +68,7 @@ class ValueBuilder {
     open_.push_back({isObject, {}, {}, {}});
     return true;
   }
-  bool collect(string_view part) {
+  bool collect(Text part) {
     text_.append(part.data(), part.size());
     return true;
   }
@@ -133,26 +119,11 @@ boost::json::value boxed(const Value& value) {
   return boost::json::value(boost::json::string(value.description()));
 }
 
-Error syntaxError(const error_code& reason, std::size_t position) {
-  return NSErrorHelpers::errorWithDescription(
-      "The document is not valid JSON: " + reason.message() + " at byte " +
-      std::to_string(position));
-}
-
 }  // namespace
 
 Result<Value> JSONObjectWithData(std::string_view text) {
-  constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
-  const std::size_t start = text.starts_with(kByteOrderMark) ? kByteOrderMark.size() : 0;
-  text.remove_prefix(start);
-
-  boost::json::parse_options options;
-  options.max_depth = kMaximumDepth;
-  boost::json::basic_parser<ValueBuilder> parser(options);
-  error_code error;
-  const std::size_t consumed = parser.write_some(false, text.data(), text.size(), error);
-  if (!error && consumed < text.size()) error = boost::json::error::extra_data;
-  if (error) return syntaxError(error, start + consumed);
+  boost::json::basic_parser<ValueBuilder> parser(jsonOptions());
+  if (auto error = readJSON(text, parser)) return *error;
   return parser.handler().take();
 }
 

@@ -44,8 +44,7 @@ const ks::Class KSStatProximityZoneInteraction::kClass{
      ks::property("duration", &Interaction::duration), ks::property("tags", &Interaction::tags)}};
 
 KSStatProximityZoneInteraction::KSStatProximityZoneInteraction()
-    : timestamp(ks::NSDateFormatterServer::serverDateFormatter().stringFromDate(
-          ks::Platform::current().clock().now())) {}
+    : timestamp(ks::NSDateFormatterServer::serverDateText(ks::Platform::current().clock().now())) {}
 
 std::shared_ptr<Interaction> KSStatProximityZoneInteraction::interactionWithContentType(
     std::int32_t contentType) {
