@@ -18,9 +18,9 @@ class Site {
   explicit Site(std::int64_t cached) {
     ks::Platform::install(platform);
     rooms = std::make_unique<KSEngineRooms>(
-        KSPortalAccess{{"https://portal.invalid"}, {}, "u", "p", "bench"}, KSRefinements{},
-        delegate);
-    rooms->batteryStatus = std::make_unique<KSBatteryStatus>();
+        *platform, KSPortalAccess{{"https://portal.invalid"}, {}, "u", "p", "bench"},
+        ks::Refinements{}, delegate);
+    rooms->batteryStatus = std::make_unique<KSBatteryStatus>(*platform);
     for (std::int64_t i = 0; i < cached; ++i) rooms->book.append(makeBeacon(i));
   }
   ~Site() {

@@ -34,7 +34,8 @@ Station::Station(SimulatedBeacon beacon, Metres distance, SimulatedPlatformOptio
   id_ = platform_->world().addBeacon(std::move(beacon));
 
   rooms_ = std::make_unique<KSEngineRooms>(
-      KSPortalAccess{{"https://portal.invalid"}, {}, "u", "p", "gate"}, KSRefinements{}, *this);
+      *platform_, KSPortalAccess{{"https://portal.invalid"}, {}, "u", "p", "gate"},
+      ks::Refinements{}, *this);
   platform_->location().engine().setAdvertisementListener([this](const Advertisement& heard) {
     const auto frame = readBeaconFrame(heard.manufacturerData.at(0)).frame;
     const auto time = platform_->clock().uptime() - heard.age;
@@ -42,7 +43,7 @@ Station::Station(SimulatedBeacon beacon, Metres distance, SimulatedPlatformOptio
   });
   rooms_->observer.set(self_);
   rooms_->locationAccess.create();
-  rooms_->batteryStatus = std::make_unique<KSBatteryStatus>();
+  rooms_->batteryStatus = std::make_unique<KSBatteryStatus>(*platform_);
   learnContent();
   rooms_->locationAccess.startMonitoring(std::make_shared<CLBeaconRegion>(kSite, "site"));
 }
@@ -94,8 +95,8 @@ void Station::didRangeBeacons(CLLocationManager&, const std::vector<CLBeacon>& b
   changes += before != CLProximity::unknown && before != proximity;
 }
 
-void Station::triggerDecided(const KSTriggerDecision& decision) {
-  notifications += decision.outcome == KSTriggerDecision::Outcome::fired;
+void Station::triggerDecided(const ks::TriggerDecision& decision) {
+  notifications += decision.outcome == ks::TriggerDecision::Outcome::fired;
 }
 
 }  // namespace ks::gate

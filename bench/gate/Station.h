@@ -12,7 +12,7 @@ namespace ks::gate {
 /// A simulated device at the world's origin with the whole engine on it, and one beacon, whose
 /// content fires on entering NEAR without any delay. Advertisements come as raw bytes; what is
 /// counted is what an application would be told.
-class Station : public CLLocationManagerDelegate, public KSEngineObserver {
+class Station : public CLLocationManagerDelegate, public ks::EngineObserver {
  public:
   /// The beacon stands `distance` north of the device.
   Station(SimulatedBeacon beacon, Metres distance, SimulatedPlatformOptions options = {});
@@ -43,13 +43,13 @@ class Station : public CLLocationManagerDelegate, public KSEngineObserver {
   void didExitRegion(CLLocationManager&, const RegionPointer&) override;
   void didRangeBeacons(CLLocationManager&, const std::vector<CLBeacon>&,
                        const RegionPointer&) override;
-  void triggerDecided(const KSTriggerDecision& decision) override;
+  void triggerDecided(const ks::TriggerDecision& decision) override;
   void learnContent();
 
   std::shared_ptr<SimulatedPlatform> platform_;
   SimulatedWorld::BeaconId id_ = 0;
   std::unique_ptr<KSEngineRooms> rooms_;
-  std::shared_ptr<KSEngineObserver> self_{this, [](KSEngineObserver*) {}};
+  std::shared_ptr<ks::EngineObserver> self_{this, [](ks::EngineObserver*) {}};
 };
 
 /// A beacon with 4 dB of noise that sends every `interval` seconds and loses that share of it.

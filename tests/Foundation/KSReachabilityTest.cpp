@@ -9,8 +9,8 @@ class KSReachabilityTest : public ks::testing::PlatformFixture {};
 
 TEST_F(KSReachabilityTest, JudgesFlagsByTheirBits) {
   const auto reachability = KSReachability::reachabilityForInternetConnection();
-  constexpr auto kYes = KSNetworkStatus::reachable;
-  constexpr auto kNo = KSNetworkStatus::notReachable;
+  constexpr auto kYes = ks::NetworkStatus::reachable;
+  constexpr auto kNo = ks::NetworkStatus::notReachable;
   for (const auto flags : {2U, 2U + 4 + 8, 2U + 4 + 32, 2U + 4 + 262144}) {
     EXPECT_EQ(reachability->networkStatusForFlags(flags), kYes) << flags;
   }
@@ -29,14 +29,14 @@ TEST_F(KSReachabilityTest, ReadsFlagsOfItsTarget) {
   EXPECT_EQ(platform_->systemConfiguration().targets(),
             (std::vector<std::string>{"0.0.0.0", "169.254.0.0", "portal.example"}));
   platform_->systemConfiguration().setFlags(2);
-  EXPECT_EQ(internet->currentReachabilityStatus(), KSNetworkStatus::reachable);
-  EXPECT_EQ(wifi->currentReachabilityStatus(), KSNetworkStatus::notReachable);
+  EXPECT_EQ(internet->currentReachabilityStatus(), ks::NetworkStatus::reachable);
+  EXPECT_EQ(wifi->currentReachabilityStatus(), ks::NetworkStatus::notReachable);
   EXPECT_FALSE(host->connectionRequired());
   platform_->systemConfiguration().setFlags(2 + 4);
-  EXPECT_EQ(host->currentReachabilityStatus(), KSNetworkStatus::notReachable);
+  EXPECT_EQ(host->currentReachabilityStatus(), ks::NetworkStatus::notReachable);
   EXPECT_TRUE(host->connectionRequired());
   platform_->systemConfiguration().setFlags(std::nullopt);
-  EXPECT_EQ(host->currentReachabilityStatus(), KSNetworkStatus::notReachable);
+  EXPECT_EQ(host->currentReachabilityStatus(), ks::NetworkStatus::notReachable);
   platform_->systemConfiguration().setRefusesTargets(true);
   EXPECT_EQ(KSReachability::reachabilityWithHostName("no such name"), nullptr);
   EXPECT_EQ(KSReachability::reachabilityForLocalWiFi(), nullptr);
@@ -45,9 +45,9 @@ TEST_F(KSReachabilityTest, ReadsFlagsOfItsTarget) {
 TEST_F(KSReachabilityTest, GivesUpOnSlowRead) {
   const auto reachability = KSReachability::reachabilityWithHostName("slow.example");
   platform_->systemConfiguration().setDelay(ks::Seconds{0.5});
-  EXPECT_EQ(reachability->currentReachabilityStatus(), KSNetworkStatus::reachable);
+  EXPECT_EQ(reachability->currentReachabilityStatus(), ks::NetworkStatus::reachable);
   platform_->systemConfiguration().setDelay(ks::Seconds{0.501});
-  EXPECT_EQ(reachability->currentReachabilityStatus(), KSNetworkStatus::notReachable);
+  EXPECT_EQ(reachability->currentReachabilityStatus(), ks::NetworkStatus::notReachable);
 }
 
 TEST_F(KSReachabilityTest, AnnouncesChangesUntilStopped) {

@@ -78,7 +78,7 @@ class KSBatteryStatusTest : public ks::testing::PlatformFixture {
 
   /// The radio that the monitor under test owns.
   static inline FakeCentral* central_ = nullptr;
-  KSBatteryStatus status_;
+  KSBatteryStatus status_{*platform_};
 
  private:
   static ks::SimulatedPlatformOptions withFakeRadio() {

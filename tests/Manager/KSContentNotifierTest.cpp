@@ -35,6 +35,7 @@ class KSContentNotifierTest : public ks::testing::PlatformFixture {
   static inline std::shared_ptr<ks::test::FakeURLLoadingSystem> http_;
   std::shared_ptr<KSTextPushProximityZoneContent> content_ =
       std::make_shared<KSTextPushProximityZoneContent>();
+  KSContentNotifier notifier_{*platform_, {}};
   std::shared_ptr<KSPrivateBeacon> beacon_ = std::make_shared<KSPrivateBeacon>();
 };
 
@@ -48,15 +49,14 @@ TEST_F(KSContentNotifierTest, FileNamesComeFromTheURL) {
   };
   for (const auto& [url, name] : rows) {
     http_->resources = {{url, {1, 2}}};
-    const auto path = KSContentNotifier::contentPathFromRemoteUrl(url, "richMedia");
+    const auto path = notifier_.contentPathFromRemoteUrl(url, "richMedia");
     ASSERT_TRUE(path) << url;
     EXPECT_EQ(*path, platform_->directories().temporary / name);
     http_->resources.clear();
-    EXPECT_EQ(KSContentNotifier::contentPathFromRemoteUrl(url, "richMedia"), path)
-        << "fetched once";
+    EXPECT_EQ(notifier_.contentPathFromRemoteUrl(url, "richMedia"), path) << "fetched once";
   }
-  EXPECT_FALSE(KSContentNotifier::contentPathFromRemoteUrl("", "richMedia"));
-  EXPECT_FALSE(KSContentNotifier::contentPathFromRemoteUrl("https://gone.test/x", "richMedia"));
+  EXPECT_FALSE(notifier_.contentPathFromRemoteUrl("", "richMedia"));
+  EXPECT_FALSE(notifier_.contentPathFromRemoteUrl("https://gone.test/x", "richMedia"));
 }
 
 TEST_F(KSContentNotifierTest, ShowsTheMessageWithItsFiles) {
@@ -64,7 +64,7 @@ TEST_F(KSContentNotifierTest, ShowsTheMessageWithItsFiles) {
   content_->richMediaUrl = "https://x.test/film.mp4";
   http_->resources = {{"https://x.test/icon.png", {1}}, {"https://x.test/film.mp4", {2}}};
   const auto before = temporaryFiles();
-  KSContentNotifier::showNotificationForProximityZone(beacon_);
+  notifier_.showNotificationForProximityZone(beacon_);
   const auto pending = platform_->simulatedNotificationCenter().pendingNotifications();
   ASSERT_EQ(pending.size(), 1U);
   EXPECT_EQ(pending[0].date, now() + ks::Seconds{5});
@@ -87,9 +87,9 @@ TEST_F(KSContentNotifierTest, MissingIconLeavesThumbnailVisible) {
   content_->messageIconUrl = "https://gone.test/icon.png";
   content_->richMediaUrl = "https://x.test/film.mp4";
   http_->resources = {{"https://x.test/film.mp4", {2}}};
-  KSContentNotifier::showNotificationForProximityZone(beacon_);
+  notifier_.showNotificationForProximityZone(beacon_);
   content_->message = "Second";
-  KSContentNotifier::showNotificationForProximityZone(beacon_);
+  notifier_.showNotificationForProximityZone(beacon_);
   ASSERT_EQ(shown().size(), 1U) << "the second replaced the first";
   const auto& content = shown().front().request.content;
   EXPECT_EQ(content.body, "Second");
@@ -100,8 +100,8 @@ TEST_F(KSContentNotifierTest, MissingIconLeavesThumbnailVisible) {
 TEST_F(KSContentNotifierTest, OlderDeviceShowsPlainText) {
   platform_->change([](auto& settings) { settings.hasUserNotificationCenter = false; });
   content_->messageIconUrl = "https://x.test/icon.png";
-  KSContentNotifier::showNotificationForProximityZone(beacon_);
-  KSContentNotifier::showNotificationForProximityZone(nullptr);
+  notifier_.showNotificationForProximityZone(beacon_);
+  notifier_.showNotificationForProximityZone(nullptr);
   advance(1);
   const auto& delivered = platform_->application().deliveredLocalNotifications();
   ASSERT_EQ(delivered.size(), 1U);

@@ -1,4 +1,4 @@
-#include "BeaconSDK/Classes/Beacon/Content/KSTriggerVerdict.h"
+#include "BeaconSDK/Classes/Beacon/Content/TriggerVerdict.h"
 #include "tests/Support/Scenario.h"
 
 using ks::CLProximity;
@@ -27,7 +27,7 @@ class KSContentTriggerTest : public ks::testing::ScenarioTest {
 
 /// One row per rule: the zone, what three visits an hour apart decide.
 TEST_F(KSContentTriggerTest, RulesDecideEachVisit) {
-  using Rule = KSTriggerVerdict::Rule;
+  using Rule = ks::TriggerVerdict::Rule;
   const auto refused = [](Rule rule) {
     return "refused " + std::to_string(static_cast<int>(rule));
   };

@@ -42,14 +42,15 @@ class KSRegionBookTest : public ks::testing::PlatformFixture {
   std::vector<std::string> identifiers() const {
     std::vector<std::string> all;
     const auto beacons = book_.beaconsInRegion(ks::CLBeaconRegion(kUUID, "any"));
-    for (const auto& beacon : beacons.value_or(KSBeaconList{})) {
+    for (const auto& beacon : beacons.value_or(ks::PrivateBeaconList{})) {
       all.push_back(beacon->identifier().value_or("none"));
     }
     return all;
   }
 
   ks::CLLocationManagerDelegate delegate_;
-  KSEngineRooms rooms_{{{"https://portal.test/app"}, {}, "u", "p", "session"}, {}, delegate_};
+  KSEngineRooms rooms_{
+      *platform_, {{"https://portal.test/app"}, {}, "u", "p", "session"}, {}, delegate_};
   KSRegionBook& book_ = rooms_.book;
 };
 

@@ -6,7 +6,7 @@
 
 namespace {
 
-using Rule = KSTriggerVerdict::Rule;
+using Rule = ks::TriggerVerdict::Rule;
 
 class KSTriggerRulesTest : public ks::testing::PlatformFixture {
  protected:
@@ -68,7 +68,7 @@ TEST_F(KSTriggerRulesTest, VerdictCarriesItsNumbers) {
   content_.notifyAfterEventsCount = content_.eventDetectionCounter = 3;
   content_.repeatDelay = 3600;
   content_.blockedUntilDate = now() + ks::Seconds{2460};
-  const KSTriggerVerdict expected{Rule::repeatDelayRunning, 2, 2, 3, 3, 3600, 2460};
+  const ks::TriggerVerdict expected{Rule::repeatDelayRunning, 2, 2, 3, 3, 3600, 2460};
   EXPECT_EQ(content_.evaluateTrigger(2, now()), expected);
 }
 

@@ -23,7 +23,7 @@ std::shared_ptr<KSProximityZoneContentCategory> category(const std::string& iden
   return category;
 }
 
-KSRecords list(const Texts& identifiers) {
+ks::Records list(const Texts& identifiers) {
   RecordList<KSProximityZoneContentCategory> records;
   for (const auto& identifier : identifiers) records.push_back(category(identifier));
   return records;
@@ -44,7 +44,7 @@ class KSSettingsManagerTest : public PortalTest {
   std::filesystem::path folder() const {
     return platform->directories().caches / "KSProximityManager";
   }
-  void restart() { settings = KSSettingsManager::initWithNetwork(network); }
+  void restart() { settings = KSSettingsManager::initWithNetwork(network, platform->mainQueue()); }
   void damage(const char* file) { std::ofstream(folder() / file) << "bplist00 damaged"; }
 
   std::shared_ptr<KSSettingsManager> settings;
@@ -72,7 +72,7 @@ TEST_F(KSSettingsManagerTest, LaterListKeepsChoices) {
   settings->enableContentCategory(KSProximityZoneContentCategory{}, true);
   settings->enableContentCategory(*category("A"), false);
   settings->newContentLoadedWithType(contentCategories, list({"A", "B", "C"}));
-  settings->newContentLoadedWithType(contentCategories, KSRecords{});
+  settings->newContentLoadedWithType(contentCategories, ks::Records{});
   restart();
   EXPECT_EQ(identifiers(settings->contentCategories()), (Texts{"-100", "A", "B", "C"}));
   EXPECT_EQ(identifiers(settings->disabledCategories()), (Texts{"A", "C"}));
@@ -124,12 +124,12 @@ TEST_F(KSSettingsManagerTest, RefreshAnswersLatestCallerOnMainQueue) {
   settings->refresh(caller("first"));
   EXPECT_EQ(http->waitingURLs().size(), 2U);
   settings->newContentLoadErrorWithType(locations, Error("d", 1, "other kind"));
-  settings->newContentLoadedWithType(contentCategories, KSRecords{});
+  settings->newContentLoadedWithType(contentCategories, ks::Records{});
   EXPECT_THAT(calls, IsEmpty());
   platform->runUntilIdle();
   settings->refresh(caller("second"));
   settings->newContentLoadErrorWithType(contentCategories, Error("d", 7, "failed"));
-  settings->newContentLoadedWithType(contentCategories, KSRecords{});
+  settings->newContentLoadedWithType(contentCategories, ks::Records{});
   platform->runUntilIdle();
   EXPECT_THAT(calls, ElementsAre("first", "second 7"));
 }

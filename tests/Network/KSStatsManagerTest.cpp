@@ -37,7 +37,8 @@ class KSStatsManagerTest : public PortalTest {
 
   KSPrivateBeacon beacon;
   KSGeofence geofence;
-  std::shared_ptr<KSStatsManager> stats = KSStatsManager::initWithNetwork(network);
+  std::shared_ptr<KSStatsManager> stats =
+      KSStatsManager::initWithNetwork(network, platform->clock());
 };
 
 TEST_F(KSStatsManagerTest, PostsEachEvent) {

@@ -60,7 +60,7 @@ TEST_F(KSStatsOutboxTest, SendsInOrderUntilAccepted) {
   portalAnswers(422);
   for (int i = 0; i < 2; ++i) portalAnswers(204);
   EXPECT_THAT(takeAttempts(), ElementsAre("a", "b", "c", "d"));
-  EXPECT_EQ(outbox->ledger(), (KSStatsLedger{4, 0, 3, 1, {}}));
+  EXPECT_EQ(outbox->ledger(), (ks::StatsLedger{4, 0, 3, 1, {}}));
   EXPECT_EQ(keys[0], keys[2]);
   EXPECT_EQ(std::set(keys.begin(), keys.end()).size(), 4u);
 }
@@ -72,10 +72,10 @@ TEST_F(KSStatsOutboxTest, OutlivesTheProcess) {
   relaunch();
   EXPECT_THAT(takeAttempts(), ElementsAre("a", "b", "b"));
   EXPECT_EQ(keys.back(), key);
-  EXPECT_EQ(outbox->ledger(), (KSStatsLedger{3, 2, 1, 0, {}}));
+  EXPECT_EQ(outbox->ledger(), (ks::StatsLedger{3, 2, 1, 0, {}}));
   std::filesystem::remove(folder / "statistics/0000000002.event");
   relaunch("https://portal.test/other");
-  EXPECT_EQ(outbox->ledger(), (KSStatsLedger{3, 0, 1, 0, {{"lost", 1}, {"otherPortal", 1}}}));
+  EXPECT_EQ(outbox->ledger(), (ks::StatsLedger{3, 0, 1, 0, {{"lost", 1}, {"otherPortal", 1}}}));
 }
 
 TEST_F(KSStatsOutboxTest, ADamagedLedgerCostsOnlyItsCounts) {
@@ -84,7 +84,7 @@ TEST_F(KSStatsOutboxTest, ADamagedLedgerCostsOnlyItsCounts) {
   test::writeText(folder / "statistics/ledger.dat", "?");
   test::writeText(folder / "statistics/99999999999999.event", "?");
   relaunch();
-  EXPECT_EQ(outbox->ledger(), (KSStatsLedger{3, 2, 0, 0, {{"lost", 1}}}));
+  EXPECT_EQ(outbox->ledger(), (ks::StatsLedger{3, 2, 0, 0, {{"lost", 1}}}));
 }
 
 TEST_F(KSStatsOutboxTest, FullOutboxDropsTheOldest) {
@@ -103,7 +103,7 @@ TEST_F(KSStatsOutboxTest, KeepsInMemoryWhatTheDiskRefuses) {
   make("b");
   portalAnswers(200);
   portalAnswers(200);
-  EXPECT_EQ(outbox->ledger(), (KSStatsLedger{2, 0, 2, 0, {}}));
+  EXPECT_EQ(outbox->ledger(), (ks::StatsLedger{2, 0, 2, 0, {}}));
 }
 
 TEST_F(KSStatsOutboxTest, PurgeForgetsTheAttemptUnderWay) {
@@ -113,7 +113,7 @@ TEST_F(KSStatsOutboxTest, PurgeForgetsTheAttemptUnderWay) {
   advance(1);
   make("b");
   late(200);
-  EXPECT_EQ(outbox->ledger(), (KSStatsLedger{1, 1, 0, 0, {}}));
+  EXPECT_EQ(outbox->ledger(), (ks::StatsLedger{1, 1, 0, 0, {}}));
   EXPECT_NE(keys[0], keys[1]);
 }
 

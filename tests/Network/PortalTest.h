@@ -19,7 +19,7 @@ class PortalTest : public ::testing::Test {
  protected:
   struct Report {
     KSContentDownloadType type;
-    std::optional<KSRecords> result;
+    std::optional<ks::Records> result;
     std::optional<Dictionary> metaData;
     std::optional<Error> error;
   };
@@ -38,8 +38,8 @@ class PortalTest : public ::testing::Test {
   }
 
   std::shared_ptr<KSNetwork> makeNetwork(const std::string& username, const std::string& password) {
-    return KSNetwork::initWithRootURL({"https://portal.test/app"}, platform->currentLocale(),
-                                      username, password, "KSBeaconApp",
+    return KSNetwork::initWithRootURL(*platform, {"https://portal.test/app"},
+                                      platform->currentLocale(), username, password, "KSBeaconApp",
                                       [this](KSContentDownloadType type, const auto& result,
                                              const auto& metaData, const auto& error) {
                                         reports.push_back({type, result, metaData, error});

@@ -32,7 +32,7 @@ std::string PortalZone::geofence() const {
 }
 
 Scenario::Scenario(SimulatedPlatformOptions options)
-    : options_(std::move(options)), self_(this, [](KSEngineObserver*) {}) {
+    : options_(std::move(options)), self_(this, [](ks::EngineObserver*) {}) {
   options_.root = root_.path();
   options_.locationServices = location;
   options_.urlLoadingSystem = http;
@@ -210,7 +210,7 @@ std::shared_ptr<KSPrivateBeacon> Scenario::beacon(std::string_view identifier) c
   return found;
 }
 
-void Scenario::triggerDecided(const KSTriggerDecision& decision) {
+void Scenario::triggerDecided(const ks::TriggerDecision& decision) {
   static constexpr std::array kOutcomes{"fired",
                                         "refused",
                                         "category disabled",
@@ -220,16 +220,16 @@ void Scenario::triggerDecided(const KSTriggerDecision& decision) {
                                         "dwelling too short",
                                         "other event"};
   std::string text = kOutcomes.at(static_cast<std::size_t>(decision.outcome));
-  if (decision.outcome == KSTriggerDecision::Outcome::refused) {
+  if (decision.outcome == ks::TriggerDecision::Outcome::refused) {
     text += " " + std::to_string(static_cast<int>(decision.verdict->rule));
   }
-  if (decision.outcome == KSTriggerDecision::Outcome::dwellingCancelled) {
+  if (decision.outcome == ks::TriggerDecision::Outcome::dwellingCancelled) {
     text += " after " + std::to_string(static_cast<int>(decision.elapsed));
   }
   decisions_.push_back(std::move(text));
 }
 
-void Scenario::cacheWritten(const KSCacheWrite& write) {
+void Scenario::cacheWritten(const ks::CacheWrite& write) {
   EXPECT_TRUE(write.success) << write.fileName;
   files_.push_back(write.fileName);
 }

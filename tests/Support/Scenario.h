@@ -49,7 +49,7 @@ struct PortalZone {
 
 /// One device, its user and its portal, told as a story. Everything runs in virtual time on the
 /// calling thread; every verb has run its consequences when it returns.
-class Scenario : public KSEngineObserver {
+class Scenario : public ks::EngineObserver {
  public:
   explicit Scenario(SimulatedPlatformOptions options = {});
   ~Scenario() override;
@@ -107,27 +107,27 @@ class Scenario : public KSEngineObserver {
   std::shared_ptr<SimulatedPlatform> device;
   NSURL portal{"https://portal.test/app"};
   /// What the next launch asks for.
-  KSRefinements refinements;
+  ks::Refinements refinements;
   std::shared_ptr<KSProximityManager> manager;
   /// What the last start answered: nothing yet, "" for success, or the error's text.
   std::optional<std::string> startResult;
 
  private:
   void installDevice(Date start);
-  void triggerDecided(const KSTriggerDecision& decision) override;
-  void cacheWritten(const KSCacheWrite& write) override;
-  void contentWithheld(const KSContentWithheld& withheld) override {
+  void triggerDecided(const ks::TriggerDecision& decision) override;
+  void cacheWritten(const ks::CacheWrite& write) override;
+  void contentWithheld(const ks::ContentWithheld& withheld) override {
     told_.push_back("withheld " + withheld.beacon);
   }
   void loginRefused() override { told_.emplace_back("login refused"); }
-  void stayEnded(const KSStayEnd& end) override {
+  void stayEnded(const ks::StayEnd& end) override {
     told_.push_back("stay " +
                     std::to_string(std::lround(secondsBetween(end.earliest, end.latest))) + " s");
   }
 
   SimulatedPlatformOptions options_;
   test::TemporaryFolder root_;
-  std::shared_ptr<KSEngineObserver> self_;
+  std::shared_ptr<ks::EngineObserver> self_;
   std::vector<NSNotificationCenter::Observation> observations_;
   std::vector<std::string> heard_;
   std::vector<std::string> decisions_;

@@ -67,7 +67,7 @@ TEST_P(ExampleScenarioTest, MeetsItsExpectationsTwiceAlike) {
 
 TEST_P(ExampleScenarioTest, MeetsItsExpectationsWithoutRefinements) {
   Scenario scenario = std::get<Scenario>(readScenarioFile(GetParam()));
-  if (scenario.application.refinements == KSRefinements{}) return;
+  if (scenario.application.refinements == ks::Refinements{}) return;
   scenario.application.refinements = {};
   Timeline timeline;
   const SimulationResult result = simulate(scenario, {}, timeline);

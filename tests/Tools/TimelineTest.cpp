@@ -13,31 +13,31 @@
 namespace ks::tool {
 namespace {
 
-using Outcome = KSTriggerDecision::Outcome;
-using Rule = KSTriggerVerdict::Rule;
+using Outcome = ks::TriggerDecision::Outcome;
+using Rule = ks::TriggerVerdict::Rule;
 
-KSTriggerDecision decisionAbout(Outcome outcome) {
+ks::TriggerDecision decisionAbout(Outcome outcome) {
   auto content = std::make_shared<KSTextPushProximityZoneContent>();
   content->identifier = "c1";
   content->categoryIdentifier = "7";
   auto zone = std::make_shared<KSPrivateBeacon>();
   zone->setIdentifier("b1");
   zone->setContent(content);
-  KSTriggerDecision decision;
+  ks::TriggerDecision decision;
   decision.outcome = outcome;
   decision.zone = zone;
   decision.isEnter = true;
   return decision;
 }
 
-KSTriggerDecision refusal(KSTriggerVerdict verdict) {
-  KSTriggerDecision decision = decisionAbout(Outcome::refused);
+ks::TriggerDecision refusal(ks::TriggerVerdict verdict) {
+  ks::TriggerDecision decision = decisionAbout(Outcome::refused);
   decision.verdict = verdict;
   return decision;
 }
 
-KSTriggerDecision dwelling(Outcome outcome, double elapsed) {
-  KSTriggerDecision decision = decisionAbout(outcome);
+ks::TriggerDecision dwelling(Outcome outcome, double elapsed) {
+  ks::TriggerDecision decision = decisionAbout(outcome);
   decision.dwellingTime = 30;
   decision.elapsed = elapsed;
   decision.dwelt = outcome == Outcome::fired;
@@ -52,13 +52,13 @@ std::string printed(const TimelineEvent& event, TimelinePrinter::Options options
 
 TEST(TimelineTest, TellsDecisionsWithTheirNumbers) {
   const std::string subject = "content c1 of zone b1";
-  KSTriggerVerdict proximity{Rule::otherProximity, 2, 3};
-  KSTriggerVerdict counter{Rule::tooFewEvents, 0, 0, 2, 3};
-  KSTriggerVerdict delay{Rule::repeatDelayRunning};
+  ks::TriggerVerdict proximity{Rule::otherProximity, 2, 3};
+  ks::TriggerVerdict counter{Rule::tooFewEvents, 0, 0, 2, 3};
+  ks::TriggerVerdict delay{Rule::repeatDelayRunning};
   delay.repeatDelay = 3600;
   delay.secondsLeft = 2459.2;
   const struct {
-    KSTriggerDecision decision;
+    ks::TriggerDecision decision;
     std::string kind, text;
   } cases[] = {
       {decisionAbout(Outcome::fired), "trigger", subject + " fires on entering"},

@@ -66,7 +66,7 @@ void writeLogLine(std::int32_t line, std::string_view format,
   platform.console().log(text);
   platform.mainQueue().async([text = std::move(text)] {
     Platform::current().notificationCenter().post(
-        {DebugLogNotification, nullptr, {{DebugLogMessageKey, text}}});
+        {DebugLogNotification, nullptr, {{ks::DebugLogMessageKey, text}}});
   });
 }
 

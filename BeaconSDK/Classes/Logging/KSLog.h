@@ -17,15 +17,16 @@ extern std::atomic<bool> enableLogging;
 static_assert(sizeof enableLogging == 1, "the switch is one byte for whoever links to it by name");
 
 /// Posted on the main queue for each line of the trace, without an object; the user information
-/// holds the line under `DebugLogMessageKey`.
+/// holds the line under `ks::DebugLogMessageKey`.
 inline constexpr const char* DebugLogNotification = "DebugLogNotification";
-inline constexpr const char* DebugLogMessageKey = "message";
 
 /// "UNKNOWN", "IMMEDIATE", "NEAR", "FAR" for 0 to 3, nothing for any other number.
 std::optional<std::string> formatProximity(std::int64_t proximity);
 std::optional<std::string> formatProximity(ks::CLProximity proximity);
 
 namespace ks {
+
+inline constexpr const char* DebugLogMessageKey = "message";
 
 /// Stamps a message, writes it to the console and posts it. Any thread.
 void writeLogLine(std::int32_t line, std::string_view format,

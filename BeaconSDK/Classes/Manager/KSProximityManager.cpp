@@ -5,7 +5,6 @@
 
 #include "BeaconSDK/Classes/Manager/Common/KSManagerLog.h"
 #include "BeaconSDK/Classes/Manager/Engine/KSEngineRooms.h"
-#include "BeaconSDK/Classes/Manager/Triggers/KSContentNotifier.h"
 #include "BeaconSDK/Platform/Api/Class.h"
 #include "BeaconSDK/Platform/Api/Platform.h"
 
@@ -18,11 +17,16 @@ using RegionPointer = std::shared_ptr<const ks::CLRegion>;
 
 }  // namespace
 
+class KSProximityManager::Rooms : public KSEngineRooms {
+ public:
+  using KSEngineRooms::KSEngineRooms;
+};
+
 const ks::Class KSProximityManager::kClass{kClassName, nullptr, nullptr, {}};
 
 std::shared_ptr<KSProximityManager> KSProximityManager::initWithUsername(
     std::string username, std::string password, std::optional<ks::NSURL> url, ks::NSLocale locale,
-    const KSRefinements& refinements) {
+    const ks::Refinements& refinements) {
   auto& platform = ks::Platform::current();
   platform.application().setMinimumBackgroundFetchInterval(kBackgroundFetchInterval);
   if (!KSCacheFile::createFolder()) return nullptr;
@@ -30,16 +34,15 @@ std::shared_ptr<KSProximityManager> KSProximityManager::initWithUsername(
               "the lib version is - %@", platform.libraryBundle().shortVersionString);
   const KSPortalAccess portal{url.value_or(ks::NSURL{kDefaultPortalURL}), std::move(locale),
                               std::move(username), std::move(password), kSessionIdentifier};
-  auto manager = std::make_shared<KSProximityManager>(Key{}, portal, refinements);
+  auto manager = std::make_shared<KSProximityManager>(Key{});
+  manager->rooms_ = std::make_unique<Rooms>(platform, portal, refinements,
+                                            static_cast<ks::CLLocationManagerDelegate&>(*manager));
   manager->rooms_->setManager(manager);
   platform.application().cancelAllLocalNotifications();
   return manager;
 }
 
-KSProximityManager::KSProximityManager(Key, const KSPortalAccess& portal,
-                                       const KSRefinements& refinements)
-    : rooms_(std::make_unique<KSEngineRooms>(portal, refinements,
-                                             static_cast<ks::CLLocationManagerDelegate&>(*this))) {}
+KSProximityManager::KSProximityManager(Key) {}
 
 KSProximityManager::~KSProximityManager() {
   kManagerLog("-[KSProximityManager dealloc]", "dealloc");
@@ -73,7 +76,7 @@ void KSProximityManager::reset() {
 
 bool KSProximityManager::started() const { return rooms_->state.started; }
 bool KSProximityManager::starting() const { return rooms_->state.starting; }
-const KSLocationList& KSProximityManager::locations() const { return rooms_->cache.locations(); }
+const ks::LocationList& KSProximityManager::locations() const { return rooms_->cache.locations(); }
 KSSettingsManager& KSProximityManager::settingsManager() { return *rooms_->settingsManager; }
 
 std::optional<std::vector<std::shared_ptr<KSProximityZone>>> KSProximityManager::enteredZones()
@@ -90,11 +93,11 @@ void KSProximityManager::setLastLocationsRefreshDate(std::optional<ks::Date> dat
 bool KSProximityManager::errorHappened() const { return rooms_->state.errorHappened(); }
 void KSProximityManager::setErrorHappened(bool flag) { rooms_->state.setErrorHappened(flag); }
 
-KSGeofenceTable KSProximityManager::prefetchGeofences() const {
+ks::GeofenceTable KSProximityManager::prefetchGeofences() const {
   const std::lock_guard lock(rooms_->cache.geofencesMutex());
   return rooms_->cache.prefetchGeofences();
 }
-void KSProximityManager::setPrefetchGeofences(KSGeofenceTable geofences) {
+void KSProximityManager::setPrefetchGeofences(ks::GeofenceTable geofences) {
   const std::lock_guard lock(rooms_->cache.geofencesMutex());
   rooms_->cache.prefetchGeofences() = std::move(geofences);
 }
@@ -113,19 +116,18 @@ std::shared_ptr<KSProximityZone> KSProximityManager::proximityZoneForIdentifier(
 
 void KSProximityManager::showNotificationForProximityZone(
     const std::shared_ptr<KSProximityZone>& zone) {
-  KSContentNotifier::showNotificationForProximityZone(zone, rooms_->refinements.everyAnnouncement);
+  rooms_->notifier.showNotificationForProximityZone(zone);
 }
 void KSProximityManager::fetchAndShowNotificationForProximityZone(
     const std::shared_ptr<KSProximityZone>& zone) {
-  KSContentNotifier::fetchAndShowNotificationForProximityZone(
-      zone, rooms_->refinements.everyAnnouncement);
+  rooms_->notifier.fetchAndShowNotificationForProximityZone(zone);
 }
 void KSProximityManager::showMessage(std::string title, std::string message) {
-  KSContentNotifier::showMessage(std::move(title), std::move(message));
+  rooms_->notifier.showMessage(std::move(title), std::move(message));
 }
 std::optional<std::filesystem::path> KSProximityManager::contentPathFromRemoteUrl(
     const std::optional<std::string>& url, std::string_view filePrefix) {
-  return KSContentNotifier::contentPathFromRemoteUrl(url, filePrefix);
+  return rooms_->notifier.contentPathFromRemoteUrl(url, filePrefix);
 }
 void KSProximityManager::incrementLoyaltyForProximityZone(
     const std::shared_ptr<KSProximityZone>& zone) {
@@ -159,13 +161,13 @@ void KSProximityManager::postError(const ks::Error& error, std::string notificat
                     {{ks::manager_keys::kError, std::make_shared<ks::Error>(error)}});
 }
 
-const KSRefinements& KSProximityManager::refinements() const { return rooms_->refinements; }
+const ks::Refinements& KSProximityManager::refinements() const { return rooms_->refinements; }
 
-std::optional<KSStatsLedger> KSProximityManager::statisticsLedger() const {
+std::optional<ks::StatsLedger> KSProximityManager::statisticsLedger() const {
   return rooms_->outbox ? std::optional(rooms_->outbox->ledger()) : std::nullopt;
 }
 
-void KSProximityManager::setEngineObserver(std::weak_ptr<KSEngineObserver> observer) {
+void KSProximityManager::setEngineObserver(std::weak_ptr<ks::EngineObserver> observer) {
   rooms_->observer.set(std::move(observer));
 }
 

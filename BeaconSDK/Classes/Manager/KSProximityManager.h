@@ -9,19 +9,16 @@
 #include <vector>
 
 #include "BeaconSDK/Classes/Beacon/KSProximityZone.h"
-#include "BeaconSDK/Classes/Manager/Common/KSEngineObserver.h"
+#include "BeaconSDK/Classes/Manager/Common/EngineObserver.h"
 #include "BeaconSDK/Classes/Manager/Common/KSManagerNotifications.h"
-#include "BeaconSDK/Classes/Manager/Zones/KSZoneTables.h"
+#include "BeaconSDK/Classes/Manager/Zones/ZoneTables.h"
 #include "BeaconSDK/Classes/Network/KSContentDownload.h"
-#include "BeaconSDK/Classes/Settings/KSRefinements.h"
 #include "BeaconSDK/Classes/Settings/KSSettingsManager.h"
-#include "BeaconSDK/Classes/Stats/KSStatsLedger.h"
+#include "BeaconSDK/Classes/Settings/Refinements.h"
+#include "BeaconSDK/Classes/Stats/StatsLedger.h"
 #include "BeaconSDK/Platform/Api/Foundation.h"
 #include "BeaconSDK/Platform/Api/UIKit.h"
 #include "BeaconSDK/Platform/Api/URLSession.h"
-
-class KSEngineRooms;
-struct KSPortalAccess;
 
 /// The one object that an application creates and keeps.
 ///
@@ -48,7 +45,7 @@ class KSProximityManager : public ks::Object, private ks::CLLocationManagerDeleg
   /// created. Without `url` the default portal is used. `refinements` hold until the end.
   static std::shared_ptr<KSProximityManager> initWithUsername(
       std::string username, std::string password, std::optional<ks::NSURL> url, ks::NSLocale locale,
-      const KSRefinements& refinements = {});
+      const ks::Refinements& refinements = {});
   /// Switches the library's trace for the whole process. Any thread.
   static void enableLogging(bool enabled);
 
@@ -71,7 +68,7 @@ class KSProximityManager : public ks::Object, private ks::CLLocationManagerDeleg
 
   bool started() const;
   bool starting() const;
-  const KSLocationList& locations() const;
+  const ks::LocationList& locations() const;
   KSSettingsManager& settingsManager();
   /// The zones that the device is in, beacons first; nothing when it is in none. Any thread.
   std::optional<std::vector<std::shared_ptr<KSProximityZone>>> enteredZones() const;
@@ -82,8 +79,8 @@ class KSProximityManager : public ks::Object, private ks::CLLocationManagerDeleg
   bool errorHappened() const;
   void setErrorHappened(bool flag);
   /// Geofences by the identifier of their monitored region, a copy.
-  KSGeofenceTable prefetchGeofences() const;
-  void setPrefetchGeofences(KSGeofenceTable geofences);
+  ks::GeofenceTable prefetchGeofences() const;
+  void setPrefetchGeofences(ks::GeofenceTable geofences);
   /// The cached zone, or null. Beacons are found under kind 3, geofences under kind 4.
   std::shared_ptr<KSProximityZone> proximityZoneForIdentifier(
       std::string_view identifier, KSContentDownloadType contentType) const;
@@ -97,7 +94,7 @@ class KSProximityManager : public ks::Object, private ks::CLLocationManagerDeleg
   /// A message box with the single button "OK".
   void showMessage(std::string title, std::string message);
   /// The file in the temporary directory that holds what `url` names; see `KSContentNotifier`.
-  static std::optional<std::filesystem::path> contentPathFromRemoteUrl(
+  std::optional<std::filesystem::path> contentPathFromRemoteUrl(
       const std::optional<std::string>& url, std::string_view filePrefix);
   /// Reports that the user opened the zone's content.
   void incrementLoyaltyForProximityZone(const std::shared_ptr<KSProximityZone>& zone);
@@ -114,12 +111,12 @@ class KSProximityManager : public ks::Object, private ks::CLLocationManagerDeleg
   /// Posts `notification` at once with the error under "error".
   void postError(const ks::Error& error, std::string notification);
 
-  const KSRefinements& refinements() const;
+  const ks::Refinements& refinements() const;
   /// What became of the statistics; absent unless they are kept.
-  std::optional<KSStatsLedger> statisticsLedger() const;
+  std::optional<ks::StatsLedger> statisticsLedger() const;
 
   /// Sets the decision observer, replacing any previous one.
-  void setEngineObserver(std::weak_ptr<KSEngineObserver> observer);
+  void setEngineObserver(std::weak_ptr<ks::EngineObserver> observer);
 
   KSProximityManager(const KSProximityManager&) = delete;
   KSProximityManager& operator=(const KSProximityManager&) = delete;
@@ -131,9 +128,11 @@ class KSProximityManager : public ks::Object, private ks::CLLocationManagerDeleg
 
  public:
   /// For `initWithUsername` alone.
-  KSProximityManager(Key, const KSPortalAccess& portal, const KSRefinements& refinements);
+  explicit KSProximityManager(Key);
 
  private:
+  class Rooms;
+
   void didUpdateLocations(ks::CLLocationManager& manager,
                           const std::vector<ks::CLLocation>& locations) override;
   void didDetermineState(ks::CLLocationManager& manager, ks::CLRegionState state,
@@ -151,5 +150,5 @@ class KSProximityManager : public ks::Object, private ks::CLLocationManagerDeleg
                                   const ks::Error& error) override;
   void didFailWithError(ks::CLLocationManager& manager, const ks::Error& error) override;
 
-  std::unique_ptr<KSEngineRooms> rooms_;
+  std::unique_ptr<Rooms> rooms_;
 };

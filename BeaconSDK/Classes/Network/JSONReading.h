@@ -8,7 +8,6 @@
 #include <string_view>
 
 #include "BeaconSDK/Classes/Common/Foundation/NSError+Helpers.h"
-#include "BeaconSDK/Classes/Network/NSJSONSerialization.h"
 
 namespace ks {
 
@@ -44,9 +43,9 @@ std::optional<Error> readJSON(std::string_view text, Parser& parser) {
                                               " at byte " + std::to_string(start + consumed));
 }
 
-inline boost::json::parse_options jsonOptions() {
+inline boost::json::parse_options jsonOptions(std::size_t maximumDepth) {
   boost::json::parse_options options;
-  options.max_depth = NSJSONSerialization::kMaximumDepth;
+  options.max_depth = maximumDepth;
   return options;
 }
 

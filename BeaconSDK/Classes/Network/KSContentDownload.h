@@ -21,12 +21,9 @@ namespace ks {
 template <class T>
 using RecordList = std::vector<std::shared_ptr<T>>;
 
-}  // namespace ks
-
 /// The records of one download.
-using KSRecords =
-    std::variant<ks::RecordList<KSProximityZoneContentCategory>, ks::RecordList<KSLocation>,
-                 ks::RecordList<KSPrivateBeacon>, ks::RecordList<KSGeofence>>;
+using Records = std::variant<RecordList<KSProximityZoneContentCategory>, RecordList<KSLocation>,
+                             RecordList<KSPrivateBeacon>, RecordList<KSGeofence>>;
 
 /// Receives the outcome of one download: a success without an error, or a failure with only the
 /// kind and the error. Called on the URL session's delegate queue.
@@ -34,15 +31,13 @@ using KSRecords =
 /// The metadata of beacon zones and geofences holds "locationIdentifier", one blank when the
 /// location is not known; that of the other kinds is empty. When a document of these two kinds
 /// cannot be read, the failure is followed by a success without a result.
-using KSContentCompletionBlock = std::function<void(
-    KSContentDownloadType type, const std::optional<KSRecords>& result,
-    const std::optional<ks::Dictionary>& metaData, const std::optional<ks::Error>& error)>;
+using ContentCompletionBlock = std::function<void(
+    KSContentDownloadType type, const std::optional<Records>& result,
+    const std::optional<Dictionary>& metaData, const std::optional<Error>& error)>;
 
-namespace ks {
-
-/// `records` when they are of class `T`; empty when they are of another.
+/// Returns `records` when they are of class `T`, an empty list when they are of another.
 template <class T>
-RecordList<T> recordsOf(const KSRecords& records) {
+RecordList<T> recordsOf(const Records& records) {
   const auto* const list = std::get_if<RecordList<T>>(&records);
   return list == nullptr ? RecordList<T>{} : *list;
 }

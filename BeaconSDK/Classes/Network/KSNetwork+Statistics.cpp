@@ -14,9 +14,9 @@ constexpr ks::LogSource kLog{"BeaconSDK/Classes/Network/KSNetwork"};
 using RequestBuilder = ks::NSURLRequest (*)(const ks::NSURL&, const std::string&);
 
 /// Nothing, and a log line, when the event lacks a required value.
-std::optional<KSStatistic> statistic(const ks::NSURL& rootURL, RequestBuilder builder,
-                                     const KSStatProximityZoneInteraction& interaction,
-                                     const KSStatisticBody& body, const char* operation) {
+std::optional<ks::Statistic> statistic(const ks::NSURL& rootURL, RequestBuilder builder,
+                                       const KSStatProximityZoneInteraction& interaction,
+                                       const KSStatisticBody& body, const char* operation) {
   if (body.missing()) {
     kLog(operation, "Event dropped, missing: %@", body.missing());
     return std::nullopt;
@@ -24,13 +24,13 @@ std::optional<KSStatistic> statistic(const ks::NSURL& rootURL, RequestBuilder bu
   auto request = builder(rootURL, interaction.portalIdentifier().value_or(""));
   request.httpBody = body.data();
   const std::string& url = request.url.absoluteString;
-  return KSStatistic{interaction.portalIdentifier().value_or("") + url.substr(url.rfind('/')),
-                     interaction.beaconIdentifier.value_or(""), std::move(request)};
+  return ks::Statistic{interaction.portalIdentifier().value_or("") + url.substr(url.rfind('/')),
+                       interaction.beaconIdentifier.value_or(""), std::move(request)};
 }
 
 }  // namespace
 
-void KSNetwork::post(KSStatistic statistic) {
+void KSNetwork::post(ks::Statistic statistic) {
   if (statisticHandler_) {
     statisticHandler_(std::move(statistic));
   } else {

@@ -1,11 +1,11 @@
 #include "BeaconSDK/Classes/Network/KSNetwork.h"
 
-#include <algorithm>
 #include <utility>
 
 #include "BeaconSDK/Classes/Beacon/Content/KSProximityZoneContentCategory.h"
 #include "BeaconSDK/Classes/Common/Foundation/NSData+Base64.h"
-#include "BeaconSDK/Classes/Common/Foundation/NSFileManager+Helpers.h"
+#include "BeaconSDK/Classes/Network/PortalReplies.h"
+#include "BeaconSDK/Classes/Network/PortalSession.h"
 #include "BeaconSDK/Platform/Api/Ascii.h"
 #include "BeaconSDK/Platform/Api/Platform.h"
 
@@ -40,25 +40,19 @@ std::vector<ks::NSURLQueryItem> extraItems(
 
 }  // namespace
 
-KSNetwork::KSNetwork(Key, ks::NSURL rootURL, KSContentCompletionBlock completionBlock,
-                     const ks::Clock& clock, ks::DispatchQueue& mainQueue)
-    : rootURL_(std::move(rootURL)),
-      clock_(clock),
-      mainQueue_(mainQueue),
-      completionBlock_(std::move(completionBlock)) {}
+KSNetwork::KSNetwork(Key, ks::NSURL rootURL, std::shared_ptr<ks::PortalReplies> replies,
+                     std::shared_ptr<ks::PortalSession> session)
+    : rootURL_(std::move(rootURL)), replies_(std::move(replies)), session_(std::move(session)) {}
 
-std::shared_ptr<KSNetwork> KSNetwork::initWithRootURL(ks::NSURL rootURL, const ks::NSLocale& locale,
+std::shared_ptr<KSNetwork> KSNetwork::initWithRootURL(ks::Platform& platform, ks::NSURL rootURL,
+                                                      const ks::NSLocale& locale,
                                                       const std::string& username,
                                                       const std::string& password,
                                                       const std::string& sessionIdentifier,
-                                                      KSContentCompletionBlock completionBlock) {
-  auto& platform = ks::Platform::current();
-  auto network = std::make_shared<KSNetwork>(Key{}, std::move(rootURL), std::move(completionBlock),
-                                             platform.clock(), platform.mainQueue());
-
+                                                      ks::ContentCompletionBlock completionBlock) {
   ks::NSURLSessionConfiguration configuration;
   configuration.identifier = sessionIdentifier;
-  configuration.urlCache = {kMemoryCacheCapacity, kDiskCacheCapacity, cachePath()};
+  configuration.urlCache = {kMemoryCacheCapacity, kDiskCacheCapacity, cachePath(platform)};
   auto& headers = configuration.httpAdditionalHeaders;
   headers.set("Accept-Language",
               lowerCased(locale.languageCode) + "-" + lowerCased(locale.countryCode));
@@ -68,13 +62,14 @@ std::shared_ptr<KSNetwork> KSNetwork::initWithRootURL(ks::NSURL rootURL, const k
   configuration.timeoutIntervalForResource = kResourceTimeout;
   configuration.httpMaximumConnectionsPerHost = kConnectionsPerHost;
 
-  network->urlSession_ = platform.urlLoadingSystem().makeSession(std::move(configuration), network);
-  return network;
+  auto replies = std::make_shared<ks::PortalReplies>(std::move(completionBlock));
+  auto session = ks::PortalSession::open(platform, std::move(configuration), replies);
+  return std::make_shared<KSNetwork>(Key{}, std::move(rootURL), std::move(replies),
+                                     std::move(session));
 }
 
-std::filesystem::path KSNetwork::cachePath() {
-  const auto application = ks::Platform::current().mainBundle().bundleIdentifier;
-  return ks::NSFileManagerHelpers::cacheFilePath(application + "/KSBeaconSDK");
+std::filesystem::path KSNetwork::cachePath(ks::Platform& platform) {
+  return platform.directories().caches / platform.mainBundle().bundleIdentifier / "KSBeaconSDK";
 }
 
 std::string KSNetwork::authHeaderForUsername(const std::string& username,
@@ -83,28 +78,26 @@ std::string KSNetwork::authHeaderForUsername(const std::string& username,
 }
 
 std::function<void()> KSNetwork::backgroundSessionCompletionHandler() const {
-  const std::lock_guard lock(blocksMutex_);
-  return backgroundSessionCompletionHandler_;
+  return session_->backgroundSessionCompletionHandler();
 }
-
 void KSNetwork::setBackgroundSessionCompletionHandler(std::function<void()> handler) {
-  const std::lock_guard lock(blocksMutex_);
-  backgroundSessionCompletionHandler_ = std::move(handler);
+  session_->setBackgroundSessionCompletionHandler(std::move(handler));
+}
+ks::ContentCompletionBlock KSNetwork::completionBlock() const {
+  return replies_->completionBlock();
+}
+void KSNetwork::setCompletionBlock(ks::ContentCompletionBlock block) {
+  replies_->setCompletionBlock(std::move(block));
+}
+void KSNetwork::setRefusalHandler(std::function<void(KSContentDownloadType)> handler) {
+  replies_->setRefusalHandler(std::move(handler));
 }
 
-KSContentCompletionBlock KSNetwork::completionBlock() const {
-  const std::lock_guard lock(blocksMutex_);
-  return completionBlock_;
-}
-
-void KSNetwork::setCompletionBlock(KSContentCompletionBlock block) {
-  const std::lock_guard lock(blocksMutex_);
-  completionBlock_ = std::move(block);
-}
-
-void KSNetwork::reset() {
-  isReset_ = true;
-  urlSession_->invalidateAndCancel();
+void KSNetwork::reset() { session_->reset(); }
+bool KSNetwork::isReset() const { return session_->isReset(); }
+void KSNetwork::download(ks::NSURLRequest request) { session_->download(std::move(request)); }
+void KSNetwork::upload(ks::NSURLRequest request, UploadCompletion completion) {
+  session_->upload(std::move(request), std::move(completion));
 }
 
 void KSNetwork::loadProximityZoneContentCategories() {
@@ -152,22 +145,6 @@ std::vector<ks::NSURLQueryItem> KSNetwork::queryItemsForTags(const ks::Dictionar
   std::vector<ks::NSURLQueryItem> items;
   for (const auto& [name, value] : tags) items.push_back({"_" + name, value.description()});
   return items;
-}
-
-void KSNetwork::notifyNewContentAvailableForType(KSContentDownloadType type,
-                                                 const std::optional<KSRecords>& content) const {
-  if (content) notifyNewContentAvailableForType(type, content, {});
-}
-
-void KSNetwork::notifyNewContentAvailableForType(KSContentDownloadType type,
-                                                 const std::optional<KSRecords>& content,
-                                                 const ks::Dictionary& metaData) const {
-  if (const auto block = completionBlock()) block(type, content, metaData, std::nullopt);
-}
-
-void KSNetwork::notifyContentDownloadErrorForType(KSContentDownloadType type,
-                                                  const ks::Error& error) const {
-  if (const auto block = completionBlock()) block(type, std::nullopt, std::nullopt, error);
 }
 
 ks::Value KSNetwork::contentFromNotification(const ks::NSNotification& notification) {

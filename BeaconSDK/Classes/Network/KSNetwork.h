@@ -1,18 +1,13 @@
 #pragma once
 
-#include <atomic>
 #include <filesystem>
 #include <functional>
-#include <map>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "BeaconSDK/Classes/Network/KSContentDownload.h"
-#include "BeaconSDK/Classes/Network/KSResponseParser.h"
 #include "BeaconSDK/Classes/Network/NSURLRequest+KS.h"
 #include "BeaconSDK/Platform/Api/Foundation.h"
 #include "BeaconSDK/Platform/Api/URLSession.h"
@@ -20,14 +15,22 @@
 class KSProximityZoneContentCategory;
 class KSStatProximityZoneInteraction;
 
+namespace ks {
+
+class Platform;
+class PortalReplies;
+class PortalSession;
+
 /// One complete event on its way to the portal.
-struct KSStatistic {
+struct Statistic {
   /// "beacons/enter", ...: zone kind and event.
   std::string event;
   /// The portal's identifier of the zone.
   std::string zone;
-  ks::NSURLRequest request;
+  NSURLRequest request;
 };
+
+}  // namespace ks
 
 /// The portal client: requests documents, parses the replies and posts statistics.
 ///
@@ -37,18 +40,19 @@ struct KSStatistic {
 ///
 /// Operations may be called from any thread. Parsing and the completion block run on the session's
 /// serial delegate queue, in the order in which the replies arrived.
-class KSNetwork : public ks::NSURLSessionDelegate, public std::enable_shared_from_this<KSNetwork> {
+class KSNetwork {
  public:
-  /// `sessionIdentifier` names the background session.
-  static std::shared_ptr<KSNetwork> initWithRootURL(ks::NSURL rootURL, const ks::NSLocale& locale,
+  /// Opens a session of `platform`, which must outlive the client; `sessionIdentifier` names it.
+  static std::shared_ptr<KSNetwork> initWithRootURL(ks::Platform& platform, ks::NSURL rootURL,
+                                                    const ks::NSLocale& locale,
                                                     const std::string& username,
                                                     const std::string& password,
                                                     const std::string& sessionIdentifier,
-                                                    KSContentCompletionBlock completionBlock);
+                                                    ks::ContentCompletionBlock completionBlock);
 
   /// The folder of the HTTP cache: the application's bundle identifier and "KSBeaconSDK" under the
   /// caches folder.
-  static std::filesystem::path cachePath();
+  static std::filesystem::path cachePath(ks::Platform& platform);
 
   /// The "Authorization" value: "Basic " and the Base64 text of "username:password". Credentials
   /// above 48 bytes give a value with CR LF after every 64 characters; the URL session takes line
@@ -63,13 +67,13 @@ class KSNetwork : public ks::NSURLSessionDelegate, public std::enable_shared_fro
   std::function<void()> backgroundSessionCompletionHandler() const;
   void setBackgroundSessionCompletionHandler(std::function<void()> handler);
 
-  KSContentCompletionBlock completionBlock() const;
-  void setCompletionBlock(KSContentCompletionBlock block);
+  ks::ContentCompletionBlock completionBlock() const;
+  void setCompletionBlock(ks::ContentCompletionBlock block);
 
   /// Cancels all transfers for good; each running download still ends in its report. To start
   /// another one afterwards is a programming fault and has no effect.
   void reset();
-  bool isReset() const { return isReset_; }
+  bool isReset() const;
 
   void loadProximityZoneContentCategories();
   /// Asks for the locations, the beacons (100 around) and the geofences near `location`, in this
@@ -104,11 +108,9 @@ class KSNetwork : public ks::NSURLSessionDelegate, public std::enable_shared_fro
 
   /// Called on the delegate queue when the portal refuses the credentials of a download, which is
   /// then reported to nobody else. Set before the first download.
-  void setRefusalHandler(std::function<void(KSContentDownloadType)> handler) {
-    refusalHandler_ = std::move(handler);
-  }
+  void setRefusalHandler(std::function<void(KSContentDownloadType)> handler);
 
-  using StatisticHandler = std::function<void(KSStatistic)>;
+  using StatisticHandler = std::function<void(ks::Statistic)>;
   /// Hands each complete event to `handler` instead of posting it, on the posting thread. Set
   /// before the first event.
   void setStatisticHandler(StatisticHandler handler) { statisticHandler_ = std::move(handler); }
@@ -124,15 +126,6 @@ class KSNetwork : public ks::NSURLSessionDelegate, public std::enable_shared_fro
   /// could not be written. After `reset` it is not called.
   void upload(ks::NSURLRequest request, UploadCompletion completion);
 
-  /// Reports a success; without a result, nothing.
-  void notifyNewContentAvailableForType(KSContentDownloadType type,
-                                        const std::optional<KSRecords>& content) const;
-  /// Reports a success, also without a result.
-  void notifyNewContentAvailableForType(KSContentDownloadType type,
-                                        const std::optional<KSRecords>& content,
-                                        const ks::Dictionary& metaData) const;
-  void notifyContentDownloadErrorForType(KSContentDownloadType type, const ks::Error& error) const;
-
   /// The entries of a notification's user information, for applications that pass results on as
   /// notifications: "result", "error" (null when missing), "category" (0 when missing) and
   /// "metaData" (absent when missing).
@@ -141,78 +134,19 @@ class KSNetwork : public ks::NSURLSessionDelegate, public std::enable_shared_fro
   static KSContentDownloadType contentTypeFromNotification(const ks::NSNotification& notification);
   static ks::Value metaDataFromNotification(const ks::NSNotification& notification);
 
-  /// Parses the document in `file`. One that cannot be opened counts as an empty list; one that
-  /// cannot be read as JSON is reported to the completion block and yields nothing.
-  template <class Converter>
-  std::optional<KSResponseParser::Records<Converter>> processJSONAtLocation(
-      const std::filesystem::path& file, const Converter& itemConverter,
-      KSContentDownloadType type) {
-    documentIsParsed_ = false;
-    const auto document = documentAtLocation(file);
-    if (!document) return KSResponseParser::Records<Converter>{};
-    auto records = KSResponseParser::records(*document, itemConverter);
-    documentIsParsed_ = records.ok();
-    if (records) return std::move(records.value());
-    reportUnreadable(type, records.error());
-    return std::nullopt;
-  }
-  /// These forward to `KSResponseParser`.
-  static ks::Dictionary sanitizeDictionary(const ks::Dictionary& dictionary);
-  static std::shared_ptr<KSProximityZoneContent> contentFromType(std::string_view type);
-  static std::int64_t proximityFromString(std::string_view text);
-  std::shared_ptr<KSPrivateBeacon> convertToPrivateBeacon(const ks::Dictionary& item) const;
-
-  void didFinishDownloadingToURL(ks::NSURLSession& session, ks::NSURLSessionTask& downloadTask,
-                                 const std::filesystem::path& file) override;
-  /// Documents that cannot be parsed stay out of the cache: the next request fetches them again.
-  bool willCacheResponse(ks::NSURLSession& session, ks::NSURLSessionTask& downloadTask) override;
-  void didCompleteWithError(ks::NSURLSession& session, ks::NSURLSessionTask& task,
-                            const std::optional<ks::Error>& error) override;
-  void didBecomeInvalidWithError(ks::NSURLSession& session,
-                                 const std::optional<ks::Error>& error) override;
-  void didFinishEventsForBackgroundURLSession(ks::NSURLSession& session) override;
-
  private:
   struct Key {};
 
  public:
   /// For `initWithRootURL` alone.
-  KSNetwork(Key, ks::NSURL rootURL, KSContentCompletionBlock completionBlock,
-            const ks::Clock& clock, ks::DispatchQueue& mainQueue);
-  /// Invalidation reports nothing for running tasks, so their upload files are removed here.
-  ~KSNetwork() override;
+  KSNetwork(Key, ks::NSURL rootURL, std::shared_ptr<ks::PortalReplies> replies,
+            std::shared_ptr<ks::PortalSession> session);
 
  private:
-  /// Absent when the file cannot be opened.
-  static std::optional<std::string> documentAtLocation(const std::filesystem::path& file);
-  void reportUnreadable(KSContentDownloadType type, const ks::Error& error) const;
-  void contentCategoriesDownloadedToURL(const std::filesystem::path& file);
-  void locationsDownloadedToURL(const std::filesystem::path& file);
-  void proximityZonesForLocation(const std::optional<std::string>& locationIdentifier,
-                                 const std::filesystem::path& file);
-  void proximityZonesForBeaconIdentifiers(const std::vector<std::string>& beaconIdentifiers,
-                                          const std::filesystem::path& file);
-  void contentGeofencesDownloadedForLocation(const std::optional<std::string>& locationIdentifier,
-                                             const std::filesystem::path& file);
-  void finishUpload(ks::NSURLSessionTask& task, std::optional<ks::Error> error);
-  void post(KSStatistic statistic);
+  void post(ks::Statistic statistic);
 
   const ks::NSURL rootURL_;
-  const ks::Clock& clock_;
-  ks::DispatchQueue& mainQueue_;
-  /// Used on the delegate queue, as is the next.
-  const KSResponseParser parser_;
-  /// Whether the document that arrived last could be parsed.
-  bool documentIsParsed_ = false;
-  std::shared_ptr<ks::NSURLSession> urlSession_;
-  std::atomic<bool> isReset_{false};
-  /// Guards the two blocks, which the main queue sets and the delegate queue calls.
-  mutable std::mutex blocksMutex_;
-  std::function<void()> backgroundSessionCompletionHandler_;
-  KSContentCompletionBlock completionBlock_;
+  const std::shared_ptr<ks::PortalReplies> replies_;
+  const std::shared_ptr<ks::PortalSession> session_;
   StatisticHandler statisticHandler_;
-  std::function<void(KSContentDownloadType)> refusalHandler_;
-  std::mutex uploadsMutex_;
-  /// The body files of the running uploads, with the completion of each.
-  std::map<std::filesystem::path, UploadCompletion> uploads_;
 };

@@ -122,7 +122,7 @@ boost::json::value boxed(const Value& value) {
 }  // namespace
 
 Result<Value> JSONObjectWithData(std::string_view text) {
-  boost::json::basic_parser<ValueBuilder> parser(jsonOptions());
+  boost::json::basic_parser<ValueBuilder> parser(jsonOptions(kMaximumDepth));
   if (auto error = readJSON(text, parser)) return *error;
   return parser.handler().take();
 }

@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <boost/url/encode.hpp>
 #include <boost/url/parse.hpp>
 #include <boost/url/pct_string_view.hpp>
@@ -10,6 +9,7 @@
 #include "BeaconSDK/Classes/Common/Foundation/Formatting.h"
 #include "BeaconSDK/Classes/Common/Foundation/UIDevice+UUID.h"
 #include "BeaconSDK/Classes/Network/NSURLRequest+KS.h"
+#include "BeaconSDK/Classes/Network/TextParts.h"
 #include "BeaconSDK/Platform/Api/Platform.h"
 
 namespace ks::NSURLRequestKS {
@@ -93,13 +93,6 @@ std::optional<std::string> decoded(std::string_view text) {
   const auto encoded = boost::urls::make_pct_string_view(text);
   if (!encoded) return std::nullopt;
   return encoded->decode();
-}
-
-/// Cuts the part before the next `separator` off `rest`.
-std::string_view nextPart(std::string_view& rest, char separator) {
-  const auto part = rest.substr(0, rest.find(separator));
-  rest.remove_prefix(std::min(part.size() + 1, rest.size()));
-  return part;
 }
 
 /// The values of all query items called `name`, in URL order. Works on any text, so also on that of

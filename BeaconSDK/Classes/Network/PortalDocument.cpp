@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "BeaconSDK/Classes/Network/JSONReading.h"
+#include "BeaconSDK/Classes/Network/NSJSONSerialization.h"
 #include "BeaconSDK/Classes/Network/PortalNumber.h"
 
 namespace ks {
@@ -138,7 +139,8 @@ class ItemReader : public JSONHandlerBase {
 
 std::optional<Error> readPortalDocument(std::string_view document,
                                         const std::function<void(const PortalObject& item)>& take) {
-  boost::json::basic_parser<ItemReader> parser(jsonOptions(), take);
+  boost::json::basic_parser<ItemReader> parser(jsonOptions(NSJSONSerialization::kMaximumDepth),
+                                               take);
   const auto error = readJSON(document, parser);
   const auto& refusal = parser.handler().refusal();
   return refusal ? NSErrorHelpers::errorWithDescription(*refusal) : error;

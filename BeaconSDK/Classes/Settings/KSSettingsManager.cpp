@@ -9,7 +9,6 @@
 #include "BeaconSDK/Classes/Common/Foundation/Archives/NSKeyedUnarchiver.h"
 #include "BeaconSDK/Classes/Common/Foundation/NSFileManager+Helpers.h"
 #include "BeaconSDK/Classes/Network/KSNetwork.h"
-#include "BeaconSDK/Platform/Api/Platform.h"
 
 namespace {
 
@@ -39,13 +38,15 @@ KSSettingsManager::Categories readCategories() {
 }  // namespace
 
 KSSettingsManager::KSSettingsManager(Key, std::shared_ptr<KSNetwork> network,
-                                     const KSRefinements& refinements, ks::DispatchQueue& mainQueue)
+                                     const ks::Refinements& refinements,
+                                     ks::DispatchQueue& mainQueue)
     : network_(std::move(network)), refinements_(refinements), mainQueue_(mainQueue) {}
 
 std::shared_ptr<KSSettingsManager> KSSettingsManager::initWithNetwork(
-    std::shared_ptr<KSNetwork> network, const KSRefinements& refinements) {
-  auto manager = std::make_shared<KSSettingsManager>(Key{}, std::move(network), refinements,
-                                                     ks::Platform::current().mainQueue());
+    std::shared_ptr<KSNetwork> network, ks::DispatchQueue& mainQueue,
+    const ks::Refinements& refinements) {
+  auto manager =
+      std::make_shared<KSSettingsManager>(Key{}, std::move(network), refinements, mainQueue);
   manager->loadTags();
   manager->contentCategories_ = readCategories();
   manager->load();
@@ -62,9 +63,10 @@ void KSSettingsManager::refresh(CompletionBlock completion) {
 }
 
 void KSSettingsManager::newContentLoadedWithType(KSContentDownloadType type,
-                                                 const std::optional<KSRecords>& content) {
+                                                 const std::optional<ks::Records>& content) {
   if (type != KSContentDownloadType::contentCategories) return;
-  const auto loaded = ks::recordsOf<KSProximityZoneContentCategory>(content.value_or(KSRecords{}));
+  const auto loaded =
+      ks::recordsOf<KSProximityZoneContentCategory>(content.value_or(ks::Records{}));
   if (!loaded.empty()) storeCategories(loaded);
   enableAllOnFirstList();
   finishRefresh(std::nullopt);

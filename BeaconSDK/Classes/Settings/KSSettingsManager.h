@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "BeaconSDK/Classes/Network/KSContentDownload.h"
-#include "BeaconSDK/Classes/Settings/KSRefinements.h"
+#include "BeaconSDK/Classes/Settings/Refinements.h"
 #include "BeaconSDK/Platform/Api/Error.h"
 #include "BeaconSDK/Platform/Api/Foundation.h"
 #include "BeaconSDK/Platform/Api/Value.h"
@@ -27,8 +27,9 @@ class KSSettingsManager : public std::enable_shared_from_this<KSSettingsManager>
   using CompletionBlock = std::function<void(const std::optional<ks::Error>& error)>;
 
   /// Reads the three files.
-  static std::shared_ptr<KSSettingsManager> initWithNetwork(std::shared_ptr<KSNetwork> network,
-                                                            const KSRefinements& refinements = {});
+  static std::shared_ptr<KSSettingsManager> initWithNetwork(
+      std::shared_ptr<KSNetwork> network, ks::DispatchQueue& mainQueue,
+      const ks::Refinements& refinements = {});
 
   /// Asks the portal for the category list. `completion` is called once, on the main queue, when it
   /// or an error has arrived, unless another `refresh` replaces it first; with `startAlwaysAnswers`
@@ -40,7 +41,7 @@ class KSSettingsManager : public std::enable_shared_from_this<KSSettingsManager>
   /// leaves the stored one; as the very first it leaves later categories switched off, unless
   /// `categoriesFromFirstList` waits for a list that has some.
   void newContentLoadedWithType(KSContentDownloadType type,
-                                const std::optional<KSRecords>& content);
+                                const std::optional<ks::Records>& content);
   /// Passes a failed category download on to the pending completion.
   void newContentLoadErrorWithType(KSContentDownloadType type, const ks::Error& error);
 
@@ -73,7 +74,7 @@ class KSSettingsManager : public std::enable_shared_from_this<KSSettingsManager>
 
  public:
   /// For `initWithNetwork` alone.
-  KSSettingsManager(Key, std::shared_ptr<KSNetwork> network, const KSRefinements& refinements,
+  KSSettingsManager(Key, std::shared_ptr<KSNetwork> network, const ks::Refinements& refinements,
                     ks::DispatchQueue& mainQueue);
 
  private:
@@ -84,7 +85,7 @@ class KSSettingsManager : public std::enable_shared_from_this<KSSettingsManager>
   void finishRefresh(std::optional<ks::Error> error);
 
   const std::shared_ptr<KSNetwork> network_;
-  const KSRefinements refinements_;
+  const ks::Refinements refinements_;
   ks::DispatchQueue& mainQueue_;
 
   mutable std::recursive_mutex categoriesMutex_;

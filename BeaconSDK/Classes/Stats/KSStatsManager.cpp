@@ -8,7 +8,6 @@
 #include "BeaconSDK/Classes/Logging/KSLog.h"
 #include "BeaconSDK/Classes/Network/KSNetwork.h"
 #include "BeaconSDK/Classes/Stats/Records/KSStatProximityZoneInteraction.h"
-#include "BeaconSDK/Platform/Api/Platform.h"
 
 namespace {
 
@@ -42,9 +41,9 @@ double KSStatsManager::secondsSince(const std::optional<ks::Date>& start) const 
   return start ? ks::secondsBetween(*start, clock_.now()) : 0;
 }
 
-std::shared_ptr<KSStatsManager> KSStatsManager::initWithNetwork(
-    std::shared_ptr<KSNetwork> network) {
-  return std::make_shared<KSStatsManager>(std::move(network), ks::Platform::current().clock());
+std::shared_ptr<KSStatsManager> KSStatsManager::initWithNetwork(std::shared_ptr<KSNetwork> network,
+                                                                const ks::Clock& clock) {
+  return std::make_shared<KSStatsManager>(std::move(network), clock);
 }
 
 void KSStatsManager::incrementMovedInProximityZone(const KSPrivateBeacon& zone,

@@ -17,7 +17,8 @@ class KSProximityZone;
 /// An absent `tags` is sent as null, an empty one as an empty object.
 class KSStatsManager {
  public:
-  static std::shared_ptr<KSStatsManager> initWithNetwork(std::shared_ptr<KSNetwork> network);
+  static std::shared_ptr<KSStatsManager> initWithNetwork(std::shared_ptr<KSNetwork> network,
+                                                         const ks::Clock& clock);
   KSStatsManager(std::shared_ptr<KSNetwork> network, const ks::Clock& clock);
 
   /// A beacon zone was entered.

@@ -31,7 +31,7 @@ std::int64_t numberIn(const std::filesystem::path& file) {
   return error == std::errc() && end == stem.data() + stem.size() ? number : 0;
 }
 
-ks::Dictionary dictionaryOf(const KSStatsLedger& ledger) {
+ks::Dictionary dictionaryOf(const ks::StatsLedger& ledger) {
   ks::Dictionary dropped;
   for (const auto& [reason, times] : ledger.dropped) dropped.set(reason, times);
   return {{"sent", ledger.sent}, {"refused", ledger.refused}, {"dropped", std::move(dropped)}};

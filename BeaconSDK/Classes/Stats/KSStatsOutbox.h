@@ -9,7 +9,7 @@
 #include <string>
 
 #include "BeaconSDK/Classes/Common/Foundation/Alarm.h"
-#include "BeaconSDK/Classes/Stats/KSStatsLedger.h"
+#include "BeaconSDK/Classes/Stats/StatsLedger.h"
 #include "BeaconSDK/Platform/Api/Date.h"
 #include "BeaconSDK/Platform/Api/Value.h"
 
@@ -55,7 +55,7 @@ class KSStatsOutbox : public std::enable_shared_from_this<KSStatsOutbox> {
   /// Removes all events and the ledger.
   void purge();
 
-  const KSStatsLedger& ledger() const { return ledger_; }
+  const ks::StatsLedger& ledger() const { return ledger_; }
   /// Seconds until the next attempt after the last failure; the first pause when there was none.
   ks::Seconds pause() const { return pause_; }
 
@@ -74,7 +74,7 @@ class KSStatsOutbox : public std::enable_shared_from_this<KSStatsOutbox> {
   const std::string rootURL_;
   const std::string origin_;
   const Sender sender_;
-  KSStatsLedger ledger_;
+  ks::StatsLedger ledger_;
   /// Events whose file could not be written.
   std::map<std::int64_t, Event> unwritten_;
   bool isSending_ = false;

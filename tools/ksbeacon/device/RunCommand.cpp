@@ -76,7 +76,7 @@ LibraryRunOptions optionsFor(const Arguments& arguments, std::string password) {
   library.enabledCategories = arguments.enabledCategories;
   library.disabledCategories = arguments.disabledCategories;
   library.refinements =
-      arguments.refinements.empty() ? KSRefinements::all() : refinementsIn(arguments.refinements);
+      arguments.refinements.empty() ? ks::Refinements::all() : refinementsIn(arguments.refinements);
   library.showsNotifications = !arguments.quiet;
   library.log = arguments.log;
   options.form.form = arguments.json ? TimelinePrinter::Form::json : TimelinePrinter::Form::text;

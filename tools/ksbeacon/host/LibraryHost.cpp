@@ -27,7 +27,7 @@ void LibraryHost::observe() {
   observations_.push_back(
       center.addObserver(DebugLogNotification, [this](const NSNotification& notification) {
         recorder_->say(TimelineKind::log,
-                       notification.userInfo[DebugLogMessageKey].stringValue().value_or(""));
+                       notification.userInfo[ks::DebugLogMessageKey].stringValue().value_or(""));
       }));
 }
 

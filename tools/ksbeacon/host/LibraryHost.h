@@ -21,7 +21,7 @@ class LibraryHost {
     std::string username;
     std::string password;
     std::string portalURL;
-    KSRefinements refinements;
+    ks::Refinements refinements;
     /// Set at the launch.
     std::vector<std::pair<std::string, std::string>> tags;
     /// Switched when the library runs.

@@ -5,7 +5,7 @@ namespace ks::tool {
 CLI::Option* addRefinementOption(CLI::App& command, std::vector<std::string>& chosen,
                                  const std::string& usual) {
   std::vector<std::string> choices{"all", "none"};
-  for (const auto& [name, member] : KSRefinements::named()) choices.emplace_back(name);
+  for (const auto& [name, member] : ks::Refinements::named()) choices.emplace_back(name);
   return command
       .add_option("--refinements", chosen,
                   "Behaviour beyond the default, separated by commas; " + usual)
@@ -14,11 +14,11 @@ CLI::Option* addRefinementOption(CLI::App& command, std::vector<std::string>& ch
       ->check(CLI::IsMember(choices).description(""));
 }
 
-KSRefinements refinementsIn(const std::vector<std::string>& chosen) {
-  KSRefinements refinements;
+ks::Refinements refinementsIn(const std::vector<std::string>& chosen) {
+  ks::Refinements refinements;
   for (const std::string& choice : chosen) {
-    if (choice == "all") refinements = KSRefinements::all();
-    for (const auto& [name, member] : KSRefinements::named()) {
+    if (choice == "all") refinements = ks::Refinements::all();
+    for (const auto& [name, member] : ks::Refinements::named()) {
       if (name == choice) refinements.*member = true;
     }
   }

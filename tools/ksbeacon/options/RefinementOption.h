@@ -4,13 +4,13 @@
 #include <string>
 #include <vector>
 
-#include "BeaconSDK/Classes/Settings/KSRefinements.h"
+#include "BeaconSDK/Classes/Settings/Refinements.h"
 
 namespace ks::tool {
 
 /// Adds "--refinements NAMES" to `command`: names separated by commas, "all" or "none".
 CLI::Option* addRefinementOption(CLI::App& command, std::vector<std::string>& chosen,
                                  const std::string& usual);
-KSRefinements refinementsIn(const std::vector<std::string>& chosen);
+ks::Refinements refinementsIn(const std::vector<std::string>& chosen);
 
 }  // namespace ks::tool

@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "BeaconSDK/Classes/Settings/KSRefinements.h"
+#include "BeaconSDK/Classes/Settings/Refinements.h"
 #include "BeaconSDK/Platform/Api/CoreLocation.h"
 #include "BeaconSDK/Platform/Api/Date.h"
 #include "BeaconSDK/Platform/Api/Units.h"
@@ -45,7 +45,7 @@ struct Scenario {
     std::vector<std::pair<std::string, std::string>> tags;
     /// Switched off before the library starts its first synchronisation.
     std::vector<std::string> disabledCategories;
-    KSRefinements refinements;
+    ks::Refinements refinements;
   };
 
   struct Beacon {

@@ -44,21 +44,21 @@ std::string readBundleIdentifier(ObjectReader& reader, const std::string& fallba
 }
 
 /// "all", or a list of names.
-KSRefinements readRefinements(ObjectReader& reader, Mistakes& mistakes) {
+ks::Refinements readRefinements(ObjectReader& reader, Mistakes& mistakes) {
   constexpr const char* kName = "refinements";
-  KSRefinements refinements;
+  ks::Refinements refinements;
   const JsonNode* const node = reader.find(kName);
   if (node == nullptr) return refinements;
   if (node->string() != nullptr) {
-    if (*node->string() == "all") return KSRefinements::all();
+    if (*node->string() == "all") return ks::Refinements::all();
     reader.fail(kName, "\"all\" or a list of names");
     return refinements;
   }
   reader.each(kName, [&](const JsonNode& item, const std::string& path) {
     const auto found =
-        std::ranges::find(KSRefinements::named(), item.string() == nullptr ? "" : *item.string(),
-                          &KSRefinements::Named::name);
-    if (found != KSRefinements::named().end()) {
+        std::ranges::find(ks::Refinements::named(), item.string() == nullptr ? "" : *item.string(),
+                          &ks::Refinements::Named::name);
+    if (found != ks::Refinements::named().end()) {
       refinements.*found->member = true;
     } else {
       mistakes.add(item, path, "expected a refinement's name, got " + item.inWords());

@@ -87,7 +87,7 @@ std::string momentsInWords(const std::vector<Seconds>& moments) {
 }  // namespace
 
 Expectations::Expectations(const Scenario& scenario) {
-  const bool isRefined = scenario.application.refinements != KSRefinements{};
+  const bool isRefined = scenario.application.refinements != ks::Refinements{};
   for (const Scenario::Expectation& each : scenario.expectations) {
     if (each.refined.value_or(isRefined) == isRefined) watched_.push_back({&each, {}});
   }

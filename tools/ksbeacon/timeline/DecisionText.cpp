@@ -12,8 +12,8 @@ namespace ks::tool {
 
 namespace {
 
-using Outcome = KSTriggerDecision::Outcome;
-using Rule = KSTriggerVerdict::Rule;
+using Outcome = ks::TriggerDecision::Outcome;
+using Rule = ks::TriggerVerdict::Rule;
 
 /// Why the content did not fire: the rule's name, the sentence, and the rule's numbers.
 struct Refusal {
@@ -22,7 +22,7 @@ struct Refusal {
   Dictionary numbers;
 };
 
-Refusal refusalFor(const KSTriggerVerdict& verdict) {
+Refusal refusalFor(const ks::TriggerVerdict& verdict) {
   switch (verdict.rule) {
     case Rule::otherProximity:
       return {"proximity",
@@ -46,14 +46,14 @@ Refusal refusalFor(const KSTriggerVerdict& verdict) {
   }
 }
 
-Refusal dwellingRefusal(const KSTriggerDecision& decision, const char* what) {
+Refusal dwellingRefusal(const ks::TriggerDecision& decision, const char* what) {
   return {"dwelling",
           fmt::format("{}dwelling {} of {} s", what, std::floor(decision.elapsed),
                       decision.dwellingTime),
           {{"elapsed", std::floor(decision.elapsed)}, {"needed", decision.dwellingTime}}};
 }
 
-Refusal refusalFor(const KSTriggerDecision& decision, const std::string& category) {
+Refusal refusalFor(const ks::TriggerDecision& decision, const std::string& category) {
   switch (decision.outcome) {
     case Outcome::categoryDisabled:
       return {"category", fmt::format("category {} off", category), {{"category", category}}};
@@ -85,7 +85,7 @@ std::string grouped(double number) {
   return digits;
 }
 
-TimelineEvent timelineEventFor(const KSTriggerDecision& decision) {
+TimelineEvent timelineEventFor(const ks::TriggerDecision& decision) {
   const auto content = decision.zone ? decision.zone->content() : nullptr;
   const std::string name = content ? content->identifier.value_or("(null)") : "(null)";
   const std::string zone =

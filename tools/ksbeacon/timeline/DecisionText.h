@@ -1,13 +1,13 @@
 #pragma once
 
-#include "BeaconSDK/Classes/Manager/Common/KSEngineObserver.h"
+#include "BeaconSDK/Classes/Manager/Common/EngineObserver.h"
 #include "tools/ksbeacon/timeline/TimelineEvent.h"
 
 namespace ks::tool {
 
 /// The kind, the text and the details of a decision, numbers included. The moment is left to the
 /// caller.
-TimelineEvent timelineEventFor(const KSTriggerDecision& decision);
+TimelineEvent timelineEventFor(const ks::TriggerDecision& decision);
 
 /// "far", also for what a terminal reads in `ranging`.
 const char* proximityInWords(std::int64_t proximity);

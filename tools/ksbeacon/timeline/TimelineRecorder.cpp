@@ -97,11 +97,11 @@ void TimelineRecorder::say(TimelineKind kind, std::string text, Dictionary detai
   add(std::move(event));
 }
 
-void TimelineRecorder::triggerDecided(const KSTriggerDecision& decision) {
+void TimelineRecorder::triggerDecided(const ks::TriggerDecision& decision) {
   add(timelineEventFor(decision));
 }
 
-void TimelineRecorder::contentRequested(const KSContentRequest& request) {
+void TimelineRecorder::contentRequested(const ks::ContentRequest& request) {
   std::vector<Value> identifiers(request.beaconIdentifiers.begin(),
                                  request.beaconIdentifiers.end());
   say(TimelineKind::request,
@@ -109,12 +109,12 @@ void TimelineRecorder::contentRequested(const KSContentRequest& request) {
       {{"beacons", Array(std::move(identifiers))}});
 }
 
-void TimelineRecorder::cacheWritten(const KSCacheWrite& write) {
+void TimelineRecorder::cacheWritten(const ks::CacheWrite& write) {
   say(TimelineKind::cache, write.fileName + (write.success ? " written" : " could not be written"),
       {{"file", write.fileName}, {"written", write.success}});
 }
 
-void TimelineRecorder::regionActivityChanged(const KSRegionActivity& activity) {
+void TimelineRecorder::regionActivityChanged(const ks::RegionActivity& activity) {
   static constexpr const char* kTexts[] = {"monitoring starts", "monitoring stops",
                                            "ranging starts", "ranging stops"};
   static constexpr const char* kNames[] = {"monitoringStarted", "monitoringStopped",

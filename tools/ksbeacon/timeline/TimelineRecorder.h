@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "BeaconSDK/Classes/Manager/Common/KSEngineObserver.h"
+#include "BeaconSDK/Classes/Manager/Common/EngineObserver.h"
 #include "BeaconSDK/Platform/Api/Foundation.h"
 #include "BeaconSDK/Platform/Http/HttpURLLoadingSystem.h"
 #include "tools/ksbeacon/timeline/LocationListener.h"
@@ -19,7 +19,7 @@ namespace ks::tool {
 ///
 /// Lines hold nothing of the machine that the program runs on: no port, no path, and in a
 /// simulation no real time. Everything runs on the device's own thread.
-class TimelineRecorder : public KSEngineObserver, public LocationListener {
+class TimelineRecorder : public ks::EngineObserver, public LocationListener {
  public:
   using BeaconIdentity = std::tuple<UUID, std::uint16_t, std::uint16_t>;
 
@@ -45,10 +45,10 @@ class TimelineRecorder : public KSEngineObserver, public LocationListener {
   /// A line in the application's own words.
   void say(TimelineKind kind, std::string text, Dictionary details = {});
 
-  void triggerDecided(const KSTriggerDecision& decision) override;
-  void contentRequested(const KSContentRequest& request) override;
-  void cacheWritten(const KSCacheWrite& write) override;
-  void regionActivityChanged(const KSRegionActivity& activity) override;
+  void triggerDecided(const ks::TriggerDecision& decision) override;
+  void contentRequested(const ks::ContentRequest& request) override;
+  void cacheWritten(const ks::CacheWrite& write) override;
+  void regionActivityChanged(const ks::RegionActivity& activity) override;
 
   void located(const CLLocation& location) override;
   void regionChanged(const CLRegion& region, CLRegionState state) override;

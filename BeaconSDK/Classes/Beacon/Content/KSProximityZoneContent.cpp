@@ -48,10 +48,10 @@ const ks::Class KSProximityZoneContent::kClass{
      property("firstEventDetectedOn", &Content::firstEventDetectedOn),
      property("eventDetectionCounter", &Content::eventDetectionCounter)}};
 
-KSTriggerVerdict KSProximityZoneContent::evaluateTrigger(std::optional<std::int64_t> seenProximity,
-                                                         ks::Date now) const {
-  using Rule = KSTriggerVerdict::Rule;
-  KSTriggerVerdict verdict{
+ks::TriggerVerdict KSProximityZoneContent::evaluateTrigger(
+    std::optional<std::int64_t> seenProximity, ks::Date now) const {
+  using Rule = ks::TriggerVerdict::Rule;
+  ks::TriggerVerdict verdict{
       .eventCount = eventDetectionCounter,
       .neededEventCount = notifyAfterEventsCount,
       .repeatDelay = repeatDelay,
@@ -76,11 +76,11 @@ KSTriggerVerdict KSProximityZoneContent::evaluateTrigger(std::optional<std::int6
   return verdict;
 }
 
-KSTriggerVerdict KSProximityZoneContent::evaluateTriggerTwice(ks::Date now) const {
+ks::TriggerVerdict KSProximityZoneContent::evaluateTriggerTwice(ks::Date now) const {
   auto verdict = evaluateTrigger(std::nullopt, now);
   if (!verdict.canTrigger()) {
     verdict.secondLook =
-        acceptsProximity(0) ? verdict.rule : KSTriggerVerdict::Rule::otherProximity;
+        acceptsProximity(0) ? verdict.rule : ks::TriggerVerdict::Rule::otherProximity;
   }
   return verdict;
 }

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "BeaconSDK/Classes/Beacon/Content/KSProximityZoneType.h"
-#include "BeaconSDK/Classes/Beacon/Content/KSTriggerVerdict.h"
+#include "BeaconSDK/Classes/Beacon/Content/TriggerVerdict.h"
 #include "BeaconSDK/Platform/Api/Date.h"
 #include "BeaconSDK/Platform/Api/Object.h"
 
@@ -57,10 +57,10 @@ class KSProximityZoneContent : public ks::Object {
 
   /// The decision about an event at `now`, seen at `seenProximity`; without one, proximity is not
   /// asked about. Changes and logs nothing.
-  KSTriggerVerdict evaluateTrigger(std::optional<std::int64_t> seenProximity, ks::Date now) const;
+  ks::TriggerVerdict evaluateTrigger(std::optional<std::int64_t> seenProximity, ks::Date now) const;
   /// The decision about a geofence's event: without proximity, and when that is refused, with the
   /// answer for an unknown one as the verdict's second look.
-  KSTriggerVerdict evaluateTriggerTwice(ks::Date now) const;
+  ks::TriggerVerdict evaluateTriggerTwice(ks::Date now) const;
   /// The content asks for this proximity, or for none.
   bool acceptsProximity(std::int64_t seenProximity) const {
     return proximity == 0 || proximity == seenProximity;

@@ -23,22 +23,26 @@ const ks::Class KSReachability::kClass{kClassName, nullptr, nullptr, {}};
 
 void PrintReachabilityFlags(ks::SCNetworkReachabilityFlags /*flags*/, const char* /*comment*/) {}
 
+KSReachability::KSReachability(Key, ks::Platform& platform,
+                               std::shared_ptr<ks::SCNetworkReachability> handle)
+    : platform_(platform), reachabilityRef_(std::move(handle)) {}
+
 std::shared_ptr<KSReachability> KSReachability::make(
-    std::shared_ptr<ks::SCNetworkReachability> handle) {
+    ks::Platform& platform, std::shared_ptr<ks::SCNetworkReachability> handle) {
   if (!handle) return nullptr;
-  auto reachability = std::make_shared<KSReachability>();
-  reachability->reachabilityRef_ = std::move(handle);
-  return reachability;
+  return std::make_shared<KSReachability>(Key{}, platform, std::move(handle));
 }
 
 std::shared_ptr<KSReachability> KSReachability::reachabilityWithHostName(
     const std::string& hostName) {
-  return make(ks::Platform::current().systemConfiguration().reachabilityWithName(hostName));
+  auto& platform = ks::Platform::current();
+  return make(platform, platform.systemConfiguration().reachabilityWithName(hostName));
 }
 
 std::shared_ptr<KSReachability> KSReachability::reachabilityWithAddress(
     const ks::SocketAddress& address) {
-  return make(ks::Platform::current().systemConfiguration().reachabilityWithAddress(address));
+  auto& platform = ks::Platform::current();
+  return make(platform, platform.systemConfiguration().reachabilityWithAddress(address));
 }
 
 std::shared_ptr<KSReachability> KSReachability::reachabilityForInternetConnection() {
@@ -54,50 +58,47 @@ std::shared_ptr<KSReachability> KSReachability::reachabilityForLocalWiFi() {
 KSReachability::~KSReachability() { stopNotifer(); }
 
 bool KSReachability::startNotifer() {
-  if (!reachabilityRef_) return false;
-  const auto post = [weakSelf = weak_from_this()](ks::SCNetworkReachabilityFlags) {
+  const auto post = [weakSelf = weak_from_this(),
+                     &center = platform_.notificationCenter()](ks::SCNetworkReachabilityFlags) {
     const auto self = weakSelf.lock();
     if (!self) return;
-    ks::Platform::current().notificationCenter().post(
-        {KSkNetworkReachabilityChangedNotification, self, {}});
+    center.post({KSkNetworkReachabilityChangedNotification, self, {}});
   };
   return reachabilityRef_->setCallback(post) && reachabilityRef_->schedule();
 }
 
-void KSReachability::stopNotifer() {
-  if (reachabilityRef_) reachabilityRef_->unschedule();
-}
+void KSReachability::stopNotifer() { reachabilityRef_->unschedule(); }
 
 bool KSReachability::connectionRequired() const {
-  const auto flags = reachabilityRef_ ? reachabilityRef_->getFlags() : std::nullopt;
+  const auto flags = reachabilityRef_->getFlags();
   return flags && has(*flags, ks::kSCNetworkReachabilityFlagsConnectionRequired);
 }
 
-KSNetworkStatus KSReachability::currentReachabilityStatus() const {
-  if (!reachabilityRef_) return KSNetworkStatus::notReachable;
+ks::NetworkStatus KSReachability::currentReachabilityStatus() const {
   // Shared with the read, which may end after its caller went on.
   const auto flags = std::make_shared<std::optional<ks::SCNetworkReachabilityFlags>>();
-  const bool inTime = ks::Platform::current().globalQueue().syncFor(
+  const bool inTime = platform_.globalQueue().syncFor(
       [flags, handle = reachabilityRef_] { *flags = handle->getFlags(); }, kReadLimit);
-  if (!inTime || !*flags) return KSNetworkStatus::notReachable;
+  if (!inTime || !*flags) return ks::NetworkStatus::notReachable;
   return localWiFiRef_ ? localWiFiStatusForFlags(**flags) : networkStatusForFlags(**flags);
 }
 
-KSNetworkStatus KSReachability::networkStatusForFlags(ks::SCNetworkReachabilityFlags flags) const {
+ks::NetworkStatus KSReachability::networkStatusForFlags(
+    ks::SCNetworkReachabilityFlags flags) const {
   PrintReachabilityFlags(flags, "networkStatusForFlags");
-  if (!has(flags, ks::kSCNetworkReachabilityFlagsReachable)) return KSNetworkStatus::notReachable;
+  if (!has(flags, ks::kSCNetworkReachabilityFlagsReachable)) return ks::NetworkStatus::notReachable;
   const bool connectsByItself = (has(flags, ks::kSCNetworkReachabilityFlagsConnectionOnDemand) ||
                                  has(flags, ks::kSCNetworkReachabilityFlagsConnectionOnTraffic)) &&
                                 !has(flags, ks::kSCNetworkReachabilityFlagsInterventionRequired);
   const bool isReachable = !has(flags, ks::kSCNetworkReachabilityFlagsConnectionRequired) ||
                            connectsByItself || has(flags, ks::kSCNetworkReachabilityFlagsIsWWAN);
-  return isReachable ? KSNetworkStatus::reachable : KSNetworkStatus::notReachable;
+  return isReachable ? ks::NetworkStatus::reachable : ks::NetworkStatus::notReachable;
 }
 
-KSNetworkStatus KSReachability::localWiFiStatusForFlags(
+ks::NetworkStatus KSReachability::localWiFiStatusForFlags(
     ks::SCNetworkReachabilityFlags flags) const {
   PrintReachabilityFlags(flags, "localWiFiStatusForFlags");
   const bool isReachable = has(
       flags, ks::kSCNetworkReachabilityFlagsReachable | ks::kSCNetworkReachabilityFlagsIsDirect);
-  return isReachable ? KSNetworkStatus::reachable : KSNetworkStatus::notReachable;
+  return isReachable ? ks::NetworkStatus::reachable : ks::NetworkStatus::notReachable;
 }

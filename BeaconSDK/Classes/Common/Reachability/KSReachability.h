@@ -11,8 +11,14 @@
 inline constexpr const char* KSkNetworkReachabilityChangedNotification =
     "KSkNetworkReachabilityChangedNotification";
 
+namespace ks {
+
+class Platform;
+
 /// Wi-Fi and cellular are not distinguished.
-enum class KSNetworkStatus : std::int32_t { notReachable = 0, reachable = 1 };
+enum class NetworkStatus : std::int32_t { notReachable = 0, reachable = 1 };
+
+}  // namespace ks
 
 /// Receives the flags of each status decision; prints nothing.
 void PrintReachabilityFlags(ks::SCNetworkReachabilityFlags flags, const char* comment);
@@ -39,17 +45,27 @@ class KSReachability : public ks::Object {
   bool connectionRequired() const;
   /// Reads the flags on the global queue and waits for them at most 500 ms; not reachable when they
   /// do not come in time.
-  KSNetworkStatus currentReachabilityStatus() const;
-  KSNetworkStatus networkStatusForFlags(ks::SCNetworkReachabilityFlags flags) const;
-  KSNetworkStatus localWiFiStatusForFlags(ks::SCNetworkReachabilityFlags flags) const;
+  ks::NetworkStatus currentReachabilityStatus() const;
+  ks::NetworkStatus networkStatusForFlags(ks::SCNetworkReachabilityFlags flags) const;
+  ks::NetworkStatus localWiFiStatusForFlags(ks::SCNetworkReachabilityFlags flags) const;
 
   /// The target is the local Wi-Fi link.
   bool localWiFiRef() const { return localWiFiRef_; }
   const ks::Class& objectClass() const override { return kClass; }
 
  private:
-  static std::shared_ptr<KSReachability> make(std::shared_ptr<ks::SCNetworkReachability> handle);
+  struct Key {};
 
+ public:
+  /// For the factories alone.
+  KSReachability(Key, ks::Platform& platform, std::shared_ptr<ks::SCNetworkReachability> handle);
+
+ private:
+  static std::shared_ptr<KSReachability> make(ks::Platform& platform,
+                                              std::shared_ptr<ks::SCNetworkReachability> handle);
+
+  ks::Platform& platform_;
   bool localWiFiRef_ = false;
-  std::shared_ptr<ks::SCNetworkReachability> reachabilityRef_;
+  /// Never null.
+  const std::shared_ptr<ks::SCNetworkReachability> reachabilityRef_;
 };

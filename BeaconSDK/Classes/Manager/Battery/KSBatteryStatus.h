@@ -25,7 +25,7 @@ inline constexpr const char* kCBCBUUID = "D00D";
 /// was asked for before is found again without making its key. Main queue only.
 class KSBatteryStatus : public ks::CBCentralManagerDelegate {
  public:
-  explicit KSBatteryStatus(ks::Platform& platform = ks::Platform::current());
+  explicit KSBatteryStatus(ks::Platform& platform);
 
   /// Files the beacon unless it is filed or has no key, and scans when that is needed.
   void requestBatteryForBeacon(const KSPrivateBeacon& beacon);

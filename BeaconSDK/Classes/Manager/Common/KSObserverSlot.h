@@ -3,15 +3,15 @@
 #include <memory>
 #include <utility>
 
-#include "BeaconSDK/Classes/Manager/Common/KSEngineObserver.h"
+#include "BeaconSDK/Classes/Manager/Common/EngineObserver.h"
 
 /// Where the rooms find whoever watches the engine.
 class KSObserverSlot {
  public:
-  void set(std::weak_ptr<KSEngineObserver> observer) { observer_ = std::move(observer); }
+  void set(std::weak_ptr<ks::EngineObserver> observer) { observer_ = std::move(observer); }
   /// Null when nobody watches.
-  std::shared_ptr<KSEngineObserver> get() const { return observer_.lock(); }
+  std::shared_ptr<ks::EngineObserver> get() const { return observer_.lock(); }
 
  private:
-  std::weak_ptr<KSEngineObserver> observer_;
+  std::weak_ptr<ks::EngineObserver> observer_;
 };

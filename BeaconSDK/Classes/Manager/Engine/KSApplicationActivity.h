@@ -11,7 +11,7 @@ class KSApplicationActivity {
  public:
   KSApplicationActivity(const KSManagerLink& link, const KSEngineState& state,
                         KSPortalRefresh& refresh, KSSettingsManager& settingsManager,
-                        const KSRefinements& refinements,
+                        const ks::Refinements& refinements,
                         ks::NSNotificationCenter& notificationCenter, const ks::Clock& clock)
       : link_(link),
         state_(state),
@@ -34,7 +34,7 @@ class KSApplicationActivity {
   const KSEngineState& state_;
   KSPortalRefresh& refresh_;
   KSSettingsManager& settingsManager_;
-  const KSRefinements& refinements_;
+  const ks::Refinements& refinements_;
   ks::NSNotificationCenter& notificationCenter_;
   const ks::Clock& clock_;
   std::vector<ks::NSNotificationCenter::Observation> observations_;

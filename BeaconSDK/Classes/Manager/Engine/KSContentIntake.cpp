@@ -3,7 +3,7 @@
 #include "BeaconSDK/Classes/Manager/Common/KSManagerLog.h"
 
 void KSContentIntake::contentLoadedWithType(KSContentDownloadType type,
-                                            const std::optional<KSRecords>& content,
+                                            const std::optional<ks::Records>& content,
                                             const std::optional<ks::Dictionary>& metaData) {
   settingsManager_.newContentLoadedWithType(type, content);
   // Drops results parsed before `reset` but delivered after it.

@@ -19,7 +19,7 @@ class KSContentIntake {
 
   /// A success without a result follows a document that could not be read: the caches stay as they
   /// were.
-  void contentLoadedWithType(KSContentDownloadType type, const std::optional<KSRecords>& content,
+  void contentLoadedWithType(KSContentDownloadType type, const std::optional<ks::Records>& content,
                              const std::optional<ks::Dictionary>& metaData);
   void contentErrorWithType(KSContentDownloadType type, const ks::Error& error);
 

@@ -7,13 +7,14 @@
 #include "BeaconSDK/Classes/Common/Foundation/NSFileManager+Helpers.h"
 #include "BeaconSDK/Classes/Common/Foundation/UIDevice+UUID.h"
 
-KSEngineRooms::KSEngineRooms(const KSPortalAccess& portal, const KSRefinements& chosen,
-                             ks::CLLocationManagerDelegate& delegate)
+KSEngineRooms::KSEngineRooms(ks::Platform& device, const KSPortalAccess& portal,
+                             const ks::Refinements& chosen, ks::CLLocationManagerDelegate& delegate)
     : refinements(chosen),
-      network(KSNetwork::initWithRootURL(portal.rootURL, portal.locale, portal.username,
+      platform(device),
+      network(KSNetwork::initWithRootURL(platform, portal.rootURL, portal.locale, portal.username,
                                          portal.password, portal.sessionIdentifier, nullptr)),
-      settingsManager(KSSettingsManager::initWithNetwork(network, refinements)),
-      statsManager(KSStatsManager::initWithNetwork(network)),
+      settingsManager(KSSettingsManager::initWithNetwork(network, mainQueue, refinements)),
+      statsManager(KSStatsManager::initWithNetwork(network, clock)),
       outbox(refinements.keptStatistics ? makeOutbox(portal.rootURL.absoluteString) : nullptr),
       locationAccess(platform.locationServices(), delegate, observer) {
   blockedContents.loadBlockedContents();
@@ -43,7 +44,7 @@ void KSEngineRooms::restoreStays() {
 void KSEngineRooms::setManager(std::weak_ptr<const ks::Object> manager) {
   link.setManager(std::move(manager));
   auto take = link.whileAlive(
-      [this](KSContentDownloadType type, const std::optional<KSRecords>& content,
+      [this](KSContentDownloadType type, const std::optional<ks::Records>& content,
              const std::optional<ks::Dictionary>& metaData, const std::optional<ks::Error>& error) {
         if (error) {
           intake.contentErrorWithType(type, *error);
@@ -52,7 +53,7 @@ void KSEngineRooms::setManager(std::weak_ptr<const ks::Object> manager) {
         }
       });
   network->setStatisticHandler(
-      link.whileAlive([this](KSStatistic statistic) { takeStatistic(std::move(statistic)); }));
+      link.whileAlive([this](ks::Statistic statistic) { takeStatistic(std::move(statistic)); }));
   if (outbox) outbox->sendNext();
   auto refused = link.whileAlive([this](KSContentDownloadType type) { loginRefused(type); });
   network->setRefusalHandler(
@@ -62,7 +63,7 @@ void KSEngineRooms::setManager(std::weak_ptr<const ks::Object> manager) {
   // Replies come on the session's queue; the engine lives on the main queue.
   network->setCompletionBlock(
       [&mainQueue = mainQueue, take = std::move(take)](
-          KSContentDownloadType type, const std::optional<KSRecords>& content,
+          KSContentDownloadType type, const std::optional<ks::Records>& content,
           const std::optional<ks::Dictionary>& metaData, const std::optional<ks::Error>& error) {
         mainQueue.async(
             [take, type, content, metaData, error] { take(type, content, metaData, error); });
@@ -92,7 +93,7 @@ void KSEngineRooms::loginRefused(KSContentDownloadType type) {
                                         "The portal refuses the user's name or password"));
 }
 
-void KSEngineRooms::takeStatistic(KSStatistic statistic) {
+void KSEngineRooms::takeStatistic(ks::Statistic statistic) {
   if (const auto watching = observer.get()) {
     watching->statisticMade({statistic.event, statistic.zone});
   }

@@ -7,7 +7,8 @@
 #include "BeaconSDK/Classes/Manager/Engine/KSContentIntake.h"
 #include "BeaconSDK/Classes/Manager/Engine/KSLifecycle.h"
 #include "BeaconSDK/Classes/Manager/Engine/KSRegionEvents.h"
-#include "BeaconSDK/Classes/Settings/KSRefinements.h"
+#include "BeaconSDK/Classes/Manager/Triggers/KSContentNotifier.h"
+#include "BeaconSDK/Classes/Settings/Refinements.h"
 #include "BeaconSDK/Classes/Stats/KSStatsOutbox.h"
 
 /// Who may use the portal, where it is, and in which language.
@@ -23,15 +24,15 @@ struct KSPortalAccess {
 /// knows only rooms declared before it.
 class KSEngineRooms {
  public:
-  /// Restores the caches. `delegate` receives the location manager's events.
-  KSEngineRooms(const KSPortalAccess& portal, const KSRefinements& refinements,
-                ks::CLLocationManagerDelegate& delegate);
+  /// Restores the caches. `device` outlives the rooms, which are given the parts of it that they
+  /// use. `delegate` receives the location manager's events.
+  KSEngineRooms(ks::Platform& device, const KSPortalAccess& portal,
+                const ks::Refinements& refinements, ks::CLLocationManagerDelegate& delegate);
   /// From now on the rooms act in the manager's name, and portal replies are taken.
   void setManager(std::weak_ptr<const ks::Object> manager);
 
-  const KSRefinements refinements;
-  /// The device. The rooms are given the parts of it that they use.
-  ks::Platform& platform = ks::Platform::current();
+  const ks::Refinements refinements;
+  ks::Platform& platform;
   ks::DispatchQueue& mainQueue = platform.mainQueue();
   const ks::Clock& clock = platform.clock();
 
@@ -72,10 +73,11 @@ class KSEngineRooms {
                         *settingsManager, batteryStatus, locationAccess, regionMonitor,
                         refresh,          neighbourhood, activity,       refinements};
   KSContentIntake intake{state, *settingsManager, synchronizer, *network};
+  KSContentNotifier notifier{platform, refinements};
 
  private:
   void restoreStays();
   void loginRefused(KSContentDownloadType type);
   std::shared_ptr<KSStatsOutbox> makeOutbox(const std::string& rootURL);
-  void takeStatistic(KSStatistic statistic);
+  void takeStatistic(ks::Statistic statistic);
 };

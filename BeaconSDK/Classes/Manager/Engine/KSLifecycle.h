@@ -23,7 +23,7 @@ class KSLifecycle {
               std::unique_ptr<KSBatteryStatus>& battery, const KSLocationAccess& locationAccess,
               KSRegionMonitor& regionMonitor, KSPortalRefresh& refresh,
               KSNeighbourhood& neighbourhood, KSApplicationActivity& activity,
-              const KSRefinements& refinements)
+              const ks::Refinements& refinements)
       : platform_(platform),
         link_(link),
         state_(state),
@@ -60,7 +60,7 @@ class KSLifecycle {
   KSPortalRefresh& refresh_;
   KSNeighbourhood& neighbourhood_;
   KSApplicationActivity& activity_;
-  const KSRefinements& refinements_;
+  const ks::Refinements& refinements_;
   /// Starts that came while another was under way; with `startAlwaysAnswers` only.
   std::vector<StartCompletion> waiting_;
 };

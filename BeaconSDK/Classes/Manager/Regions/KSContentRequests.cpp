@@ -16,7 +16,7 @@ void KSContentRequests::request(std::vector<std::string> beaconIdentifiers) {
 void KSContentRequests::tellWithheld(const KSPrivateBeacon& beacon) const {
   const auto observer = observer_.get();
   if (!observer) return;
-  KSContentWithheld withheld;
+  ks::ContentWithheld withheld;
   withheld.beacon = beacon.uuid().value_or(ks::UUID{}).UUIDString() + ":" +
                     std::to_string(beacon.major()) + ":" + std::to_string(beacon.minor());
   for (const auto& category : settingsManager_.disabledCategories()) {

@@ -5,7 +5,7 @@ namespace {
 /// Coarse enough to spare the battery, fine enough for a shop's front yard.
 constexpr ks::Metres kDistanceFilter{30.0};
 
-using Kind = KSRegionActivity::Kind;
+using Kind = ks::RegionActivity::Kind;
 
 }  // namespace
 

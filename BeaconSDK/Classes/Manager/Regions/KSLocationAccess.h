@@ -50,7 +50,7 @@ class KSLocationAccess {
   void stopRanging(const ks::CLBeaconRegion& region);
 
  private:
-  void tell(KSRegionActivity::Kind kind, const ks::CLRegion& region) const;
+  void tell(ks::RegionActivity::Kind kind, const ks::CLRegion& region) const;
 
   ks::LocationServices& services_;
   ks::CLLocationManagerDelegate& delegate_;

@@ -63,11 +63,11 @@ void KSRegionBook::takeOver(const std::shared_ptr<KSPrivateBeacon>& known,
   if (earlier && content) content->updateFromContent(*earlier);
 }
 
-KSBeaconList KSRegionBook::replaceBeacons(const KSBeaconList& earlier,
-                                          const KSBeaconList& beacons) {
+ks::PrivateBeaconList KSRegionBook::replaceBeacons(const ks::PrivateBeaconList& earlier,
+                                                   const ks::PrivateBeaconList& beacons) {
   for (const auto& beacon : earlier) removeBeaconFromBeaconRegions(*beacon);
   // A beacon that was ranged before it was listed keeps its object, and with it its run-time state.
-  KSBeaconList kept;
+  ks::PrivateBeaconList kept;
   kept.reserve(beacons.size());
   for (const auto& beacon : beacons) kept.push_back(addOrReplaceBeaconToBeaconRegions(beacon));
   return kept;
@@ -158,11 +158,12 @@ void KSRegionBook::makeRoom(Region& region) {
   }
 }
 
-std::optional<KSBeaconList> KSRegionBook::beaconsInRegion(const ks::CLBeaconRegion& region) const {
+std::optional<ks::PrivateBeaconList> KSRegionBook::beaconsInRegion(
+    const ks::CLBeaconRegion& region) const {
   const auto guard = lock();
   const Region* const found = regionWithKey(KSPrivateBeacon::keyForBeaconRegion(region));
   if (found == nullptr) return std::nullopt;
-  return KSBeaconList(found->beacons_.begin(), found->beacons_.end());
+  return ks::PrivateBeaconList(found->beacons_.begin(), found->beacons_.end());
 }
 
 std::shared_ptr<KSPrivateBeacon> KSRegionBook::beaconWithIdentifier(

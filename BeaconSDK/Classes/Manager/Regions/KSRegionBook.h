@@ -15,8 +15,8 @@
 #include <unordered_map>
 
 #include "BeaconSDK/Classes/Manager/Triggers/KSDwellingZones.h"
-#include "BeaconSDK/Classes/Manager/Zones/KSZoneTables.h"
-#include "BeaconSDK/Classes/Settings/KSRefinements.h"
+#include "BeaconSDK/Classes/Manager/Zones/ZoneTables.h"
+#include "BeaconSDK/Classes/Settings/Refinements.h"
 #include "BeaconSDK/Platform/Api/CoreLocation.h"
 
 /// The beacons known in each beacon region.
@@ -28,7 +28,7 @@
 /// recursive and comes after that of the zone cache's beacons and before that of one beacon.
 class KSRegionBook {
  public:
-  KSRegionBook(KSDwellingZones& dwelling, const KSRefinements& refinements)
+  KSRegionBook(KSDwellingZones& dwelling, const ks::Refinements& refinements)
       : dwelling_(dwelling), refinements_(refinements) {}
 
   /// Ranged beacons without portal data that one region keeps at most. Anybody can send any number
@@ -49,7 +49,8 @@ class KSRegionBook {
       const std::shared_ptr<KSPrivateBeacon>& beacon);
   /// Removes `earlier`, then adds each of `beacons`; returns the beacons that are now kept for
   /// them.
-  KSBeaconList replaceBeacons(const KSBeaconList& earlier, const KSBeaconList& beacons);
+  ks::PrivateBeaconList replaceBeacons(const ks::PrivateBeaconList& earlier,
+                                       const ks::PrivateBeaconList& beacons);
   /// Takes the beacons equal to `beacon` out of its region and ends its dwelling time.
   void removeBeaconFromBeaconRegions(const KSPrivateBeacon& beacon);
   /// For restored beacons: a known beacon of the same UUID, major and minor is returned, entered if
@@ -69,7 +70,7 @@ class KSRegionBook {
                                                      std::int64_t minor,
                                                      const ks::CLBeaconRegion& region);
   /// A copy, in order; nothing when nothing was ever filed under the region.
-  std::optional<KSBeaconList> beaconsInRegion(const ks::CLBeaconRegion& region) const;
+  std::optional<ks::PrivateBeaconList> beaconsInRegion(const ks::CLBeaconRegion& region) const;
   /// The first beacon with this portal identifier, region by region; null when there is none.
   std::shared_ptr<KSPrivateBeacon> beaconWithIdentifier(std::string_view identifier) const;
   /// Gives the run-time state of the beacon's content to the same content on other beacons.
@@ -89,7 +90,7 @@ class KSRegionBook {
   void unindexContent(const std::shared_ptr<KSPrivateBeacon>& beacon);
 
   KSDwellingZones& dwelling_;
-  const KSRefinements& refinements_;
+  const ks::Refinements& refinements_;
   mutable std::recursive_mutex mutex_;
   /// In order of first filing; the second finds a region by its key.
   std::list<Region> regions_;

@@ -90,7 +90,7 @@ void KSRegionMonitor::stopSearchRegion() {
   circularRegion_ = nullptr;
 }
 
-void KSRegionMonitor::adjustBeaconRegions(const KSBeaconList& beacons) {
+void KSRegionMonitor::adjustBeaconRegions(const ks::PrivateBeaconList& beacons) {
   const auto regions = locationAccess_.monitoredRegions();
   UUIDSet monitored;
   for (const auto& region : regions) {

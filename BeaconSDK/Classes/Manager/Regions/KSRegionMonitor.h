@@ -40,7 +40,7 @@ class KSRegionMonitor {
 
   /// Monitors and ranges one region for each UUID of `beacons`, and stops beacon regions whose UUID
   /// none of them has.
-  void adjustBeaconRegions(const KSBeaconList& beacons);
+  void adjustBeaconRegions(const ks::PrivateBeaconList& beacons);
   /// Stops ranging in all beacon regions, which stay monitored.
   void stopRangingBeacons();
   void clearAllBeaconRegions();

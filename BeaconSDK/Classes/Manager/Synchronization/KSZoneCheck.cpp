@@ -4,7 +4,7 @@
 
 #include "BeaconSDK/Classes/Manager/Common/KSManagerLog.h"
 
-KSZoneCheck::KSZoneCheck(const KSLocationList& locations, std::shared_ptr<KSNetwork> network,
+KSZoneCheck::KSZoneCheck(const ks::LocationList& locations, std::shared_ptr<KSNetwork> network,
                          const KSSettingsManager& settingsManager, const ks::Clock& clock)
     : network_(std::move(network)),
       disabledCategories_(settingsManager.disabledCategories()),

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "BeaconSDK/Classes/Manager/Zones/KSZoneTables.h"
+#include "BeaconSDK/Classes/Manager/Zones/ZoneTables.h"
 #include "BeaconSDK/Classes/Network/KSNetwork.h"
 #include "BeaconSDK/Classes/Settings/KSSettingsManager.h"
 
@@ -15,7 +15,7 @@
 /// but the portal client.
 class KSZoneCheck {
  public:
-  KSZoneCheck(const KSLocationList& locations, std::shared_ptr<KSNetwork> network,
+  KSZoneCheck(const ks::LocationList& locations, std::shared_ptr<KSNetwork> network,
               const KSSettingsManager& settingsManager, const ks::Clock& clock);
 
   /// True when at least one download was begun.

@@ -30,7 +30,7 @@ bool isSameCircle(const ks::CLCircularRegion& a, const ks::CLCircularRegion& b) 
 
 /// Passes the run-time state of the same content and the sent enter event from the old zones to the
 /// new ones.
-void inherit(const KSBeaconList& beacons, const KSBeaconList& earlier) {
+void inherit(const ks::PrivateBeaconList& beacons, const ks::PrivateBeaconList& earlier) {
   std::unordered_map<std::string_view, const KSPrivateBeacon*> earlierByIdentifier;
   for (const auto& beacon : earlier) {
     if (beacon->identifier()) earlierByIdentifier.emplace(*beacon->identifier(), beacon.get());
@@ -51,12 +51,12 @@ void inherit(const KSBeaconList& beacons, const KSBeaconList& earlier) {
 
 }  // namespace
 
-void KSZoneSynchronizer::addLoadedLocations(KSLocationList loaded) {
+void KSZoneSynchronizer::addLoadedLocations(ks::LocationList loaded) {
   trace("-[KSProximityManager addLoadedLocations:]", "replacing locations with loaded locations %@",
         loaded);
   if (!regionMonitor_.mayMonitorRegions()) return;
   using ks::NSArrayHelpers::arrayByRemovingObjectsOfArray;
-  const KSLocationList earlier = cache_.locations();
+  const ks::LocationList earlier = cache_.locations();
   for (const auto& removed : arrayByRemovingObjectsOfArray(earlier, loaded)) {
     if (removed->identifier) replaceBeaconsForLocation(*removed->identifier, {});
   }
@@ -78,11 +78,11 @@ void KSZoneSynchronizer::addLoadedLocations(KSLocationList loaded) {
 }
 
 void KSZoneSynchronizer::replaceBeaconsForLocation(const std::string& identifier,
-                                                   const KSBeaconList& beacons) {
+                                                   const ks::PrivateBeaconList& beacons) {
   kManagerLog(kReplace, "Will replace beacons for location %@", identifier);
   trace(kReplace, "New beacons %@", beacons);
   const std::lock_guard lock(cache_.beaconsMutex());
-  const KSBeaconList earlier = cache_.zonesOfLocation(identifier);
+  const ks::PrivateBeaconList earlier = cache_.zonesOfLocation(identifier);
   inherit(beacons, earlier);
   auto kept = book_.replaceBeacons(leavingTheBook(earlier, beacons), beacons);
   if (identifier == kUnknownLocation) regionMonitor_.adjustBeaconRegions(beacons);
@@ -93,7 +93,7 @@ void KSZoneSynchronizer::replaceBeaconsForLocation(const std::string& identifier
                         {{ks::manager_keys::kLocation, location}});
 }
 
-void KSZoneSynchronizer::newBeaconsFetched(const KSBeaconList& beacons) {
+void KSZoneSynchronizer::newBeaconsFetched(const ks::PrivateBeaconList& beacons) {
   const auto guard = book_.lock();
   for (const auto& fetched : beacons) {
     const auto zone = book_.addOrReplaceBeaconToBeaconRegions(fetched);
@@ -124,13 +124,13 @@ bool KSZoneSynchronizer::takePlace(KSGeofence& geofence) const {
   return !isSameCircle(*earlier->monitoringRegion(), *geofence.monitoringRegion());
 }
 
-KSBeaconList KSZoneSynchronizer::leavingTheBook(const KSBeaconList& earlier,
-                                                const KSBeaconList& beacons) const {
+ks::PrivateBeaconList KSZoneSynchronizer::leavingTheBook(
+    const ks::PrivateBeaconList& earlier, const ks::PrivateBeaconList& beacons) const {
   std::unordered_set<std::string> listed;
   if (refinements_.exactStays) {
     for (const auto& beacon : beacons) listed.insert(beacon->key());
   }
-  KSBeaconList leaving;
+  ks::PrivateBeaconList leaving;
   for (const auto& beacon : earlier) {
     // The other list would be left with a twin that no event reaches.
     if (cache_.listsHolding(*beacon) > 1) continue;

@@ -18,7 +18,7 @@ class KSZoneSynchronizer {
   KSZoneSynchronizer(const KSManagerLink& link, KSEngineState& state, KSZoneCache& cache,
                      KSRegionBook& book, KSProximityTracker& tracker,
                      KSRegionMonitor& regionMonitor, KSPortalRefresh& refresh,
-                     const KSContentRequests& contentRequests, const KSRefinements& refinements,
+                     const KSContentRequests& contentRequests, const ks::Refinements& refinements,
                      const ks::Clock& clock)
       : link_(link),
         state_(state),
@@ -33,17 +33,19 @@ class KSZoneSynchronizer {
 
   /// Replaces the location list. Ignored when the device cannot monitor regions or the permission
   /// was taken away.
-  void addLoadedLocations(KSLocationList loaded);
+  void addLoadedLocations(ks::LocationList loaded);
   /// Replaces the zones of one location, which need not be in the list.
-  void replaceBeaconsForLocation(const std::string& identifier, const KSBeaconList& beacons);
+  void replaceBeaconsForLocation(const std::string& identifier,
+                                 const ks::PrivateBeaconList& beacons);
   /// Takes over the content of given beacons, and evaluates those in range with it at once.
-  void newBeaconsFetched(const KSBeaconList& beacons);
+  void newBeaconsFetched(const ks::PrivateBeaconList& beacons);
   /// Takes over geofences and monitors them. Those that the portal no longer sends stay.
   void updateGeofences(const std::vector<std::shared_ptr<KSGeofence>>& geofences);
 
  private:
   /// Those of `earlier` that the book drops before it takes `beacons`.
-  KSBeaconList leavingTheBook(const KSBeaconList& earlier, const KSBeaconList& beacons) const;
+  ks::PrivateBeaconList leavingTheBook(const ks::PrivateBeaconList& earlier,
+                                       const ks::PrivateBeaconList& beacons) const;
   /// With `exactStays`, passes the stay on to the geofence; true when its circle is another.
   bool takePlace(KSGeofence& geofence) const;
 
@@ -55,6 +57,6 @@ class KSZoneSynchronizer {
   KSRegionMonitor& regionMonitor_;
   KSPortalRefresh& refresh_;
   const KSContentRequests& contentRequests_;
-  const KSRefinements& refinements_;
+  const ks::Refinements& refinements_;
   const ks::Clock& clock_;
 };

@@ -10,8 +10,6 @@
 #include "BeaconSDK/Classes/Common/Foundation/NSFileManager+Helpers.h"
 #include "BeaconSDK/Platform/Api/Platform.h"
 
-namespace KSContentNotifier {
-
 namespace {
 
 constexpr std::string_view kIcon = "messageIcon";
@@ -37,20 +35,20 @@ ks::Dictionary userInfoFor(const KSProximityZone& zone) {
 }
 
 /// Unique in this process, and beside what an earlier one has left on the screen.
-std::string nextRequestIdentifier() {
+std::string nextRequestIdentifier(ks::Date now) {
   static std::uint64_t count = 0;
-  const double seconds = ks::secondsSince1970(ks::Platform::current().clock().now());
+  const double seconds = ks::secondsSince1970(now);
   return kRequestIdentifier + ("-" + std::to_string(static_cast<std::int64_t>(seconds))) + "-" +
          std::to_string(++count);
 }
 
-void schedulePlainNotification(const KSProximityZone& zone) {
+void schedulePlainNotification(ks::Platform& platform, const KSProximityZone& zone) {
   ks::UILocalNotification notification;
   notification.fireAfter = kPlainDelay;
   notification.alertBody = zone.content()->message.value_or("");
   notification.defaultSound = true;
   notification.userInfo = userInfoFor(zone);
-  ks::Platform::current().application().scheduleLocalNotification(std::move(notification));
+  platform.application().scheduleLocalNotification(std::move(notification));
 }
 
 void remove(const std::optional<std::filesystem::path>& file) {
@@ -61,14 +59,15 @@ void remove(const std::optional<std::filesystem::path>& file) {
 /// What the pictures of one notification may still cost.
 class Budget {
  public:
-  ks::DataLimits left() const { return {size_, end_ - clock().uptime()}; }
+  explicit Budget(const ks::Clock& clock)
+      : clock_(clock), end_(clock.uptime() + KSContentNotifier::kPictureLimits.time) {}
+  ks::DataLimits left() const { return {size_, end_ - clock_.uptime()}; }
   void spend(std::uint64_t size) { size_ -= std::min(size, size_); }
 
  private:
-  static const ks::Clock& clock() { return ks::Platform::current().clock(); }
-
-  std::uint64_t size_ = kPictureLimits.size;
-  ks::Seconds end_ = clock().uptime() + kPictureLimits.time;
+  const ks::Clock& clock_;
+  std::uint64_t size_ = KSContentNotifier::kPictureLimits.size;
+  ks::Seconds end_;
 };
 
 struct Pictures {
@@ -89,12 +88,12 @@ bool isThere(const std::filesystem::path& path) {
   return std::filesystem::exists(path, error);
 }
 
-std::optional<std::filesystem::path> fetch(const std::optional<std::string>& url,
+std::optional<std::filesystem::path> fetch(ks::Platform& platform,
+                                           const std::optional<std::string>& url,
                                            std::string_view filePrefix, Budget& budget) {
   auto path = pathFor(url, filePrefix);
   if (!path || isThere(*path)) return path;
-  const auto data =
-      ks::Platform::current().urlLoadingSystem().dataWithContentsOfURL({*url}, budget.left());
+  const auto data = platform.urlLoadingSystem().dataWithContentsOfURL({*url}, budget.left());
   if (!data || !ks::writeFileAtomically(*path, *data)) return std::nullopt;
   budget.spend(data->size());
   return path;
@@ -102,16 +101,15 @@ std::optional<std::filesystem::path> fetch(const std::optional<std::string>& url
 
 /// The same without waiting; `completion` runs on the main queue, or at once when there is nothing
 /// to fetch.
-void fetchInBackground(const std::optional<std::string>& url, std::string_view filePrefix,
-                       const std::shared_ptr<Budget>& budget,
+void fetchInBackground(ks::Platform& platform, const std::optional<std::string>& url,
+                       std::string_view filePrefix, const std::shared_ptr<Budget>& budget,
                        std::function<void(std::optional<std::filesystem::path>)> completion) {
   const auto path = pathFor(url, filePrefix);
   if (!path || isThere(*path)) return completion(path);
-  auto& device = ks::Platform::current();
-  device.urlLoadingSystem().loadData(
+  platform.urlLoadingSystem().loadData(
       {*url}, budget->left(),
       [path, budget, completion = std::move(completion),
-       &mainQueue = device.mainQueue()](const std::optional<ks::Data>& data) {
+       &mainQueue = platform.mainQueue()](const std::optional<ks::Data>& data) {
         const bool isKept = data && ks::writeFileAtomically(*path, *data);
         const std::uint64_t size = data ? data->size() : 0;
         mainQueue.async([=] {
@@ -121,11 +119,12 @@ void fetchInBackground(const std::optional<std::string>& url, std::string_view f
       });
 }
 
-void show(const KSProximityZone& zone, const Pictures& pictures, bool each) {
-  auto* const center = ks::Platform::current().userNotificationCenter();
-  if (center == nullptr) return schedulePlainNotification(zone);
+void show(ks::Platform& platform, const KSProximityZone& zone, const Pictures& pictures,
+          bool isKept) {
+  auto* const center = platform.userNotificationCenter();
+  if (center == nullptr) return schedulePlainNotification(platform, zone);
   ks::UNNotificationRequest request;
-  request.identifier = each ? nextRequestIdentifier() : kRequestIdentifier;
+  request.identifier = isKept ? nextRequestIdentifier(platform.clock().now()) : kRequestIdentifier;
   request.content.defaultSound = true;
   request.content.body = zone.content()->message.value_or("");
   request.content.userInfo = userInfoFor(zone);
@@ -140,45 +139,46 @@ void show(const KSProximityZone& zone, const Pictures& pictures, bool each) {
   });
 }
 
-/// Whether the device can show pictures at all; without a content there is nothing to show.
-bool showsPictures() { return ks::Platform::current().userNotificationCenter() != nullptr; }
+/// Whether the device can show pictures at all.
+bool showsPictures(ks::Platform& platform) { return platform.userNotificationCenter() != nullptr; }
 
 }  // namespace
 
-void showNotificationForProximityZone(const std::shared_ptr<KSProximityZone>& zone, bool each) {
+void KSContentNotifier::showNotificationForProximityZone(
+    const std::shared_ptr<KSProximityZone>& zone) const {
   if (!zone || !zone->content()) return;
   Pictures pictures;
-  if (showsPictures()) {
+  if (showsPictures(platform_)) {
     const KSProximityZoneContent& content = *zone->content();
-    Budget budget;
-    pictures.icon = fetch(content.messageIconUrl, kIcon, budget);
-    pictures.media = fetch(content.richMediaUrl, kMedia, budget);
+    Budget budget(platform_.clock());
+    pictures.icon = fetch(platform_, content.messageIconUrl, kIcon, budget);
+    pictures.media = fetch(platform_, content.richMediaUrl, kMedia, budget);
   }
-  show(*zone, pictures, each);
+  show(platform_, *zone, pictures, isEachKept_);
 }
 
-void fetchAndShowNotificationForProximityZone(const std::shared_ptr<KSProximityZone>& zone,
-                                              bool each) {
+void KSContentNotifier::fetchAndShowNotificationForProximityZone(
+    const std::shared_ptr<KSProximityZone>& zone) const {
   if (!zone || !zone->content()) return;
-  if (!showsPictures()) return show(*zone, {}, each);
-  const auto budget = std::make_shared<Budget>();
-  fetchInBackground(zone->content()->messageIconUrl, kIcon, budget,
-                    [zone, budget, each, media = zone->content()->richMediaUrl](const auto& icon) {
-                      fetchInBackground(media, kMedia, budget,
-                                        [zone, icon, each](const auto& path) {
-                                          show(*zone, {icon, path}, each);
+  if (!showsPictures(platform_)) return show(platform_, *zone, {}, isEachKept_);
+  const auto budget = std::make_shared<Budget>(platform_.clock());
+  // The notifier may be gone before the files have come, so the platform is captured instead.
+  fetchInBackground(platform_, zone->content()->messageIconUrl, kIcon, budget,
+                    [&platform = platform_, isKept = isEachKept_, zone, budget,
+                     media = zone->content()->richMediaUrl](const auto& icon) {
+                      fetchInBackground(platform, media, kMedia, budget,
+                                        [&platform, isKept, zone, icon](const auto& path) {
+                                          show(platform, *zone, {icon, path}, isKept);
                                         });
                     });
 }
 
-void showMessage(std::string title, std::string message) {
-  ks::Platform::current().application().showAlertView({std::move(title), std::move(message), "OK"});
+void KSContentNotifier::showMessage(std::string title, std::string message) const {
+  platform_.application().showAlertView({std::move(title), std::move(message), "OK"});
 }
 
-std::optional<std::filesystem::path> contentPathFromRemoteUrl(const std::optional<std::string>& url,
-                                                              std::string_view filePrefix) {
-  Budget budget;
-  return fetch(url, filePrefix, budget);
+std::optional<std::filesystem::path> KSContentNotifier::contentPathFromRemoteUrl(
+    const std::optional<std::string>& url, std::string_view filePrefix) const {
+  Budget budget(platform_.clock());
+  return fetch(platform_, url, filePrefix, budget);
 }
-
-}  // namespace KSContentNotifier

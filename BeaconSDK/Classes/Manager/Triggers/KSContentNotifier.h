@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -7,33 +8,43 @@
 #include <string_view>
 
 #include "BeaconSDK/Classes/Beacon/KSProximityZone.h"
+#include "BeaconSDK/Classes/Settings/Refinements.h"
 #include "BeaconSDK/Platform/Api/URLSession.h"
+
+namespace ks {
+class Platform;
+}
 
 /// Shows contents to the user, when the application wants that. The engine itself never does. Main
 /// queue only.
-namespace KSContentNotifier {
+class KSContentNotifier {
+ public:
+  /// What the icon and the media of one notification may cost together: what a desktop shows beside
+  /// a line of text, and half of what a system allows its main loop to be silent at the most.
+  static constexpr ks::DataLimits kPictureLimits{10ULL * 1024 * 1024, ks::Seconds{10}};
 
-/// What the icon and the media of one notification may cost together: what a desktop shows beside
-/// a line of text, and half of what a system allows its main loop to be silent at the most.
-inline constexpr ks::DataLimits kPictureLimits{10ULL * 1024 * 1024, ks::Seconds{10}};
+  /// With `everyAnnouncement` each notification has an identifier of its own and replaces none.
+  KSContentNotifier(ks::Platform& platform, const ks::Refinements& refinements)
+      : platform_(platform), isEachKept_(refinements.everyAnnouncement) {}
 
-/// Shows the zone's message through the notification centre, replacing the earlier one, with the
-/// content's icon and media; where there is no centre, as a plain local notification. Waits for the
-/// files, within `kPictureLimits`; one that cannot be fetched is left out. Nothing for null or a
-/// zone without content. With `each` the request has an identifier of its own and replaces none.
-void showNotificationForProximityZone(const std::shared_ptr<KSProximityZone>& zone,
-                                      bool each = false);
-/// The same without waiting: the notification is added on the main queue when the files have come
-/// or are given up.
-void fetchAndShowNotificationForProximityZone(const std::shared_ptr<KSProximityZone>& zone,
-                                              bool each = false);
+  /// Shows the zone's message through the notification centre, replacing the earlier one, with the
+  /// content's icon and media; where there is no centre, as a plain local notification. Waits for
+  /// the files, within `kPictureLimits`; one that cannot be fetched is left out. Does nothing for
+  /// null or a zone without content.
+  void showNotificationForProximityZone(const std::shared_ptr<KSProximityZone>& zone) const;
+  /// The same without waiting: the notification is added on the main queue when the files have
+  /// come or are given up.
+  void fetchAndShowNotificationForProximityZone(const std::shared_ptr<KSProximityZone>& zone) const;
 
-void showMessage(std::string title, std::string message);
+  void showMessage(std::string title, std::string message) const;
 
-/// The file of the temporary directory that holds what `url` names, fetched unless it is there
-/// already; nothing for an empty URL or when it cannot be fetched, within `kPictureLimits`, or
-/// written. Waits for the transfer.
-std::optional<std::filesystem::path> contentPathFromRemoteUrl(const std::optional<std::string>& url,
-                                                              std::string_view filePrefix);
+  /// The file of the temporary directory that holds what `url` names, fetched unless it is there
+  /// already; nothing for an empty URL or when it cannot be fetched, within `kPictureLimits`, or
+  /// written. Waits for the transfer.
+  std::optional<std::filesystem::path> contentPathFromRemoteUrl(
+      const std::optional<std::string>& url, std::string_view filePrefix) const;
 
-}  // namespace KSContentNotifier
+ private:
+  ks::Platform& platform_;
+  const bool isEachKept_;
+};

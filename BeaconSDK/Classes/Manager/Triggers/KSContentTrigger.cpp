@@ -13,8 +13,8 @@ constexpr const char* kCheck = "-[KSProximityManager checkForContentTrigger:isEn
 
 /// A geofence is first looked at without proximity; refused, it is looked at again as seen at an
 /// unknown one, which no content with a proximity of its own accepts.
-KSTriggerVerdict verdictAbout(const KSProximityZone& zone, const KSProximityZoneContent& content,
-                              ks::Date now) {
+ks::TriggerVerdict verdictAbout(const KSProximityZone& zone, const KSProximityZoneContent& content,
+                                ks::Date now) {
   if (zone.asGeofence() != nullptr) return content.evaluateTriggerTwice(now);
   const auto* const beacon = zone.asBeacon();
   return content.evaluateTrigger(beacon == nullptr ? 0 : beacon->proximity(), now);
@@ -26,7 +26,7 @@ bool KSContentTrigger::categoryEnabled(const std::shared_ptr<KSProximityZone>& z
                                        bool isEnter) const {
   if (!zone->content()) return false;
   if (settingsManager_.wantsCategory(zone->content()->categoryIdentifier)) return true;
-  KSTriggerDecision decision;
+  ks::TriggerDecision decision;
   decision.zone = zone;
   decision.isEnter = isEnter;
   tell(std::move(decision), Outcome::categoryDisabled);
@@ -41,12 +41,12 @@ void KSContentTrigger::checkForContentTrigger(const std::shared_ptr<KSProximityZ
     kManagerLog(kCheck, "Content cannot be triggered");
     return;
   }
-  KSTriggerDecision decision;
+  ks::TriggerDecision decision;
   decision.zone = zone;
   decision.isEnter = isEnter;
   decision.dwellingTime = content->dwellingTime;
   const ks::Date now = clock_.now();
-  const KSTriggerVerdict verdict = verdictAbout(*zone, *content, now);
+  const ks::TriggerVerdict verdict = verdictAbout(*zone, *content, now);
   verdict.trace();
   decision.verdict = verdict;
   if (!verdict.canTrigger()) {
@@ -66,14 +66,14 @@ void KSContentTrigger::checkForContentTrigger(const std::shared_ptr<KSProximityZ
 
 void KSContentTrigger::tellOtherProximity(const std::shared_ptr<KSProximityZone>& zone) const {
   if (!observer_.get()) return;
-  KSTriggerDecision decision;
+  ks::TriggerDecision decision;
   decision.zone = zone;
   decision.isEnter = true;
   decision.verdict = verdictAbout(*zone, *zone->content(), clock_.now());
   tell(std::move(decision), Outcome::refused);
 }
 
-void KSContentTrigger::checkDwelling(KSTriggerDecision decision,
+void KSContentTrigger::checkDwelling(ks::TriggerDecision decision,
                                      const std::shared_ptr<KSProximityZone>& zone, ks::Date now) {
   const KSProximityZoneContent& content = *zone->content();
   if (content.eventIsEnter && decision.isEnter) {
@@ -97,7 +97,7 @@ void KSContentTrigger::checkDwelling(KSTriggerDecision decision,
   }
 }
 
-void KSContentTrigger::tell(KSTriggerDecision decision, Outcome outcome) const {
+void KSContentTrigger::tell(ks::TriggerDecision decision, Outcome outcome) const {
   const auto observer = observer_.get();
   if (!observer) return;
   decision.outcome = outcome;

@@ -32,11 +32,11 @@ class KSContentTrigger {
   void endDwelling(const KSProximityZone& zone) { dwelling_.leave(zone); }
 
  private:
-  using Outcome = KSTriggerDecision::Outcome;
+  using Outcome = ks::TriggerDecision::Outcome;
 
-  void checkDwelling(KSTriggerDecision decision, const std::shared_ptr<KSProximityZone>& zone,
+  void checkDwelling(ks::TriggerDecision decision, const std::shared_ptr<KSProximityZone>& zone,
                      ks::Date now);
-  void tell(KSTriggerDecision decision, Outcome outcome) const;
+  void tell(ks::TriggerDecision decision, Outcome outcome) const;
 
   KSContentDelivery& delivery_;
   KSDwellingZones& dwelling_;

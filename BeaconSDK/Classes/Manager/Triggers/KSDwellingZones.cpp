@@ -27,8 +27,8 @@ void KSDwellingZones::removeDwellingItem(const KSProximityZone& zone) {
   const ks::Date begun = (*found)->begun();
   tasks_.erase(found);
   if (const auto observer = observer_.get()) {
-    KSTriggerDecision decision;
-    decision.outcome = KSTriggerDecision::Outcome::dwellingCancelled;
+    ks::TriggerDecision decision;
+    decision.outcome = ks::TriggerDecision::Outcome::dwellingCancelled;
     decision.zone = std::static_pointer_cast<const KSProximityZone>(zone.shared_from_this());
     decision.dwellingTime = zone.content() ? zone.content()->dwellingTime : 0;
     decision.elapsed = ks::secondsBetween(begun, clock_.now());
@@ -60,8 +60,8 @@ void KSDwellingZones::announce(const std::shared_ptr<KSProximityZone>& zone) {
     delivery_.sendItemTriggerContentNotification(zone);
   }
   if (const auto observer = observer_.get()) {
-    KSTriggerDecision decision;
-    decision.outcome = KSTriggerDecision::Outcome::fired;
+    ks::TriggerDecision decision;
+    decision.outcome = ks::TriggerDecision::Outcome::fired;
     decision.zone = zone;
     decision.isEnter = true;
     decision.dwellingTime = decision.elapsed = content->dwellingTime;

@@ -11,7 +11,7 @@
 #include "BeaconSDK/Classes/Manager/Common/KSObserverSlot.h"
 #include "BeaconSDK/Classes/Manager/Triggers/KSZoneStatistics.h"
 #include "BeaconSDK/Classes/Manager/Zones/KSCacheFile.h"
-#include "BeaconSDK/Classes/Settings/KSRefinements.h"
+#include "BeaconSDK/Classes/Settings/Refinements.h"
 #include "BeaconSDK/Platform/Api/Foundation.h"
 
 /// The zones that the device was reported to have entered and not yet to have left. Begins and ends
@@ -21,7 +21,7 @@
 class KSStays {
  public:
   KSStays(ks::Platform& platform, const KSZoneStatistics& statistics,
-          const KSObserverSlot& observer, const KSRefinements& refinements)
+          const KSObserverSlot& observer, const ks::Refinements& refinements)
       : clock_(platform.clock()),
         statistics_(statistics),
         observer_(observer),
@@ -63,7 +63,7 @@ class KSStays {
   const ks::Clock& clock_;
   const KSZoneStatistics& statistics_;
   const KSObserverSlot& observer_;
-  const KSRefinements& refinements_;
+  const ks::Refinements& refinements_;
   std::map<std::string, Zone> stays_;
   Stored restored_;
   KSCacheFile file_;

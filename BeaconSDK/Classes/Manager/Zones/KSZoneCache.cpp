@@ -75,13 +75,13 @@ void KSZoneCache::restoreBeacons(const ks::Value& stored) {
   }
 }
 
-void KSZoneCache::setZones(const std::string& identifier, KSBeaconList beacons) {
+void KSZoneCache::setZones(const std::string& identifier, ks::PrivateBeaconList beacons) {
   count(zonesOfLocation(identifier), -1);
   count(beacons, 1);
   beaconsForLocation_.set(identifier, std::move(beacons));
 }
 
-void KSZoneCache::count(const KSBeaconList& beacons, int change) {
+void KSZoneCache::count(const ks::PrivateBeaconList& beacons, int change) {
   std::unordered_set<const KSPrivateBeacon*> counted;
   for (const auto& beacon : beacons) {
     if (!counted.insert(beacon.get()).second) continue;
@@ -102,12 +102,13 @@ ks::Value KSZoneCache::beaconsToStore() const {
   return entries;
 }
 
-KSBeaconList KSZoneCache::zonesOfLocation(const std::string& identifier) const {
-  const KSBeaconList* const held = beaconsForLocation_.find(identifier);
-  return held == nullptr ? KSBeaconList{} : *held;
+ks::PrivateBeaconList KSZoneCache::zonesOfLocation(const std::string& identifier) const {
+  const ks::PrivateBeaconList* const held = beaconsForLocation_.find(identifier);
+  return held == nullptr ? ks::PrivateBeaconList{} : *held;
 }
 
-void KSZoneCache::replaceZonesOfLocation(const std::string& identifier, KSBeaconList beacons) {
+void KSZoneCache::replaceZonesOfLocation(const std::string& identifier,
+                                         ks::PrivateBeaconList beacons) {
   for (const auto& beacon : beacons) admit(beacon);
   // After the new zones were filed: a beacon that keeps its manufacturer identifier is filed again
   // only with its next content.

@@ -11,7 +11,7 @@
 
 #include "BeaconSDK/Classes/Manager/Zones/KSBlockedContents.h"
 #include "BeaconSDK/Classes/Manager/Zones/KSCacheFile.h"
-#include "BeaconSDK/Classes/Manager/Zones/KSZoneTables.h"
+#include "BeaconSDK/Classes/Manager/Zones/ZoneTables.h"
 
 /// The local picture of the portal's data: locations, the beacon zones of each, geofence zones, and
 /// beacons by manufacturer identifier; with the cache files of the first two.
@@ -23,20 +23,20 @@ class KSZoneCache {
   KSZoneCache(ks::Platform& platform, const KSObserverSlot& observer,
               KSBlockedContents& blockedContents);
 
-  const KSLocationList& locations() const { return locations_; }
-  void setLocations(KSLocationList locations) { locations_ = std::move(locations); }
+  const ks::LocationList& locations() const { return locations_; }
+  void setLocations(ks::LocationList locations) { locations_ = std::move(locations); }
   /// The location with this identifier, or null.
   std::shared_ptr<KSLocation> locationWithIdentifier(std::string_view identifier) const;
   void loadLocations() { locationsFile_.load(); }
   void saveLocations() { locationsFile_.saveSoon(); }
 
   std::recursive_mutex& beaconsMutex() const { return beaconsMutex_; }
-  const KSBeaconTable& beaconsForLocation() const { return beaconsForLocation_; }
+  const ks::PrivateBeaconTable& beaconsForLocation() const { return beaconsForLocation_; }
   /// A copy; empty when the location has none.
-  KSBeaconList zonesOfLocation(const std::string& identifier) const;
+  ks::PrivateBeaconList zonesOfLocation(const std::string& identifier) const;
   /// Replaces the location's zones, applies the blocked contents to the new ones, files them by
   /// manufacturer, and saves.
-  void replaceZonesOfLocation(const std::string& identifier, KSBeaconList beacons);
+  void replaceZonesOfLocation(const std::string& identifier, ks::PrivateBeaconList beacons);
   /// Sets and saves when the location's zones were last replaced; returns the location, or null
   /// when it is not listed.
   std::shared_ptr<KSLocation> noteZonesSynced(std::string_view identifier, ks::Date now);
@@ -54,8 +54,8 @@ class KSZoneCache {
   std::shared_ptr<KSPrivateBeacon> beaconForManufacturerId(const std::string& identifier) const;
 
   std::mutex& geofencesMutex() const { return geofencesMutex_; }
-  KSGeofenceTable& prefetchGeofences() { return prefetchGeofences_; }
-  const KSGeofenceTable& prefetchGeofences() const { return prefetchGeofences_; }
+  ks::GeofenceTable& prefetchGeofences() { return prefetchGeofences_; }
+  const ks::GeofenceTable& prefetchGeofences() const { return prefetchGeofences_; }
   /// Applies the blocked contents and replaces the geofence of the same region, which must not be
   /// null. Takes the lock.
   void setGeofence(const std::shared_ptr<KSGeofence>& geofence);
@@ -72,22 +72,22 @@ class KSZoneCache {
   /// Beacons without a manufacturer identifier are left out.
   void fileByManufacturer(const std::shared_ptr<KSPrivateBeacon>& beacon);
   void removeManufacturerOf(const KSPrivateBeacon& beacon);
-  void setZones(const std::string& identifier, KSBeaconList beacons);
-  void count(const KSBeaconList& beacons, int change);
+  void setZones(const std::string& identifier, ks::PrivateBeaconList beacons);
+  void count(const ks::PrivateBeaconList& beacons, int change);
 
   void restoreBeacons(const ks::Value& stored);
   ks::Value beaconsToStore() const;
 
   KSBlockedContents& blockedContents_;
-  KSLocationList locations_;
+  ks::LocationList locations_;
   mutable std::recursive_mutex beaconsMutex_;
   Merge merge_;
-  KSBeaconTable beaconsForLocation_;
+  ks::PrivateBeaconTable beaconsForLocation_;
   /// How many lists hold each object.
   std::unordered_map<const KSPrivateBeacon*, int> listsHolding_;
   std::unordered_map<std::string, std::shared_ptr<KSPrivateBeacon>> beaconsForManufacturerId_;
   mutable std::mutex geofencesMutex_;
-  KSGeofenceTable prefetchGeofences_;
+  ks::GeofenceTable prefetchGeofences_;
   KSCacheFile locationsFile_;
   KSCacheFile beaconsFile_;
 };

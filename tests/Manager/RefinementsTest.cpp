@@ -1,4 +1,4 @@
-#include "BeaconSDK/Classes/Settings/KSRefinements.h"
+#include "BeaconSDK/Classes/Settings/Refinements.h"
 #include "tests/Support/Scenario.h"
 
 using ks::testing::Scenario;
@@ -9,19 +9,19 @@ using testing::SizeIs;
 namespace {
 
 /// Each story is lived through without the refinement and with it.
-class KSRefinementsTest : public testing::TestWithParam<bool> {
+class RefinementsTest : public testing::TestWithParam<bool> {
  protected:
-  void refine(bool KSRefinements::*member) { scenario.refinements.*member = GetParam(); }
+  void refine(bool ks::Refinements::*member) { scenario.refinements.*member = GetParam(); }
   bool isRefined() const { return GetParam(); }
 
   Scenario scenario;
 };
 
-INSTANTIATE_TEST_SUITE_P(, KSRefinementsTest, testing::Bool(),
+INSTANTIATE_TEST_SUITE_P(, RefinementsTest, testing::Bool(),
                          [](const auto& info) { return info.param ? "With" : "Without"; });
 
-TEST_P(KSRefinementsTest, EmptyFirstCategoryList) {
-  refine(&KSRefinements::categoriesFromFirstList);
+TEST_P(RefinementsTest, EmptyFirstCategoryList) {
+  refine(&ks::Refinements::categoriesFromFirstList);
   scenario.launches();
   scenario.manager->start([](const auto&) {});
   scenario.portalAnswers("/contents/categories", "[]");
@@ -37,8 +37,8 @@ TEST_P(KSRefinementsTest, EmptyFirstCategoryList) {
   }
 }
 
-TEST_P(KSRefinementsTest, EnterDuringOutage) {
-  refine(&KSRefinements::keptStatistics);
+TEST_P(RefinementsTest, EnterDuringOutage) {
+  refine(&ks::Refinements::keptStatistics);
   scenario.startsAtSite();
   scenario.learns({.repeatDelay = 3600});
   scenario.portalFails("beacons/enter");
@@ -52,11 +52,11 @@ TEST_P(KSRefinementsTest, EnterDuringOutage) {
   EXPECT_NE(request.headers.find("Idempotency-Key"), nullptr);
   scenario.portalAnswers("beacons/enter", "");
   scenario.portalRefuses("beacons/notification", 400);
-  EXPECT_EQ(scenario.manager->statisticsLedger(), (KSStatsLedger{2, 0, 1, 1, {}}));
+  EXPECT_EQ(scenario.manager->statisticsLedger(), (ks::StatsLedger{2, 0, 1, 1, {}}));
 }
 
-TEST_P(KSRefinementsTest, TwoAnnouncementsAtOnce) {
-  refine(&KSRefinements::everyAnnouncement);
+TEST_P(RefinementsTest, TwoAnnouncementsAtOnce) {
+  refine(&ks::Refinements::everyAnnouncement);
   scenario.startsAtSite();
   scenario.learns({});
   scenario.learns({.id = "b2", .minor = 2, .contentId = "c2"});
@@ -69,8 +69,8 @@ TEST_P(KSRefinementsTest, TwoAnnouncementsAtOnce) {
               SizeIs(isRefined() ? 2 : 1));
 }
 
-TEST_P(KSRefinementsTest, ActivationAfterManyNeighbourhoods) {
-  refine(&KSRefinements::oneActivation);
+TEST_P(RefinementsTest, ActivationAfterManyNeighbourhoods) {
+  refine(&ks::Refinements::oneActivation);
   scenario.startsAtSite();
   for (int i = 0; i < 20; ++i) {
     scenario.manager->reloadBeacons();
@@ -86,8 +86,8 @@ TEST_P(KSRefinementsTest, ActivationAfterManyNeighbourhoods) {
             isRefined() ? 1 : 21);
 }
 
-TEST_P(KSRefinementsTest, HourlyListDuringStay) {
-  refine(&KSRefinements::exactStays);
+TEST_P(RefinementsTest, HourlyListDuringStay) {
+  refine(&ks::Refinements::exactStays);
   const ks::testing::PortalZone zone{.id = "g1"};
   scenario.startsAtSite();
   const auto lists = [&] {
@@ -106,8 +106,8 @@ TEST_P(KSRefinementsTest, HourlyListDuringStay) {
   EXPECT_EQ(body.find("\"duration\":0}") == std::string::npos, isRefined()) << body;
 }
 
-TEST_P(KSRefinementsTest, BeaconMovesToAnotherList) {
-  refine(&KSRefinements::exactStays);
+TEST_P(RefinementsTest, BeaconMovesToAnotherList) {
+  refine(&ks::Refinements::exactStays);
   const ks::testing::PortalZone zone{.proximity = "IMMEDIATE"};
   scenario.startsAtSite();
   const auto lists = [&](const std::string& first, const std::string& second) {
@@ -132,8 +132,8 @@ TEST_P(KSRefinementsTest, BeaconMovesToAnotherList) {
   }
 }
 
-TEST_P(KSRefinementsTest, RefusedUserAtTheStart) {
-  refine(&KSRefinements::startAlwaysAnswers);
+TEST_P(RefinementsTest, RefusedUserAtTheStart) {
+  refine(&ks::Refinements::startAlwaysAnswers);
   scenario.launches();
   int answers = 0;
   const auto count = [&](const std::optional<ks::Error>& error) { answers += error ? 1 : 100; };

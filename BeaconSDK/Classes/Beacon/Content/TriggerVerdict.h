@@ -4,9 +4,11 @@
 #include <optional>
 #include <string>
 
+namespace ks {
+
 /// May a content fire, by which rule, and with what numbers: the answer of
 /// `KSProximityZoneContent::evaluateTrigger`. Whatever explains a decision is rendered from here.
-struct KSTriggerVerdict {
+struct TriggerVerdict {
   /// The rules in order of evaluation; the first that applies decides.
   enum class Rule {
     /// No: the zone was seen at another proximity than the content wants.
@@ -49,5 +51,7 @@ struct KSTriggerVerdict {
   /// Writes the verdict to the trace.
   void trace() const;
 
-  friend bool operator==(const KSTriggerVerdict&, const KSTriggerVerdict&) = default;
+  friend bool operator==(const TriggerVerdict&, const TriggerVerdict&) = default;
 };
+
+}  // namespace ks

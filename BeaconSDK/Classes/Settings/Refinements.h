@@ -3,9 +3,11 @@
 #include <span>
 #include <string_view>
 
+namespace ks {
+
 /// Behaviour beyond the default, each switched on by itself and off unless asked for. Given to the
 /// manager when it is made. docs/refinements.md has a paragraph for each.
-struct KSRefinements {
+struct Refinements {
   /// Run-time state passes to the object that replaces a zone; stays that a change of neighbourhood
   /// cuts off end with an exit; the observer learns between which moments each stay ended.
   bool exactStays = false;
@@ -22,13 +24,15 @@ struct KSRefinements {
   /// Each start completes, with a result or an error, also when the portal refuses the user.
   bool startAlwaysAnswers = false;
 
-  friend bool operator==(const KSRefinements&, const KSRefinements&) = default;
+  friend bool operator==(const Refinements&, const Refinements&) = default;
 
   /// A member and its name, as options and scenarios write it.
   struct Named {
     std::string_view name;
-    bool KSRefinements::*member;
+    bool Refinements::*member;
   };
   static std::span<const Named> named();
-  static KSRefinements all();
+  static Refinements all();
 };
+
+}  // namespace ks

@@ -4,9 +4,11 @@
 #include <map>
 #include <string>
 
+namespace ks {
+
 /// What became of the kept statistics since the outbox was made or purged. Each made event is in
 /// exactly one of the other counts.
-struct KSStatsLedger {
+struct StatsLedger {
   std::int64_t made = 0;
   std::int64_t waiting = 0;
   /// The portal accepted it (2xx).
@@ -25,5 +27,7 @@ struct KSStatsLedger {
   std::int64_t settled() const { return sent + refused + droppedCount(); }
   bool agrees() const { return waiting >= 0 && made == settled() + waiting; }
 
-  friend bool operator==(const KSStatsLedger&, const KSStatsLedger&) = default;
+  friend bool operator==(const StatsLedger&, const StatsLedger&) = default;
 };
+
+}  // namespace ks

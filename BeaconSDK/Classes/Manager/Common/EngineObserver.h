@@ -6,14 +6,16 @@
 #include <string>
 #include <vector>
 
-#include "BeaconSDK/Classes/Beacon/Content/KSTriggerVerdict.h"
+#include "BeaconSDK/Classes/Beacon/Content/TriggerVerdict.h"
 #include "BeaconSDK/Platform/Api/CoreLocation.h"
 #include "BeaconSDK/Platform/Api/Date.h"
 
 class KSProximityZone;
 
+namespace ks {
+
 /// What became of one event that could have fired a zone's content.
-struct KSTriggerDecision {
+struct TriggerDecision {
   enum class Outcome : std::int32_t {
     /// The content fired; `dwelt` is true when a dwelling time was waited for first.
     fired,
@@ -38,7 +40,7 @@ struct KSTriggerDecision {
   /// True for an entry or approach, false for an exit or departure.
   bool isEnter = false;
   /// Absent when the rules were not evaluated.
-  std::optional<KSTriggerVerdict> verdict;
+  std::optional<TriggerVerdict> verdict;
   /// Seconds; 0 for a content that fires at once.
   double dwellingTime = 0;
   /// Seconds since the first sighting of the stay, of a cancelled wait since it began; 0 where
@@ -48,18 +50,18 @@ struct KSTriggerDecision {
 };
 
 /// A request for the content of beacons: "UUID:major:minor" each, at most five.
-struct KSContentRequest {
+struct ContentRequest {
   std::vector<std::string> beaconIdentifiers;
 };
 
 /// A cache file was written, or could not be.
-struct KSCacheWrite {
+struct CacheWrite {
   std::string fileName;
   bool success = false;
 };
 
 /// Monitoring or ranging of a region was started or stopped.
-struct KSRegionActivity {
+struct RegionActivity {
   enum class Kind : std::int32_t {
     monitoringStarted,
     monitoringStopped,
@@ -69,11 +71,11 @@ struct KSRegionActivity {
 
   Kind kind = Kind::monitoringStarted;
   /// Only during the call.
-  const ks::CLRegion& region;
+  const CLRegion& region;
 };
 
 /// A statistic was made, whether or not the portal is going to take it.
-struct KSStatisticMade {
+struct StatisticMade {
   /// "beacons/enter", ...: zone kind and event.
   std::string event;
   /// The portal's identifier of the zone.
@@ -81,16 +83,16 @@ struct KSStatisticMade {
 };
 
 /// The stay at a zone has ended; told when exact stays are refined.
-struct KSStayEnd {
+struct StayEnd {
   std::shared_ptr<const KSProximityZone> zone;
   /// The end lies between these two: the zone was last seen at `earliest`, and is known to be left
   /// at `latest`. They are far apart after a restart, or when the radio was off.
-  ks::Date earliest;
-  ks::Date latest;
+  Date earliest;
+  Date latest;
 };
 
 /// The portal has no content for a beacon, or keeps it back because of what was sent along.
-struct KSContentWithheld {
+struct ContentWithheld {
   /// "UUID:major:minor".
   std::string beacon;
   /// Identifiers of the categories that were switched off.
@@ -98,25 +100,27 @@ struct KSContentWithheld {
   /// Names of the tags.
   std::vector<std::string> tags;
   /// From when on the next sighting asks again.
-  ks::Date asksAgain;
+  Date asksAgain;
 };
 
 /// Watches the engine decide: what a timeline or a diagnostic screen is drawn from.
 ///
 /// Called on the main queue, in the order of the decisions, while the engine may hold its locks:
 /// an observer records and returns, and must not call the manager.
-class KSEngineObserver {
+class EngineObserver {
  public:
-  virtual ~KSEngineObserver() = default;
-  virtual void triggerDecided(const KSTriggerDecision&) {}
-  virtual void contentRequested(const KSContentRequest&) {}
-  virtual void cacheWritten(const KSCacheWrite&) {}
-  virtual void regionActivityChanged(const KSRegionActivity&) {}
-  virtual void statisticMade(const KSStatisticMade&) {}
-  virtual void stayEnded(const KSStayEnd&) {}
-  virtual void contentWithheld(const KSContentWithheld&) {}
+  virtual ~EngineObserver() = default;
+  virtual void triggerDecided(const TriggerDecision&) {}
+  virtual void contentRequested(const ContentRequest&) {}
+  virtual void cacheWritten(const CacheWrite&) {}
+  virtual void regionActivityChanged(const RegionActivity&) {}
+  virtual void statisticMade(const StatisticMade&) {}
+  virtual void stayEnded(const StayEnd&) {}
+  virtual void contentWithheld(const ContentWithheld&) {}
   /// The portal refused the user's name or password.
   virtual void loginRefused() {}
   /// The beacon zones around the device were dropped; stays at them end without a statistic.
   virtual void neighbourhoodForgotten() {}
 };
+
+}  // namespace ks

@@ -8,10 +8,12 @@
 #include <utility>
 #include <vector>
 
+namespace ks {
+
 /// Text keys to values of one type, walked in order of first insertion; look-up takes constant
 /// time. Entries go only all at once.
 template <class T>
-class KSOrderedTable {
+class OrderedTable {
  public:
   /// The value under `key`, or null. Valid until the next change.
   const T* find(std::string_view key) const {
@@ -51,3 +53,5 @@ class KSOrderedTable {
   std::vector<std::pair<std::string, T>> entries_;
   std::unordered_map<std::string, std::size_t, TextHash, std::equal_to<>> index_;
 };
+
+}  // namespace ks

@@ -1,19 +1,21 @@
-#include "BeaconSDK/Classes/Beacon/Content/KSTriggerVerdict.h"
+#include "BeaconSDK/Classes/Beacon/Content/TriggerVerdict.h"
 
 #include "BeaconSDK/Classes/Common/Foundation/Formatting.h"
 #include "BeaconSDK/Classes/Logging/KSLog.h"
 
+namespace ks {
+
 namespace {
 
-constexpr ks::LogSource kLog{"BeaconSDK/Classes/Beacon/Content/KSProximityZoneContent"};
+constexpr LogSource kLog{"BeaconSDK/Classes/Beacon/Content/KSProximityZoneContent"};
 
 }  // namespace
 
-bool KSTriggerVerdict::canTrigger() const {
+bool TriggerVerdict::canTrigger() const {
   return rule == Rule::notBlocked || rule == Rule::noRepeatDelay || rule == Rule::repeatDelayOver;
 }
 
-void KSTriggerVerdict::trace() const {
+void TriggerVerdict::trace() const {
   if (!enableLogging.load(std::memory_order_relaxed)) return;
   const auto write = [this](Rule answer) {
     const char* const function = answer == Rule::otherProximity
@@ -25,19 +27,19 @@ void KSTriggerVerdict::trace() const {
   if (secondLook) write(*secondLook);
 }
 
-std::optional<std::string> KSTriggerVerdict::logText(Rule answer) const {
+std::optional<std::string> TriggerVerdict::logText(Rule answer) const {
   switch (answer) {
     case Rule::otherProximity:
       return "Can't trigger, different proximity zones";
     case Rule::tooFewEvents:
-      return ks::stringWithFormat(
+      return stringWithFormat(
           "Can't trigger, event detection counter = %d, should trigger after %d", eventCount,
           neededEventCount);
     case Rule::repeatDelayOver:
       return "Can trigger";
     case Rule::repeatDelayRunning:
-      return ks::stringWithFormat("Can't trigger, repeatDelay %f and interval %f", repeatDelay,
-                                  secondsLeft);
+      return stringWithFormat("Can't trigger, repeatDelay %f and interval %f", repeatDelay,
+                              secondsLeft);
     case Rule::onceOnly:
       return "Can only trigger once, triggered already before";
     case Rule::notBlocked:
@@ -46,3 +48,5 @@ std::optional<std::string> KSTriggerVerdict::logText(Rule answer) const {
   }
   return std::nullopt;
 }
+
+}  // namespace ks
