@@ -13,7 +13,7 @@ build_packages=(
   cmake g++ ninja-build pkg-config
   libboost1.81-dev libboost-json1.81-dev libboost-url1.81-dev
   libcli11-dev libcurl4-openssl-dev libfmt-dev libglib2.0-dev libicu-dev libpugixml-dev
-  libsoup-3.0-dev libssl-dev
+  libsoup-3.0-dev libssl-dev libzstd-dev
   glib-networking libjs-leaflet
 )
 test_packages=(

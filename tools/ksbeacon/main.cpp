@@ -15,6 +15,7 @@
 #include "tools/ksbeacon/output/Complaint.h"
 #include "tools/ksbeacon/output/ExitCode.h"
 #include "tools/ksbeacon/portal/PortalCommand.h"
+#include "tools/ksbeacon/replay/ReplayCommand.h"
 #include "tools/ksbeacon/simulate/SimulateCommand.h"
 
 namespace {
@@ -52,6 +53,7 @@ int run(int argc, char** argv) {
 
   int code = ks::tool::kSuccess;
   ks::tool::addSimulateCommand(app, code);
+  ks::tool::addReplayCommand(app, code);
   ks::tool::addPortalCommand(app, code);
   ks::tool::addCheckCommand(app, code);
   ks::tool::addRunCommand(app, code);

@@ -202,16 +202,25 @@ void SimulatedLoop::runUntil(Date moment) {
   runThrough(std::max(ticksIn(moment - clock_.start()), clock_.ticks()));
 }
 
+void SimulatedLoop::runUntilUptime(Seconds uptime) {
+  runThrough(std::max(ticksIn(uptime), clock_.ticks()));
+}
+
 bool SimulatedLoop::runNext() { return step(kNever); }
 
 std::optional<Date> SimulatedLoop::nextDue() const {
+  const auto due = nextDueUptime();
+  if (!due) return std::nullopt;
+  return std::max(clock_.start() + *due, clock_.now());
+}
+
+std::optional<Seconds> SimulatedLoop::nextDueUptime() const {
   const std::lock_guard lock(mutex_);
-  if (!transfers_.empty()) return clock_.now();
+  if (!transfers_.empty()) return clock_.uptime();
   const bool allDone =
       std::ranges::all_of(lanes_, [](const auto& lane) { return lane->tasks.empty(); });
   if (allDone) return std::nullopt;
-  const double seconds = static_cast<double>(firstDue()) / kTicksPerSecond;
-  return std::max(clock_.start() + Seconds{seconds}, clock_.now());
+  return Seconds{static_cast<double>(std::max(firstDue(), clock_.ticks())) / kTicksPerSecond};
 }
 
 void SimulatedLoop::stall(Seconds span) {

@@ -59,10 +59,15 @@ class SimulatedLoop {
   void advance(Seconds span);
   /// The same up to a moment; one that lies in the past means now.
   void runUntil(Date moment);
+  /// The same up to a moment of the uptime, which setting the wall clock does not move.
+  void runUntilUptime(Seconds uptime);
+  /// Sets the wall clock; uptime and timers go on as before.
+  void setWallClock(Date now) { clock_.setNow(now); }
   /// Runs the next task, moving time to it if need be; false when there is none.
   bool runNext();
   /// When the next task is due: now while a transfer is running; nothing when all is done.
   std::optional<Date> nextDue() const;
+  std::optional<Seconds> nextDueUptime() const;
   /// Lets time pass inside a task, as slow code does: nothing runs meanwhile.
   void stall(Seconds span);
 
@@ -87,14 +92,16 @@ class SimulatedLoop {
   class LoopClock : public Clock {
    public:
     explicit LoopClock(Date start) : start_(start) {}
-    Date now() const override { return start_ + uptime(); }
+    Date now() const override { return start_.load() + uptime(); }
+    void setNow(Date now) { start_.store(now - uptime()); }
     Seconds uptime() const override;
     Ticks ticks() const { return ticks_.load(); }
     void set(Ticks ticks) { ticks_.store(ticks); }
-    Date start() const { return start_; }
+    Date start() const { return start_.load(); }
 
    private:
-    Date start_;
+    /// The wall clock when the uptime was 0; moves when the wall clock is set.
+    std::atomic<Date> start_;
     std::atomic<Ticks> ticks_{0};
   };
 

@@ -30,7 +30,7 @@ LibraryRun::LibraryRun(LibraryRunOptions options)
       recorder_(std::make_shared<TimelineRecorder>(
           timeline_, TimelineRecorder::Options{device_.clock().now(), options_.library.portalURL,
                                                options_.everyRanging})),
-      platform_(std::make_shared<RecordingPlatform>(device_, *recorder_)),
+      platform_(std::make_shared<ObservedPlatform>(device_, *recorder_)),
       code_(kSuccess) {
   Platform::install(platform_);
   recorder_->follow(device_.clock());

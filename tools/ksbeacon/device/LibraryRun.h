@@ -11,7 +11,7 @@
 #include "tools/ksbeacon/device/ServiceManager.h"
 #include "tools/ksbeacon/device/TransferWatch.h"
 #include "tools/ksbeacon/host/LibraryHost.h"
-#include "tools/ksbeacon/host/RecordingPlatform.h"
+#include "tools/ksbeacon/host/ObservedPlatform.h"
 #include "tools/ksbeacon/timeline/Timeline.h"
 
 namespace ks::tool {
@@ -85,7 +85,7 @@ class LibraryRun : private CBCentralManagerDelegate {
   Timeline timeline_;
   TimelinePrinter printer_;
   std::shared_ptr<TimelineRecorder> recorder_;
-  std::shared_ptr<RecordingPlatform> platform_;
+  std::shared_ptr<ObservedPlatform> platform_;
   std::optional<LibraryHost> library_;
   /// Only to be told of the radio.
   std::unique_ptr<CBCentralManager> central_;

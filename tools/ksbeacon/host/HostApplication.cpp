@@ -4,6 +4,8 @@
 
 #include <utility>
 
+#include "tools/ksbeacon/host/HostDetails.h"
+
 namespace ks::tool {
 
 namespace {
@@ -26,54 +28,9 @@ SimulatedPlatformOptions deviceOptions(const Scenario& scenario,
   return options;
 }
 
-}  // namespace
-
-HostApplication::HostApplication(const Scenario& scenario,
-                                 std::shared_ptr<TimelineRecorder> recorder, Launch launch)
-    : scenario_(scenario),
-      recorder_(std::move(recorder)),
-      device_(deviceOptions(scenario, launch)),
-      platform_(std::make_shared<RecordingPlatform>(device_, *recorder_)) {
-  recorder_->follow(device_.clock());
-  Platform::install(platform_);
-  buildWorld();
-  observe();
-  start(launch);
-}
-
-HostApplication::~HostApplication() {
-  library_.reset();
-  device_.network().setListener(nullptr);
-  Platform::install(nullptr);
-}
-
-void HostApplication::buildWorld() {
-  SimulatedWorld& world = device_.world();
-  world.setWalk(SimulatedWalk(scenario_.start, scenario_.walk.stops));
-  world.setPositionOutages(scenario_.walk.outages);
-  for (const Scenario::Beacon& beacon : scenario_.beacons) world.addBeacon(beacon.radio);
-}
-
-void HostApplication::observe() {
-  device_.network().setListener(
-      [this](const HttpExchange& exchange) { library_->transferEnded(exchange); });
-  device_.simulatedNotificationCenter().setListener(
-      [this](const ScheduledNotificationCenter::Notification& shown) {
-        const UNMutableNotificationContent& content = shown.request.content;
-        const std::string text = shownText(content.title, content.body);
-        Dictionary details{
-            {"action", "shown"}, {"zone", content.userInfo["beaconIdentifier"]}, {"text", text}};
-        recorder_->say(TimelineKind::notification, "shown: " + text, std::move(details));
-      });
-  device_.application().setAlertListener([this](const UIAlertView& alert) {
-    const std::string text = shownText(alert.title, alert.message);
-    recorder_->say(TimelineKind::notification, "alert: " + text,
-                   {{"action", "alert"}, {"zone", Null{}}, {"text", text}});
-  });
-}
-
-void HostApplication::start(const Launch& launch) {
-  const Scenario::Application& application = scenario_.application;
+LibraryHost::Options libraryOptions(const Scenario& scenario,
+                                    const HostApplication::Launch& launch) {
+  const Scenario::Application& application = scenario.application;
   LibraryHost::Options options;
   options.username = application.credentials.username;
   options.password = application.credentials.password;
@@ -85,9 +42,88 @@ void HostApplication::start(const Launch& launch) {
   }
   options.showsNotifications = application.showsNotifications;
   options.log = launch.log;
-  library_.emplace(recorder_, std::move(options));
-  if (!library_->launch(launch.first ? "launched" : "launched again")) return;
-  if (application.foreground) device_.application().becomeActive();
+  return options;
+}
+
+}  // namespace
+
+HostApplication::HostApplication(const Scenario& scenario,
+                                 std::shared_ptr<TimelineRecorder> recorder, Launch launch)
+    : scenario_(scenario),
+      recorder_(std::move(recorder)),
+      device_(deviceOptions(scenario, launch)) {
+  const LibraryHost::Options options = libraryOptions(scenario, launch);
+  buildWorld();
+  if (launch.recording != nullptr) {
+    recorded_ = std::make_unique<RecordedPlatform>(
+        device_, device_.location().engine(), device_.directories().caches.parent_path(),
+        *launch.recording, hostDetails(options, recorder_->options()));
+  }
+  Platform& seen = recorded_ ? static_cast<Platform&>(*recorded_) : device_;
+  platform_ = std::make_shared<ObservedPlatform>(seen, *recorder_);
+  recorder_->follow(platform_->clock());
+  Platform::install(platform_);
+  library_.emplace(recorder_, options);
+  observe();
+  call("launch", {{"text", launch.first ? "launched" : "launched again"}});
+  if (library_->manager() != nullptr && scenario.application.foreground) {
+    device_.application().becomeActive();
+  }
+}
+
+HostApplication::~HostApplication() {
+  library_.reset();
+  device_.network().setListener(nullptr);
+  Platform::install(nullptr);
+}
+
+void HostApplication::runUntil(Date moment) {
+  device_.runUntil(moment);
+  if (recorded_) recorded_->settle();
+}
+
+void HostApplication::call(const std::string& name, Dictionary arguments) {
+  if (recorded_) return recorded_->call(name, std::move(arguments));
+  library_->handle(name, arguments);
+}
+
+void HostApplication::say(TimelineKind kind, std::string text, Dictionary details) {
+  call("say", {{"kind", static_cast<std::int64_t>(kind)},
+               {"text", std::move(text)},
+               {"details", std::move(details)}});
+}
+
+void HostApplication::buildWorld() {
+  SimulatedWorld& world = device_.world();
+  world.setWalk(SimulatedWalk(scenario_.start, scenario_.walk.stops));
+  world.setPositionOutages(scenario_.walk.outages);
+  for (const Scenario::Beacon& beacon : scenario_.beacons) world.addBeacon(beacon.radio);
+}
+
+void HostApplication::observe() {
+  const auto transferEnded = [this](const HttpExchange& exchange) {
+    library_->transferEnded(exchange);
+  };
+  if (recorded_) {
+    recorded_->setTransferListener(transferEnded);
+    recorded_->setHostHandler([this](const std::string& name, const Dictionary& arguments) {
+      library_->handle(name, arguments);
+    });
+  } else {
+    device_.network().setListener(transferEnded);
+  }
+  device_.simulatedNotificationCenter().setListener(
+      [this](const ScheduledNotificationCenter::Notification& shown) {
+        const UNMutableNotificationContent& content = shown.request.content;
+        const std::string text = shownText(content.title, content.body);
+        say(TimelineKind::notification, "shown: " + text,
+            {{"action", "shown"}, {"zone", content.userInfo["beaconIdentifier"]}, {"text", text}});
+      });
+  device_.application().setAlertListener([this](const UIAlertView& alert) {
+    const std::string text = shownText(alert.title, alert.message);
+    say(TimelineKind::notification, "alert: " + text,
+        {{"action", "alert"}, {"zone", Null{}}, {"text", text}});
+  });
 }
 
 void HostApplication::apply(const Scenario::Event& event) {
@@ -102,10 +138,10 @@ void HostApplication::apply(const Scenario::Event& event) {
       device_.application().resignActive();
       return;
     case Kind::backgroundFetch:
-      library_->fetchInBackground();
+      call("fetch");
       return;
     case Kind::backgroundTransfer:
-      library_->finishBackgroundTransfers();
+      call("transfers");
       return;
     case Kind::setPermission:
       say(fmt::format("location permission becomes {}", permissionName(event.permission)));
@@ -113,17 +149,17 @@ void HostApplication::apply(const Scenario::Event& event) {
       return;
     case Kind::retry:
       say("tries to start again");
-      library_->manager()->retry();
+      call("retry");
       return;
     case Kind::reset:
       say("resets the library");
-      library_->manager()->reset();
+      call("reset");
       return;
     case Kind::openContent:
-      library_->openContent(event.name);
+      call("open", {{"name", event.name}});
       return;
     case Kind::showNotification:
-      library_->showContent(event.name);
+      call("show", {{"name", event.name}});
       return;
     default:
       applySettings(event);
@@ -131,23 +167,22 @@ void HostApplication::apply(const Scenario::Event& event) {
 }
 
 void HostApplication::applySettings(const Scenario::Event& event) {
-  KSSettingsManager& settings = library_->manager()->settingsManager();
   switch (event.kind) {
     case Kind::setTag:
       say(fmt::format("sets tag {} to {}", event.name, event.value));
-      settings.setTag(event.name, event.value);
+      call("setTag", {{"name", event.name}, {"value", event.value}});
       return;
     case Kind::deleteTag:
       say("deletes tag " + event.name);
-      settings.deleteTag(event.name);
+      call("deleteTag", {{"name", event.name}});
       return;
     case Kind::clearTags:
       say("clears the tags");
-      settings.clearTags();
+      call("clearTags");
       return;
     case Kind::enableCategory:
     case Kind::disableCategory:
-      library_->switchCategory(event.name, event.kind == Kind::enableCategory);
+      call("switchCategory", {{"name", event.name}, {"on", event.kind == Kind::enableCategory}});
       return;
     default:
       return;

@@ -5,9 +5,10 @@
 #include <optional>
 #include <string>
 
+#include "BeaconSDK/Platform/Recorded/RecordedPlatform.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedPlatform.h"
 #include "tools/ksbeacon/host/LibraryHost.h"
-#include "tools/ksbeacon/host/RecordingPlatform.h"
+#include "tools/ksbeacon/host/ObservedPlatform.h"
 #include "tools/ksbeacon/scenario/Scenario.h"
 #include "tools/ksbeacon/timeline/TimelineRecorder.h"
 
@@ -26,6 +27,8 @@ class HostApplication {
     std::uint64_t seed = 1;
     /// Has the library write its trace.
     bool log = false;
+    /// Takes down what enters the device; null for nobody.
+    RecordingWriter* recording = nullptr;
     /// Also sets the application's tags and switches its categories off.
     bool first = true;
   };
@@ -39,21 +42,24 @@ class HostApplication {
   HostApplication(const HostApplication&) = delete;
   HostApplication& operator=(const HostApplication&) = delete;
 
-  void runUntil(Date moment) { device_.runUntil(moment); }
+  void runUntil(Date moment);
   /// Every kind but `restart`, which is not for the application to do.
   void apply(const Scenario::Event& event);
 
  private:
   void buildWorld();
   void observe();
-  void start(const Launch& launch);
   void applySettings(const Scenario::Event& event);
-  void say(std::string text) { recorder_->say(TimelineKind::application, std::move(text)); }
+  /// Has the library's side do something, through the recording if there is one.
+  void call(const std::string& name, Dictionary arguments = {});
+  void say(TimelineKind kind, std::string text, Dictionary details = {});
+  void say(std::string text) { say(TimelineKind::application, std::move(text)); }
 
   const Scenario& scenario_;
   std::shared_ptr<TimelineRecorder> recorder_;
   SimulatedPlatform device_;
-  std::shared_ptr<RecordingPlatform> platform_;
+  std::unique_ptr<RecordedPlatform> recorded_;
+  std::shared_ptr<ObservedPlatform> platform_;
   std::optional<LibraryHost> library_;
 };
 

@@ -8,6 +8,14 @@
 
 namespace ks::tool {
 
+namespace {
+
+std::string textIn(const Dictionary& arguments, const char* name) {
+  return arguments[name].stringValue().value_or("");
+}
+
+}  // namespace
+
 LibraryHost::LibraryHost(std::shared_ptr<TimelineRecorder> recorder, Options options)
     : recorder_(std::move(recorder)), options_(std::move(options)) {
   observe();
@@ -162,6 +170,32 @@ void LibraryHost::refresh() {
   // Long ago, so that a fetch finds them outdated.
   manager_->setLastLocationsRefreshDate(Date{});
   fetchInBackground();
+}
+
+void LibraryHost::handle(const std::string& name, const Dictionary& arguments) {
+  if (name == "launch") {
+    launch(textIn(arguments, "text"));
+    return;
+  }
+  if (name == "say") {
+    const Dictionary* const details = arguments["details"].dictionary();
+    recorder_->say(static_cast<TimelineKind>(arguments["kind"].integerValue()),
+                   textIn(arguments, "text"), details != nullptr ? *details : Dictionary{});
+    return;
+  }
+  if (manager_ == nullptr) return;
+  const std::string subject = textIn(arguments, "name");
+  KSSettingsManager& settings = manager_->settingsManager();
+  if (name == "fetch") fetchInBackground();
+  if (name == "transfers") finishBackgroundTransfers();
+  if (name == "retry") manager_->retry();
+  if (name == "reset") manager_->reset();
+  if (name == "open") openContent(subject);
+  if (name == "show") showContent(subject);
+  if (name == "setTag") settings.setTag(subject, textIn(arguments, "value"));
+  if (name == "deleteTag") settings.deleteTag(subject);
+  if (name == "clearTags") settings.clearTags();
+  if (name == "switchCategory") switchCategory(subject, arguments["on"].boolValue());
 }
 
 std::string shownText(const std::string& title, const std::string& message) {

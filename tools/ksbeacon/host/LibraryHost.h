@@ -70,6 +70,10 @@ class LibraryHost {
   void refresh();
   void say(std::string text) { recorder_->say(TimelineKind::application, std::move(text)); }
 
+  /// Does what `name` says, "launch", "fetch", "setTag", ...: what a recording holds of the
+  /// application. Unknown names are ignored.
+  void handle(const std::string& name, const Dictionary& arguments);
+
  private:
   void observe();
   void startEnded(const std::optional<Error>& error);

@@ -21,6 +21,7 @@ void addSimulateCommand(CLI::App& app, int& code) {
       "  ksbeacon simulate demo.json --json | jq .kind            one object per event\n"
       "  ksbeacon simulate demo.json --seed 7 --until 120         other noise, two minutes of it\n"
       "  ksbeacon simulate demo.json --report walk.html           a page to look at\n"
+      "  ksbeacon simulate demo.json --record day.ksrec           for ksbeacon replay\n"
       "  ksbeacon simulate demo.json --repeat 100                 how often does each content "
       "fire?\n"
       "  ksbeacon simulate demo.json --speed 10                   ten times faster than real time\n"
@@ -49,6 +50,12 @@ void addSimulateCommand(CLI::App& app, int& code) {
                    "Root URL of another portal instead of the embedded one")
       ->type_name("URL")
       ->check(checkPortalURL);
+  command
+      ->add_option("--record", arguments->record,
+                   "Record what enters the device, for ksbeacon replay")
+      ->type_name("FILE");
+  command->add_flag("--private", arguments->isPrivate,
+                    "Leave tags out of the recording and round its positions");
   command
       ->add_option("--speed", arguments->speed, "Simulated seconds per real second; 1: real time")
       ->type_name("FACTOR")

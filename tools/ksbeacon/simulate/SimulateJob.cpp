@@ -4,6 +4,8 @@
 
 #include <filesystem>
 #include <iostream>
+#include <memory>
+#include <utility>
 #include <variant>
 
 #include "BeaconSDK/Platform/Api/Ascii.h"
@@ -40,6 +42,9 @@ std::variant<Scenario, InputError> readJob(const SimulateArguments& arguments) {
 std::string objectionToFiles(const SimulateArguments& arguments) {
   if (!arguments.report.empty() && !canBeWritten(arguments.report)) {
     return arguments.report + ": expected a file in a folder that can be written";
+  }
+  if (!arguments.record.empty() && !canBeWritten(arguments.record)) {
+    return arguments.record + ": expected a file in a folder that can be written";
   }
   if (!arguments.state.empty() && !canHoldFiles(arguments.state)) {
     return arguments.state + ": expected a folder that can be written";
@@ -118,6 +123,12 @@ int walkOnce(const Scenario& scenario, const SimulationOptions& options,
     if (isReported) report.note(event);
   });
   const SimulationResult result = simulate(scenario, options, timeline);
+  if (options.recording != nullptr) {
+    options.recording->flush();
+    if (options.recording->error()) {
+      warn("the recording is not whole: " + options.recording->error()->localizedDescription());
+    }
+  }
   if (result.interrupted) return Interruption::exitCode();
   for (const std::string& message : result.portalMessages) warn(message);
   // The embedded portal fails for its documents alone: it takes any free port.
@@ -155,6 +166,13 @@ int runSimulateJob(const SimulateArguments& arguments) {
   ProgressLine progress;
   options.progress = [&progress](double share) { progress.show(share); };
   const Interruption interruption;
+  std::unique_ptr<RecordingWriter> recording;
+  if (!arguments.record.empty()) {
+    auto made = RecordingWriter::create(arguments.record, {arguments.isPrivate});
+    if (!made) return complain(made.error().localizedDescription(), kUsage);
+    recording = std::move(made.value());
+    options.recording = recording.get();
+  }
   return arguments.repeat > 0 ? walkRepeatedly(scenario, options, arguments)
                               : walkOnce(scenario, options, arguments);
 }

@@ -19,6 +19,9 @@ struct SimulateArguments {
   std::string state;
   std::string portal;
   std::string report;
+  /// The recording's file.
+  std::string record;
+  bool isPrivate = false;
   /// Simulated seconds per real second; 0: as fast as it goes.
   double speed = 0;
   /// Walks to compare; 0: one, with its timeline.

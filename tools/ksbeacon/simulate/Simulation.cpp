@@ -10,6 +10,7 @@
 
 #include "tools/ksbeacon/documents/TemporaryFolder.h"
 #include "tools/ksbeacon/host/HostApplication.h"
+#include "tools/ksbeacon/host/TimelineMarks.h"
 #include "tools/ksbeacon/portal/PortalServer.h"
 
 namespace ks::tool {
@@ -82,6 +83,7 @@ class Run {
   }
 
   Seconds end() const { return end_; }
+  bool hasProcess() const { return hasProcess_; }
 
  private:
   /// Moments in order, ties in the order of planning: the portal changes before the application.
@@ -116,7 +118,9 @@ class Run {
     launch.permission = permission_;
     launch.seed = options_.seed.value_or(scenario_.seed);
     launch.log = options_.log;
+    launch.recording = options_.recording;
     launch.first = std::exchange(first_, false);
+    hasProcess_ = true;
     application_ = std::make_unique<HostApplication>(scenario_, recorder_, launch);
   }
 
@@ -124,6 +128,7 @@ class Run {
     stopped_.set(scenario_.start + moment);
     recorder_->follow(stopped_);
     application_.reset();
+    hasProcess_ = false;
   }
 
   void apply(const Scenario::Event& event) {
@@ -178,6 +183,7 @@ class Run {
   std::multimap<Seconds, std::function<void()>> agenda_;
   StoppedClock stopped_;
   std::unique_ptr<HostApplication> application_;
+  bool hasProcess_ = false;
   Seconds now_{0};
   std::chrono::steady_clock::time_point begin_ = std::chrono::steady_clock::now();
   bool first_ = true;
@@ -216,7 +222,11 @@ SimulationResult simulate(const Scenario& scenario, const SimulationOptions& opt
   Timeline watched;
   int replies = 0;
   int silences = 0;
+  const Run* running = nullptr;
   watched.listen([&](const TimelineEvent& event) {
+    if (options.recording != nullptr) {
+      recordEvent(*options.recording, event, scenario.start, running && running->hasProcess());
+    }
     expectations.note(event);
     if (event.kind == TimelineKind::http) ++(event.details["status"].isNull() ? silences : replies);
     timeline.add(event);
@@ -224,6 +234,7 @@ SimulationResult simulate(const Scenario& scenario, const SimulationOptions& opt
   const auto recorder = std::make_shared<TimelineRecorder>(
       watched, recorderOptions(scenario, url, options.everyRanging));
   Run run(scenario, options, server.get(), recorder, url);
+  running = &run;
   result.interrupted = !run.run();
   if (server) server->stop();
   if (result.interrupted) return result;

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "BeaconSDK/Platform/Recorded/RecordedPlatform.h"
 #include "tools/ksbeacon/scenario/Scenario.h"
 #include "tools/ksbeacon/simulate/Expectations.h"
 #include "tools/ksbeacon/timeline/Timeline.h"
@@ -21,6 +22,8 @@ struct SimulationOptions {
   std::filesystem::path state;
   /// Another portal's root; empty: the embedded one.
   std::string portalURL;
+  /// Records what enters the device; null for nobody.
+  RecordingWriter* recording = nullptr;
   bool log = false;
   /// Each ranging result with all its beacons; otherwise only changes, which is faster.
   bool everyRanging = true;

@@ -33,10 +33,19 @@ const char* colourOf(const TimelineEvent& event) {
 
 }  // namespace
 
+std::string timelineJson(const TimelineEvent& event, Date start) {
+  Dictionary line;
+  line.set("at", std::round(event.at.count() * 1000) / 1000);
+  line.set("date", dateInUTC(start + event.at));
+  line.set("kind", timelineKindName(event.kind));
+  for (const auto& [name, value] : event.details) line.set(name, value);
+  return jsonText(line);
+}
+
 void TimelinePrinter::print(const TimelineEvent& event) {
   if (event.kind == TimelineKind::log && !options_.log) return;
   if (options_.form == Form::json) {
-    printJson(event);
+    stream_ << timelineJson(event, start_) << '\n';
   } else if (!event.minor || options_.everything) {
     printText(event);
   }
@@ -51,15 +60,6 @@ void TimelinePrinter::printText(const TimelineEvent& event) {
     stream_ << kind;
   }
   stream_ << "  " << printable(event.text) << '\n';
-}
-
-void TimelinePrinter::printJson(const TimelineEvent& event) {
-  Dictionary line;
-  line.set("at", std::round(event.at.count() * 1000) / 1000);
-  line.set("date", dateInUTC(start_ + event.at));
-  line.set("kind", timelineKindName(event.kind));
-  for (const auto& [name, value] : event.details) line.set(name, value);
-  stream_ << jsonText(line) << '\n';
 }
 
 }  // namespace ks::tool

@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <ostream>
+#include <string>
 #include <vector>
 
 #include "tools/ksbeacon/timeline/TimelineEvent.h"
@@ -22,6 +23,9 @@ class Timeline {
  private:
   std::vector<Listener> listeners_;
 };
+
+/// An event as one JSON object without a line end; `start` is the moment from which events count.
+std::string timelineJson(const TimelineEvent& event, Date start);
 
 /// Writes a timeline, an event a line.
 class TimelinePrinter {
@@ -44,7 +48,6 @@ class TimelinePrinter {
 
  private:
   void printText(const TimelineEvent& event);
-  void printJson(const TimelineEvent& event);
 
   std::ostream& stream_;
   Date start_;

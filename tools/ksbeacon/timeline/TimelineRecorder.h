@@ -39,6 +39,7 @@ class TimelineRecorder : public ks::EngineObserver, public LocationListener {
   TimelineRecorder(Timeline& timeline, Options options)
       : timeline_(timeline), options_(std::move(options)) {}
 
+  const Options& options() const { return options_; }
   /// The clock of the device that reports from now on.
   void follow(const Clock& clock) { clock_ = &clock; }
 

@@ -10,7 +10,8 @@ namespace ks {
 
 LocationEngine::LocationEngine(Clock& clock, DispatchQueue& mainQueue, LocationStateStore& store,
                                LocationDemandListener& listener)
-    : core_(std::make_shared<LocationEngineCore>(clock, mainQueue, store, listener)) {
+    : listener_(listener),
+      core_(std::make_shared<LocationEngineCore>(clock, mainQueue, store, listener)) {
   core_->restore();
 }
 
@@ -26,23 +27,43 @@ std::unique_ptr<CLLocationManager> LocationEngine::makeLocationManager() {
   return std::make_unique<EngineLocationManager>(core_);
 }
 
+bool LocationEngine::isRedirected(const std::function<void(LocationInput&)>& hand) const {
+  if (!redirection_) return false;
+  if (redirection_->input != nullptr) hand(*redirection_->input);
+  return true;
+}
+
 void LocationEngine::setAuthorizationStatus(CLAuthorizationStatus status) {
+  if (isRedirected([&](LocationInput& input) { input.setAuthorizationStatus(status); })) return;
   core_->setAuthorizationStatus(status);
 }
 
 void LocationEngine::setBeaconScanningAvailable(bool available) {
+  if (isRedirected([&](LocationInput& input) { input.setBeaconScanningAvailable(available); }))
+    return;
   core_->setBeaconScanningAvailable(available);
 }
 
 void LocationEngine::setBeaconScanningPaused(bool paused) {
+  if (isRedirected([&](LocationInput& input) { input.setBeaconScanningPaused(paused); })) return;
   core_->setBeaconScanningPaused(paused);
 }
 
-void LocationEngine::setPositioningAvailable(bool available) { core_->positioning = available; }
+void LocationEngine::setPositioningAvailable(bool available) {
+  if (isRedirected([&](LocationInput& input) { input.setPositioningAvailable(available); })) return;
+  core_->positioning = available;
+}
 
-void LocationEngine::setReceiverGain(Dbm gain) { core_->setReceiverGain(gain); }
+void LocationEngine::setReceiverGain(Dbm gain) {
+  if (isRedirected([&](LocationInput& input) { input.setReceiverGain(gain); })) return;
+  core_->setReceiverGain(gain);
+}
 
 void LocationEngine::handleAdvertisement(const Advertisement& advertisement) {
+  if (redirection_) {
+    if (redirection_->input != nullptr) redirection_->input->handleAdvertisement(advertisement);
+    return;
+  }
   auto& counters = core_->counters;
   ++counters.advertisements;
   core_->tellListener(advertisement);
@@ -62,9 +83,34 @@ void LocationEngine::handleBeacon(const BeaconFrame& frame, Dbm rssi, Seconds ag
   core_->handleBeacon({frame, rssi, age});
 }
 
-void LocationEngine::handleFix(const CLLocation& fix) { core_->handleFix(fix); }
+void LocationEngine::handleFix(const CLLocation& fix) {
+  if (isRedirected([&](LocationInput& input) { input.handleFix(fix); })) return;
+  core_->handleFix(fix);
+}
 
-void LocationEngine::positionFailed(const Error& error) { core_->positionFailed(error); }
+void LocationEngine::positionFailed(const Error& error) {
+  if (isRedirected([&](LocationInput& input) { input.positionFailed(error); })) return;
+  core_->positionFailed(error);
+}
+
+void LocationEngine::redirect(LocationInput* input) {
+  core_->close();
+  becameActive_.end();
+  if (!redirection_) redirection_.emplace();
+  redirection_->input = input;
+  if (input == nullptr) return;
+  input->setAuthorizationStatus(core_->authorization);
+  input->setBeaconScanningAvailable(core_->scanning);
+  input->setPositioningAvailable(core_->positioning);
+  input->setBeaconScanningPaused(core_->isBeaconScanningPaused());
+  input->setReceiverGain(core_->receiverGain());
+}
+
+void LocationEngine::setDemand(const LocationDemand& demand) {
+  if (!redirection_ || redirection_->demand == demand) return;
+  redirection_->demand = demand;
+  listener_.locationDemandChanged(demand);
+}
 
 void LocationEngine::handleDisplayOn() { core_->handleDisplayOn(); }
 
@@ -73,7 +119,9 @@ void LocationEngine::observeApplication(NSNotificationCenter& center) {
                                      [this](const NSNotification&) { handleDisplayOn(); });
 }
 
-LocationDemand LocationEngine::demand() const { return core_->demand(); }
+LocationDemand LocationEngine::demand() const {
+  return redirection_ ? redirection_->demand : core_->demand();
+}
 
 LocationCounters LocationEngine::counters() const { return core_->counters; }
 

@@ -1,11 +1,14 @@
 #pragma once
 
+#include <functional>
 #include <memory>
+#include <optional>
 
 #include "BeaconSDK/Platform/Api/CoreLocation.h"
 #include "BeaconSDK/Platform/Api/Foundation.h"
 #include "BeaconSDK/Platform/Location/Engine/LocationCounters.h"
 #include "BeaconSDK/Platform/Location/Engine/LocationDemand.h"
+#include "BeaconSDK/Platform/Location/Engine/LocationInput.h"
 #include "BeaconSDK/Platform/Location/LocationErrors.h"
 #include "BeaconSDK/Platform/Location/Radio/Advertisement.h"
 #include "BeaconSDK/Platform/Location/Regions/LocationStateStore.h"
@@ -32,7 +35,7 @@ class LocationEngineCore;
 ///
 /// Main queue only, apart from the operations of `LocationServices`. Input must not be given from
 /// within a delegate's callback. Managers may outlive the engine and are then inert.
-class LocationEngine : public LocationServices {
+class LocationEngine : public LocationServices, public LocationInput {
  public:
   /// Reads the regions of earlier runs from `store` at once. The store and the listener must
   /// outlive the engine. The authorization begins as `notDetermined`.
@@ -46,29 +49,16 @@ class LocationEngine : public LocationServices {
   bool isMonitoringAvailableForBeaconRegions() const override;
   std::unique_ptr<CLLocationManager> makeLocationManager() override;
 
-  /// Delegates are notified of a change in a task of its own.
-  void setAuthorizationStatus(CLAuthorizationStatus status);
-  /// False where the device has no radio, which stops listening too. True at first.
-  void setBeaconScanningAvailable(bool available);
-  /// True while the radio cannot listen for now: silence then proves nothing. Beacon regions can be
-  /// monitored all the same. False at first.
-  void setBeaconScanningPaused(bool paused);
-  /// False where the device has no source of positions. True at first.
-  void setPositioningAvailable(bool available);
-
-  /// How much stronger than usual this device receives, in dB: what it reports 1 m from a beacon,
-  /// less the power that the beacon claims. Subtracted from every strength from now on. 0 at first.
-  void setReceiverGain(Dbm gain);
-
-  /// Constant time; allocates only for a beacon that was not known.
-  void handleAdvertisement(const Advertisement& advertisement);
+  void setAuthorizationStatus(CLAuthorizationStatus status) override;
+  void setBeaconScanningAvailable(bool available) override;
+  void setBeaconScanningPaused(bool paused) override;
+  void setPositioningAvailable(bool available) override;
+  void setReceiverGain(Dbm gain) override;
+  void handleAdvertisement(const Advertisement& advertisement) override;
   /// The same for a beacon whose frame is already known.
   void handleBeacon(const BeaconFrame& frame, Dbm rssi, Seconds age = Seconds{0});
-  /// While positions are demanded fixes are expected to come again and again, also of a device that
-  /// stands still. A fix that the device can hardly have reached waits for another one that agrees.
-  void handleFix(const CLLocation& fix);
-  /// The source of positions has given up for now.
-  void positionFailed(const Error& error);
+  void handleFix(const CLLocation& fix) override;
+  void positionFailed(const Error& error) override;
   /// Reports the state of the inside beacon regions with `notifyEntryStateOnDisplay`.
   void handleDisplayOn();
   /// Does that from now on whenever the application becomes active. `center` must outlive the
@@ -78,13 +68,30 @@ class LocationEngine : public LocationServices {
   LocationDemand demand() const;
   LocationCounters counters() const;
 
+  /// Hands the device to another engine: from now on all input goes to `input`, which is told what
+  /// was set so far, and the demand is what `setDemand` says. This engine saves and does nothing
+  /// more. `input` must outlive what feeds this engine; null drops input.
+  void redirect(LocationInput* input);
+  /// After `redirect`: the other engine's demand.
+  void setDemand(const LocationDemand& demand);
+
   /// Hears all that the radio hears, whoever sent it: for showing a person what is around. While
   /// there is a listener every advertisement is demanded, also without authorization. Null for
   /// none; not from within the listener.
   void setAdvertisementListener(AdvertisementListener listener);
 
  private:
+  struct Redirection {
+    LocationInput* input = nullptr;
+    LocationDemand demand;
+  };
+
+  /// Hands input on if it is not for this engine.
+  bool isRedirected(const std::function<void(LocationInput&)>& hand) const;
+
+  LocationDemandListener& listener_;
   std::shared_ptr<LocationEngineCore> core_;
+  std::optional<Redirection> redirection_;
   NSNotificationCenter::Observation becameActive_;
 };
 

@@ -34,6 +34,7 @@ void LocationEngineCore::restore() {
 }
 
 void LocationEngineCore::close() {
+  closed_ = true;
   keeper_.close();
   for (const auto& manager : managers_.all()) {
     manager->oneFixTimeout.cancel();
@@ -378,6 +379,7 @@ void LocationEngineCore::demandMayHaveChanged() {
   demandPosted_ = true;
   post([](LocationEngineCore& core) {
     core.demandPosted_ = false;
+    if (core.closed_) return;
     const auto demand = core.demand();
     if (demand == core.told_) return;
     core.told_ = demand;

@@ -51,7 +51,9 @@ class LocationEngineCore : public std::enable_shared_from_this<LocationEngineCor
   void setAuthorizationStatus(CLAuthorizationStatus status);
   void setBeaconScanningAvailable(bool available);
   void setBeaconScanningPaused(bool paused);
+  bool isBeaconScanningPaused() const { return scanningPaused_; }
   void setReceiverGain(Dbm gain) { gain_ = gain; }
+  Dbm receiverGain() const { return gain_; }
   /// The packet's time is its age here.
   void handleBeacon(BeaconPacket packet);
   void handleFix(const CLLocation& fix);
@@ -116,6 +118,7 @@ class LocationEngineCore : public std::enable_shared_from_this<LocationEngineCor
   AdvertisementListener advertisementListener_;
   LocationDemand told_;
   bool demandPosted_ = false;
+  bool closed_ = false;
 };
 
 }  // namespace ks

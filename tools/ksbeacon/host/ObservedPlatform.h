@@ -10,10 +10,10 @@ namespace ks::tool {
 /// Another platform with an ear on its location service: all that the device tells the library
 /// about positions, regions and beacons reaches the listener first. Everything else is the other
 /// platform's.
-class RecordingPlatform : public ForwardingPlatform {
+class ObservedPlatform : public ForwardingPlatform {
  public:
   /// Both must outlive the recording platform.
-  RecordingPlatform(Platform& device, LocationListener& listener);
+  ObservedPlatform(Platform& device, LocationListener& listener);
 
   LocationServices& locationServices() override { return *locationServices_; }
 

@@ -1,4 +1,4 @@
-#include "tools/ksbeacon/host/RecordingPlatform.h"
+#include "tools/ksbeacon/host/ObservedPlatform.h"
 
 #include <utility>
 
@@ -8,13 +8,13 @@ namespace {
 
 /// A manager that passes everything on: calls inward, events to the listener and then outward. The
 /// delegate sees this manager, the one it made.
-class RecordingManager : public CLLocationManager, private CLLocationManagerDelegate {
+class ObservedManager : public CLLocationManager, private CLLocationManagerDelegate {
  public:
-  RecordingManager(std::unique_ptr<CLLocationManager> inner, LocationListener& listener)
+  ObservedManager(std::unique_ptr<CLLocationManager> inner, LocationListener& listener)
       : inner_(std::move(inner)), listener_(listener) {}
-  ~RecordingManager() override { inner_->setDelegate(nullptr); }
-  RecordingManager(const RecordingManager&) = delete;
-  RecordingManager& operator=(const RecordingManager&) = delete;
+  ~ObservedManager() override { inner_->setDelegate(nullptr); }
+  ObservedManager(const ObservedManager&) = delete;
+  ObservedManager& operator=(const ObservedManager&) = delete;
 
   void setDelegate(CLLocationManagerDelegate* delegate) override {
     delegate_ = delegate;
@@ -99,9 +99,9 @@ class RecordingManager : public CLLocationManager, private CLLocationManagerDele
   CLLocationManagerDelegate* delegate_ = nullptr;
 };
 
-class RecordingServices : public LocationServices {
+class ObservedServices : public LocationServices {
  public:
-  RecordingServices(LocationServices& inner, LocationListener& listener)
+  ObservedServices(LocationServices& inner, LocationListener& listener)
       : inner_(inner), listener_(listener) {}
 
   CLAuthorizationStatus authorizationStatus() const override {
@@ -114,7 +114,7 @@ class RecordingServices : public LocationServices {
     return inner_.isMonitoringAvailableForBeaconRegions();
   }
   std::unique_ptr<CLLocationManager> makeLocationManager() override {
-    return std::make_unique<RecordingManager>(inner_.makeLocationManager(), listener_);
+    return std::make_unique<ObservedManager>(inner_.makeLocationManager(), listener_);
   }
 
  private:
@@ -124,8 +124,8 @@ class RecordingServices : public LocationServices {
 
 }  // namespace
 
-RecordingPlatform::RecordingPlatform(Platform& device, LocationListener& listener)
+ObservedPlatform::ObservedPlatform(Platform& device, LocationListener& listener)
     : ForwardingPlatform(device),
-      locationServices_(std::make_unique<RecordingServices>(device.locationServices(), listener)) {}
+      locationServices_(std::make_unique<ObservedServices>(device.locationServices(), listener)) {}
 
 }  // namespace ks::tool

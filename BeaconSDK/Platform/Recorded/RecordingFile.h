@@ -1,0 +1,60 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <istream>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string_view>
+
+#include "BeaconSDK/Platform/Api/Error.h"
+#include "BeaconSDK/Platform/Api/Result.h"
+#include "BeaconSDK/Platform/Api/Value.h"
+#include "BeaconSDK/Platform/Storage/AppendFile.h"
+
+namespace ks {
+
+/// A recording on disk: a mark of eight bytes, then blocks. A block is the length of its content in
+/// four bytes, little-endian, and a zstd frame with the content's size and checksum.
+inline constexpr std::string_view kRecordingMark = "KSREC\x01\r\n";
+
+/// Larger blocks are refused: a little more than the largest reply as text.
+inline constexpr std::size_t kLargestRecordingBlock = std::size_t{160} * 1024 * 1024;
+
+/// Appends blocks to a file. One thread.
+class RecordingFileWriter {
+ public:
+  /// Makes the file for its owner alone (0600), replacing what is there.
+  static Result<RecordingFileWriter> create(const std::filesystem::path& path);
+
+  /// Writes one block at once. After an error nothing more is written: readers pass over a torn
+  /// block only at the end.
+  [[nodiscard]] std::optional<Error> append(std::span<const std::uint8_t> content);
+
+ private:
+  explicit RecordingFileWriter(const std::filesystem::path& path) : file_(path) {}
+
+  AppendFile file_;
+  std::optional<Error> error_;
+};
+
+/// Reads a recording block by block. One thread.
+class RecordingFileReader {
+ public:
+  /// An error for what is no recording.
+  static Result<RecordingFileReader> open(const std::filesystem::path& path);
+  /// On any stream, for tests of the format.
+  explicit RecordingFileReader(std::unique_ptr<std::istream> stream) : stream_(std::move(stream)) {}
+
+  /// The next whole block; absent at the end, and at the first block that is torn or damaged.
+  std::optional<Data> next();
+  /// Whether the file ended with a whole block. After `next` has returned nothing.
+  bool isWhole() const { return isWhole_; }
+
+ private:
+  std::unique_ptr<std::istream> stream_;
+  bool isWhole_ = false;
+};
+
+}  // namespace ks

@@ -1,0 +1,101 @@
+#include <gmock/gmock.h>
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "tests/Support/TemporaryFolder.h"
+#include "tools/ksbeacon/replay/Replay.h"
+#include "tools/ksbeacon/scenario/ScenarioReader.h"
+#include "tools/ksbeacon/simulate/Simulation.h"
+
+namespace ks::tool {
+namespace {
+
+namespace fs = std::filesystem;
+using Lines = std::vector<std::string>;
+
+/// Recordings of the example scenarios.
+class ReplayTest : public ::testing::Test {
+ protected:
+  static Scenario scenario(const std::string& name) {
+    auto read = readScenarioFile(fs::path(KS_SOURCE_DIR "/examples/scenarios") / (name + ".json"));
+    return std::get<Scenario>(std::move(read));
+  }
+
+  static void collect(Timeline& timeline, const Date& start, Lines& lines) {
+    timeline.listen(
+        [&](const TimelineEvent& event) { lines.push_back(timelineJson(event, start)); });
+  }
+
+  Lines record(const Scenario& scenario, bool isPrivate = false) const {
+    auto writer = RecordingWriter::create(file_, {isPrivate});
+    Lines lines;
+    Timeline timeline;
+    collect(timeline, scenario.start, lines);
+    SimulationOptions options;
+    options.recording = writer.value().get();
+    EXPECT_EQ(simulate(scenario, options, timeline).failure, "");
+    return lines;
+  }
+
+  ReplayResult play(Lines& lines, ReplayOptions options = {}) const {
+    options.everyRanging = true;
+    Timeline timeline;
+    Date start;
+    collect(timeline, start, lines);
+    return replay(file_, options, timeline, [&](Date begins) { start = begins; });
+  }
+
+  test::TemporaryFolder folder_;
+  fs::path file_ = folder_.path() / "day.ksrec";
+};
+
+TEST_F(ReplayTest, RepeatsEveryExampleExactly) {
+  for (const char* const name : {"demo",
+                                 "background",
+                                 "battery",
+                                 "categories",
+                                 "dropped-connection",
+                                 "dwelling-enter",
+                                 "dwelling-exit",
+                                 "event-counter",
+                                 "geofences",
+                                 "outage",
+                                 "permission",
+                                 "portal-faults",
+                                 "refined-announcements",
+                                 "refined-start",
+                                 "refined-statistics",
+                                 "refined-stays",
+                                 "restart",
+                                 "search-region",
+                                 "tour",
+                                 "unauthorized",
+                                 "unlisted-beacon"}) {
+    SCOPED_TRACE(name);
+    const Lines recorded = record(scenario(name));
+    Lines replayed;
+    const ReplayResult result = play(replayed);
+    EXPECT_EQ(result.failure, "");
+    EXPECT_EQ(result.departure, "");
+    EXPECT_TRUE(result.isWhole);
+    EXPECT_EQ(replayed, recorded);
+  }
+}
+
+TEST_F(ReplayTest, RepeatsATornRecordingAsFarAsItGoes) {
+  const Lines recorded = record(scenario("demo"));
+  fs::resize_file(file_, fs::file_size(file_) - 5);
+  Lines replayed;
+  const ReplayResult result = play(replayed);
+  EXPECT_FALSE(result.isWhole);
+  EXPECT_EQ(result.departure, "");
+  ASSERT_GT(replayed.size(), recorded.size() / 2);
+  EXPECT_TRUE(
+      std::equal(recorded.begin(), recorded.begin() + recorded.size() / 2, replayed.begin()));
+}
+
+}  // namespace
+}  // namespace ks::tool

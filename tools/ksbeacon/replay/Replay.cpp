@@ -1,0 +1,266 @@
+#include "tools/ksbeacon/replay/Replay.h"
+
+#include <fmt/format.h>
+
+#include <deque>
+#include <utility>
+
+#include "BeaconSDK/Platform/Recorded/ReplayedPlatform.h"
+#include "BeaconSDK/Platform/Simulated/SimulatedNetwork.h"
+#include "tools/ksbeacon/host/HostDetails.h"
+#include "tools/ksbeacon/host/ObservedPlatform.h"
+#include "tools/ksbeacon/host/TimelineMarks.h"
+#include "tools/ksbeacon/portal/PortalServer.h"
+
+namespace ks::tool {
+
+namespace {
+
+using Kind = RecordedEvent::Kind;
+
+/// The time of a device that is switched off.
+class StoppedClock : public Clock {
+ public:
+  Date now() const override { return now_; }
+  Seconds uptime() const override { return Seconds{0}; }
+  void set(Date now) { now_ = now; }
+
+ private:
+  Date now_;
+};
+
+/// One process of the recording: its device, and an application like the one that was recorded.
+class Process {
+ public:
+  Process(const RecordedEvent& begin, Timeline& timeline, const ReplayOptions& options,
+          const std::string& otherPortal)
+      : device_(begin) {
+    LibraryHost::Options library = libraryOptionsIn(device_.host());
+    if (options.refinements) library.refinements = *options.refinements;
+    TimelineRecorder::Options lines = timelineOptionsIn(device_.host());
+    lines.everyRanging = options.everyRanging;
+    if (options.hasOtherRules()) device_.setIndependent();
+    if (!otherPortal.empty()) useNetwork(library, lines, otherPortal);
+    recorder_ = std::make_shared<TimelineRecorder>(timeline, std::move(lines));
+    platform_ = std::make_shared<ObservedPlatform>(device_, *recorder_);
+    recorder_->follow(device_.clock());
+    Platform::install(platform_);
+    host_.emplace(recorder_, std::move(library));
+    device_.setHostHandler([this](const std::string& name, const Dictionary& arguments) {
+      host_->handle(name, arguments);
+    });
+    device_.setTransferListener(
+        [this](const HttpExchange& exchange) { host_->transferEnded(exchange); });
+  }
+  Process(const Process&) = delete;
+  Process& operator=(const Process&) = delete;
+  ~Process() {
+    stopped_.set(device_.clock().now());
+    recorder_->follow(stopped_);
+    host_.reset();
+    if (network_) network_->setListener(nullptr);
+    Platform::install(nullptr);
+  }
+
+  ReplayedPlatform& device() { return device_; }
+  Date start() const { return recorder_->options().start; }
+
+ private:
+  void useNetwork(LibraryHost::Options& library, TimelineRecorder::Options& lines,
+                  const std::string& portal) {
+    library.portalURL = portal;
+    lines.portalURL = portal;
+    HttpOptions http;
+    http.temporaryDirectory = device_.directories().temporary;
+    network_ = std::make_unique<SimulatedNetwork>(device_.loop(), std::move(http));
+    network_->setListener([this](const HttpExchange& exchange) { host_->transferEnded(exchange); });
+    device_.setURLLoadingSystem(network_->loadingSystem());
+  }
+
+  ReplayedPlatform device_;
+  std::unique_ptr<SimulatedNetwork> network_;
+  std::shared_ptr<TimelineRecorder> recorder_;
+  std::shared_ptr<ObservedPlatform> platform_;
+  std::optional<LibraryHost> host_;
+  StoppedClock stopped_;
+};
+
+/// Feeds the processes with the entries of the recording and holds their events against its marks.
+class Replaying {
+ public:
+  Replaying(RecordingReader reader, const ReplayOptions& options, Timeline& timeline,
+            const ReplayBeginning& begins, std::string portal)
+      : reader_(std::move(reader)),
+        options_(options),
+        timeline_(timeline),
+        begins_(begins),
+        portal_(std::move(portal)) {
+    watched_.listen([this](const TimelineEvent& event) { happened(event); });
+  }
+
+  ReplayResult run() {
+    RecordedEvent event;
+    while (!isOver() && reader_.next(event)) take(event);
+    isAtEnd_ = true;
+    if (!isOver()) flush();
+    process_.reset();
+    result_.isWhole = reader_.isWhole();
+    return std::move(result_);
+  }
+
+ private:
+  bool isOver() {
+    if (options_.isInterrupted && ++taken_ % 1024 == 0) {
+      result_.interrupted = options_.isInterrupted();
+    }
+    return result_.interrupted || isDone_ || !result_.departure.empty();
+  }
+
+  void take(RecordedEvent& event) {
+    switch (event.kind) {
+      case Kind::answer:
+        if (process_) process_->device().addAnswer(event);
+        return;
+      case Kind::mark:
+        marks_.push_back(event.subject);
+        return;
+      case Kind::begin:
+        flush();
+        return begin(event);
+      case Kind::note:
+        flush();
+        process_.reset();
+        if (!isOver()) pass(eventIn(event));
+        return;
+      default:
+        // Whatever the library asks while it lives through an input stands before the next one.
+        flush();
+        std::swap(pending_, event);
+        hasPending_ = true;
+    }
+  }
+
+  void begin(const RecordedEvent& event) {
+    process_.reset();
+    marks_.clear();
+    process_ = std::make_unique<Process>(event, watched_, options_, portal_);
+    isChecked_ = !process_->device().isPrivate() && !options_.hasOtherRules();
+    if (!std::exchange(hasBegun_, true)) {
+      result_.start = process_->start();
+      if (begins_) begins_(result_.start);
+    }
+  }
+
+  void flush() {
+    if (!std::exchange(hasPending_, false) || !process_) return;
+    ReplayedPlatform& device = process_->device();
+    if (options_.until) {
+      const Date last = result_.start + *options_.until;
+      const double left = secondsBetween(device.clock().now(), last);
+      const auto limit =
+          static_cast<std::int64_t>((device.clock().uptime().count() + std::max(left, 0.0)) * 1e6);
+      if (pending_.microseconds > limit) {
+        device.runUntil(limit);
+        isDone_ = true;
+        return;
+      }
+    }
+    if (pending_.kind == Kind::end) {
+      device.runUntil(pending_.microseconds);
+      result_.end = device.clock().now() - result_.start;
+      check(device);
+      return process_.reset();
+    }
+    device.replay(pending_);
+    result_.end = device.clock().now() - result_.start;
+    check(device);
+  }
+
+  void check(const ReplayedPlatform& device) {
+    if (result_.departure.empty() && !device.departure().empty()) depart(device.departure());
+  }
+
+  void depart(const std::string& how) {
+    if (!result_.departure.empty() || !isChecked_) return;
+    result_.departure =
+        fmt::format("event {} at {}: {}", events_ + 1, timelineMoment(lastMoment_), how);
+  }
+
+  void happened(const TimelineEvent& event) {
+    if (!result_.departure.empty() || isDone_) return;
+    lastMoment_ = event.at;
+    compare(event);
+    if (result_.departure.empty()) pass(event);
+  }
+
+  void compare(const TimelineEvent& event) {
+    const auto mark = isChecked_ ? timelineMark(event, result_.start) : std::nullopt;
+    if (!mark) return;
+    if (marks_.empty()) {
+      // What stood in a torn block cannot be held against anything.
+      if (!isAtEnd_) depart("now " + event.text + ", and nothing when it was recorded");
+      return;
+    }
+    const std::uint64_t recorded = marks_.front();
+    marks_.pop_front();
+    if (recorded == *mark) return;
+    depart(fmt::format("now {} ({}), and another event ({}) when it was recorded", event.text,
+                       timelineKindName(event.kind), markedKind(recorded)));
+  }
+
+  void pass(const TimelineEvent& event) {
+    if (options_.until && event.at > *options_.until) return;
+    ++events_;
+    timeline_.add(event);
+  }
+
+  RecordingReader reader_;
+  const ReplayOptions& options_;
+  Timeline& timeline_;
+  const ReplayBeginning& begins_;
+  std::string portal_;
+  Timeline watched_;
+  ReplayResult result_;
+  std::unique_ptr<Process> process_;
+  std::deque<std::uint64_t> marks_;
+  RecordedEvent pending_;
+  bool hasPending_ = false;
+  bool hasBegun_ = false;
+  bool isChecked_ = true;
+  bool isDone_ = false;
+  bool isAtEnd_ = false;
+  std::uint64_t taken_ = 0;
+  std::uint64_t events_ = 0;
+  Seconds lastMoment_{0};
+};
+
+}  // namespace
+
+ReplayResult replay(const std::filesystem::path& recording, const ReplayOptions& options,
+                    Timeline& timeline, const ReplayBeginning& begins) {
+  ReplayResult result;
+  auto reader = RecordingReader::open(recording);
+  if (!reader) {
+    result.failure = reader.error().localizedDescription();
+    return result;
+  }
+  std::shared_ptr<portal::PortalServer> server;
+  if (!options.documents.empty()) {
+    portal::PortalOptions portalOptions;
+    portalOptions.documents = options.documents;
+    portalOptions.reload = false;
+    auto started = portal::PortalServer::start(std::move(portalOptions));
+    if (!started) {
+      result.failure = started.error().localizedDescription();
+      return result;
+    }
+    server = *started;
+  }
+  result =
+      Replaying(std::move(reader.value()), options, timeline, begins, server ? server->url() : "")
+          .run();
+  if (server) server->stop();
+  return result;
+}
+
+}  // namespace ks::tool

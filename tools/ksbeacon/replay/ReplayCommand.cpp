@@ -1,0 +1,42 @@
+#include "tools/ksbeacon/replay/ReplayCommand.h"
+
+#include <memory>
+
+#include "tools/ksbeacon/options/NumberOption.h"
+#include "tools/ksbeacon/options/RefinementOption.h"
+#include "tools/ksbeacon/replay/ReplayJob.h"
+
+namespace ks::tool {
+
+void addReplayCommand(CLI::App& app, int& code) {
+  auto arguments = std::make_shared<ReplayArguments>();
+  CLI::App* const command = app.add_subcommand("replay", "Live through a recording again");
+  command->footer(
+      "Examples:\n"
+      "  ksbeacon replay day.ksrec                                the timeline of the recorded "
+      "day\n"
+      "  ksbeacon replay day.ksrec --json | jq .kind              one object per event\n"
+      "  ksbeacon replay day.ksrec --from 3600 --until 7200       its second hour\n"
+      "  ksbeacon replay day.ksrec --documents new/               the same day, other documents\n"
+      "Recordings are made by simulate --record and run --record.\n"
+      "Exit codes: 0 it went as it did when it was recorded, 1 it departed, 2 a mistake in the\n"
+      "options or no recording; ended by a signal, 128 and its number.\n"
+      "docs/recordings.md tells what a recording holds.");
+  command->add_option("FILE", arguments->recording, "The recording")->required();
+  command->add_option("--from", arguments->from, "Show events from so many seconds on")
+      ->type_name("SECONDS")
+      ->check(numberBetween(0.0, 366.0 * 24 * 3600));
+  command->add_option("--until", arguments->until, "End after so many seconds")
+      ->type_name("SECONDS")
+      ->check(numberBetween(0.001, 366.0 * 24 * 3600));
+  command
+      ->add_option("--documents", arguments->documents,
+                   "Folder of a portal's documents instead of the recorded replies")
+      ->type_name("DIR");
+  addRefinementOption(*command, arguments->refinements, "the recording's unless given");
+  command->add_flag("--json", arguments->json, "One JSON object per line");
+  command->add_flag("--verbose", arguments->verbose, "Also every ranging result, changed or not");
+  command->callback([arguments, &code] { code = runReplayJob(*arguments); });
+}
+
+}  // namespace ks::tool
