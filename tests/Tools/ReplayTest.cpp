@@ -1,10 +1,12 @@
 #include <gmock/gmock.h>
 
+#include <cmath>
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
+#include "BeaconSDK/Platform/Recorded/ReplayedPlatform.h"
+#include "BeaconSDK/Platform/Storage/ValueText.h"
 #include "tests/Support/TemporaryFolder.h"
 #include "tools/ksbeacon/replay/Replay.h"
 #include "tools/ksbeacon/scenario/ScenarioReader.h"
@@ -14,6 +16,9 @@ namespace ks::tool {
 namespace {
 
 namespace fs = std::filesystem;
+using ::testing::Contains;
+using ::testing::HasSubstr;
+using ::testing::Not;
 using Lines = std::vector<std::string>;
 
 /// Recordings of the example scenarios.
@@ -95,6 +100,44 @@ TEST_F(ReplayTest, RepeatsATornRecordingAsFarAsItGoes) {
   ASSERT_GT(replayed.size(), recorded.size() / 2);
   EXPECT_TRUE(
       std::equal(recorded.begin(), recorded.begin() + recorded.size() / 2, replayed.begin()));
+}
+
+TEST_F(ReplayTest, KeepsTagsAndExactPlacesPrivate) {
+  Scenario day = scenario("demo");
+  day.application.tags = {{"patient", "Violet"}};
+  record(day, true);
+  auto reader = RecordingReader::open(file_);
+  std::string texts;
+  RecordedEvent event;
+  while (reader.value().next(event)) {
+    texts += valueToText(event.details).value_or("");
+    if (event.kind != RecordedEvent::Kind::fix) continue;
+    const double thousandths = event.location.coordinate.latitude * 1000;
+    EXPECT_NEAR(thousandths, std::round(thousandths), 1e-6);
+  }
+  EXPECT_THAT(texts, Not(HasSubstr("Violet")));
+  EXPECT_THAT(texts, Not(HasSubstr("latitude=")));
+  Lines lines;
+  EXPECT_EQ(play(lines).departure, "");
+  EXPECT_THAT(lines, Contains(HasSubstr("\"kind\":\"trigger\"")));
+}
+
+TEST_F(ReplayTest, ShowsTheSameDayUnderOtherRules) {
+  record(scenario("once-only"));
+  Lines lines;
+  ReplayOptions options;
+  options.documents = folder_.path() / "documents";
+  fs::copy(KS_SOURCE_DIR "/examples/portal", options.documents, fs::copy_options::recursive);
+  const fs::path beacons = options.documents / "beacons.json";
+  std::string text = test::readText(beacons);
+  const std::size_t rule = text.find("\"goodbye\"");
+  ASSERT_NE(rule, std::string::npos);
+  text.replace(rule, 9, "\"farewell\"");
+  test::writeText(beacons, text);
+  const ReplayResult result = play(lines, options);
+  EXPECT_EQ(result.failure + result.departure, "");
+  EXPECT_THAT(lines, Contains(HasSubstr("\"content\":\"farewell\"")));
+  EXPECT_THAT(lines, Not(Contains(HasSubstr("\"goodbye\""))));
 }
 
 }  // namespace

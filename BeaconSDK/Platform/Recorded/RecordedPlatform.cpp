@@ -24,15 +24,55 @@ constexpr std::uintmax_t kMostFileBytes = std::uintmax_t{64} * 1024 * 1024;
 
 double roundedDegrees(double degrees) { return std::round(degrees * 1000) / 1000; }
 
-/// What a private recording does not tell; empty arguments stand for them.
+/// Calls of the host that name tags, and lines that tell of them.
+bool tellsOfTags(const RecordedEvent& event) {
+  if (event.kind != Kind::host) return false;
+  const std::string name = event.details["name"].stringValue().value_or("");
+  const Dictionary* const arguments = event.details["arguments"].dictionary();
+  const std::string text =
+      arguments != nullptr ? (*arguments)["text"].stringValue().value_or("") : "";
+  return name.find("Tag") != std::string::npos || text.find(" tag") != std::string::npos;
+}
+
+/// The beginning without tags and without what identifies the device.
+void makeBeginningPrivate(Dictionary& details) {
+  if (const Dictionary* const settings = details["settings"].dictionary()) {
+    Dictionary shown = *settings;
+    for (const char* const name : {"vendor", "advertising"}) shown.set(name, UUID{});
+    details.set("settings", std::move(shown));
+  }
+  if (const Dictionary* const host = details["host"].dictionary()) {
+    Dictionary shown = *host;
+    shown.erase("tags");
+    details.set("host", std::move(shown));
+  }
+  if (const Dictionary* const files = details["files"].dictionary()) {
+    Dictionary shown;
+    for (const auto& [name, content] : *files) {
+      if (name.find("ags") == std::string::npos) shown.set(name, content);
+    }
+    details.set("files", std::move(shown));
+  }
+}
+
+/// Takes out what a private recording does not tell.
 void makePrivate(RecordedEvent& event) {
+  if (event.kind == Kind::begin) return makeBeginningPrivate(event.details);
   if (event.kind == Kind::fix) {
     auto& coordinate = event.location.coordinate;
     coordinate = {roundedDegrees(coordinate.latitude), roundedDegrees(coordinate.longitude)};
   }
   if (event.kind != Kind::download && event.kind != Kind::completion) return;
-  const std::string target = event.details["target"].stringValue().value_or("");
-  event.details.set("target", target.substr(0, target.find('?')));
+  const auto withoutQuery = [](const Value& url) {
+    const std::string text = url.stringValue().value_or("");
+    return text.substr(0, text.find('?'));
+  };
+  event.details.set("target", withoutQuery(event.details["target"]));
+  if (const Dictionary* const response = event.details["response"].dictionary()) {
+    Dictionary shown = *response;
+    shown.set("url", withoutQuery(shown["url"]));
+    event.details.set("response", std::move(shown));
+  }
 }
 
 SimulatedSettings settingsOf(Platform& device) {
@@ -96,6 +136,7 @@ void RecordingWriter::add(RecordedEvent event) {
   if (event.kind == Kind::begin) lastFlush_ = now_ = 0;
   if (event.kind == Kind::mark || event.kind == Kind::note) event.microseconds = now_;
   now_ = event.microseconds;
+  if (options_.isPrivate && tellsOfTags(event)) return;
   if (options_.isPrivate) makePrivate(event);
   encoder_.add(event);
   if (encoder_.bytes().size() >= kLargestBuffer || now_ - lastFlush_ >= kLongestBuffering) flush();

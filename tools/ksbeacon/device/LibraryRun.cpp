@@ -8,6 +8,8 @@
 
 #include "BeaconSDK/Platform/Linux/LinuxApplication.h"
 #include "BeaconSDK/Platform/Linux/Notifications/LinuxNotificationCenter.h"
+#include "tools/ksbeacon/host/HostDetails.h"
+#include "tools/ksbeacon/host/TimelineMarks.h"
 #include "tools/ksbeacon/output/Complaint.h"
 #include "tools/ksbeacon/output/ExitCode.h"
 
@@ -30,96 +32,92 @@ LibraryRun::LibraryRun(LibraryRunOptions options)
       recorder_(std::make_shared<TimelineRecorder>(
           timeline_, TimelineRecorder::Options{device_.clock().now(), options_.library.portalURL,
                                                options_.everyRanging})),
-      platform_(std::make_shared<ObservedPlatform>(device_, *recorder_)),
+      recorded_(record()),
+      platform_(std::make_shared<ObservedPlatform>(
+          recorded_ ? static_cast<Platform&>(*recorded_) : device_, *recorder_)),
       code_(kSuccess) {
   Platform::install(platform_);
-  recorder_->follow(device_.clock());
+  recorder_->follow(platform_->clock());
   timeline_.listen([this](const TimelineEvent& event) {
+    if (recorded_) recordEvent(*options_.recording, event, recorder_->options().start, true);
     printer_.print(event);
     printed();
   });
   transfers_->follow(device_.mainQueue(), [this](const HttpExchange& exchange) {
-    library_->transferEnded(exchange);
+    if (!recorded_) host_->transferEnded(exchange);
     if (stopping_ && transfers_->underWay() == 0) loop_.quit();
   });
-  options_.library.waitsForPictures = false;
-  options_.library.started = [this](const std::optional<Error>& error) { started(error); };
   loop_.onStop(kStopLimit, [this] { stop(); });
   loop_.onSignal(SIGHUP, [this] { refresh(); });
 }
 
 LibraryRun::~LibraryRun() {
-  central_.reset();
-  library_.reset();
+  host_.reset();
   Platform::install(nullptr);
 }
 
+std::unique_ptr<RecordedPlatform> LibraryRun::record() {
+  if (!options_.recording) return nullptr;
+  const LinuxPlatformOptions& platform = options_.platform;
+  const auto folders = platform.folders.value_or(xdgFolders(platform.bundleIdentifier));
+  Dictionary host = hostDetails(options_.library, recorder_->options());
+  host.set("application", "run");
+  auto recorded = std::make_unique<RecordedPlatform>(
+      device_, device_.locationEngine(), folders.state, *options_.recording, std::move(host));
+  recorded->setHostHandler([this](const std::string& name, const Dictionary& arguments) {
+    host_->handle(name, arguments);
+  });
+  recorded->setTransferListener(
+      [this](const HttpExchange& exchange) { host_->transferEnded(exchange); });
+  return recorded;
+}
+
+RunningHost::Events LibraryRun::hostEvents() {
+  RunningHost::Events events;
+  events.status = [this](const std::string& status) { serviceManager_.status(status); };
+  events.fetched = [this](UIBackgroundFetchResult result) {
+    if (const auto done = std::exchange(fetched_, {})) done(result);
+  };
+  events.unusable = [this] { end(kUnavailable); };
+  return events;
+}
+
+void LibraryRun::call(const std::string& name, Dictionary arguments) {
+  if (recorded_) return recorded_->call(name, std::move(arguments));
+  host_->handle(name, arguments);
+}
+
 int LibraryRun::run() {
-  library_.emplace(recorder_, options_.library);
-  if (!launch("launched")) return kUnavailable;
+  host_.emplace(recorder_, options_.library, hostEvents());
+  call("launch", {{"text", "launched"}});
+  if (stopping_) return code_;
   device_.linuxApplication().setBackgroundFetchHandler(
       [this](KSProximityManager::FetchCompletion done) {
-        // While it is starting the library would never answer.
-        if (!library_->manager()->started()) return done(UIBackgroundFetchResult::noData);
-        library_->fetchInBackground(std::move(done));
+        fetched_ = std::move(done);
+        call("fetch");
       });
-  if (auto* const center = device_.linuxNotificationCenter()) {
-    center->setDeliveryHandler([this](const UNNotificationRequest& request) {
-      const std::string text = shownText(request.content.title, request.content.body);
-      recorder_->say(TimelineKind::notification, "shown: " + text,
-                     {{"action", "shown"},
-                      {"zone", request.content.userInfo["beaconIdentifier"]},
-                      {"text", text}});
-    });
-    center->setResponseHandler([this](const UNNotificationResponse& response) {
-      library_->openNotification(response.request.content.userInfo);
-    });
-  }
+  serveNotifications();
   device_.linuxApplication().becomeActive();
-  central_ = device_.makeCentralManager(*this);
   serviceManager_.ready();
   watch();
   loop_.run();
   return code_;
 }
 
-bool LibraryRun::launch(const std::string& announcement) {
-  if (!library_->launch(announcement)) return false;
-  // A library that is made sets its own.
-  device_.linuxApplication().setMinimumBackgroundFetchInterval(kBetweenFetches);
-  return true;
-}
-
-void LibraryRun::startAgain() {
-  if (stopping_) return;
-  if (!library_->isRefused()) return library_->start();
-  if (!launch("makes the library anew")) end(kUnavailable);
-}
-
-void LibraryRun::centralManagerDidUpdateState(CBCentralManager& central) {
-  const CBManagerState state = central.state();
-  if (state == CBManagerState::unknown) return;
-  const bool isUsable = state == CBManagerState::poweredOn;
-  if (isRadioUsable_ == isUsable) return;
-  const bool cameLate = isUsable && isRadioUsable_.has_value() && !stopping_;
-  isRadioUsable_ = isUsable;
-  library_->say(isUsable ? "Bluetooth can be used" : "Bluetooth cannot be used");
-  // Without a radio the library takes no locations, and does not ask again by itself.
-  if (cameLate && library_->manager()->started() && library_->manager()->locations().empty()) {
-    library_->refresh();
-  }
-}
-
-void LibraryRun::started(const std::optional<Error>& error) {
-  if (!error) {
-    retryDelay_.succeeded();
-    serviceManager_.status("the library runs");
-    return;
-  }
-  const Seconds delay = retryDelay_.next();
-  library_->say(fmt::format("tries again in {:.0f} s", delay.count()));
-  serviceManager_.status("the library did not start: " + error->localizedDescription());
-  retry_.arm(device_.mainQueue(), delay, [this] { startAgain(); });
+void LibraryRun::serveNotifications() {
+  auto* const center = device_.linuxNotificationCenter();
+  if (center == nullptr) return;
+  center->setDeliveryHandler([this](const UNNotificationRequest& request) {
+    const std::string text = shownText(request.content.title, request.content.body);
+    call("say", {{"kind", static_cast<std::int64_t>(TimelineKind::notification)},
+                 {"text", "shown: " + text},
+                 {"details", Dictionary{{"action", "shown"},
+                                        {"zone", request.content.userInfo["beaconIdentifier"]},
+                                        {"text", text}}}});
+  });
+  center->setResponseHandler([this](const UNNotificationResponse& response) {
+    call("openNotification", {{"userInfo", response.request.content.userInfo}});
+  });
 }
 
 /// Whoever reads the timeline sees it as it happens; when nobody does any more, it ends.
@@ -138,18 +136,15 @@ void LibraryRun::end(int code) {
 void LibraryRun::refresh() {
   if (stopping_) return;
   serviceManager_.reloading();
-  startAgain();
-  if (!stopping_ && library_->manager()->started()) library_->refresh();
+  call("refresh");
   serviceManager_.ready();
 }
 
 void LibraryRun::stop() {
   if (std::exchange(stopping_, true)) return;
   serviceManager_.stopping();
-  library_->say("ends");
   device_.linuxApplication().expireBackgroundTasks();
-  library_->manager()->settingsManager().save();
-  library_->manager()->settingsManager().saveTags();
+  call("stop");
   if (transfers_->underWay() == 0) return loop_.quit();
   farewell_.arm(device_.mainQueue(), kFarewell, [this] { loop_.quit(); });
 }

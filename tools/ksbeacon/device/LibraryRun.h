@@ -8,30 +8,14 @@
 #include "BeaconSDK/Platform/Linux/LinuxPlatform.h"
 #include "BeaconSDK/Platform/Linux/Loop/MainLoop.h"
 #include "BeaconSDK/Platform/Location/Wakeup.h"
+#include "BeaconSDK/Platform/Recorded/RecordedPlatform.h"
 #include "tools/ksbeacon/device/ServiceManager.h"
 #include "tools/ksbeacon/device/TransferWatch.h"
-#include "tools/ksbeacon/host/LibraryHost.h"
 #include "tools/ksbeacon/host/ObservedPlatform.h"
+#include "tools/ksbeacon/host/RunningHost.h"
 #include "tools/ksbeacon/timeline/Timeline.h"
 
 namespace ks::tool {
-
-/// How long to wait before the next attempt to start: longer each time, and from the beginning
-/// after a success.
-class RetryDelay {
- public:
-  Seconds next() {
-    const Seconds delay = next_;
-    next_ = std::min(next_ * 2, kLongest);
-    return delay;
-  }
-  void succeeded() { next_ = kFirst; }
-
- private:
-  static constexpr Seconds kFirst{5};
-  static constexpr Seconds kLongest{300};
-  Seconds next_ = kFirst;
-};
 
 struct LibraryRunOptions {
   LinuxPlatformOptions platform;
@@ -40,16 +24,18 @@ struct LibraryRunOptions {
   TimelinePrinter::Options form;
   /// Each ranging result with all its beacons; otherwise only changes.
   bool everyRanging = false;
+  /// Takes down what enters the device. Null for nobody.
+  std::unique_ptr<RecordingWriter> recording;
 };
 
 /// The library on this machine, from its launch to the end of the process. Installs the platform
 /// meanwhile. Main thread.
-class LibraryRun : private CBCentralManagerDelegate {
+class LibraryRun {
  public:
   explicit LibraryRun(LibraryRunOptions options);
   LibraryRun(const LibraryRun&) = delete;
   LibraryRun& operator=(const LibraryRun&) = delete;
-  ~LibraryRun() override;
+  ~LibraryRun();
 
   /// Until a signal asks for the end; answers the exit code. Transfers under way then have
   /// `kFarewell` to end.
@@ -59,16 +45,11 @@ class LibraryRun : private CBCentralManagerDelegate {
   /// Of the two seconds in which the process must be gone.
   static constexpr Seconds kFarewell{1};
   static constexpr Seconds kStopLimit{1.9};
-  /// As often as systems for phones wake their applications.
-  static constexpr Seconds kBetweenFetches{900};
-
-  void centralManagerDidUpdateState(CBCentralManager& central) override;
-  void didDiscoverPeripheral(CBCentralManager& /*central*/, const CBPeripheral& /*peripheral*/,
-                             const Dictionary& /*advertisementData*/, Dbm /*rssi*/) override {}
-  bool launch(const std::string& announcement);
-  /// Unless the library runs or is starting.
-  void startAgain();
-  void started(const std::optional<Error>& error);
+  std::unique_ptr<RecordedPlatform> record();
+  RunningHost::Events hostEvents();
+  /// Has the host do something, through the recording if there is one.
+  void call(const std::string& name, Dictionary arguments = {});
+  void serveNotifications();
   void printed();
   /// At once.
   void end(int code);
@@ -85,13 +66,12 @@ class LibraryRun : private CBCentralManagerDelegate {
   Timeline timeline_;
   TimelinePrinter printer_;
   std::shared_ptr<TimelineRecorder> recorder_;
+  /// Null without a recording.
+  std::unique_ptr<RecordedPlatform> recorded_;
   std::shared_ptr<ObservedPlatform> platform_;
-  std::optional<LibraryHost> library_;
-  /// Only to be told of the radio.
-  std::unique_ptr<CBCentralManager> central_;
-  std::optional<bool> isRadioUsable_;
-  RetryDelay retryDelay_;
-  Wakeup retry_;
+  std::optional<RunningHost> host_;
+  /// Of the background fetch that goes on.
+  KSProximityManager::FetchCompletion fetched_;
   Wakeup watch_;
   Wakeup farewell_;
   bool stopping_ = false;

@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "BeaconSDK/Platform/Api/Version.h"
@@ -27,6 +28,9 @@ struct Arguments {
   PasswordSources password;
   std::string state;
   std::string authorities;
+  /// The recording's file.
+  std::string record;
+  bool isPrivate = false;
   std::vector<std::string> tags;
   std::vector<std::string> enabledCategories;
   std::vector<std::string> disabledCategories;
@@ -99,7 +103,13 @@ int runLibrary(Arguments arguments) {
   umask(S_IRWXG | S_IRWXO);
   // A reader that goes away is noticed at the next line.
   std::signal(SIGPIPE, SIG_IGN);
-  return LibraryRun(optionsFor(arguments, *password)).run();
+  LibraryRunOptions options = optionsFor(arguments, *password);
+  if (!arguments.record.empty()) {
+    auto recording = RecordingWriter::create(arguments.record, {arguments.isPrivate});
+    if (!recording) return complain(recording.error().localizedDescription(), kUsage);
+    options.recording = std::move(recording.value());
+  }
+  return LibraryRun(std::move(options)).run();
 }
 
 }  // namespace
@@ -113,6 +123,7 @@ void addRunCommand(CLI::App& app, int& code) {
       "  ksbeacon run --portal http://127.0.0.1:8080/app --user demo --password-file "
       "demo.password\n"
       "  ksbeacon run ... --json | jq 'select(.kind == \"trigger\")'\n"
+      "  ksbeacon run ... --record day.ksrec                  for ksbeacon replay\n"
       "  ksbeacon run ... --tag language=it --disable-category 2\n"
       "  systemctl enable --now ksbeacon                      as a service of the machine\n"
       "The password comes from --password-file, else from the service manager's credential\n"
@@ -155,6 +166,12 @@ void addRunCommand(CLI::App& app, int& code) {
                    "PEM file of certificate authorities to trust besides the system's")
       ->type_name("FILE")
       ->check(checkAuthorities);
+  command
+      ->add_option("--record", arguments->record,
+                   "Record what enters the device, for ksbeacon replay")
+      ->type_name("FILE");
+  command->add_flag("--private", arguments->isPrivate,
+                    "Leave tags out of the recording and round its positions");
   command->add_flag("--no-notifications", arguments->quiet, "Show no notifications");
   command->add_flag("--json", arguments->json, "One JSON object per line");
   command->add_flag("--log", arguments->log, "Also the library's own trace");

@@ -30,7 +30,7 @@ std::string textIn(const Dictionary& host, const char* name) {
 Dictionary hostDetails(const LibraryHost::Options& library,
                        const TimelineRecorder::Options& timeline) {
   std::vector<Value> refinements;
-  for (const auto& [name, member] : KSRefinements::named()) {
+  for (const auto& [name, member] : Refinements::named()) {
     if (library.refinements.*member) refinements.emplace_back(name);
   }
   Dictionary tags;
@@ -59,7 +59,7 @@ LibraryHost::Options libraryOptionsIn(const Dictionary& host) {
   options.password = "recorded";
   options.portalURL = textIn(host, "portal");
   for (const std::string& chosen : textsIn(host, "refinements")) {
-    for (const auto& [name, member] : KSRefinements::named()) {
+    for (const auto& [name, member] : Refinements::named()) {
       if (name == chosen) options.refinements.*member = true;
     }
   }

@@ -9,6 +9,7 @@
 #include "BeaconSDK/Platform/Simulated/SimulatedNetwork.h"
 #include "tools/ksbeacon/host/HostDetails.h"
 #include "tools/ksbeacon/host/ObservedPlatform.h"
+#include "tools/ksbeacon/host/RunningHost.h"
 #include "tools/ksbeacon/host/TimelineMarks.h"
 #include "tools/ksbeacon/portal/PortalServer.h"
 
@@ -45,12 +46,16 @@ class Process {
     platform_ = std::make_shared<ObservedPlatform>(device_, *recorder_);
     recorder_->follow(device_.clock());
     Platform::install(platform_);
-    host_.emplace(recorder_, std::move(library));
+    if (device_.host()["application"].stringValue() == "run") {
+      runningHost_.emplace(recorder_, std::move(library), RunningHost::Events{});
+    } else {
+      host_.emplace(recorder_, std::move(library));
+    }
     device_.setHostHandler([this](const std::string& name, const Dictionary& arguments) {
-      host_->handle(name, arguments);
+      if (runningHost_) runningHost_->handle(name, arguments);
+      if (host_) host_->handle(name, arguments);
     });
-    device_.setTransferListener(
-        [this](const HttpExchange& exchange) { host_->transferEnded(exchange); });
+    device_.setTransferListener([this](const HttpExchange& exchange) { transferEnded(exchange); });
   }
   Process(const Process&) = delete;
   Process& operator=(const Process&) = delete;
@@ -58,6 +63,7 @@ class Process {
     stopped_.set(device_.clock().now());
     recorder_->follow(stopped_);
     host_.reset();
+    runningHost_.reset();
     if (network_) network_->setListener(nullptr);
     Platform::install(nullptr);
   }
@@ -77,11 +83,18 @@ class Process {
     device_.setURLLoadingSystem(network_->loadingSystem());
   }
 
+  void transferEnded(const HttpExchange& exchange) {
+    if (runningHost_) runningHost_->transferEnded(exchange);
+    if (host_) host_->transferEnded(exchange);
+  }
+
   ReplayedPlatform device_;
   std::unique_ptr<SimulatedNetwork> network_;
   std::shared_ptr<TimelineRecorder> recorder_;
   std::shared_ptr<ObservedPlatform> platform_;
+  /// One of the two, as the recording says.
   std::optional<LibraryHost> host_;
+  std::optional<RunningHost> runningHost_;
   StoppedClock stopped_;
 };
 

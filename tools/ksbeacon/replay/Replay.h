@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-#include "BeaconSDK/Classes/Settings/KSRefinements.h"
+#include "BeaconSDK/Classes/Settings/Refinements.h"
 #include "BeaconSDK/Platform/Api/Date.h"
 #include "tools/ksbeacon/timeline/Timeline.h"
 
@@ -21,7 +21,7 @@ struct ReplayOptions {
   /// Asks a portal with the documents of this folder instead of the recording's. Empty: no.
   std::filesystem::path documents;
   /// Instead of the recording's.
-  std::optional<KSRefinements> refinements;
+  std::optional<Refinements> refinements;
   /// Asked now and then; true ends the replay there. Empty: never.
   std::function<bool()> isInterrupted;
 
