@@ -133,6 +133,23 @@ TEST_F(BeaconRangingTest, RestartingEachTickKeepsBeat) {
   EXPECT_EQ(queue_.pendingTasks(), 0u);
 }
 
+TEST_F(BeaconRangingTest, MissedBeatsAreLeftOut) {
+  manager_->startRangingBeaconsInRegion(beaconRegion());
+  advance(1);
+  loop_->stall(Seconds{5});
+  advance(1);
+  EXPECT_EQ(recorder_.ranged.size(), 3u) << "at 1, 6 and 7 s";
+}
+
+TEST_F(BeaconRangingTest, ReturningBeaconIsMeasuredAfresh) {
+  manager_->startRangingBeaconsInRegion(beaconRegion());
+  hearFor(60, 1, -85, 2);
+  advance(300);
+  hearFor(3, 1, -50, 2);
+  EXPECT_EQ(last(), (Result{{2, CLProximity::immediate, true}}));
+  EXPECT_NEAR(recorder_.ranged.back()[0].accuracy.value, 0.355, 0.001);
+}
+
 TEST_F(BeaconRangingTest, BatchedPacketsKeepTheirTimes) {
   manager_->startRangingBeaconsInRegion(beaconRegion());
   for (int second = 0; second < 20; ++second) {

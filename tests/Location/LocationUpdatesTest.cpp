@@ -32,6 +32,15 @@ TEST_F(LocationUpdatesTest, FiltersByDistance) {
   EXPECT_EQ(walk(20, 1000), 2u);
 }
 
+TEST_F(LocationUpdatesTest, TripDuringSuspendIsTold) {
+  manager_->startUpdatingLocation();
+  fix(45, 7, 10);
+  take();
+  // While the device was suspended the dates went on, the clock that counts did not.
+  engine_->handleFix({{45.27, 7}, {10}, loop_->clock().now() + Seconds{3600}});
+  EXPECT_EQ(take(), Events{"at 45.270"});
+}
+
 TEST_F(LocationUpdatesTest, RequestIsAnsweredOnce) {
   manager_->requestLocation();
   EXPECT_EQ(take(), Events{});
