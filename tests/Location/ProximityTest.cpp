@@ -46,45 +46,6 @@ TEST(ProximityTest, ImplausiblePowerIsReplaced) {
   }
 }
 
-TEST(ProximityTest, FirstPacketsDecideWithMargin) {
-  struct Case {
-    double distance;
-    CLProximity wrong;
-  };
-  for (const auto& test : {Case{8, CLProximity::near}, Case{1.4, CLProximity::immediate}}) {
-    int mistaken = 0;
-    for (std::uint64_t seed = 1; seed <= 1000; ++seed) {
-      auto first = CLProximity::unknown;
-      const test::RadioWalk arrival{[&](double) { return test.distance; }, 4, 0, 0.1, 0};
-      for (const auto& beacon : Stand{arrival, 1, seed}.play(8)) {
-        if (first == CLProximity::unknown) first = beacon.proximity;
-      }
-      EXPECT_NE(first, CLProximity::unknown) << seed;
-      mistaken += first == test.wrong;
-    }
-    EXPECT_LE(mistaken, 10) << test.distance;
-  }
-}
-
-TEST(ProximityTest, StandOnBorderIsCalm) {
-  for (const auto border : {kImmediateBorder, kNearBorder}) {
-    for (const double interval : {0.1, 0.3, 1.0, 5.0}) {
-      for (std::uint64_t seed = 1; seed <= 50; ++seed) {
-        int changes = 0;
-        auto shown = CLProximity::unknown;
-        const test::RadioWalk stand{[&](double) { return border.value; }, 4, 0, 0.3, 0};
-        for (const auto& beacon : Stand{stand, interval, seed}.play(600)) {
-          if (beacon.proximity == CLProximity::unknown) continue;
-          changes += shown != CLProximity::unknown && shown != beacon.proximity;
-          shown = beacon.proximity;
-        }
-        EXPECT_LE(changes, interval > 2 ? 2 : 1)
-            << border.value << " m, " << interval << " s, seed " << seed;
-      }
-    }
-  }
-}
-
 TEST(ProximityTest, FollowsWalkWithinSeconds) {
   for (const double interval : {0.1, 0.3, 1.0}) {
     const test::RadioWalk step{[](double time) { return time < 30 ? 8.0 : 1.0; }, 3, 0, 0.1, 0};

@@ -5,7 +5,7 @@
 #include <filesystem>
 #include <string>
 
-#include "tests/Linux/BluetoothAir.h"
+#include "tests/Linux/Bluetooth/BluetoothAir.h"
 #include "tests/Tools/CommandRunner.h"
 
 namespace ks::test {

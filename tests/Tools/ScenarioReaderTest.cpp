@@ -72,9 +72,6 @@ TEST(ScenarioReaderTest, TellsEachMistakeOnOneLine) {
       {"\"until\": \"0:10:00\"", "\"until\": 0",
        "s.json:3: until: expected seconds from 1 to 31622400, as a number or as \"h:mm:ss\", "
        "got 0"},
-      {"0:10:00", "10 minutes",
-       "s.json:3: until: expected seconds from 1 to 31622400, as a number or as \"h:mm:ss\", "
-       "got \"10 minutes\""},
       {"2026-05-04T11", "2026-02-30T11",
        "s.json:2: start: expected a date like \"2026-05-04T09:00:00Z\", from 1970 on, got "
        "\"2026-02-30T11:00:00+02:00\""},
@@ -83,45 +80,23 @@ TEST(ScenarioReaderTest, TellsEachMistakeOnOneLine) {
        "scenario's file, got \"nowhere\""},
       {"\"status\": 401", "\"status\": 200",
        "s.json:5: portal.faults[0].status: expected a whole number from 400 to 599, got 200"},
-      {"\"status\": 401", "\"status\": 401, \"path\": \"beacons\"",
-       "s.json:5: portal.faults[0].path: expected a path that begins with \"/\", got \"beacons\""},
-      {"com.example.a-1", "../a",
-       "s.json:6: application.bundleIdentifier: expected letters, digits, \".\" and \"-\", as in "
-       "\"com.example.simulated\", got \"../a\""},
       {"\"until\"", "\"timeZone\": \"Europe/Roma\", \"until\"",
        "s.json:3: timeZone: expected a time zone like \"Europe/Rome\", got \"Europe/Roma\""},
-      {"\"content\": \"c\"", "\"request\": \"locations\"",
-       "s.json:18: expect[0].request: expected a path that begins with \"/\", got \"locations\""},
-      {"\"content\": \"c\"", "\"statistic\": \"beacon/enter\"",
-       "s.json:18: expect[0].statistic: expected one of beacons/enter, beacons/exit, "
-       "beacons/notification, beacons/content, geofences/enter, geofences/exit, "
-       "geofences/notification, geofences/content, got \"beacon/enter\""},
       {"\"major\": 1", "\"major\": 65536",
        "s.json:9: beacons[0].major: expected a whole number from 0 to 65535, got 65536"},
       {"\"major\": 1, ", "",
        "s.json:8: beacons[0].major: expected a whole number from 0 to 65535; "
        "it is missing"},
-      {"\"minor\": 2", "\"minor\": 2.5",
-       "s.json:9: beacons[0].minor: expected a whole number from 0 to 65535, got 2.5"},
       {"11223344-", "",
        "s.json:8: beacons[0].uuid: expected a UUID like "
        "\"11223344-5566-4778-8899-AABBCCDDEEFF\", got "
        "\"5566-4778-8899-AABBCCDDEEFF\""},
       {"\"east\": 100,", "\"latitude\": 1,",
        "s.json:8: beacons[0].at.north: expected either degrees or metres, not both, got 0"},
-      {"\"tag\": \"BK01\"", "\"tag\": \"BK1\"",
-       "s.json:10: beacons[0].battery.tag: expected four ASCII characters, got \"BK1\""},
       {"\"off\": 20", "\"off\": 5",
        "s.json:9: beacons[0].off: expected seconds from 10 to 600, as a number or as \"h:mm:ss\", "
        "got 5"},
-      {"\"speed\": 2", "\"speed\": -1",
-       "s.json:14: walk.steps[1].speed: expected a number from 0.01 to 1000 m/s, got -1"},
       {"{\"pause\": 5}", "{}", "s.json:14: walk.steps[0]: expected either \"to\" or \"pause\""},
-      {"\"do\": \"setTag\"", "\"do\": \"dance\"",
-       "s.json:17: events[0].do: expected one of becomeActive, resignActive, backgroundFetch, "
-       "backgroundTransfer, "
-       "setPermission, setTag, deleteTag, clearTags, enableCategory, disableCategory, restart, "
-       "retry, reset, openContent, showNotification, got \"dance\""},
       {"\"value\": \"b\"", "\"content\": \"b\"",
        "s.json:17: events[0].value: expected a text; it is missing"},
       {"\"never\": true", "\"never\": 1",

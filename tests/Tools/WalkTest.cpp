@@ -16,7 +16,7 @@
 #include "BeaconSDK/Platform/Common/SystemClock.h"
 #include "BeaconSDK/Platform/Location/Radio/Proximity.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedWalk.h"
-#include "tests/Linux/BluetoothAir.h"
+#include "tests/Linux/Bluetooth/BluetoothAir.h"
 #include "tests/Linux/PositionServices.h"
 #include "tests/Tools/CommandRunner.h"
 #include "tools/ksbeacon/portal/PortalServer.h"
@@ -26,11 +26,9 @@ namespace ks::tool {
 namespace {
 
 using test::runCommand;
-using test::runLoopFor;
 using test::runLoopUntil;
 using Facts = std::multiset<std::string>;
 
-constexpr CLLocationCoordinate2D kEntrance{45.07, 7.685987};
 const std::string kScenario = KS_SOURCE_DIR "/examples/scenarios/demo.json";
 
 std::string member(const boost::json::object& object, const char* name) {
@@ -75,7 +73,6 @@ class WalkTest : public testing::Test {
     options.documents = scenario_.portal.documents;
     options.username = scenario_.portal.credentials.username;
     options.password = scenario_.portal.credentials.password;
-    options.port = portalPort_;
     options.onStatistic = [this](const portal::PortalStatistic& statistic) {
       const std::scoped_lock guard(mutex_);
       told_.insert(statisticFact(statistic.zoneKind + "/" + statistic.event,
@@ -88,11 +85,6 @@ class WalkTest : public testing::Test {
   void startRadio() {
     air_.startDaemon();
     air_.addAdapter(true, true);
-    isHearing_ = true;
-  }
-  void stopRadio() {
-    isHearing_ = false;
-    air_.stopDaemon();
   }
   void startPositions() {
     ASSERT_TRUE(geoClue_.start());
@@ -131,7 +123,6 @@ class WalkTest : public testing::Test {
     return false;
   }
   void radiate(CLLocationCoordinate2D place) {
-    if (!isHearing_) return;
     int number = 0;
     for (const Scenario::Beacon& beacon : scenario_.beacons) {
       const std::string address = "AA:BB:CC:DD:EE:0" + std::to_string(++number);
@@ -145,39 +136,6 @@ class WalkTest : public testing::Test {
       if (!battery.empty()) air_.advertise(address, rssi, battery);
     }
   }
-  /// Standing at the entrance, whether the program writes another such line after `act`.
-  bool writesAgain(
-      const test::BackgroundCommand& run, const std::string& text,
-      const std::function<void()>& act = [] {}) {
-    const auto count = [&] {
-      const std::string output = run.output();
-      std::size_t found = 0;
-      for (auto at = output.find(text); at != std::string::npos; at = output.find(text, at + 1)) {
-        ++found;
-      }
-      return found;
-    };
-    const std::size_t before = count();
-    act();
-    return runLoopUntil(
-        [&] {
-          radiate(kEntrance);
-          runLoopFor(Seconds{0.3});
-          return count() > before;
-        },
-        Seconds{30});
-  }
-
-  void restartPositions(const test::BackgroundCommand& run) {
-    geoClue_.stop();
-    runLoopFor(Seconds{0.5});
-    // Far enough to be told: out of the square.
-    receiver_.follow({{kEntrance.latitude, kEntrance.longitude - 0.02}});
-    startPositions();
-    EXPECT_TRUE(
-        run.writes(R"("region":"g-square","type":"circle","change":"outside")", Seconds{75}));
-  }
-
   /// The user clicks the notification that was shown last.
   static bool openNotification(unsigned number) {
     return test::run({"gdbus", "call", "--session", "-d", "org.freedesktop.Notifications", "-o",
@@ -194,12 +152,9 @@ class WalkTest : public testing::Test {
   test::PrivateBus bus_;
   test::TemporaryFolder folder_;
   test::BluetoothAir air_;
-  bool isHearing_ = false;
   test::NmeaTrack receiver_{"unix"};
   test::RealGeoClue geoClue_{receiver_, "org.ksbeacon.ksbeacon"};
   test::ChildProcess desktop_;
-  /// 0 for any.
-  std::uint16_t portalPort_ = 0;
   std::mutex mutex_;
   Facts told_;
   std::shared_ptr<portal::PortalServer> portal_;
@@ -235,49 +190,6 @@ TEST_F(WalkTest, EndsInTheSimulationsTriggers) {
   } else {
     EXPECT_THAT(expected, testing::IsSupersetOf(facts));
   }
-  if (HasFailure()) std::printf("%s\n%s\n", run.output().c_str(), run.errors().c_str());
-}
-
-TEST_F(WalkTest, RecoversFromEveryServiceThatRestarts) {
-  if (!test::RealGeoClue::reasonNotTo().empty()) GTEST_SKIP() << test::RealGeoClue::reasonNotTo();
-  portalPort_ = test::freePort();
-  startPortal();
-  receiver_.follow({{kEntrance.latitude, kEntrance.longitude}});
-  startPositions();
-  test::BackgroundCommand run(command());
-  ASSERT_TRUE(run.writes("the library runs")) << run.errors();
-  const std::string near = R"("minor":1,"proximity":"near")";
-  startDesktop();
-  desktop_.end();
-  runLoopFor(Seconds{0.5});
-  startDesktop();
-  startRadio();
-  EXPECT_TRUE(writesAgain(run, near)) << "the radio came late";
-  EXPECT_TRUE(run.writes(R"("target":"/beacons?retrieveby=location&location=museum)"));
-  EXPECT_TRUE(run.writes(R"("action":"shown","zone":"b-entrance")")) << "the desktop came back";
-
-  stopRadio();
-  EXPECT_TRUE(run.writes(R"("minor":1,"proximity":"unknown")"));
-  startRadio();
-  EXPECT_TRUE(writesAgain(run, near)) << "the radio came back";
-  restartPositions(run);
-
-  portal_.reset();
-  const auto refresh = [&] { run.signal(SIGHUP); };
-  EXPECT_TRUE(writesAgain(run, R"("status":null)", refresh));
-  startPortal();
-  EXPECT_TRUE(writesAgain(run, R"("target":"/locations)", refresh)) << "the portal came back";
-
-  bus_.stop();
-  stopRadio();
-  geoClue_.stop();
-  desktop_.end();
-  runLoopFor(Seconds{1});
-  bus_.start();
-  startRadio();
-  EXPECT_TRUE(writesAgain(run, near)) << "the bus came back";
-  run.signal(SIGTERM);
-  EXPECT_EQ(run.wait(Seconds{2}), 0);
   if (HasFailure()) std::printf("%s\n%s\n", run.output().c_str(), run.errors().c_str());
 }
 

@@ -1,6 +1,6 @@
 """Stand-in of the Bluetooth daemon that hears raw advertisement bytes.
 
-Start: /usr/bin/python3 -m dbusmock --system --template tests/Linux/bluetooth_air.py
+Start: /usr/bin/python3 -m dbusmock --system --template tests/Linux/Bluetooth/bluetooth_air.py
 Drive: org.ksbeacon.Air on the object /.
 
 It follows the daemon's rules as they were seen with bluetoothd 5.66:

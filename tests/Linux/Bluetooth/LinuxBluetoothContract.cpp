@@ -5,7 +5,7 @@
 #include "BeaconSDK/Platform/Linux/LinuxPlatform.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedBeacon.h"
 #include "tests/Contract/PlatformContract.h"
-#include "tests/Linux/BluetoothAir.h"
+#include "tests/Linux/Bluetooth/BluetoothAir.h"
 
 namespace ks::test {
 

@@ -7,7 +7,7 @@
 #include "BeaconSDK/Platform/Common/SystemClock.h"
 #include "BeaconSDK/Platform/Linux/Bluetooth/BlueZRadio.h"
 #include "BeaconSDK/Platform/Linux/Loop/MainQueue.h"
-#include "tests/Linux/BluetoothAir.h"
+#include "tests/Linux/Bluetooth/BluetoothAir.h"
 
 namespace ks::test {
 

@@ -1,4 +1,4 @@
-#include "tests/Linux/BluetoothAir.h"
+#include "tests/Linux/Bluetooth/BluetoothAir.h"
 
 #include <cstdlib>
 #include <stdexcept>
@@ -6,7 +6,7 @@
 namespace ks::test {
 
 void BluetoothAir::startDaemon() {
-  const auto script = std::filesystem::path(KS_TEST_FOLDER) / "bluetooth_air.py";
+  const auto script = std::filesystem::path(KS_TEST_FOLDER) / "Bluetooth/bluetooth_air.py";
   daemon_ = ChildProcess(
       {"/usr/bin/python3", "-m", "dbusmock", "--system", "--template", script.string()});
   if (!run({"gdbus", "wait", "--system", "org.bluez", "--timeout", "20"})) {
