@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # The radio against the real Bluetooth daemon: boots Debian's kernel in qemu over a read-only view of
-# this machine, with a virtual controller, and runs tests/Linux/bluetooth-guest.sh in it, with and
+# this machine, with a virtual controller, and runs tests/Linux/Bluetooth/bluetooth-guest.sh in it, with and
 # without advertisement monitors. No Bluetooth hardware, no root, no KVM; about five minutes.
 #
 # usage: scripts/bluetooth-vm.sh RADIO_PROBE        a build's tests/Linux/RadioProbe
@@ -76,7 +76,7 @@ run_guest() {  # run_guest COMMAND
 }
 
 [ -e "$work/vmlinuz" ] || make_kernel
-guest="$root/tests/Linux/bluetooth-guest.sh '$probe'"
+guest="$root/tests/Linux/Bluetooth/bluetooth-guest.sh '$probe'"
 failed=0
 printf '\n# With advertisement monitors\n'
 run_guest "bash $guest -E" || failed=1
