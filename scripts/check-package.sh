@@ -28,26 +28,6 @@ consume() {  # consume BUILD_SHARED_LIBS
   echo "package: a program runs on the installed libraries, shared: $1"
 }
 
-# Prints the name of each declaration of the headers that stands outside every namespace.
-global_names() {  # global_names INCLUDE_ROOT
-  local ours='isExpansionInFileMatching("BeaconSDK/(Classes|Platform|KSBeaconSDK.h)")'
-  scripts/public-headers.sh | sed 's/.*/#include "&"/' >build/every-header.cpp
-  clang-query-14 build/every-header.cpp -c 'set output dump' \
-    -c "match namedDecl(hasParent(translationUnitDecl()), $ours, unless(namespaceDecl()))" \
-    -- -std=c++20 -I "$1" |
-    grep -E '^[A-Z][A-Za-z]*Decl 0x' | grep -v '^ParmVarDecl' | sed -E "s/ '.*//; s/ definition$//; s/.* //" | sort -u
-}
-
-check_global_names() {  # check_global_names INCLUDE_ROOT
-  local name unknown=()
-  for name in $(global_names "$1"); do
-    grep -qE "(^|[^:A-Za-z0-9_])$name([^A-Za-z0-9_]|$)" docs/names.md || unknown+=("$name")
-  done
-  [ ${#unknown[@]} -eq 0 ] && return
-  echo "package: global names that docs/names.md does not have: ${unknown[*]}" >&2
-  return 1
-}
-
 # Without Linux, HTTP, the simulated device and XML none of their libraries is asked for.
 check_bare() {
   rm -rf build/bare
@@ -63,5 +43,5 @@ consume OFF
 root=build/package-OFF/include/KSBeaconSDK
 scripts/check-headers.sh
 diff -r build/public-headers "$root"
-check_global_names "$root"
+scripts/check-globals.sh "$root"
 check_bare
