@@ -72,6 +72,8 @@ export ASAN_OPTIONS=detect_leaks=1:detect_stack_use_after_return=1
 export UBSAN_OPTIONS=print_stacktrace=1
 step "build with AddressSanitizer and UBSan" build asan || finish
 step "tests with AddressSanitizer and UBSan" run_tests asan
+step "ABI of the C interface" scripts/check-abi.sh build/asan/bindings/c/libksbeacon.so
+step "Python wheel" scripts/check-wheel.sh build/asan/bindings/c/libksbeacon.so
 [ "$mode" = quick ] && finish
 export TSAN_OPTIONS=ignore_noninstrumented_modules=1:halt_on_error=1
 step "build with ThreadSanitizer" build tsan ConcurrentTests

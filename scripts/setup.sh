@@ -23,6 +23,7 @@ test_packages=(
   dbus iproute2 libglib2.0-bin python3-dbusmock python3-jsonschema
   geoclue-2.0 gpsd python3-dbus python3-gi
   chromium dunst libgtk-4-dev xvfb
+  abigail-tools python3-build python3-cffi python3-pytest python3-setuptools python3-wheel
   fish gnome-keyring groff-base libsecret-tools systemd zsh
 )
 

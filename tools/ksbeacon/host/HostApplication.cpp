@@ -25,6 +25,7 @@ SimulatedPlatformOptions deviceOptions(const Scenario& scenario,
   options.pathLossExponent = scenario.pathLossExponent;
   options.positionErrors = scenario.walk.errors;
   options.propagation = scenario.radio;
+  options.urlLoadingSystem = launch.network;
   return options;
 }
 
@@ -51,6 +52,7 @@ HostApplication::HostApplication(const Scenario& scenario,
                                  std::shared_ptr<TimelineRecorder> recorder, Launch launch)
     : scenario_(scenario),
       recorder_(std::move(recorder)),
+      network_(launch.network),
       device_(deviceOptions(scenario, launch)) {
   const LibraryHost::Options options = libraryOptions(scenario, launch);
   buildWorld();
@@ -73,7 +75,7 @@ HostApplication::HostApplication(const Scenario& scenario,
 
 HostApplication::~HostApplication() {
   library_.reset();
-  device_.network().setListener(nullptr);
+  listenToTransfers(nullptr);
   Platform::install(nullptr);
 }
 
@@ -100,17 +102,25 @@ void HostApplication::buildWorld() {
   for (const Scenario::Beacon& beacon : scenario_.beacons) world.addBeacon(beacon.radio);
 }
 
+void HostApplication::listenToTransfers(SimulatedNetwork::Listener listener) {
+  if (!network_) return device_.network().setListener(std::move(listener));
+  if (!listener) return network_->detach();
+  network_->attach({[this] { return device_.makeQueue(); }, device_.directories().temporary,
+                    std::move(listener)});
+}
+
 void HostApplication::observe() {
   const auto transferEnded = [this](const HttpExchange& exchange) {
     library_->transferEnded(exchange);
   };
   if (recorded_) {
+    if (network_) listenToTransfers([](const HttpExchange&) {});
     recorded_->setTransferListener(transferEnded);
     recorded_->setHostHandler([this](const std::string& name, const Dictionary& arguments) {
       library_->handle(name, arguments);
     });
   } else {
-    device_.network().setListener(transferEnded);
+    listenToTransfers(transferEnded);
   }
   device_.simulatedNotificationCenter().setListener(
       [this](const ScheduledNotificationCenter::Notification& shown) {

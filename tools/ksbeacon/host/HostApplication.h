@@ -9,6 +9,7 @@
 #include "BeaconSDK/Platform/Simulated/SimulatedPlatform.h"
 #include "tools/ksbeacon/host/LibraryHost.h"
 #include "tools/ksbeacon/host/ObservedPlatform.h"
+#include "tools/ksbeacon/portal/SiteLoadingSystem.h"
 #include "tools/ksbeacon/scenario/Scenario.h"
 #include "tools/ksbeacon/timeline/TimelineRecorder.h"
 
@@ -23,6 +24,8 @@ class HostApplication {
     /// The device's folder.
     std::filesystem::path root;
     std::string portalURL;
+    /// Answers the transfers; null: the device's own network does.
+    std::shared_ptr<portal::SiteLoadingSystem> network;
     CLAuthorizationStatus permission = CLAuthorizationStatus::authorizedAlways;
     std::uint64_t seed = 1;
     /// Has the library write its trace.
@@ -49,6 +52,8 @@ class HostApplication {
  private:
   void buildWorld();
   void observe();
+  /// Of the device itself; null for none.
+  void listenToTransfers(SimulatedNetwork::Listener listener);
   void applySettings(const Scenario::Event& event);
   /// Has the library's side do something, through the recording if there is one.
   void call(const std::string& name, Dictionary arguments = {});
@@ -57,6 +62,7 @@ class HostApplication {
 
   const Scenario& scenario_;
   std::shared_ptr<TimelineRecorder> recorder_;
+  std::shared_ptr<portal::SiteLoadingSystem> network_;
   SimulatedPlatform device_;
   std::unique_ptr<RecordedPlatform> recorded_;
   std::shared_ptr<ObservedPlatform> platform_;

@@ -1,7 +1,5 @@
 #include "tools/ksbeacon/portal/PortalSite.h"
 
-#include <glib.h>
-
 #include <algorithm>
 #include <array>
 #include <boost/json/array.hpp>
@@ -10,9 +8,11 @@
 #include <boost/json/serialize.hpp>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <memory>
 #include <string_view>
 
+#include "BeaconSDK/Classes/Common/Foundation/NSData+Base64.h"
 #include "tools/ksbeacon/portal/PortalSchema.h"
 #include "tools/ksbeacon/portal/PortalSelection.h"
 
@@ -86,9 +86,9 @@ PortalSite::PortalSite(const PortalOptions& options)
     : options_(options), library_(options.documents) {
   if (options.username.empty() && options.password.empty()) return;
   const std::string plain = options.username + ":" + options.password;
-  gchar* text = g_base64_encode(reinterpret_cast<const guchar*>(plain.data()), plain.size());
-  authorization_ = std::string("Basic ") + text;
-  g_free(text);
+  const std::unique_ptr<char, decltype(&std::free)> text(
+      NewBase64Encode(plain.data(), plain.size(), false, nullptr), &std::free);
+  authorization_ = std::string("Basic ") + text.get();
 }
 
 SiteReply PortalSite::answer(const SiteRequest& request) {

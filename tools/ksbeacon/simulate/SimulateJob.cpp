@@ -58,6 +58,7 @@ SimulationOptions optionsFor(const SimulateArguments& arguments) {
   options.seed = arguments.seed;
   options.state = arguments.state;
   options.portalURL = trimmedPortalURL(arguments.portal);
+  options.startPortal = startHttpPortal;
   options.log = arguments.log;
   options.speed = arguments.speed;
   options.everyRanging = arguments.json || arguments.verbose || !arguments.report.empty();

@@ -11,7 +11,7 @@
 #include "tools/ksbeacon/documents/TemporaryFolder.h"
 #include "tools/ksbeacon/host/HostApplication.h"
 #include "tools/ksbeacon/host/TimelineMarks.h"
-#include "tools/ksbeacon/portal/PortalServer.h"
+#include "tools/ksbeacon/simulate/WalkPortal.h"
 
 namespace ks::tool {
 
@@ -55,7 +55,7 @@ TimelineRecorder::Options recorderOptions(const Scenario& scenario, std::string 
 /// Runs the agenda of a scenario: what happens at which moment, and the time between.
 class Run {
  public:
-  Run(const Scenario& scenario, const SimulationOptions& options, portal::PortalServer* portal,
+  Run(const Scenario& scenario, const SimulationOptions& options, WalkPortal* portal,
       std::shared_ptr<TimelineRecorder> recorder, std::string url)
       : scenario_(scenario),
         options_(options),
@@ -115,6 +115,7 @@ class Run {
     launch.now = scenario_.start + moment;
     launch.root = options_.state.empty() ? temporary_->path() / "device" : options_.state;
     launch.portalURL = url_;
+    if (portal_ != nullptr) launch.network = portal_->network();
     launch.permission = permission_;
     launch.seed = options_.seed.value_or(scenario_.seed);
     launch.log = options_.log;
@@ -173,7 +174,7 @@ class Run {
 
   const Scenario& scenario_;
   const SimulationOptions& options_;
-  portal::PortalServer* portal_;
+  WalkPortal* portal_;
   std::shared_ptr<TimelineRecorder> recorder_;
   std::string url_;
   Seconds end_;
@@ -196,7 +197,7 @@ class Run {
 SimulationResult simulate(const Scenario& scenario, const SimulationOptions& options,
                           Timeline& timeline) {
   SimulationResult result;
-  std::shared_ptr<portal::PortalServer> server;
+  std::unique_ptr<WalkPortal> server;
   std::mutex messagesMutex;
   const bool isOwnPortal = options.portalURL.empty();
   std::string url = options.portalURL;
@@ -210,12 +211,12 @@ SimulationResult simulate(const Scenario& scenario, const SimulationOptions& opt
       const std::scoped_lock guard(messagesMutex);
       result.portalMessages.push_back(message);
     };
-    auto started = portal::PortalServer::start(std::move(portalOptions));
+    auto started = options.startPortal(std::move(portalOptions));
     if (!started) {
       result.failure = started.error().localizedDescription();
       return result;
     }
-    server = *started;
+    server = std::move(started.value());
     url = server->url();
   }
   Expectations expectations(scenario);

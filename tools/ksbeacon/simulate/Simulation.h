@@ -9,6 +9,7 @@
 #include "BeaconSDK/Platform/Recorded/RecordedPlatform.h"
 #include "tools/ksbeacon/scenario/Scenario.h"
 #include "tools/ksbeacon/simulate/Expectations.h"
+#include "tools/ksbeacon/simulate/WalkPortal.h"
 #include "tools/ksbeacon/timeline/Timeline.h"
 
 namespace ks::tool {
@@ -20,8 +21,10 @@ struct SimulationOptions {
   std::optional<std::uint64_t> seed;
   /// Keeps the device's files between runs; empty: forgotten at the end.
   std::filesystem::path state;
-  /// Another portal's root; empty: the embedded one.
+  /// Another portal's root; empty: the scenario's own, made by `startPortal`.
   std::string portalURL;
+  /// `startHttpPortal` for one over HTTP.
+  WalkPortal::Starter startPortal = startSitePortal;
   /// Records what enters the device; null for nobody.
   RecordingWriter* recording = nullptr;
   bool log = false;

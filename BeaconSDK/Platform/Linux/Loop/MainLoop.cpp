@@ -81,6 +81,21 @@ void MainLoop::runFor(Seconds span) {
   g_source_remove(timer);
 }
 
+bool MainLoop::runOnce(Seconds timeout) {
+  bool isOver = false;
+  guint timer = 0;
+  if (timeout > Seconds{0}) {
+    const auto end = [](gpointer over) -> gboolean {
+      *static_cast<bool*>(over) = true;
+      return G_SOURCE_REMOVE;
+    };
+    timer = g_timeout_add(static_cast<guint>(std::ceil(timeout.count() * 1000)), end, &isOver);
+  }
+  const bool ran = g_main_context_iteration(nullptr, timeout != Seconds{0}) != FALSE;
+  if (timer != 0 && !isOver) g_source_remove(timer);
+  return ran && !isOver;
+}
+
 void MainLoop::quit() {
   impl_->ended = true;
   g_main_loop_quit(impl_->loop);

@@ -21,6 +21,9 @@ class MainLoop {
   /// Until `quit`, or for `span`.
   void runFor(Seconds span);
   void quit();
+  /// Runs one turn of the default main context without a loop of its own, having waited at most
+  /// `timeout`; a negative one waits for as long as it takes. False when nothing was due.
+  static bool runOnce(Seconds timeout);
   /// Calls `handler` from the loop each time the signal comes: SIGHUP, SIGINT, SIGTERM, SIGUSR1,
   /// SIGUSR2 or SIGWINCH. As long as the loop object lives the signal has no other effect.
   void onSignal(int number, std::function<void()> handler);

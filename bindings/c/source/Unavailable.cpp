@@ -1,0 +1,15 @@
+/// Stand-ins for the parts that this build leaves out: the symbols are always there.
+#include "bindings/c/source/Failure.h"
+
+#ifndef KS_HAS_LINUX
+ks_status ks_create_linux(const ks_application*, const ks_callbacks*, ks_device**) {
+  return ks::capi::fail(KS_ERROR_UNAVAILABLE, "this build has no Linux device");
+}
+#endif
+
+#ifndef KS_HAS_SCENARIO
+ks_status ks_run_scenario(const char*, const ks_scenario_options*,
+                          int32_t (*)(void*, const ks_event*), void*, ks_scenario_result*) {
+  return ks::capi::fail(KS_ERROR_UNAVAILABLE, "this build has no simulated device");
+}
+#endif

@@ -1,0 +1,107 @@
+"""Whole days of a simulated device, for tests of campaigns."""
+
+from __future__ import annotations
+
+import os
+from collections.abc import Callable, Sequence
+from dataclasses import dataclass
+from typing import Any
+
+from ksbeacon._events import Event, Kind, event_from
+from ksbeacon._library import Structure, check, ffi, lib
+
+
+@dataclass(frozen=True)
+class Walk:
+    """How a scenario came out."""
+
+    events: Sequence[Event]
+    expectations: int
+    met: int
+
+    @property
+    def passed(self) -> bool:
+        """Whether everything that the scenario expects has happened."""
+        return self.met == self.expectations
+
+    @property
+    def failures(self) -> list[str]:
+        """The expectations that were not met, in words."""
+        return [event.text for event in self.of(Kind.EXPECTATION) if not event.met]
+
+    def of(self, kind: Kind) -> list[Event]:
+        return [event for event in self.events if event.kind == kind]
+
+    @property
+    def triggers(self) -> list[Event]:
+        """The contents that fired."""
+        return self.of(Kind.TRIGGER)
+
+    @property
+    def refusals(self) -> list[Event]:
+        """The events that did not fire a content; `detail` names the rule."""
+        return self.of(Kind.REFUSAL)
+
+    @property
+    def notifications(self) -> list[Event]:
+        """What the user saw."""
+        return [event for event in self.of(Kind.NOTIFICATION) if event.detail == "shown"]
+
+
+@dataclass(frozen=True)
+class Scenario:
+    """A scenario file (docs/scenarios.md). Runs in virtual time, without a network."""
+
+    path: str | os.PathLike[str]
+
+    def run(
+        self,
+        *,
+        seed: int | None = None,
+        until: float = 0,
+        refinements: str | None = None,
+        documents: str | os.PathLike[str] | None = None,
+        every_ranging: bool = False,
+        log: bool = False,
+        on_event: Callable[[Event], object] | None = None,
+        keep_events: bool = True,
+    ) -> Walk:
+        """Lives through the scenario; equal arguments give equal events.
+
+        Raises `InputError` for mistakes in the scenario or its documents, and whatever `on_event`
+        raises, which ends the run.
+        """
+        events: list[Event] = []
+        raised: list[BaseException] = []
+
+        @ffi.callback("int32_t(void *, const ks_event *)", error=1)
+        def happened(_: Any, pointer: Any) -> int:
+            try:
+                event = event_from(pointer)
+                if keep_events:
+                    events.append(event)
+                if on_event is not None:
+                    on_event(event)
+                return 0
+            except BaseException as error:  # Nothing may pass through the library.
+                raised.append(error)
+                return 1
+
+        options = Structure(
+            "ks_scenario_options",
+            has_seed=0 if seed is None else 1,
+            seed=seed or 0,
+            until=until,
+            refinements=refinements,
+            documents=documents,
+            every_ranging=int(every_ranging),
+            log=int(log),
+        )
+        result = Structure("ks_scenario_result")
+        status = lib.ks_run_scenario(
+            os.fspath(self.path).encode(), options.pointer, happened, ffi.NULL, result.pointer
+        )
+        if raised:
+            raise raised[0]
+        check(status)
+        return Walk(events, result.pointer.expectations, result.pointer.met)

@@ -1,0 +1,1 @@
+../../c/include/ksbeacon/ksbeacon.h
