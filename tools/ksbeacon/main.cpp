@@ -17,6 +17,8 @@
 #include "tools/ksbeacon/portal/PortalCommand.h"
 #include "tools/ksbeacon/replay/ReplayCommand.h"
 #include "tools/ksbeacon/simulate/SimulateCommand.h"
+#include "tools/ksbeacon/suite/SuiteCommand.h"
+#include "tools/ksbeacon/why/WhyCommand.h"
 
 namespace {
 
@@ -54,6 +56,8 @@ int run(int argc, char** argv) {
   int code = ks::tool::kSuccess;
   ks::tool::addSimulateCommand(app, code);
   ks::tool::addReplayCommand(app, code);
+  ks::tool::addWhyCommand(app, code);
+  ks::tool::addSuiteCommand(app, code);
   ks::tool::addPortalCommand(app, code);
   ks::tool::addCheckCommand(app, code);
   ks::tool::addRunCommand(app, code);

@@ -1,5 +1,6 @@
 #include "BeaconSDK/Platform/Recorded/RecordedPlatform.h"
 
+#include <algorithm>
 #include <cmath>
 #include <system_error>
 #include <utility>
@@ -15,6 +16,8 @@ using Kind = RecordedEvent::Kind;
 
 constexpr std::size_t kLargestBuffer = std::size_t{256} * 1024;
 constexpr std::int64_t kLongestBuffering = 10'000'000;
+/// A little more than the longest buffering.
+constexpr Seconds kLongestSilence{10.1};
 /// Time zones and languages change that seldom.
 constexpr std::int64_t kBetweenChecks = 60'000'000;
 /// Less is how two clocks are read one after the other.
@@ -139,7 +142,14 @@ void RecordingWriter::add(RecordedEvent event) {
   if (options_.isPrivate && tellsOfTags(event)) return;
   if (options_.isPrivate) makePrivate(event);
   encoder_.add(event);
-  if (encoder_.bytes().size() >= kLargestBuffer || now_ - lastFlush_ >= kLongestBuffering) flush();
+  if (encoder_.bytes().size() >= kLargestBuffer) flush();
+  flushIfDue(now_);
+}
+
+void RecordingWriter::flushIfDue(std::int64_t microseconds) {
+  if (microseconds - lastFlush_ < kLongestBuffering) return;
+  flush();
+  lastFlush_ = microseconds;
 }
 
 void RecordingWriter::flush() {
@@ -247,6 +257,7 @@ void RecordedPlatform::settle() {
   if (std::exchange(isRunning_, true)) return;
   passToNow();
   isRunning_ = false;
+  writer_.flushIfDue(now_);
   armWakeup();
 }
 
@@ -280,11 +291,13 @@ void RecordedPlatform::checkSettings() {
 void RecordedPlatform::armWakeup() {
   wakeup_.cancel();
   const auto due = loop()->nextDueUptime();
-  if (!due) return;
-  // The next whole microsecond, at which the task is due for certain.
-  const double wanted = std::ceil(due->count() * 1e6) / 1e6;
+  if (!due && !writer_.hasUnwritten()) return;
   const Seconds elapsed = realDevice_->clock().uptime() - begin_;
-  wakeup_.arm(realDevice_->mainQueue(), Seconds{wanted} - elapsed, [this] { settle(); });
+  Seconds delay = kLongestSilence;
+  // The next whole microsecond, at which the task is due for certain.
+  if (due) delay = Seconds{std::ceil(due->count() * 1e6) / 1e6} - elapsed;
+  if (writer_.hasUnwritten()) delay = std::min(delay, kLongestSilence);
+  wakeup_.arm(realDevice_->mainQueue(), delay, [this] { settle(); });
 }
 
 void RecordedPlatform::demandChanged(const LocationDemand& demand) {

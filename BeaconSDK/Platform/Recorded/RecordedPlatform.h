@@ -34,6 +34,9 @@ class RecordingWriter {
   /// Entries reach the disk in blocks, at the latest ten seconds of the recording later.
   void add(RecordedEvent event);
   void flush();
+  /// Writes what has waited for long enough at this moment of the recording.
+  void flushIfDue(std::int64_t microseconds);
+  bool hasUnwritten() const { return !encoder_.bytes().empty() && !error_; }
   const Options& options() const { return options_; }
   /// Why the recording ended early; absent while it goes on.
   const std::optional<Error>& error() const { return error_; }
