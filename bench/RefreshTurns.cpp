@@ -6,6 +6,7 @@
 #include <time.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <memory>
 #include <string>
 
@@ -133,8 +134,11 @@ void measure(int locations) {
 
 }  // namespace
 
-int main() {
+/// usage: RefreshTurns [LOCATIONS...]
+int main(int count, char** arguments) {
   fmt::print("{:>9} {:<8} {:>9} {:>12} {:>8} {:>7}\n", "locations", "", "main, ms",
              "a location, ms", "turn, ms", "turns");
+  for (int i = 1; i < count; ++i) measure(std::atoi(arguments[i]));
+  if (count > 1) return 0;
   for (const int locations : {10, 50, 100, 200}) measure(locations);
 }

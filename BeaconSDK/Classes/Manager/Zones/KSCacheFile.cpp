@@ -18,14 +18,16 @@ constexpr ks::Seconds kPause{1};
 /// Encoded in about a millisecond.
 constexpr std::size_t kSlice = 200;
 
-void collectRecords(const ks::Value& value, std::vector<ks::Value>& records) {
-  if (value.object()) records.push_back(value);
-  if (const ks::Array* const array = value.array()) {
-    for (const ks::Value& item : array->items) collectRecords(item, records);
+/// The arrays of records that a root consists of.
+std::vector<ks::Value> arraysIn(const ks::Value& root) {
+  std::vector<ks::Value> arrays;
+  if (root.array() != nullptr) arrays.push_back(root);
+  if (const ks::Dictionary* const entries = root.dictionary()) {
+    for (const auto& [key, value] : *entries) {
+      if (value.array() != nullptr) arrays.push_back(value);
+    }
   }
-  if (const ks::Dictionary* const entries = value.dictionary()) {
-    for (const auto& [key, item] : *entries) collectRecords(item, records);
-  }
+  return arrays;
 }
 
 }  // namespace
@@ -95,22 +97,39 @@ void KSCacheFile::begin() {
   if (!restored()) return ended(false);
   archiver_ = std::make_shared<ks::NSKeyedArchiver>();
   root_ = source_();
-  collectRecords(root_, records_);
-  encoded_ = 0;
+  arrays_ = arraysIn(root_);
+  next_ = {};
   writing_->isDone = false;
   encodeSlice();
 }
 
 void KSCacheFile::encodeSlice() {
-  const std::size_t end = std::min(encoded_ + kSlice, records_.size());
-  for (; encoded_ < end; ++encoded_) archiver_->prepareObject(records_[encoded_]);
-  if (encoded_ == records_.size()) return startWriting();
+  const bool isFirst = next_.array == 0 && next_.record == 0;
+  for (std::size_t left = kSlice; left > 0 && next_.array < arrays_.size(); --left) {
+    const ks::Value& array = arrays_[next_.array];
+    const auto& records = array.array()->items;
+    if (next_.record < records.size()) {
+      archiver_->prepareObject(records[next_.record++]);
+    } else {
+      archiver_->prepareObject(array);
+      next_ = {next_.array + 1, 0};
+    }
+  }
+  if (next_.array == arrays_.size()) return startWriting();
+  // Growing what is large would take many slices' time at once.
+  if (isFirst) archiver_->reserveTimes(1 + recordCount() / kSlice);
   alarm_.schedule(ks::Seconds{0}, [this] { encodeSlice(); });
+}
+
+std::size_t KSCacheFile::recordCount() const {
+  std::size_t count = 0;
+  for (const ks::Value& array : arrays_) count += array.array()->items.size();
+  return count;
 }
 
 void KSCacheFile::startWriting() {
   archiver_->encodeObject(std::exchange(root_, {}), ks::NSKeyedArchiveRootObjectKey);
-  records_.clear();
+  arrays_.clear();
   platform_.globalQueue().async([this, archiver = archiver_, path = path(), writing = writing_,
                                  &main = platform_.mainQueue()] {
     const std::lock_guard lock(writing->mutex);

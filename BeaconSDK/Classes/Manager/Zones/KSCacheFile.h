@@ -64,6 +64,7 @@ class KSCacheFile {
 
   void begin();
   void encodeSlice();
+  std::size_t recordCount() const;
   void startWriting();
   void ended(std::optional<bool> success);
   void saveNow();
@@ -82,10 +83,16 @@ class KSCacheFile {
   bool isDirty_ = false;
   ks::Alarm alarm_;
   std::optional<ks::Seconds> lastWrite_;
-  /// While the file is being encoded or written: its root, its records and what became of them.
+  /// While the file is being encoded or written: its root, its arrays of records and what became of
+  /// them.
   std::shared_ptr<ks::NSKeyedArchiver> archiver_;
   ks::Value root_;
-  std::vector<ks::Value> records_;
-  std::size_t encoded_ = 0;
+  std::vector<ks::Value> arrays_;
+  struct Place {
+    std::size_t array = 0;
+    std::size_t record = 0;
+  };
+  /// Of the record, or else of the whole array, that is encoded next.
+  Place next_;
   std::shared_ptr<Writing> writing_ = std::make_shared<Writing>();
 };

@@ -1,5 +1,7 @@
 #include "BeaconSDK/Classes/Common/Foundation/Archives/NSKeyedArchiver.h"
 
+#include <array>
+#include <span>
 #include <utility>
 
 #include "BeaconSDK/Classes/Common/Foundation/Archives/NSKeyedArchiveForm.h"
@@ -49,11 +51,37 @@ bool NSKeyedArchiver::archiveRootObject(const Value& root, const std::filesystem
 NSKeyedArchiver::NSKeyedArchiver() { addObject(unique_.string(kNothing)); }
 
 void NSKeyedArchiver::encodeObject(const Value& value, std::string_view key) {
+  std::optional<NodeId> unknown;
+  std::optional<NodeId>* known = &unknown;
+  if (scope_->form != nullptr) {
+    auto& keys = scope_->form->keys;
+    if (scope_->next == keys.size()) keys.emplace_back();
+    known = &keys[scope_->next++];
+  }
   if (value.isAbsent() || error_) return;
-  const NodeId keyNode = unique_.string(key.starts_with('$') ? "$" + std::string(key) : key);
+  const NodeId node = keyNode(key, *known);
   const NodeId valueNode = reference(value);
-  scope_->keys.push_back(keyNode);
+  scope_->keys.push_back(node);
   scope_->values.push_back(valueNode);
+}
+
+/// Records of one class may still differ in what they encode.
+NSKeyedArchiver::NodeId NSKeyedArchiver::keyNode(std::string_view key,
+                                                 std::optional<NodeId>& known) {
+  const bool isEscaped = key.starts_with('$');
+  if (known && !isEscaped && list_.text(*known) == key) return *known;
+  known = unique_.string(isEscaped ? "$" + std::string(key) : key);
+  return *known;
+}
+
+void NSKeyedArchiver::reserveTimes(std::size_t factor) {
+  const auto reserve = [factor](auto&... containers) {
+    (containers.reserve(factor * containers.size()), ...);
+  };
+  reserve(objects_, references_, heights_, plainObjects_, dates_, uuids_, sharedObjects_,
+          retained_);
+  list_.reserveTimes(factor);
+  unique_.reserveTimes(factor);
 }
 
 Data NSKeyedArchiver::encodedData() {
@@ -168,31 +196,43 @@ NSKeyedArchiver::NodeId NSKeyedArchiver::dictionaryInstance(std::string_view cla
   const NodeId keys[] = {unique_.string(kKeysKey), unique_.string(kItemsKey),
                          unique_.string(kClassKey)};
   const NodeId content[] = {list_.addArray(names), list_.addArray(values),
-                            classReference(platformChain(className))};
+                            platformClass(className)};
   return list_.addDictionary(keys, content);
 }
 
 NSKeyedArchiver::NodeId NSKeyedArchiver::recordInstance(const Object& record) {
+  const Class& recordClass = record.objectClass();
+  RecordForm& form = forms_[&recordClass];
   Scope scope;
+  scope.form = &form;
+  scope.keys.reserve(form.keys.size() + 1);
+  scope.values.reserve(form.keys.size() + 1);
   Scope* const outer = std::exchange(scope_, &scope);
   NSObjectAutoCoding::encodeWithCoder(record, *this);
   scope_ = outer;
+  if (!form.classReference) form.classReference = classReference(recordChain(recordClass));
   scope.keys.push_back(unique_.string(kClassKey));
-  scope.values.push_back(classReference(recordChain(record.objectClass())));
+  scope.values.push_back(*form.classReference);
   return list_.addDictionary(scope.keys, scope.values);
 }
 
 NSKeyedArchiver::NodeId NSKeyedArchiver::instance(std::string_view className, std::string_view key,
                                                   NodeId content) {
-  std::vector<NodeId> keys;
-  std::vector<NodeId> values;
+  std::array<NodeId, 2> keys{};
+  std::array<NodeId, 2> values{};
+  std::size_t count = 0;
   if (!key.empty()) {
-    keys.push_back(unique_.string(key));
-    values.push_back(content);
+    keys[count] = unique_.string(key);
+    values[count++] = content;
   }
-  keys.push_back(unique_.string(kClassKey));
-  values.push_back(classReference(platformChain(className)));
-  return list_.addDictionary(keys, values);
+  keys[count] = unique_.string(kClassKey);
+  values[count++] = platformClass(className);
+  return list_.addDictionary(std::span(keys).first(count), std::span(values).first(count));
+}
+
+NSKeyedArchiver::NodeId NSKeyedArchiver::platformClass(std::string_view name) {
+  const auto known = classes_.find(std::string(name));
+  return known != classes_.end() ? references_[known->second] : classReference(platformChain(name));
 }
 
 NSKeyedArchiver::NodeId NSKeyedArchiver::classReference(const std::vector<std::string>& chain) {

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "BeaconSDK/Classes/Common/Foundation/Archives/NSCoder.h"
@@ -18,6 +19,8 @@
 #include "BeaconSDK/Platform/Api/Value.h"
 
 namespace ks {
+
+class Class;
 
 /// The key under which a root-object archive holds its object.
 inline constexpr std::string_view NSKeyedArchiveRootObjectKey = "root";
@@ -46,6 +49,9 @@ class NSKeyedArchiver final : public NSEncoder {
   /// Encodes a container or record now that is a part of what will be encoded later: a large graph
   /// piece by piece.
   void prepareObject(const Value& value) { reference(value); }
+  /// Makes room for `factor` times what was encoded so far, so that the archive grows without
+  /// being moved on the way.
+  void reserveTimes(std::size_t factor);
   /// Ends the archive; empty when there was an error.
   Data encodedData();
   /// What kept a value from being archived.
@@ -54,10 +60,19 @@ class NSKeyedArchiver final : public NSEncoder {
  private:
   using NodeId = PropertyList::NodeId;
   using ObjectIndex = std::uint32_t;
+  /// What the records of one class share: the nodes of their keys in the order in which they are
+  /// encoded, so that a key's text is looked up once for all records, and the class itself.
+  struct RecordForm {
+    std::vector<std::optional<NodeId>> keys;
+    std::optional<NodeId> classReference;
+  };
   /// The entries of the record, or of the top, that is being written.
   struct Scope {
     std::vector<NodeId> keys;
     std::vector<NodeId> values;
+    /// Null at the top.
+    RecordForm* form = nullptr;
+    std::size_t next = 0;
   };
 
   ObjectIndex objectIndex(const Value& value);
@@ -75,6 +90,8 @@ class NSKeyedArchiver final : public NSEncoder {
   NodeId instance(std::string_view className, std::string_view key = {}, NodeId content = 0);
 
   NodeId reference(const Value& value) { return references_[objectIndex(value)]; }
+  NodeId keyNode(std::string_view key, std::optional<NodeId>& known);
+  NodeId platformClass(std::string_view name);
   NodeId classReference(const std::vector<std::string>& chain);
   ObjectIndex addObject(NodeId node);
 
@@ -94,6 +111,8 @@ class NSKeyedArchiver final : public NSEncoder {
   ObjectIndex null_ = 0;
   boost::unordered_flat_map<const void*, ObjectIndex> sharedObjects_;
   boost::unordered_flat_map<std::string, ObjectIndex> classes_;
+  /// Entries stay where they are.
+  std::unordered_map<const Class*, RecordForm> forms_;
   /// Keeps what `sharedObjects_` names alive, so that no address is met twice.
   std::vector<Value> retained_;
   Scope top_;

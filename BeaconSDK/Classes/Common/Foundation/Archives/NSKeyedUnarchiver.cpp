@@ -68,6 +68,7 @@ void NSKeyedUnarchiver::open() {
     fail("The archive is of an unknown version");
     return;
   }
+  keys_ = list_.shareKeys();
   top_.dictionary = *top;
   objects_ = *objects;
   heights_.resize(list_.size());
@@ -83,11 +84,26 @@ Value NSKeyedUnarchiver::fail(std::string reason) {
 
 Value NSKeyedUnarchiver::decodeObjectForKey(std::string_view key) {
   if (error_) return {};
-  const auto entry = list_.find(scope_->dictionary,
-                                key.starts_with('$') ? "$" + std::string(key) : key, scope_->next);
-  Value value = entry ? decodeEntry(*entry) : Value();
+  const auto node = keyNode(key);
+  const auto entry = node ? list_.find(scope_->dictionary, *node, scope_->next) : std::nullopt;
+  if (!entry) return {};
+  Value value = decodeEntry(*entry);
   const bool isCopied = scope_ != &top_;
   return !isCopied || takeText(value.string()) ? value : Value();
+}
+
+std::optional<PropertyList::NodeId> NSKeyedUnarchiver::keyNode(std::string_view key) {
+  if (scope_->slots == nullptr) return lookUpKey(key);
+  auto& slots = *scope_->slots;
+  const std::size_t place = scope_->asked++;
+  if (place == slots.size()) slots.push_back({std::string(key), lookUpKey(key)});
+  // Records of one class may still differ in what they ask for.
+  return slots[place].name == key ? slots[place].node : lookUpKey(key);
+}
+
+std::optional<PropertyList::NodeId> NSKeyedUnarchiver::lookUpKey(std::string_view key) const {
+  const auto known = keys_.find(key.starts_with('$') ? "$" + std::string(key) : key);
+  return known == keys_.end() ? std::nullopt : std::optional(known->second);
 }
 
 Value NSKeyedUnarchiver::decodeEntry(NodeId entry) {
@@ -147,10 +163,8 @@ bool NSKeyedUnarchiver::takeText(const std::string* text) {
 Value NSKeyedUnarchiver::decodeInstance(NodeId object) {
   const ClassEntry* entry = classOf(object);
   if (!entry) return {};
-  // The map may move its entries while the object's content is read.
-  const ClassEntry known = *entry;
-  return known.recordClass ? decodeRecord(object, *known.recordClass)
-                           : decodePlatformObject(object, known.name);
+  return entry->recordClass ? decodeRecord(object, *entry->recordClass)
+                            : decodePlatformObject(object, entry->name);
 }
 
 const NSKeyedUnarchiver::ClassEntry* NSKeyedUnarchiver::classOf(NodeId object) {
@@ -194,7 +208,7 @@ Value NSKeyedUnarchiver::decodeRecord(NodeId object, const Class& recordClass) {
 }
 
 void NSKeyedUnarchiver::fillRecord(NodeId object, Object& record) {
-  Scope scope{object, 0};
+  Scope scope{object, 0, &slots_[&record.objectClass()]};
   Scope* const outer = std::exchange(scope_, &scope);
   try {
     NSObjectAutoCoding::setWithCoder(record, *this);

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <boost/unordered/unordered_flat_map.hpp>
 #include <cstdint>
 #include <filesystem>
 #include <functional>
@@ -8,6 +7,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "BeaconSDK/Classes/Common/Foundation/Archives/AutocodingException.h"
@@ -59,11 +59,19 @@ class NSKeyedUnarchiver : public NSDecoder {
  private:
   using NodeId = PropertyList::NodeId;
   using Kind = PropertyList::Kind;
+  /// A key that records of one class ask for, and its node; no node when no entry has it.
+  struct KeySlot {
+    std::string name;
+    std::optional<NodeId> node;
+  };
   /// The dictionary whose entries are being asked for, and where to look for the next one: keys are
   /// nearly always asked for in the order in which they were written.
   struct Scope {
     NodeId dictionary = 0;
     std::size_t next = 0;
+    /// Those of the record's class, null at the top, and how many keys the record has asked for.
+    std::vector<KeySlot>* slots = nullptr;
+    std::size_t asked = 0;
   };
   /// What a class entry of the archive names; no class for the platform's own.
   struct ClassEntry {
@@ -72,6 +80,8 @@ class NSKeyedUnarchiver : public NSDecoder {
   };
 
   void open();
+  std::optional<NodeId> keyNode(std::string_view key);
+  std::optional<NodeId> lookUpKey(std::string_view key) const;
   /// Follows a reference, or takes a plain value that stands in its place.
   Value decodeEntry(NodeId entry);
   Value decodeReference(std::uint64_t index);
@@ -109,7 +119,11 @@ class NSKeyedUnarchiver : public NSDecoder {
   static constexpr std::uint32_t kUnderWay = UINT32_MAX;
   std::vector<std::uint32_t> heights_;
   std::vector<Value> values_;
-  boost::unordered_flat_map<NodeId, ClassEntry> classes_;
+  PropertyList::KeyNodes keys_;
+  /// In the order in which each class asks, so that a key is looked up once for all its records.
+  std::unordered_map<const Class*, std::vector<KeySlot>> slots_;
+  /// Entries stay where they are.
+  std::unordered_map<NodeId, ClassEntry> classes_;
   std::function<void(const std::string& reason)> leftOut_;
   std::size_t textLeft_ = 0;
   /// Each list of items belongs to one collection; a file that lets several collections name the

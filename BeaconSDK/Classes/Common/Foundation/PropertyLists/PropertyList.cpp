@@ -49,18 +49,43 @@ std::size_t PropertyList::textLimit() const {
   return kFree + bytes_.size() + kForReference * references_.size();
 }
 
-std::optional<PropertyList::NodeId> PropertyList::find(NodeId dictionary, std::string_view key,
-                                                       std::size_t& start) const {
+PropertyList::KeyNodes PropertyList::shareKeys() {
+  constexpr auto kUnknown = std::numeric_limits<NodeId>::max();
+  KeyNodes shared;
+  std::vector<NodeId> same(nodes_.size(), kUnknown);
+  for (const Node& dictionary : nodes_) {
+    if (dictionary.kind != Kind::dictionary) continue;
+    for (NodeId& key : std::span(references_).subspan(dictionary.payload, dictionary.count)) {
+      if (same[key] == kUnknown) same[key] = shared.try_emplace(text(key), key).first->second;
+      key = same[key];
+    }
+  }
+  return shared;
+}
+
+template <class IsKey>
+std::optional<PropertyList::NodeId> PropertyList::findWhere(NodeId dictionary, std::size_t& start,
+                                                            IsKey isKey) const {
   const auto keys = items(dictionary);
   for (std::size_t step = 0; step < keys.size(); ++step) {
     std::size_t index = start + step;
     if (index >= keys.size()) index -= keys.size();
-    if (text(keys[index]) == key) {
+    if (isKey(keys[index])) {
       start = index + 1 == keys.size() ? 0 : index + 1;
       return dictionaryValues(dictionary)[index];
     }
   }
   return std::nullopt;
+}
+
+std::optional<PropertyList::NodeId> PropertyList::find(NodeId dictionary, NodeId key,
+                                                       std::size_t& start) const {
+  return findWhere(dictionary, start, [&](NodeId each) { return each == key; });
+}
+
+std::optional<PropertyList::NodeId> PropertyList::find(NodeId dictionary, std::string_view key,
+                                                       std::size_t& start) const {
+  return findWhere(dictionary, start, [&](NodeId each) { return text(each) == key; });
 }
 
 }  // namespace ks

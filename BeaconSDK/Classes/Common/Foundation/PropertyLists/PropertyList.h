@@ -1,6 +1,7 @@
 #pragma once
 
 #include <bit>
+#include <boost/unordered/unordered_flat_map.hpp>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -53,6 +54,12 @@ class PropertyList {
   /// of records whose texts our writers share.
   std::size_t textLimit() const;
 
+  /// Makes room for `factor` times what it holds.
+  void reserveTimes(std::size_t factor) {
+    nodes_.reserve(factor * nodes_.size());
+    references_.reserve(factor * references_.size());
+    bytes_.reserve(factor * bytes_.size());
+  }
   NodeId addNull() { return add({}); }
   NodeId addBoolean(bool value) { return add({Kind::boolean, 0, value}); }
   NodeId addInteger(std::int64_t value) { return add(integerNode(value)); }
@@ -118,6 +125,12 @@ class PropertyList {
         .subspan(nodes_[node].payload + nodes_[node].count, nodes_[node].count);
   }
 
+  /// The keys of all dictionaries by their text; the views are valid until the next change.
+  using KeyNodes = boost::unordered_flat_map<std::string_view, NodeId>;
+  /// Makes equal keys one node, so that a key can be looked for by its node.
+  KeyNodes shareKeys();
+  /// The value of the key that is this very node, looked for as below.
+  std::optional<NodeId> find(NodeId dictionary, NodeId key, std::size_t& start) const;
   /// The value of `key` in a dictionary, looked for from entry `start` on and around; `start` is
   /// left behind the entry that was found. So asking for the keys in their order is linear.
   std::optional<NodeId> find(NodeId dictionary, std::string_view key, std::size_t& start) const;
@@ -129,6 +142,8 @@ class PropertyList {
  private:
   NodeId addBytes(Kind kind, const void* bytes, std::size_t count);
   NodeId addList(Kind kind, std::span<const NodeId> items);
+  template <class IsKey>
+  std::optional<NodeId> findWhere(NodeId dictionary, std::size_t& start, IsKey isKey) const;
 
   std::vector<Node> nodes_;
   std::vector<NodeId> references_;

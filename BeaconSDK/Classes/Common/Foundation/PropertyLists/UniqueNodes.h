@@ -18,6 +18,7 @@ class UniqueNodes {
 
   /// The node that already has this content, or a new one. `node` is neither text nor a container.
   NodeId scalar(PropertyList::Node node) { return found({node, {}}); }
+  void reserveTimes(std::size_t factor) { known_.reserve(factor * known_.size()); }
   /// A text longer than `PropertyList::kLongestSharedText` is always a new node.
   NodeId string(std::string_view text);
 
