@@ -50,6 +50,25 @@ TEST(LinuxPlatformTest, StandsWithoutAnyService) {
   EXPECT_FALSE(states.at(1).usable) << "no session service";
 }
 
+TEST(LinuxPlatformTest, AdoptsEarlierUserDefaultsOnce) {
+  const TemporaryFolder folder;
+  const auto earlier = folder.path() / "state/UserDefaults.plist";
+  std::filesystem::create_directories(earlier.parent_path());
+  writeText(earlier,
+            "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">\n\t<dict>\n"
+            "\t\t<key>flag</key>\n\t\t<true />\n\t\t<key>a &amp; b</key>\n\t\t<array>\n"
+            "\t\t\t<integer>-5</integer>\n\t\t\t<string> x </string>\n\t\t\t<data>AQI=</data>\n"
+            "\t\t</array>\n\t\t<key>odd</key>\n\t\t<integer>x</integer>\n\t\t<key>on</key>\n\t\t"
+            "<date seconds=\"0.25\">1970-01-01T00:00:00Z</date>\n\t</dict>\n</plist>\n");
+  LinuxPlatform(optionsIn(folder.path())).userDefaults().setObject("flag", false);
+  LinuxPlatform later(optionsIn(folder.path()));
+  auto& defaults = later.userDefaults();
+  EXPECT_EQ(defaults.objectForKey("flag"), Value(false));
+  EXPECT_EQ(defaults.objectForKey("a & b"), Value(Array{-5, " x ", Data{1, 2}}));
+  EXPECT_EQ(defaults.objectForKey("on"), Value(dateFromSecondsSince1970(0.25)));
+  EXPECT_TRUE(defaults.objectForKey("odd").isAbsent());
+}
+
 TEST(LinuxPlatformTest, KeepsMonitoredRegionsPrivately) {
   const TemporaryFolder folder;
   auto platform = std::make_unique<LinuxPlatform>(optionsIn(folder.path()));

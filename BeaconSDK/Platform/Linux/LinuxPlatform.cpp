@@ -8,6 +8,7 @@
 #include "BeaconSDK/Platform/Linux/Bluetooth/BlueZRadio.h"
 #include "BeaconSDK/Platform/Linux/LinuxApplication.h"
 #include "BeaconSDK/Platform/Linux/Loop/MainQueue.h"
+#include "BeaconSDK/Platform/Linux/Machine/EarlierUserDefaults.h"
 #include "BeaconSDK/Platform/Linux/Machine/LinuxConsole.h"
 #include "BeaconSDK/Platform/Linux/Machine/LinuxDevice.h"
 #include "BeaconSDK/Platform/Linux/Machine/LinuxFolders.h"
@@ -39,6 +40,8 @@ class UnsupportedCentral : public CBCentralManager {
  private:
   Wakeup announcement_;
 };
+
+constexpr const char* kUserDefaults = "UserDefaults.txt";
 
 HttpOptions httpOptions(const LinuxPlatformOptions& options, const Directories& directories,
                         const Clock& clock, Console& console) {
@@ -92,7 +95,7 @@ struct LinuxPlatform::Services : LocationDemandListener {
 LinuxPlatform::Services::Services(const LinuxPlatformOptions& options)
     : console(options.applicationName, options.logDescriptor),
       folders(options.folders.value_or(xdgFolders(options.bundleIdentifier))),
-      userDefaults(folders.owned().state / "UserDefaults.txt", console),
+      userDefaults(folders.owned().state / kUserDefaults, console),
       device(options.systemRoot, folders.folders().state, options.bundleIdentifier),
       locale(options.systemRoot),
       mainQueue(options.mainContext),
@@ -104,6 +107,8 @@ LinuxPlatform::Services::Services(const LinuxPlatformOptions& options)
           httpOptions(options, folders.folders().directories, clock, console),
           [] { return std::make_shared<WorkerQueue>("KSDelegate"); }, options.httpObserver) {
   if (!stateOf(folders).usable) console.log(stateOf(folders).detail);
+  const auto& state = folders.folders().state;
+  adoptEarlierUserDefaults(state, state / kUserDefaults, userDefaults);
   location.observeApplication(notificationCenter);
   // Whoever starts the program permits it; a service of positions may know better.
   location.setAuthorizationStatus(CLAuthorizationStatus::authorizedAlways);
