@@ -1,5 +1,10 @@
 #include <gmock/gmock.h>
 
+#include <future>
+#include <thread>
+#include <utility>
+
+#include "BeaconSDK/Platform/Http/HttpWorker.h"
 #include "tests/Http/HttpFixture.h"
 #include "tests/Http/LoopbackServer.h"
 
@@ -229,8 +234,24 @@ TEST_F(HttpURLLoadingSystemTest, FetchesDataOnCallingThread) {
                           std::string("file:///etc/hostname"), std::string("nonsense")}) {
     EXPECT_FALSE(system->dataWithContentsOfURL({url})) << url;
   }
-  EXPECT_EQ(log->exchanges.size(), 6U);
-  EXPECT_EQ(log->started, 6);
+  // The caller's limits are below the system's.
+  EXPECT_FALSE(system->dataWithContentsOfURL({server.url("/image")}, {4, Seconds{60}}));
+  EXPECT_FALSE(system->dataWithContentsOfURL({server.url("/image")}, {60, Seconds{-1}}));
+  EXPECT_EQ(log->exchanges.size(), 8U);
+  EXPECT_EQ(log->started, 8);
+}
+
+TEST(HttpWorkerTest, EndIsNotWaitedForWithoutLimit) {
+  std::promise<void> hanging;
+  std::promise<void> ended;
+  auto worker = HttpWorker::start("KSTest");
+  worker->post([hangs = hanging.get_future().share()] { hangs.wait(); });
+  worker->stop([&] { ended.set_value(); }, Seconds{0.01});
+  EXPECT_FALSE(worker->post([] {}));
+  EXPECT_NE(ended.get_future().wait_for(std::chrono::seconds(0)), std::future_status::ready);
+  const std::weak_ptr<HttpWorker> left = std::exchange(worker, nullptr);
+  hanging.set_value();
+  while (!left.expired()) std::this_thread::yield();
 }
 
 }  // namespace

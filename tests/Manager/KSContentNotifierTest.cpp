@@ -8,6 +8,9 @@
 #include "tests/Support/FakeURLLoadingSystem.h"
 #include "tests/Support/PlatformFixture.h"
 
+using testing::ElementsAre;
+using testing::Pair;
+
 namespace {
 
 class KSContentNotifierTest : public ks::testing::PlatformFixture {
@@ -81,6 +84,20 @@ TEST_F(KSContentNotifierTest, ShowsTheMessageWithItsFiles) {
   EXPECT_EQ(request.content.attachments[1].identifier, "richMedia");
   EXPECT_EQ(request.content.attachments[1].thumbnailHidden, true);
   EXPECT_EQ(temporaryFiles(), before);
+}
+
+TEST_F(KSContentNotifierTest, PicturesShareTheirLimits) {
+  constexpr std::size_t kMebibyte = 1024 * 1024;
+  content_->messageIconUrl = "https://x.test/icon.png";
+  content_->richMediaUrl = "https://x.test/film.mp4";
+  http_->resources = {{"https://x.test/icon.png", ks::Data(6 * kMebibyte)}};
+  std::vector<std::pair<std::uint64_t, double>> limits;
+  http_->onFetch = [&](const ks::DataLimits& each) {
+    limits.emplace_back(each.size, each.time.count());
+    platform_->loop().stall(ks::Seconds{7});
+  };
+  notifier_.showNotificationForProximityZone(beacon_);
+  EXPECT_THAT(limits, ElementsAre(Pair(10 * kMebibyte, 10), Pair(4 * kMebibyte, 3)));
 }
 
 TEST_F(KSContentNotifierTest, MissingIconLeavesThumbnailVisible) {

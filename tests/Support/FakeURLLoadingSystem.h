@@ -93,12 +93,15 @@ class FakeURLLoadingSystem : public URLLoadingSystem {
     session_ = session;
     return session;
   }
-  std::optional<Data> dataWithContentsOfURL(const NSURL& url, const DataLimits&) override {
+  std::optional<Data> dataWithContentsOfURL(const NSURL& url, const DataLimits& limits) override {
+    if (onFetch) onFetch(limits);
     const auto found = resources.find(url.absoluteString);
     return found == resources.end() ? std::nullopt : std::optional(found->second);
   }
   /// What `dataWithContentsOfURL` answers, by URL.
   std::map<std::string, Data> resources;
+  /// Called with the limits of each such fetch while it is under way.
+  std::function<void(const DataLimits&)> onFetch;
 
   /// The session made last, while it lives.
   std::shared_ptr<Session> session() const { return session_.lock(); }

@@ -164,6 +164,8 @@ TEST_F(RunCommandTest, RefusesWrongOptionsAndWhatGivesPasswordsAway) {
       {"https:///app", "expected a URL with a host"},
       {"https://x.example --tag =x", "expected NAME=VALUE"},
       {"https://x.example --ca " + password_.string(), "expected a PEM file with certificates"},
+      {"https://x.example --pin sha256//short=", "Base64 text of a key's SHA-256 digest"},
+      {"http://127.0.0.1:1 --pin " + std::string(43, 'A') + "=", "begins with https://"},
       {"https://x.example --password secret", "--password"},
       {"https://x.example", "there is no password"},
   };

@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "BeaconSDK/Platform/Api/Ascii.h"
 #include "BeaconSDK/Platform/Api/Version.h"
 #include "BeaconSDK/Platform/Http/CertificateFile.h"
 #include "tools/ksbeacon/device/LibraryRun.h"
@@ -31,6 +32,7 @@ struct Arguments {
   /// The recording's file.
   std::string record;
   bool isPrivate = false;
+  std::vector<std::string> pins;
   std::vector<std::string> tags;
   std::vector<std::string> enabledCategories;
   std::vector<std::string> disabledCategories;
@@ -52,6 +54,33 @@ std::string checkAuthorities(const std::string& file) {
                                  : "expected a PEM file with certificates, got \"" + file + "\"";
 }
 
+constexpr std::string_view kPinKind = "sha256//";
+
+std::string checkPin(const std::string& pin) {
+  // 32 bytes in Base64.
+  constexpr std::size_t kDigits = 43;
+  constexpr std::string_view kAlphabet =
+      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  std::string_view digest = pin;
+  if (digest.starts_with(kPinKind)) digest.remove_prefix(kPinKind.size());
+  const bool isDigest = digest.size() == kDigits + 1 && digest.back() == '=' &&
+                        digest.find_first_not_of(kAlphabet) == kDigits;
+  return isDigest ? ""
+                  : "expected the Base64 text of a key's SHA-256 digest, 44 characters, got \"" +
+                        pin + "\"";
+}
+
+/// All keys of one host, as the transfers take them.
+std::string joinedPins(const std::vector<std::string>& pins) {
+  std::string joined;
+  for (const std::string& pin : pins) {
+    if (!joined.empty()) joined += ';';
+    if (!pin.starts_with(kPinKind)) joined += kPinKind;
+    joined += pin;
+  }
+  return joined;
+}
+
 bool isEncryptedOrLocal(const std::string& url) {
   const std::string_view host = hostOf(url);
   return url.starts_with("https://") || host == "localhost" || host == "[::1]" ||
@@ -64,6 +93,10 @@ LibraryRunOptions optionsFor(const Arguments& arguments, std::string password) {
   if (!arguments.authorities.empty()) {
     options.platform.additionalCertificateAuthorities =
         std::filesystem::absolute(arguments.authorities);
+  }
+  if (!arguments.pins.empty()) {
+    const std::string host(hostOf(arguments.password.portalURL));
+    options.platform.publicKeyPins[asciiLowerCased(host)] = joinedPins(arguments.pins);
   }
   if (!arguments.state.empty()) {
     const std::filesystem::path state = std::filesystem::absolute(arguments.state);
@@ -94,6 +127,9 @@ LibraryRunOptions optionsFor(const Arguments& arguments, std::string password) {
 int runLibrary(Arguments arguments) {
   std::string& url = arguments.password.portalURL;
   url = trimmedPortalURL(url);
+  if (!arguments.pins.empty() && !url.starts_with("https://")) {
+    return complain("--pin needs a portal whose URL begins with https://", kUsage);
+  }
   auto password = findPassword(arguments.password);
   if (!password) return complain(password.error().localizedDescription(), kUsage);
   if (!isEncryptedOrLocal(url)) {
@@ -172,6 +208,12 @@ void addRunCommand(CLI::App& app, int& code) {
       ->type_name("FILE");
   command->add_flag("--private", arguments->isPrivate,
                     "Leave tags out of the recording and round its positions");
+  command
+      ->add_option("--pin", arguments->pins,
+                   "Accept only this public key of the portal, a SHA-256 digest in Base64; may be "
+                   "given again, as for the next key")
+      ->type_name("SHA256")
+      ->check(checkPin);
   command->add_flag("--no-notifications", arguments->quiet, "Show no notifications");
   command->add_flag("--json", arguments->json, "One JSON object per line");
   command->add_flag("--log", arguments->log, "Also the library's own trace");
