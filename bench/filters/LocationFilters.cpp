@@ -131,16 +131,17 @@ void printRecorded(const char* standing, const char* walking) {
   const auto stands = bench::loadRecordings(standing);
   const auto walks = bench::loadRecordings(walking);
   std::printf(
-      "\n| filter | right band | band of the mean | never arrived | arrival | restless at 80%% "
-      "loss "
-      "| border: 0.45 s | 2 s, 30%% | 5 s, 30%% | right band walking |\n");
-  std::printf("|---|---|---|---|---|---|---|---|---|---|\n");
+      "\n| filter | right band | band of the mean | never arrived | arrival | never left | leaving "
+      "| restless at 80%% loss | border: 0.45 s | 2 s, 30%% | 5 s, 30%% | right band walking |\n");
+  std::printf("|---|---|---|---|---|---|---|---|---|---|---|---|\n");
   for (const auto& kind : bench::allFilters()) {
     const auto f = bench::measure(kind, stands, walks);
     std::printf(
-        "| %s | %.1f%% | %.1f%% | %.1f%% | %.1f s | %.1f%% | %.2f | %.2f | %.2f | %.1f%% |\n",
-        kind.name.c_str(), f.rightBand, f.meanBand, f.neverArrived, f.arrival, f.restless, f.border,
-        f.slowBorder, f.slowestBorder, f.walking);
+        "| %s | %.1f%% | %.1f%% | %.1f%% | %.1f s | %.1f%% | %.1f s | %.1f%% | %.2f | %.2f | %.2f "
+        "| %.1f%% |\n",
+        kind.name.c_str(), f.rightBand, f.meanBand, f.approaches.neverArrived, f.approaches.seconds,
+        f.departures.neverArrived, f.departures.seconds, f.restless, f.border, f.slowBorder,
+        f.slowestBorder, f.walking);
   }
 }
 

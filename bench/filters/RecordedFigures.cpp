@@ -88,25 +88,27 @@ bool isClear(const Recording& recording) {
   return proximityAtLoss(loss - kClearDb) == proximityAtLoss(loss + kClearDb);
 }
 
-void measureApproaches(const FilterKind& kind, const std::vector<Recording>& standing,
-                       RecordedFigures& figures) {
-  int approaches = 0;
+/// From stands that are far to those that are not, or the other way round.
+RecordedFigures::Moves measureMoves(const FilterKind& kind, const std::vector<Recording>& standing,
+                                    bool inwards) {
+  int moves = 0;
   int never = 0;
   double seconds = 0;
+  const auto isFar = [](const Recording& recording) {
+    return proximityAtLoss(recording.meanLossDb(kApproach)) == CLProximity::far;
+  };
   for (const auto& from : standing) {
-    if (!isClear(from) || proximityAtLoss(from.meanLossDb(kApproach)) != CLProximity::far) continue;
+    if (!isClear(from) || isFar(from) != inwards) continue;
     for (const auto& to : standing) {
-      const bool nearer = proximityAtLoss(to.meanLossDb(kApproach)) != CLProximity::far;
-      if (to.receiver != from.receiver || !nearer || !isClear(to)) continue;
+      if (to.receiver != from.receiver || isFar(to) == inwards || !isClear(to)) continue;
       const auto arrival = arrivalOf(kind, from, to);
-      ++approaches;
+      ++moves;
       never += !arrival;
       seconds += arrival.value_or(0);
     }
   }
-  if (approaches == 0) return;
-  figures.neverArrived = 100.0 * never / approaches;
-  figures.arrival = seconds / std::max(approaches - never, 1);
+  if (moves == 0) return {};
+  return {100.0 * never / moves, seconds / std::max(moves - never, 1)};
 }
 
 /// Changes per ten minutes of all stands, each moved onto the border.
@@ -144,7 +146,8 @@ RecordedFigures measure(const FilterKind& kind, const std::vector<Recording>& st
   figures.rightBand = 100 * right / total;
   figures.meanBand = 100 * meanRight / same;
   figures.restless *= 100.0 / static_cast<double>(standing.size());
-  measureApproaches(kind, standing, figures);
+  figures.approaches = measureMoves(kind, standing, true);
+  figures.departures = measureMoves(kind, standing, false);
   figures.border = onBorder(kind, standing, 0, Seconds{0});
   figures.slowBorder = onBorder(kind, standing, 0.3, Seconds{1.8});
   figures.slowestBorder = onBorder(kind, standing, 0.3, Seconds{4.8});

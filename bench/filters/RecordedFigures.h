@@ -12,10 +12,15 @@ struct RecordedFigures {
   /// Seconds of standing in the band of the true distance, and in that of the recording's own mean.
   double rightBand = 0;
   double meanBand = 0;
-  /// Approaches, a far recording followed by a nearer one of the same receiver, that do not reach
-  /// the nearer one's band within 60 s; and the seconds that the others take.
-  double neverArrived = 0;
-  double arrival = 0;
+  /// A recording followed by another one of the same receiver: the share that does not reach the
+  /// second one's band within 60 s, and the seconds that the others take.
+  struct Moves {
+    double neverArrived = 0;
+    double seconds = 0;
+  };
+  /// From far to a nearer band, and back.
+  Moves approaches;
+  Moves departures;
   /// Stands of at most ten minutes with more than one change at 80% loss.
   double restless = 0;
   /// Changes in ten minutes of a stand whose mean is moved onto the 4 m border: as recorded, and

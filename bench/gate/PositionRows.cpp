@@ -51,6 +51,18 @@ Row driveRow(double speed, double fromCentre, std::int64_t pause) {
           }};
 }
 
+/// On a road beside the circle: told of a visit at most as often as by the naive rule.
+Row passRow(double fromCentre, std::int64_t pause) {
+  const DriveBy drive{50, pause, fromCentre, kAccuracy, honestErrors(kAccuracy)};
+  return {"driving at 50 km/h, " + std::to_string(static_cast<int>(fromCentre)) +
+              " m from the centre" + every(pause),
+          [=] {
+            const auto missed = missedShare(drive);
+            return std::vector<Figure>{{besideNaive("share of visits invented", 1 - missed.naive),
+                                        1 - missed.engine, 1 - missed.naive}};
+          }};
+}
+
 /// From a walker's crossing to the event.
 Row visitRow(std::int64_t pause, Metres accuracy, double limit) {
   const Visit visit{pause, accuracy, honestErrors(accuracy)};
@@ -75,7 +87,9 @@ std::vector<Row> positionRows() {
   for (const double fromCentre : {0, 50, 80}) {
     for (const std::int64_t pause : {1, 10, 30}) rows.push_back(driveRow(50, fromCentre, pause));
   }
+  for (const double fromCentre : {90, 95, 98}) rows.push_back(driveRow(50, fromCentre, 1));
   rows.push_back(driveRow(130, 50, 10));
+  for (const double fromCentre : {105, 115}) rows.push_back(passRow(fromCentre, 1));
   rows.push_back(visitRow(1, {5}, 6));
   rows.push_back(visitRow(10, {5}, 7));
   rows.push_back(visitRow(1, {20}, 26));

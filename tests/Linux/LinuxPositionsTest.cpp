@@ -168,6 +168,21 @@ TEST_F(RealGeoClueTest, FollowsATrack) {
   EXPECT_EQ(positions_->state().detail, "nothing asks for positions");
 }
 
+TEST_F(RealGeoClueTest, ThinsOutWhatIsWantedRarely) {
+  walk_.follow({{45.0700, 7.6868}});
+  ASSERT_TRUE(geoClue_.start() && geoClue_.startAgent());
+  begin();
+  ASSERT_TRUE(hearsOf(45.0700));
+  positions_->locationDemandChanged(
+      {.positionAccuracy = Metres{10}, .positionInterval = Seconds{60}});
+  runLoopFor(Seconds{0.5});
+  walk_.follow({{45.0710, 7.6868}});
+  EXPECT_FALSE(hearsOf(45.0710, Seconds{3}));
+  positions_->locationDemandChanged(engine_.demand());
+  walk_.follow({{45.0711, 7.6868}});
+  EXPECT_TRUE(hearsOf(45.0711));
+}
+
 TEST_F(RealGeoClueTest, StartsTheServiceAndWaitsForItsAgent) {
   walk_.follow({{45.0700, 7.6868}});
   geoClue_.offer(bus_);

@@ -96,10 +96,10 @@ TEST(PositionReportTest, BelievesNoMoreThanReceiversCan) {
 }
 
 TEST(GeoClueRequestTest, FollowsTheDemand) {
-  EXPECT_EQ(geoClueRequest(Metres{10}), (GeoClueRequest{8, 1}));
-  EXPECT_EQ(geoClueRequest(Metres{100}), (GeoClueRequest{8, 10}));
-  EXPECT_EQ(geoClueRequest(Metres{500}), (GeoClueRequest{6, 50}));
-  EXPECT_EQ(geoClueRequest(Metres{1e300}), (GeoClueRequest{6, 1000}));
+  EXPECT_EQ(geoClueRequest(Metres{10}, Seconds{1}), (GeoClueRequest{8, 1, 0}));
+  EXPECT_EQ(geoClueRequest(Metres{100}, Seconds{30}), (GeoClueRequest{8, 10, 29}));
+  EXPECT_EQ(geoClueRequest(Metres{500}, Seconds{300}), (GeoClueRequest{6, 50, 299}));
+  EXPECT_EQ(geoClueRequest(Metres{1e300}, Seconds{1e300}), (GeoClueRequest{6, 1000, 3600}));
 }
 
 TEST(PositionChoiceTest, TellsTheMoreCertainFix) {

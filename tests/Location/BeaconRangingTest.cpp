@@ -97,6 +97,22 @@ TEST_F(BeaconRangingTest, TwoSendersOfOneIdentityAreCounted) {
     hearFrom(("AA:BB:CC:DD:FF:" + std::to_string(10 + i)).c_str(), 2);
   }
   EXPECT_EQ(engine_->counters().sharedIdentities, 1u);
+  EXPECT_EQ(notices_, Events{"Beacon 01020304-0506-0708-090A-0B0C0D0E0F10:1:1 is sent by two "
+                             "senders: its distance means nothing"});
+}
+
+TEST_F(BeaconRangingTest, ImpossiblePowersAreToldRarely) {
+  manager_->startRangingBeaconsInRegion(beaconRegion());
+  for (int i = 0; i < 25; ++i) {
+    engine_->handleBeacon({kUUID, 1, 1, {127}}, {-59});
+    advance(1);
+  }
+  EXPECT_NEAR(recorder_.ranged.back().at(0).accuracy.value, 1, 0.01);
+  EXPECT_EQ(engine_->counters().replacedPowers, 25u);
+  ASSERT_EQ(notices_.size(), 2u);
+  EXPECT_EQ(notices_[1],
+            "Beacon 01020304-0506-0708-090A-0B0C0D0E0F10:1:1 claims 127 dBm at 1 m, "
+            "which no beacon has: -59 dBm stands in (10 packets so far)");
 }
 
 TEST_F(BeaconRangingTest, DemandFollowsUseAndTimersEnd) {

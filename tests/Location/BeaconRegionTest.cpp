@@ -1,5 +1,6 @@
 #include <functional>
 
+#include "BeaconSDK/Platform/Api/UIKit.h"
 #include "tests/Location/LocationFixture.h"
 #include "tests/Location/RadioWalk.h"
 
@@ -175,12 +176,17 @@ TEST_F(BeaconRegionTest, SilentDirectionsAndDisplay) {
   region->setNotifyOnEntry(false);
   region->setNotifyEntryStateOnDisplay(true);
   monitor(region);
+  NSNotificationCenter center;
+  engine_->observeApplication(center);
+  const auto activate = [&] { center.post({UIApplicationDidBecomeActiveNotification, {}, {}}); };
+  activate();
+  EXPECT_EQ(take(), Events{}) << "nothing is known yet";
   hearFor(10, 1);
   EXPECT_EQ(take(), Events{});
-  engine_->handleDisplayOn();
+  activate();
   EXPECT_EQ(take(), Events{"inside hall"});
   advance(60);
-  engine_->handleDisplayOn();
+  activate();
   EXPECT_EQ(take(), (Events{"outside hall", "exit hall"}));
 
   manager_->stopMonitoringForRegion(*region);
@@ -191,6 +197,7 @@ TEST_F(BeaconRegionTest, SilentDirectionsAndDisplay) {
   EXPECT_EQ(take(), (Events{"inside door", "enter door"}));
   advance(130);
   EXPECT_EQ(take(), Events{});
+  kill();
 }
 
 /// Its copies on the other channels do not make a slow beacon look like a fast one.

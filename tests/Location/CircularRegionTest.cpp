@@ -136,7 +136,9 @@ TEST_F(CircularRegionTest, CircleTooSmallIsToldOnce) {
   }
   EXPECT_EQ(take(), Events{});
   EXPECT_EQ(engine_->counters().tooSmallCircles, 1u);
-  EXPECT_EQ(tooSmall_, Events{"park"});
+  EXPECT_EQ(notices_,
+            Events{"The circle 'park' of 20 m is smaller than the uncertainty of positions "
+                   "there, 30 m: it cannot be entered"});
 }
 
 TEST_F(CircularRegionTest, TellsStateOnRequest) {

@@ -111,9 +111,7 @@ class LocationFixture : public ::testing::Test, public LocationDemandListener {
   void run() { loop_->runUntilIdle(); }
   void advance(double seconds) { loop_->advance(Seconds{seconds}); }
   void locationDemandChanged(const LocationDemand& demand) override { demands_.push_back(demand); }
-  void circleTooSmall(const CLCircularRegion& circle, Metres) override {
-    tooSmall_.push_back(circle.identifier());
-  }
+  void noticed(const std::string& text) override { notices_.push_back(text); }
 
   Events take() {
     run();
@@ -152,7 +150,7 @@ class LocationFixture : public ::testing::Test, public LocationDemandListener {
   MemoryStore store_;
   Recorder recorder_;
   std::vector<LocationDemand> demands_;
-  Events tooSmall_;
+  Events notices_;
   std::unique_ptr<LocationEngine> engine_;
   std::unique_ptr<CLLocationManager> manager_;
 };

@@ -30,10 +30,6 @@ EmbeddedDemand EmbeddedLocation::demand() const {
 
 void EmbeddedLocation::locationDemandChanged(const LocationDemand&) { tell(); }
 
-void EmbeddedLocation::circleTooSmall(const CLCircularRegion& circle, Metres uncertainty) {
-  console_.log(tooSmallText(circle, uncertainty));
-}
-
 void EmbeddedLocation::tell() const {
   if (handler_) handler_(demand());
 }

@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <functional>
+#include <string>
 
 #include "BeaconSDK/Platform/Api/Foundation.h"
 #include "BeaconSDK/Platform/Location/Engine/LocationEngine.h"
@@ -42,7 +43,7 @@ class EmbeddedLocation : private LocationDemandListener {
 
  private:
   void locationDemandChanged(const LocationDemand& demand) override;
-  void circleTooSmall(const CLCircularRegion& circle, Metres uncertainty) override;
+  void noticed(const std::string& text) override { console_.log(text); }
   void tell() const;
 
   Console& console_;

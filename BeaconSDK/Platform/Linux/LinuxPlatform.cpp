@@ -65,9 +65,7 @@ struct LinuxPlatform::Services : LocationDemandListener {
     if (radio) radio->locationDemandChanged(demand);
     if (positions) positions->locationDemandChanged(demand);
   }
-  void circleTooSmall(const CLCircularRegion& circle, Metres uncertainty) override {
-    console.log(tooSmallText(circle, uncertainty));
-  }
+  void noticed(const std::string& text) override { console.log(text); }
   void connect(const LinuxPlatformOptions& options);
   void showLocalNotifications();
 
@@ -109,6 +107,7 @@ LinuxPlatform::Services::Services(const LinuxPlatformOptions& options)
   if (!stateOf(folders).usable) console.log(stateOf(folders).detail);
   const auto& state = folders.folders().state;
   adoptEarlierUserDefaults(state, state / kUserDefaults, userDefaults);
+  location.setReceiverGain(options.receiverGain);
   location.observeApplication(notificationCenter);
   // Whoever starts the program permits it; a service of positions may know better.
   location.setAuthorizationStatus(CLAuthorizationStatus::authorizedAlways);

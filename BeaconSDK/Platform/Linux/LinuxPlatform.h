@@ -44,6 +44,8 @@ struct LinuxPlatformOptions {
   std::map<std::string, std::string> publicKeyPins;
   /// Watches every transfer; held weakly.
   std::weak_ptr<HttpObserver> httpObserver;
+  /// How much stronger than usual the machine's Bluetooth receives, in dB.
+  Dbm receiverGain{0};
   /// Where log lines go: standard error; -1 for nowhere.
   int logDescriptor = 2;
   /// False leaves out Bluetooth, positions and notifications: for tools that need none of them.

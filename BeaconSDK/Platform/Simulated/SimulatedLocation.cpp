@@ -39,8 +39,9 @@ void SimulatedLocation::updateListening() {
 
 void SimulatedLocation::locationDemandChanged(const LocationDemand&) { updateListening(); }
 
-void SimulatedLocation::circleTooSmall(const CLCircularRegion& circle, Metres uncertainty) {
-  console_.log(tooSmallText(circle, uncertainty));
+void SimulatedLocation::noticed(const std::string& text) {
+  console_.log(text);
+  if (noticeListener_) noticeListener_(text);
 }
 
 void SimulatedLocation::didReceiveAdvertisement(const Advertisement& advertisement) {

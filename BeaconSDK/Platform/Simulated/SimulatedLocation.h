@@ -1,6 +1,9 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
+#include <string>
+#include <utility>
 
 #include "BeaconSDK/Platform/Api/Foundation.h"
 #include "BeaconSDK/Platform/Location/Engine/LocationEngine.h"
@@ -25,12 +28,16 @@ class SimulatedLocation : private LocationDemandListener, private SimulatedWorld
   ScanningRadio& radio() { return radio_; }
 
   void setBluetoothState(CBManagerState state);
+  /// Hears what a person should know about the input, besides the console; null for none.
+  void setNoticeListener(std::function<void(const std::string&)> listener) {
+    noticeListener_ = std::move(listener);
+  }
   /// Whether the device can watch circles, and beacons, at all.
   void setMonitoringAvailable(bool circularRegions, bool beaconRegions);
 
  private:
   void locationDemandChanged(const LocationDemand& demand) override;
-  void circleTooSmall(const CLCircularRegion& circle, Metres uncertainty) override;
+  void noticed(const std::string& text) override;
   void didReceiveAdvertisement(const Advertisement& advertisement) override;
   void didFix(const CLLocation& fix) override;
   void positionLost() override;
@@ -42,6 +49,7 @@ class SimulatedLocation : private LocationDemandListener, private SimulatedWorld
   SimulatedWorld world_;
   LocationEngine engine_;
   ScanningRadio radio_;
+  std::function<void(const std::string&)> noticeListener_;
   bool beaconsAvailable_ = true;
 };
 

@@ -39,8 +39,12 @@ void BeaconList::hear(const Advertisement& advertisement, Seconds now) {
     auto& [beacon, memory] = entered.first->second;
     beacon.frame = *frame;
     beacon.address = advertisement.address;
-    if (isUsable(advertisement.rssi)) beacon.rssi = advertisement.rssi;
-    memory.hear({*frame, advertisement.rssi, time});
+    auto strength = advertisement.rssi;
+    if (isUsable(strength)) {
+      beacon.rssi = strength;
+      strength.value -= gain_.value;
+    }
+    memory.hear({*frame, strength, time});
   }
 }
 

@@ -40,6 +40,8 @@ class BeaconList {
   static constexpr std::size_t kMostBeacons = 4096;
   static constexpr Seconds kMemory{60};
 
+  /// How much stronger than usual the receiver is, in dB: less in what comes from now on.
+  void setReceiverGain(Dbm gain) { gain_ = gain; }
   /// `now` never goes back; the packet came the advertisement's age before.
   void hear(const Advertisement& advertisement, Seconds now);
   /// The nearest first, those of unknown distance last. Forgets silent ones.
@@ -54,6 +56,7 @@ class BeaconList {
   HeardBeacon describe(const Entry& entry, Seconds now) const;
   void forget(Seconds now);
 
+  Dbm gain_{0};
   std::map<Identity, Entry> entries_;
   /// Battery levels by sender: they may come in packets of their own.
   std::map<std::string, int> batteries_;

@@ -16,6 +16,7 @@
 #include "tools/ksbeacon/device/LibraryRun.h"
 #include "tools/ksbeacon/device/Password.h"
 #include "tools/ksbeacon/options/PortalURL.h"
+#include "tools/ksbeacon/options/ReceiverGainOption.h"
 #include "tools/ksbeacon/options/RefinementOption.h"
 #include "tools/ksbeacon/output/Complaint.h"
 #include "tools/ksbeacon/output/ExitCode.h"
@@ -37,6 +38,7 @@ struct Arguments {
   std::vector<std::string> enabledCategories;
   std::vector<std::string> disabledCategories;
   std::vector<std::string> refinements;
+  double receiverGain = 0;
   bool quiet = false;
   bool json = false;
   bool log = false;
@@ -90,6 +92,7 @@ bool isEncryptedOrLocal(const std::string& url) {
 LibraryRunOptions optionsFor(const Arguments& arguments, std::string password) {
   LibraryRunOptions options;
   options.platform.version = kVersion;
+  options.platform.receiverGain = Dbm{arguments.receiverGain};
   if (!arguments.authorities.empty()) {
     options.platform.additionalCertificateAuthorities =
         std::filesystem::absolute(arguments.authorities);
@@ -214,6 +217,7 @@ void addRunCommand(CLI::App& app, int& code) {
                    "given again, as for the next key")
       ->type_name("SHA256")
       ->check(checkPin);
+  addReceiverGainOption(*command, arguments->receiverGain);
   command->add_flag("--no-notifications", arguments->quiet, "Show no notifications");
   command->add_flag("--json", arguments->json, "One JSON object per line");
   command->add_flag("--log", arguments->log, "Also the library's own trace");

@@ -1,18 +1,23 @@
 #include "tools/ksbeacon/device/ScanCommand.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <csignal>
 #include <iostream>
 #include <memory>
 #include <optional>
 #include <string>
+#include <variant>
 
 #include "BeaconSDK/Platform/Location/Engine/LocationEngine.h"
 #include "BeaconSDK/Platform/Location/Wakeup.h"
 #include "tools/ksbeacon/device/BeaconList.h"
+#include "tools/ksbeacon/device/Calibration.h"
 #include "tools/ksbeacon/device/ScanText.h"
 #include "tools/ksbeacon/device/Services.h"
 #include "tools/ksbeacon/options/NumberOption.h"
+#include "tools/ksbeacon/options/ReceiverGainOption.h"
 #include "tools/ksbeacon/output/Complaint.h"
 #include "tools/ksbeacon/output/ExitCode.h"
 #include "tools/ksbeacon/output/PrintableText.h"
@@ -24,6 +29,8 @@ namespace {
 
 struct ScanArguments {
   double span = 0;
+  double gain = 0;
+  bool calibrate = false;
   bool json = false;
 };
 
@@ -33,7 +40,8 @@ constexpr Seconds kBetweenViews{1};
 /// that was heard since the last time.
 class Scan {
  public:
-  explicit Scan(bool json) : json_(json), live_(!json && outputIsTerminal()) {
+  Scan(bool json, Dbm gain) : json_(json), live_(!json && outputIsTerminal()) {
+    list_.setReceiverGain(gain);
     platform_.locationEngine().setAdvertisementListener([this](const Advertisement& heard) {
       ++packets_;
       list_.hear(heard, platform_.clock().uptime());
@@ -127,6 +135,32 @@ class Scan {
   Wakeup timer_;
 };
 
+/// Long enough for `Calibration::kLeastPackets` of a beacon that sends once a second.
+constexpr Seconds kCalibration{30};
+
+/// Listens beside a beacon and says how this machine receives.
+int calibrate(Seconds span, bool json) {
+  MachineView machine;
+  auto& engine = machine.platform().locationEngine();
+  Calibration calibration;
+  engine.setAdvertisementListener([&](const Advertisement& heard) { calibration.hear(heard); });
+  for (const int signal : {SIGINT, SIGTERM}) {
+    machine.loop().onSignal(signal, [&] { machine.loop().quit(); });
+  }
+  warn(fmt::format("listens for {:g} s; one beacon should stand 1 m away in the open",
+                   span.count()));
+  machine.loop().runFor(span);
+  engine.setAdvertisementListener(nullptr);
+  const auto result = calibration.result();
+  if (const auto* const found = std::get_if<ReceiverMeasurement>(&result)) {
+    std::cout << (json ? measurementJson(*found) : measurementText(*found)) << std::endl;
+    return kSuccess;
+  }
+  const ServiceState radio = machine.bluetooth();
+  if (!radio.usable) return complain(complaint(radio), kUnavailable);
+  return complain(std::get<std::string>(result), kFailure);
+}
+
 }  // namespace
 
 void addScanCommand(CLI::App& app, int& code) {
@@ -137,17 +171,29 @@ void addScanCommand(CLI::App& app, int& code) {
       "  ksbeacon scan                            a live table, nearest first\n"
       "  ksbeacon scan --for 10 > beacons.txt     a line per beacon and second\n"
       "  ksbeacon scan --json | jq .distance      one JSON object per line\n"
+      "  ksbeacon scan --calibrate                the receiver's gain, 1 m from one beacon\n"
       "RSSI is smoothed, raw is the last packet's, both in dBm. The interval is the mean time\n"
       "between packets, the battery's level what the beacon sends, 0 to 255. No portal is needed.\n"
-      "Exit codes: 0 ended by its time or by Ctrl-C, 2 a wrong option, 3 Bluetooth cannot be used\n"
+      "Exit codes: 0 ended by its time or by Ctrl-C, 1 the gain could not be measured, 2 a wrong\n"
+      "option, 3 Bluetooth cannot be used\n"
       "(ksbeacon doctor tells what to do).");
   command->add_option("--for", arguments->span, "End after so many seconds")
       ->type_name("SECONDS")
       ->check(numberBetween(0.1, 366.0 * 24 * 3600));
+  auto* const gain = addReceiverGainOption(*command, arguments->gain);
+  command
+      ->add_flag("--calibrate", arguments->calibrate,
+                 "Measure the receiver's gain beside a beacon at 1 m, for 30 s unless given")
+      ->excludes(gain);
   command->add_flag("--json", arguments->json, "One JSON object per line");
   command->callback([arguments, &code] {
-    Scan scan(arguments->json);
-    code = scan.run(arguments->span > 0 ? std::optional(Seconds{arguments->span}) : std::nullopt);
+    std::optional<Seconds> span;
+    if (arguments->span > 0) span = Seconds{arguments->span};
+    if (arguments->calibrate) {
+      code = calibrate(span.value_or(kCalibration), arguments->json);
+    } else {
+      code = Scan(arguments->json, Dbm{arguments->gain}).run(span);
+    }
   });
 }
 

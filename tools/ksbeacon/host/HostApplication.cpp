@@ -76,6 +76,7 @@ HostApplication::HostApplication(const Scenario& scenario,
 HostApplication::~HostApplication() {
   library_.reset();
   listenToTransfers(nullptr);
+  device_.location().setNoticeListener(nullptr);
   Platform::install(nullptr);
 }
 
@@ -122,6 +123,8 @@ void HostApplication::observe() {
   } else {
     listenToTransfers(transferEnded);
   }
+  device_.location().setNoticeListener(
+      [this](const std::string& text) { say(TimelineKind::application, "notice: " + text); });
   device_.simulatedNotificationCenter().setListener(
       [this](const ScheduledNotificationCenter::Notification& shown) {
         const UNMutableNotificationContent& content = shown.request.content;

@@ -172,26 +172,17 @@ Array TimelineRecorder::rangingDetails(const std::vector<CLBeacon>& beacons) con
 
 std::string TimelineRecorder::changesIn(const CLBeaconRegion& region,
                                         const std::vector<CLBeacon>& beacons) {
-  const auto [entry, isFirst] = lastRanging_.try_emplace(region.identifier());
-  std::map<BeaconIdentity, CLProximity>& last = entry->second;
-  std::map<BeaconIdentity, CLProximity> gone = last;
+  const auto [isFirst, changed, gone] = rangingChanges_.changesBy(region.identifier(), beacons);
+  if (beacons.empty() && isFirst) return "no beacon of " + regionInWords(region);
   std::vector<std::string> changes;
-  for (const CLBeacon& beacon : beacons) {
-    const BeaconIdentity identity = identityOf(beacon);
-    gone.erase(identity);
-    const auto [known, isNew] = last.try_emplace(identity, beacon.proximity);
-    if (std::exchange(known->second, beacon.proximity) == beacon.proximity && !isNew) continue;
-    changes.push_back(fmt::format("{} {}", nameOf(identity),
-                                  proximityInWords(static_cast<std::int64_t>(beacon.proximity))));
-    if (beacon.accuracy.value >= 0) {
-      changes.back() += fmt::format(" {:.1f} m", beacon.accuracy.value);
+  for (const CLBeacon* const beacon : changed) {
+    changes.push_back(fmt::format("{} {}", nameOf(identityOf(*beacon)),
+                                  proximityInWords(static_cast<std::int64_t>(beacon->proximity))));
+    if (beacon->accuracy.value >= 0) {
+      changes.back() += fmt::format(" {:.1f} m", beacon->accuracy.value);
     }
   }
-  for (const auto& [identity, proximity] : gone) {
-    last.erase(identity);
-    changes.push_back(nameOf(identity) + " gone");
-  }
-  if (beacons.empty() && isFirst) return "no beacon of " + regionInWords(region);
+  for (const BeaconIdentity& identity : gone) changes.push_back(nameOf(identity) + " gone");
   return fmt::format("{}", fmt::join(changes, ", "));
 }
 

@@ -3,7 +3,6 @@
 #include <map>
 #include <memory>
 #include <string>
-#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -11,6 +10,7 @@
 #include "BeaconSDK/Platform/Api/Foundation.h"
 #include "BeaconSDK/Platform/Http/HttpURLLoadingSystem.h"
 #include "tools/ksbeacon/timeline/LocationListener.h"
+#include "tools/ksbeacon/timeline/RangingChanges.h"
 #include "tools/ksbeacon/timeline/Timeline.h"
 
 namespace ks::tool {
@@ -21,7 +21,7 @@ namespace ks::tool {
 /// simulation no real time. Everything runs on the device's own thread.
 class TimelineRecorder : public ks::EngineObserver, public LocationListener {
  public:
-  using BeaconIdentity = std::tuple<UUID, std::uint16_t, std::uint16_t>;
+  using BeaconIdentity = RangingChanges::Identity;
 
   struct Options {
     /// The moment from which events count theirs.
@@ -72,8 +72,7 @@ class TimelineRecorder : public ks::EngineObserver, public LocationListener {
   Timeline& timeline_;
   const Options options_;
   const Clock* clock_ = nullptr;
-  /// The proximity of each beacon last ranged in each region.
-  std::map<std::string, std::map<BeaconIdentity, CLProximity>, std::less<>> lastRanging_;
+  RangingChanges rangingChanges_;
 };
 
 }  // namespace ks::tool

@@ -37,10 +37,11 @@ constexpr double kMicrosecond = 1e-6;
 
 }  // namespace
 
-GeoClueRequest geoClueRequest(Metres wanted) {
-  const double threshold = std::clamp(wanted.value * kThresholdShare, 0.0, 1000.0);
-  return {wanted.value <= kCoarsestExact.value ? kExact : kStreet,
-          static_cast<std::uint32_t>(threshold)};
+GeoClueRequest geoClueRequest(Metres accuracy, Seconds interval) {
+  const double metres = std::clamp(accuracy.value * kThresholdShare, 0.0, 1000.0);
+  const double seconds = std::clamp(interval.count() - 1, 0.0, 3600.0);
+  return {accuracy.value <= kCoarsestExact.value ? kExact : kStreet,
+          static_cast<std::uint32_t>(metres), static_cast<std::uint32_t>(seconds)};
 }
 
 GeoClue::GeoClue(Clock& clock, DispatchQueue& queue, std::string desktopId,
@@ -51,11 +52,14 @@ GeoClue::GeoClue(Clock& clock, DispatchQueue& queue, std::string desktopId,
       listener_(std::move(listener)),
       silenceLimit_(kFirstSilence) {}
 
-void GeoClue::setWanted(std::optional<Metres> wanted) {
+void GeoClue::setWanted(std::optional<GeoClueRequest> wanted) {
   if (wanted_ == wanted) return;
-  const bool same = wanted_ && wanted && geoClueRequest(*wanted_) == geoClueRequest(*wanted);
+  const bool sameLevel = wanted_ && wanted && wanted_->accuracyLevel == wanted->accuracyLevel;
   wanted_ = wanted;
-  if (same) return;
+  if (sameLevel) {
+    if (!client_.empty()) setThresholds();
+    return;
+  }
   coarseIsSilent_ = false;
   silenceLimit_ = kFirstSilence;
   end();
@@ -63,8 +67,7 @@ void GeoClue::setWanted(std::optional<Metres> wanted) {
 }
 
 void GeoClue::begin() {
-  request_ = geoClueRequest(*wanted_);
-  if (coarseIsSilent_) request_.accuracyLevel = kExact;
+  level_ = coarseIsSilent_ ? kExact : wanted_->accuracyLevel;
   status_ = {Stage::starting, "GeoClue has not answered yet", ""};
   retryPause_.reset();
   service_ = std::make_unique<BusService>(
@@ -153,9 +156,14 @@ void GeoClue::useClient(std::string path) {
     if (!reading_) readLocation();
   });
   setProperty("DesktopId", g_variant_new_string(desktopId_.c_str()));
-  setProperty("RequestedAccuracyLevel", g_variant_new_uint32(request_.accuracyLevel));
-  setProperty("DistanceThreshold", g_variant_new_uint32(request_.distanceThreshold));
+  setProperty("RequestedAccuracyLevel", g_variant_new_uint32(level_));
+  setThresholds();
   start();
+}
+
+void GeoClue::setThresholds() {
+  setProperty("DistanceThreshold", g_variant_new_uint32(wanted_->distanceThreshold));
+  setProperty("TimeThreshold", g_variant_new_uint32(wanted_->timeThreshold));
 }
 
 /// What is set wrong fails the start.

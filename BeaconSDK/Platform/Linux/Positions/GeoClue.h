@@ -18,10 +18,13 @@ struct GeoClueRequest {
   std::uint32_t accuracyLevel = 8;
   /// In metres.
   std::uint32_t distanceThreshold = 0;
+  /// In seconds: the service passes over positions that come sooner.
+  std::uint32_t timeThreshold = 0;
   friend bool operator==(const GeoClueRequest&, const GeoClueRequest&) = default;
 };
-/// Exact up to 100 m, street beyond; moves of a tenth of the wanted uncertainty are reported.
-GeoClueRequest geoClueRequest(Metres wanted);
+/// Exact up to 100 m, street beyond; moves of a tenth of the wanted uncertainty are reported, a
+/// second sooner than the interval, since sources report once a second.
+GeoClueRequest geoClueRequest(Metres accuracy, Seconds interval);
 
 /// A client of the positioning service on the system bus (org.freedesktop.GeoClue2).
 ///
@@ -39,8 +42,9 @@ class GeoClue {
   GeoClue(Clock& clock, DispatchQueue& queue, std::string desktopId,
           PositionSourceListener listener);
 
-  /// The wanted uncertainty; absent ends everything. Not from within a callback.
-  void setWanted(std::optional<Metres> wanted);
+  /// Absent ends everything. Another level takes a new client, other thresholds do not. Not from
+  /// within a callback.
+  void setWanted(std::optional<GeoClueRequest> wanted);
   /// The last word of the service, which also stands while it is away.
   Permission permission() const { return permission_; }
   const PositionSourceStatus& status() const { return status_; }
@@ -52,6 +56,7 @@ class GeoClue {
   void dropClient();
   void getClient();
   void useClient(std::string path);
+  void setThresholds();
   void setProperty(const char* name, GVariant* value);
   void start();
   void startFailed(const GError& error);
@@ -70,7 +75,7 @@ class GeoClue {
   const std::string desktopId_;
   PositionSourceListener listener_;
 
-  std::optional<Metres> wanted_;
+  std::optional<GeoClueRequest> wanted_;
   /// Nothing as coarse as was wanted came, so the exact sources are asked.
   bool coarseIsSilent_ = false;
   /// How long it may still be silent before a new client asks.
@@ -78,7 +83,8 @@ class GeoClue {
   Permission permission_ = Permission::unknown;
   PositionSourceStatus status_;
   std::unique_ptr<BusService> service_;
-  GeoClueRequest request_;
+  /// The level that the client was asked for.
+  std::uint32_t level_ = 0;
   /// Empty without a client.
   std::string client_;
   /// A request for a client is under way.

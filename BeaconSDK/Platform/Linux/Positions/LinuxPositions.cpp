@@ -1,5 +1,6 @@
 #include "BeaconSDK/Platform/Linux/Positions/LinuxPositions.h"
 
+#include <algorithm>
 #include <memory>
 #include <tuple>
 #include <utility>
@@ -26,14 +27,16 @@ LinuxPositions::LinuxPositions(const LinuxServiceContext& context, std::uint16_t
 void LinuxPositions::locationDemandChanged(const LocationDemand& demand) {
   // Without permission nothing is demanded, whatever people want: the waiting goes on.
   if (refused_) return;
-  wanted_ = demand.positionAccuracy;
+  demand_ = demand;
   apply();
 }
 
 void LinuxPositions::apply() {
-  geoClue_.setWanted(wanted_);
-  gpsd_.setWanted(wanted_.has_value() && !refused_);
-  if (!wanted_) {
+  std::optional<GeoClueRequest> request;
+  if (isWanted()) request = geoClueRequest(*demand_.positionAccuracy, demand_.positionInterval);
+  geoClue_.setWanted(request);
+  gpsd_.setWanted(isWanted() && !refused_);
+  if (!isWanted()) {
     choice_ = {};
     repeat_.cancel();
     hopeless_ = false;
@@ -50,7 +53,7 @@ void LinuxPositions::geoClueChanged() {
                                                      : CLAuthorizationStatus::authorizedAlways);
     // In a task of its own, because this is the source's own call.
     permission_.arm(context_.mainQueue, Seconds{0}, [this] {
-      if (!refused_) wanted_ = context_.location.demand().positionAccuracy;
+      if (!refused_) demand_ = context_.location.demand();
       apply();
     });
   }
@@ -61,7 +64,7 @@ void LinuxPositions::sourcesChanged() {
   const auto& geoClue = geoClue_.status();
   const auto& gpsd = gpsd_.status();
   if (geoClue.stage == Stage::unusable) choice_.forget(PositionSource::geoClue);
-  if (!wanted_ || geoClue.stage == Stage::starting || gpsd.stage == Stage::starting) return;
+  if (!isWanted() || geoClue.stage == Stage::starting || gpsd.stage == Stage::starting) return;
   const std::tuple logged(refused_, geoClue.stage, gpsd.stage);
   if (std::exchange(logged_, logged) != logged) {
     context_.console.log("Positions: " + state().detail);
@@ -72,7 +75,7 @@ void LinuxPositions::sourcesChanged() {
 }
 
 void LinuxPositions::reported(PositionSource source, const PositionReport& report) {
-  if (refused_ || !wanted_) return;
+  if (refused_ || !isWanted()) return;
   const Seconds now = context_.clock.uptime();
   const CLLocation fix{report.coordinate, report.horizontalAccuracy,
                        context_.clock.now() - report.age};
@@ -80,7 +83,8 @@ void LinuxPositions::reported(PositionSource source, const PositionReport& repor
 }
 
 void LinuxPositions::tell(const CLLocation& fix) {
-  repeat_.arm(context_.mainQueue, kRepeatInterval, [this] {
+  const auto pause = std::max(kRepeatInterval, demand_.positionInterval);
+  repeat_.arm(context_.mainQueue, pause, [this] {
     auto kept = choice_.best(context_.clock.uptime());
     if (!kept) return;
     // A source that reports changes only still says so by its silence.
@@ -93,7 +97,7 @@ void LinuxPositions::tell(const CLLocation& fix) {
 ServiceState LinuxPositions::state() const {
   const auto& geoClue = geoClue_.status();
   const auto& gpsd = gpsd_.status();
-  if (!wanted_) return {kServiceName, true, "nothing asks for positions", ""};
+  if (!isWanted()) return {kServiceName, true, "nothing asks for positions", ""};
   if (refused_) return {kServiceName, false, geoClue.detail, geoClue.mend};
   const std::string detail = geoClue.detail + "; " + gpsd.detail;
   const bool usable = geoClue.stage == Stage::ready || gpsd.stage == Stage::ready;

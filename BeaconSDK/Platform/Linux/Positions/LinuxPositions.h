@@ -12,8 +12,9 @@
 
 namespace ks {
 
-/// A device that stands still is told of again after this time: the engine believes unclear
-/// crossings only when later fixes agree, and GeoClue reports changes only.
+/// A device that stands still is told of again after this time, or the demanded interval where
+/// that is longer: the engine believes unclear crossings only when later fixes agree, and GeoClue
+/// reports changes only.
 inline constexpr Seconds kRepeatInterval{10};
 
 /// Positions from GeoClue and from gpsd; `PositionChoice` says which are told.
@@ -33,6 +34,7 @@ class LinuxPositions {
   ServiceState state() const;
 
  private:
+  bool isWanted() const { return demand_.positionAccuracy.has_value(); }
   void apply();
   void geoClueChanged();
   void sourcesChanged();
@@ -40,7 +42,7 @@ class LinuxPositions {
   void tell(const CLLocation& fix);
 
   LinuxServiceContext context_;
-  std::optional<Metres> wanted_;
+  LocationDemand demand_;
   bool refused_ = false;
   bool hopeless_ = false;
   /// Whether refused, and the sources' stages, when last logged.

@@ -31,13 +31,11 @@ class LocationDemandListener {
  public:
   virtual ~LocationDemandListener() = default;
   virtual void locationDemandChanged(const LocationDemand& demand) = 0;
-  /// The device has stood in this circle, which is smaller than the uncertainty of the fixes there:
-  /// it cannot be entered. Called once for each circle.
-  virtual void circleTooSmall(const CLCircularRegion&, Metres /*uncertainty*/) {}
+  /// Something about the input that a person should know, in one sentence: a circle too small for
+  /// the positions in it, a beacon that claims an impossible power or shares its identity, too many
+  /// beacons, a state that cannot be saved. Packets and attempts are told when there was 1, 10, 100
+  /// and so on of them.
+  virtual void noticed(const std::string& /*text*/) {}
 };
-
-/// "The circle 'kiosk' of 20 m is smaller than the uncertainty of positions there, 35 m: it cannot
-/// be entered".
-std::string tooSmallText(const CLCircularRegion& circle, Metres uncertainty);
 
 }  // namespace ks

@@ -59,6 +59,8 @@ void LocationEngine::setReceiverGain(Dbm gain) {
   core_->setReceiverGain(gain);
 }
 
+Dbm LocationEngine::receiverGain() const { return core_->receiverGain(); }
+
 void LocationEngine::handleAdvertisement(const Advertisement& advertisement) {
   if (redirection_) {
     if (redirection_->input != nullptr) redirection_->input->handleAdvertisement(advertisement);

@@ -54,6 +54,7 @@ class LocationEngine : public LocationServices, public LocationInput {
   void setBeaconScanningPaused(bool paused) override;
   void setPositioningAvailable(bool available) override;
   void setReceiverGain(Dbm gain) override;
+  Dbm receiverGain() const;
   void handleAdvertisement(const Advertisement& advertisement) override;
   /// The same for a beacon whose frame is already known.
   void handleBeacon(const BeaconFrame& frame, Dbm rssi, Seconds age = Seconds{0});

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "BeaconSDK/Platform/Location/Engine/LocationNotices.h"
 #include "BeaconSDK/Platform/Location/LocationErrors.h"
 #include "BeaconSDK/Platform/Location/Radio/Proximity.h"
 
@@ -21,10 +22,17 @@ LocationEngineCore::LocationEngineCore(Clock& clock, DispatchQueue& queue,
     : clock_(clock),
       queue_(queue),
       listener_(listener),
-      keeper_(clock, queue, store, book_, [this] { ++counters.failedSaves; }),
+      keeper_(clock, queue, store, book_,
+              [this] {
+                const auto count = ++counters.failedSaves;
+                if (isWorthTelling(count)) notice(failedSaveText(count));
+              }),
       reports_(managers_, [this](const auto& region) { keeper_.stateChanged(region); }),
       circles_(book_, reports_,
-               [this](const auto& circle, Metres uncertainty) { tooSmall(circle, uncertainty); }),
+               [this](const auto& circle, Metres uncertainty) {
+                 ++counters.tooSmallCircles;
+                 notice(tooSmallText(circle, uncertainty));
+               }),
       presence_(clock, queue, table_, book_, reports_, [this] { keeper_.listChanged(); }),
       ranging_(clock, queue, table_),
       updates_(clock, queue, managers_, [this] { demandMayHaveChanged(); }) {}
@@ -261,15 +269,19 @@ void LocationEngineCore::handleBeacon(BeaconPacket packet) {
   auto* group = table_.find(packet.frame.proximityUUID);
   if (group == nullptr || !isAuthorized()) return;
   ++counters.matchedBeacons;
-  if (!isPlausiblePower(packet.frame.measuredPower)) ++counters.replacedPowers;
+  if (!isPlausiblePower(packet.frame.measuredPower) && isWorthTelling(++counters.replacedPowers)) {
+    notice(replacedPowerText(packet.frame, counters.replacedPowers));
+  }
   const auto now = clock_.uptime();
   packet.time = now - std::max(packet.time, Seconds{0});
   if (isUsable(packet.rssi)) packet.rssi.value -= gain_.value;
   auto* beacon = group->heard(packet, now);
   if (beacon == nullptr) {
-    ++counters.untrackedBeacons;
+    const auto count = ++counters.untrackedBeacons;
+    if (isWorthTelling(count)) notice(untrackedText(packet.frame, count));
   } else if (beacon->foundShared()) {
     ++counters.sharedIdentities;
+    notice(sharedIdentityText(packet.frame));
   }
   if (!presence_.isListening()) return;
   if (beacon != nullptr) {
@@ -305,12 +317,8 @@ void LocationEngineCore::handleFix(const CLLocation& fix) {
   handleSteps(finding.steps);
 }
 
-void LocationEngineCore::tooSmall(const CLCircularRegion& circle, Metres uncertainty) {
-  ++counters.tooSmallCircles;
-  const auto copy = std::make_shared<const CLCircularRegion>(circle);
-  post([copy, uncertainty](LocationEngineCore& core) {
-    core.listener_.circleTooSmall(*copy, uncertainty);
-  });
+void LocationEngineCore::notice(std::string text) {
+  post([text = std::move(text)](LocationEngineCore& core) { core.listener_.noticed(text); });
 }
 
 void LocationEngineCore::handleSteps(const std::vector<TrackStep>& steps) {

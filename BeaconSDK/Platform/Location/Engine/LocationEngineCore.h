@@ -3,6 +3,7 @@
 #include <atomic>
 #include <memory>
 #include <optional>
+#include <string>
 
 #include "BeaconSDK/Platform/Location/Engine/LocationCounters.h"
 #include "BeaconSDK/Platform/Location/Engine/LocationDemand.h"
@@ -83,7 +84,8 @@ class LocationEngineCore : public std::enable_shared_from_this<LocationEngineCor
   void settle(const std::shared_ptr<MonitoredRegion>& region);
   /// Looks at a region in the light of the last believed fix.
   void considerLast(const std::shared_ptr<MonitoredRegion>& region);
-  void tooSmall(const CLCircularRegion& circle, Metres uncertainty);
+  /// Tells the listener in a task of its own.
+  void notice(std::string text);
   void handleSteps(const std::vector<TrackStep>& steps);
   /// What circles need of positions.
   PositionWish circleWish() const;

@@ -1,6 +1,7 @@
 #include "BeaconSDK/Platform/Location/Positions/CircleIndex.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <limits>
 #include <numbers>
@@ -10,87 +11,121 @@ namespace ks {
 
 namespace {
 
-constexpr std::size_t kFanOut = 16;
 // So many new circles, and this share of all, are searched one by one.
 constexpr std::size_t kLeastFresh = 64;
 constexpr std::size_t kFreshShare = 64;
-// The rounding of a coordinate to single precision, which is below half a metre on the ground.
-constexpr float kRounding = 1e-7F;
+constexpr double kRadian = std::numbers::pi / 180;
+constexpr double kUnitsPerDegree = 4294967296.0 / 360;
+constexpr std::uint32_t kWhole = std::numeric_limits<std::uint32_t>::max();
+// No latitude: these range from 0 to half of the numbers.
+constexpr std::uint32_t kNowhere = kWhole;
 
-/// The range of one coordinate over a cap whose centre has the given coordinate there.
-std::pair<double, double> extent(double center, double angle) {
-  const double fromAxis = std::acos(std::clamp(center, -1.0, 1.0));
-  const double high = fromAxis <= angle ? 1 : std::cos(fromAxis - angle);
-  const double low = fromAxis + angle >= std::numbers::pi ? -1 : std::cos(fromAxis + angle);
-  return {low, high};
+constexpr std::array<std::uint32_t, 16> kBits{0x1,    0x2,    0x4,    0x8,   0x10,  0x20,
+                                              0x40,   0x80,   0x100,  0x200, 0x400, 0x800,
+                                              0x1000, 0x2000, 0x4000, 0x8000};
+
+/// All bits when a <= b. By signed numbers, the only ones that the least x86-64 compares in
+/// vectors.
+std::int32_t maskAtMost(std::uint32_t a, std::uint32_t b) {
+  constexpr std::uint32_t kSign = 0x80000000U;
+  const bool holds = static_cast<std::int32_t>(a ^ kSign) <= static_cast<std::int32_t>(b ^ kSign);
+  return -static_cast<std::int32_t>(holds);
 }
 
-std::array<double, 3> onSphere(CLLocationCoordinate2D coordinate) {
-  const double latitude = coordinate.latitude * std::numbers::pi / 180;
-  const double longitude = coordinate.longitude * std::numbers::pi / 180;
-  const double shrink = std::cos(latitude);
-  return {shrink * std::cos(longitude), shrink * std::sin(longitude), std::sin(latitude)};
+std::uint32_t unitsEast(double longitude) {
+  return static_cast<std::uint32_t>(
+      static_cast<std::int64_t>(std::floor((longitude + 180) * kUnitsPerDegree)));
 }
 
-std::array<float, 3> cornerAt(CLLocationCoordinate2D coordinate) {
-  const auto [x, y, z] = onSphere(coordinate);
-  return {static_cast<float>(x), static_cast<float>(y), static_cast<float>(z)};
+std::uint32_t unitsNorth(double latitude) {
+  return static_cast<std::uint32_t>((std::clamp(latitude, -90.0, 90.0) + 90) * kUnitsPerDegree);
 }
 
-/// Two zero bits after each of the lowest 21 bits.
-std::uint64_t spread(std::uint64_t bits) {
-  bits = (bits | bits << 32) & 0x001F00000000FFFF;
-  bits = (bits | bits << 16) & 0x001F0000FF0000FF;
-  bits = (bits | bits << 8) & 0x100F00F00F00F00F;
-  bits = (bits | bits << 4) & 0x10C30C30C30C30C3;
-  return (bits | bits << 2) & 0x1249249249249249;
+/// How far from the centre's meridian a circle reaches, in degrees; 180 when it holds a pole.
+double reachEast(double latitude, double angle) {
+  if (std::abs(latitude) * kRadian + angle >= std::numbers::pi / 2) return 180;
+  return std::asin(std::sin(angle) / std::cos(latitude * kRadian)) / kRadian;
 }
 
 }  // namespace
 
+CircleIndex::Node::Node() {
+  south.fill(kNowhere);
+  west.fill(0);
+  width.fill(0);
+  height.fill(0);
+}
+
+void CircleIndex::Node::set(std::size_t child, const Box& box) {
+  west[child] = box.longitude.low;
+  width[child] = box.longitude.length;
+  south[child] = box.latitude.low;
+  height[child] = box.latitude.length;
+}
+
+CircleIndex::Box CircleIndex::Node::box(std::size_t child) const {
+  return {{west[child], width[child]}, {south[child], height[child]}};
+}
+
 CircleIndex::Box CircleIndex::boxOf(CLLocationCoordinate2D center, Metres radius) {
   const double angle = std::min(radius.value / kMeanEarthRadius.value, std::numbers::pi);
-  const auto middle = onSphere(center);
-  Box box{};
-  for (std::size_t axis = 0; axis < 3; ++axis) {
-    const auto [low, high] = extent(middle[axis], angle);
-    // The point that is looked for is rounded, too.
-    box.low[axis] = static_cast<float>(low) - 2 * kRounding;
-    box.high[axis] = static_cast<float>(high) + 2 * kRounding;
+  const double east = reachEast(center.latitude, angle);
+  const double north = angle / kRadian;
+  // Rounded outwards by a unit, since the point that is looked for is rounded, too.
+  const auto low = unitsNorth(center.latitude - north);
+  const auto high = unitsNorth(center.latitude + north);
+  const Range latitude{low - (low > 0 ? 1 : 0), high - low + 2};
+  const double width = 2 * east * kUnitsPerDegree + 3;
+  if (width >= kWhole) return {{0, kWhole}, latitude};
+  return {{unitsEast(center.longitude - east) - 1, static_cast<std::uint32_t>(width)}, latitude};
+}
+
+bool CircleIndex::meet(Range a, Range b) {
+  return b.low - a.low <= a.length || a.low - b.low <= b.length;
+}
+
+CircleIndex::Range CircleIndex::join(Range a, Range b) {
+  const auto from = [](Range first, Range second) {
+    const auto end = std::uint64_t{second.low - first.low} + second.length;
+    const auto length = std::max<std::uint64_t>(first.length, end);
+    return Range{first.low, static_cast<std::uint32_t>(std::min<std::uint64_t>(length, kWhole))};
+  };
+  const auto one = from(a, b);
+  const auto other = from(b, a);
+  return one.length <= other.length ? one : other;
+}
+
+std::uint32_t CircleIndex::childrenIn(const Node& node, const Box& box) {
+  const auto [west, width] = box.longitude;
+  const auto [south, height] = box.latitude;
+  std::array<std::int32_t, kFanOut> met;
+  // Without branches, so that the compiler compares several children at once.
+  for (std::size_t i = 0; i < kFanOut; ++i) {
+    const std::uint32_t east = west - node.west[i];
+    const std::uint32_t north = south - node.south[i];
+    met[i] = (maskAtMost(east, node.width[i]) | maskAtMost(0U - east, width)) &
+             (maskAtMost(north, node.height[i]) | maskAtMost(0U - north, height));
   }
-  return box;
+  std::uint32_t bits = 0;
+  for (std::size_t i = 0; i < kFanOut; ++i) bits |= static_cast<std::uint32_t>(met[i]) & kBits[i];
+  return bits;
 }
 
-CircleIndex::Box CircleIndex::join(const Box& a, const Box& b) {
-  Box box{};
-  for (std::size_t axis = 0; axis < 3; ++axis) {
-    box.low[axis] = std::min(a.low[axis], b.low[axis]);
-    box.high[axis] = std::max(a.high[axis], b.high[axis]);
-  }
-  return box;
-}
-
-bool CircleIndex::meet(const Box& a, const Box& b) {
-  return a.low[0] <= b.high[0] && b.low[0] <= a.high[0] && a.low[1] <= b.high[1] &&
-         b.low[1] <= a.high[1] && a.low[2] <= b.high[2] && b.low[2] <= a.high[2];
-}
-
-float CircleIndex::squaredDistance(const Box& box, const Corner& point) {
-  float sum = 0;
-  for (std::size_t axis = 0; axis < 3; ++axis) {
-    const float gap = std::max({box.low[axis] - point[axis], point[axis] - box.high[axis], 0.0F});
-    sum += gap * gap;
-  }
-  return sum;
-}
-
+/// The place of the box's middle on a Hilbert curve through 2^16 by 2^16 cells.
 std::uint64_t CircleIndex::curveKey(const Box& box) {
-  constexpr double kCells = 1 << 20;
+  auto x = (box.longitude.low + box.longitude.length / 2) >> 16;
+  auto y = (box.latitude.low + box.latitude.length / 2) >> 16;
   std::uint64_t key = 0;
-  for (std::size_t axis = 0; axis < 3; ++axis) {
-    const double middle = (box.low[axis] + box.high[axis]) / 2.0;
-    const double cell = std::clamp((middle + 1) * kCells, 0.0, 2 * kCells - 1);
-    key |= spread(static_cast<std::uint64_t>(cell)) << axis;
+  for (std::uint32_t side = 1U << 15; side > 0; side /= 2) {
+    const std::uint32_t right = (x & side) != 0 ? 1 : 0;
+    const std::uint32_t top = (y & side) != 0 ? 1 : 0;
+    key = key * 4 + ((3 * right) ^ top);
+    if (top == 1) continue;
+    if (right == 1) {
+      x = ~x;
+      y = ~y;
+    }
+    std::swap(x, y);
   }
   return key;
 }
@@ -107,119 +142,128 @@ void CircleIndex::erase(std::uint64_t id, CLLocationCoordinate2D center, Metres 
     return;
   }
   const auto box = boxOf(center, radius);
-  const Entry* found = nullptr;
-  search([&](const Box& other) { return meet(box, other); },
-         [&](const Entry& entry) {
-           if (entry.id == id) found = &entry;
-         });
-  if (found == nullptr) return;
-  packed_[static_cast<std::size_t>(found - packed_.data())].id = 0;
+  auto found = ids_.size();
+  search([&] { return box; },
+         [&](std::uint64_t other, std::size_t place) { found = other == id ? place : found; });
+  if (found == ids_.size()) return;
+  ids_[found] = 0;
   ++erased_;
-  if (erased_ > packed_.size() / 2) pack();
+  if (erased_ > ids_.size() / 2) pack();
 }
 
 void CircleIndex::packIfWorthwhile() const {
-  if (fresh_.size() > kLeastFresh + packed_.size() / kFreshShare) pack();
+  if (fresh_.size() > kLeastFresh + ids_.size() / kFreshShare) pack();
+}
+
+std::vector<CircleIndex::Entry> CircleIndex::packedEntries() const {
+  std::vector<Entry> entries;
+  entries.reserve(ids_.size() + fresh_.size());
+  for (std::size_t i = 0; i < ids_.size(); ++i) {
+    if (ids_[i] != 0) entries.push_back({nodes_[i / kFanOut].box(i % kFanOut), ids_[i]});
+  }
+  return entries;
 }
 
 void CircleIndex::pack() const {
-  std::erase_if(packed_, [](const Entry& entry) { return entry.id == 0; });
-  packed_.insert(packed_.end(), fresh_.begin(), fresh_.end());
+  auto entries = packedEntries();
+  entries.insert(entries.end(), fresh_.begin(), fresh_.end());
   fresh_.clear();
   fresh_.shrink_to_fit();
-  std::vector<std::pair<std::uint64_t, Entry>> order;
-  order.reserve(packed_.size());
-  for (const auto& entry : packed_) order.emplace_back(curveKey(entry.box), entry);
-  std::ranges::sort(order, {}, [](const auto& keyed) { return keyed.first; });
-  std::ranges::transform(order, packed_.begin(), [](const auto& keyed) { return keyed.second; });
-  packed_.shrink_to_fit();
-
-  nodes_.clear();
-  levels_.clear();
-  const auto pack = [this](std::size_t count, auto boxAt) {
-    levels_.push_back(nodes_.size());
-    for (std::size_t first = 0; first < count; first += kFanOut) {
-      Box box = boxAt(first);
-      for (auto i = first + 1; i < std::min(first + kFanOut, count); ++i) box = join(box, boxAt(i));
-      nodes_.push_back(box);
-    }
-  };
-  if (packed_.empty()) return;
-  pack(packed_.size(), [this](std::size_t i) { return packed_[i].box; });
-  while (nodes_.size() - levels_.back() > 1) {
-    const auto below = levels_.back();
-    pack(nodes_.size() - below, [this, below](std::size_t i) { return nodes_[below + i]; });
+  erased_ = 0;
+  std::vector<std::pair<std::uint64_t, std::uint32_t>> order;
+  order.reserve(entries.size());
+  for (const auto& entry : entries) {
+    order.emplace_back(curveKey(entry.box), static_cast<std::uint32_t>(order.size()));
   }
-  nodes_.shrink_to_fit();
+  std::ranges::sort(order);
+
+  ids_.clear();
+  ids_.reserve(entries.size());
+  nodes_.clear();
+  levels_.assign(1, 0);
+  if (entries.empty()) return;
+  nodes_.reserve(entries.size() / (kFanOut - 1) + 8);
+  for (const auto& [key, place] : order) {
+    if (ids_.size() % kFanOut == 0) nodes_.emplace_back();
+    nodes_.back().set(ids_.size() % kFanOut, entries[place].box);
+    ids_.push_back(entries[place].id);
+  }
+  while (nodes_.size() - levels_.back() > 1) {
+    const auto first = levels_.back();
+    const auto last = nodes_.size();
+    levels_.push_back(last);
+    for (auto i = first; i < last; ++i) {
+      auto box = nodes_[i].box(0);
+      for (std::size_t child = 1; child < kFanOut; ++child) {
+        const auto other = nodes_[i].box(child);
+        if (other.latitude.low == kNowhere) break;
+        box = {join(box.longitude, other.longitude), join(box.latitude, other.latitude)};
+      }
+      if ((i - first) % kFanOut == 0) nodes_.emplace_back();
+      nodes_.back().set((i - first) % kFanOut, box);
+    }
+  }
 }
 
-template <class Wanted, class Visit>
-void CircleIndex::search(Wanted wanted, Visit visit) const {
+template <class BoxNow, class Visit>
+void CircleIndex::search(BoxNow box, Visit visit) const {
   for (const auto& entry : fresh_) {
-    if (wanted(entry.box)) visit(entry);
+    const Box wanted = box();
+    if (meet(entry.box.longitude, wanted.longitude) && meet(entry.box.latitude, wanted.latitude)) {
+      visit(entry.id, ids_.size());
+    }
   }
-  if (levels_.empty()) return;
+  if (ids_.empty()) return;
   struct Place {
-    std::size_t level;
-    std::size_t index;
+    std::uint32_t level;
+    std::uint32_t index;
   };
   // Each level leaves at most its node's children but one.
-  std::array<Place, kFanOut * 16> open{};
+  std::array<Place, kFanOut * 16> open;
   std::size_t depth = 0;
-  open[depth++] = {levels_.size() - 1, 0};
+  open[depth++] = {static_cast<std::uint32_t>(levels_.size() - 1), 0};
   while (depth > 0) {
     const auto [level, index] = open[--depth];
-    if (!wanted(nodes_[levels_[level] + index])) continue;
-    const auto first = index * kFanOut;
-    if (level == 0) {
-      const auto last = std::min(first + kFanOut, packed_.size());
-      for (auto i = first; i < last; ++i) {
-        if (packed_[i].id != 0 && wanted(packed_[i].box)) visit(packed_[i]);
+    auto met = childrenIn(nodes_[levels_[level] + index], box());
+    for (; met != 0; met &= met - 1) {
+      const auto child = static_cast<std::uint32_t>(index * kFanOut) +
+                         static_cast<std::uint32_t>(std::countr_zero(met));
+      if (level > 0) {
+        open[depth++] = {level - 1, child};
+      } else if (ids_[child] != 0) {
+        visit(ids_[child], child);
       }
-      continue;
     }
-    const auto last = std::min(first + kFanOut, levels_[level] - levels_[level - 1]);
-    for (auto i = first; i < last; ++i) open[depth++] = {level - 1, i};
   }
 }
 
 void CircleIndex::around(CLLocationCoordinate2D point, std::vector<std::uint64_t>& ids) const {
   packIfWorthwhile();
-  const auto corner = cornerAt(point);
-  const Box spot{corner, corner};
-  search([&](const Box& box) { return meet(box, spot); },
-         [&](const Entry& entry) { ids.push_back(entry.id); });
+  const Box spot{{unitsEast(point.longitude), 0}, {unitsNorth(point.latitude), 0}};
+  search([&] { return spot; }, [&](std::uint64_t id, std::size_t) { ids.push_back(id); });
 }
 
 void CircleIndex::along(CLLocationCoordinate2D from, CLLocationCoordinate2D to,
                         std::vector<std::uint64_t>& ids) const {
   packIfWorthwhile();
-  const auto a = cornerAt(from);
-  const auto b = cornerAt(to);
-  auto way = join({a, a}, {b, b});
-  // The way on the ground lies outside the chord by an eighth of its square.
-  const float bulge = squaredDistance({a, a}, b) / 8;
-  for (std::size_t axis = 0; axis < 3; ++axis) {
-    way.low[axis] -= bulge;
-    way.high[axis] += bulge;
-  }
-  search([&](const Box& box) { return meet(box, way); },
-         [&](const Entry& entry) { ids.push_back(entry.id); });
+  const Box way{join({unitsEast(from.longitude), 0}, {unitsEast(to.longitude), 0}),
+                join({unitsNorth(from.latitude), 0}, {unitsNorth(to.latitude), 0})};
+  search([&] { return way; }, [&](std::uint64_t id, std::size_t) { ids.push_back(id); });
 }
 
 void CircleIndex::nearest(CLLocationCoordinate2D point, Metres farthest,
                           const std::function<Metres(std::uint64_t)>& look) const {
   packIfWorthwhile();
-  const auto corner = cornerAt(point);
-  float limit = std::numeric_limits<float>::max();
-  const auto shorten = [&](Metres distance) {
-    // A chord is shorter than the way on the ground.
-    const double chord = std::max(distance.value, 0.0) / kMeanEarthRadius.value;
-    limit = std::min(limit, static_cast<float>(chord * chord));
-  };
-  shorten(farthest);
-  search([&](const Box& box) { return squaredDistance(box, corner) <= limit; },
-         [&](const Entry& entry) { shorten(look(entry.id)); });
+  // The box of a circle around the point holds all that is as near.
+  auto limit = farthest;
+  auto around = boxOf(point, limit);
+  search([&] { return around; },
+         [&](std::uint64_t id, std::size_t) {
+           const auto distance = look(id);
+           if (distance >= limit) return;
+           limit = distance;
+           around = boxOf(point, {std::max(limit.value, 0.0)});
+         });
 }
 
 }  // namespace ks

@@ -84,7 +84,8 @@ void CircleMonitor::remove(const MonitoredRegion& region) {
 }
 
 void CircleMonitor::handleStep(const TrackStep& step, Seconds now) {
-  std::vector<std::uint64_t> ids(attention_.begin(), attention_.end());
+  auto& ids = touched_;
+  ids.assign(attention_.begin(), attention_.end());
   if (pathCounts(step)) {
     index_.along(step.from->coordinate, step.to.coordinate, ids);
   } else {
@@ -131,6 +132,8 @@ void CircleMonitor::judge(const std::shared_ptr<MonitoredRegion>& region, const 
 
 bool CircleMonitor::isDecided(const MonitoredRegion& region, const Evidence& evidence,
                               const TrackStep& step, Metres depth, Seconds now) const {
+  // Who passes through has few fixes inside, and the last may be the only one.
+  if (step.moving && depth.value >= 0) return true;
   if (step.moving && evidence.weight >= kMovingEvidence * need(step)) return true;
   if (!speaks(depth, step.to.uncertainty)) return false;
   const bool clear = isClear(depth, step.to.uncertainty);

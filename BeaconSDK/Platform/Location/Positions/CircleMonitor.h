@@ -90,6 +90,8 @@ class CircleMonitor {
   /// Circles that every step has to look at.
   std::set<std::uint64_t> attention_;
   std::unordered_map<std::uint64_t, Evidence> pending_;
+  /// The circles of the step that is handled; kept for its memory.
+  std::vector<std::uint64_t> touched_;
   /// Vague fixes within circles that are too small for them.
   std::unordered_map<std::uint64_t, int> vague_;
 

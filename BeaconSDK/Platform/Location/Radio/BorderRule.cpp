@@ -22,7 +22,7 @@ constexpr Margin kMovingMargin{1, 0.7};
 constexpr Margin kDeadZone{0.5, 0.5};
 // The sum that crosses, in dB s.
 constexpr double kCrossingSum = 10;
-// After a change without movement the margin grows by so many dB, and the sum so many times.
+// After a change without an approach the margin grows by so many dB, and the sum so many times.
 constexpr double kSettledMarginDb = 3.5;
 constexpr double kSettledSums = 15;
 // One packet speaks for at most this long: a slow beacon's noise is not proof by lasting.
@@ -50,24 +50,27 @@ void BorderRule::observe(Seconds time, const SignalEstimate& estimate) {
     begin(time, estimate);
     return;
   }
-  if (estimate.isMoving) settled_ = false;
   const auto [inner, outer] = bordersOf(band_);
   const bool outwards = estimate.lossDb - outer > inner - estimate.lossDb;
   const double excess = outwards ? estimate.lossDb - outer : inner - estimate.lossDb;
   if (std::exchange(outwards_, outwards) != outwards) sum_ = 0;
-  if (!crosses(excess, std::min(elapsed, kLongestWeight).count(), estimate)) return;
+  // A body in the way takes strength and gives none: only a gain proves movement.
+  const bool approaches = estimate.isMoving && !outwards;
+  if (approaches) settled_ = false;
+  const auto margin = approaches ? kMovingMargin : kStandingMargin;
+  if (!crosses(excess, std::min(elapsed, kLongestWeight).count(),
+               width(margin, estimate.deviationDb), width(kDeadZone, estimate.deviationDb))) {
+    return;
+  }
   band_ = proximityAtLoss(estimate.lossDb);
   settled_ = true;
   sum_ = 0;
 }
 
-bool BorderRule::crosses(double excess, double seconds, const SignalEstimate& estimate) {
-  const bool settled = settled_ && !estimate.isMoving;
-  const auto margin = estimate.isMoving ? kMovingMargin : kStandingMargin;
-  const double deviation = estimate.deviationDb;
-  sum_ = std::max(0.0, sum_ + (excess - width(kDeadZone, deviation)) * seconds);
-  return excess > width(margin, deviation) + (settled ? kSettledMarginDb : 0) ||
-         sum_ > kCrossingSum * (settled ? kSettledSums : 1);
+bool BorderRule::crosses(double excess, double seconds, double margin, double deadZone) {
+  sum_ = std::max(0.0, sum_ + (excess - deadZone) * seconds);
+  return excess > margin + (settled_ ? kSettledMarginDb : 0) ||
+         sum_ > kCrossingSum * (settled_ ? kSettledSums : 1);
 }
 
 void BorderRule::begin(Seconds time, const SignalEstimate& estimate) {

@@ -17,8 +17,10 @@ struct SignalEstimate {
 ///
 /// A border is crossed at once when the estimate lies far beyond it, and by less when it stays
 /// beyond: the excess is summed over time after Page's cumulative sum test, so that a wrong band is
-/// left in the end however close to the border the beacon is. A change that no movement explains is
-/// harder to take back, which keeps a stand on a border calm. Constant memory.
+/// left in the end however close to the border the beacon is. A change is harder to
+/// take back until the beacon approaches, which keeps a stand on a border calm, and one amid
+/// passers-by: a body in the way looks like a departure, but nothing looks like an approach.
+/// Constant memory.
 class BorderRule {
  public:
   /// Times never go back.
@@ -29,7 +31,8 @@ class BorderRule {
 
  private:
   void begin(Seconds time, const SignalEstimate& estimate);
-  bool crosses(double excess, double seconds, const SignalEstimate& estimate);
+  /// An excess beyond the border that has lasted for so long; all in dB.
+  bool crosses(double excess, double seconds, double margin, double deadZone);
 
   CLProximity band_ = CLProximity::unknown;
   bool certain_ = false;
@@ -38,7 +41,7 @@ class BorderRule {
   /// The excess beyond the border of one side, summed over time in dB s.
   double sum_ = 0;
   bool outwards_ = false;
-  /// The band was changed, and nothing has moved since.
+  /// The band was changed, and nothing has approached since.
   bool settled_ = false;
 };
 
