@@ -49,6 +49,18 @@ TEST_F(KSProximityManagerTest, LaunchPreparesTheApplication) {
             "@(#)PROGRAM:KSBeaconSDK  PROJECT:KSBeaconSDK-1\n");
 }
 
+TEST_F(KSProximityManagerTest, PlatformStaysWhileAManagerUsesIt) {
+  scenario.launches();
+  ks::Platform* const device = &ks::Platform::current();
+  ks::Platform::install(nullptr);
+  ASSERT_TRUE(ks::Platform::isInstalled());
+  EXPECT_EQ(&ks::Platform::current(), device);
+  scenario.manager.reset();
+  ks::Platform::install(nullptr);
+  EXPECT_FALSE(ks::Platform::isInstalled());
+  ks::Platform::install(scenario.device);
+}
+
 TEST_F(KSProximityManagerTest, CannotLaunchWithoutCacheFolder) {
   const auto caches = scenario.device->directories().caches;
   std::filesystem::create_directories(caches);

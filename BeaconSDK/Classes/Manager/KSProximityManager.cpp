@@ -1,5 +1,7 @@
 #include "BeaconSDK/Classes/Manager/KSProximityManager.h"
 
+#include <cstdio>
+#include <cstdlib>
 #include <mutex>
 #include <utility>
 
@@ -7,6 +9,7 @@
 #include "BeaconSDK/Classes/Manager/Engine/KSEngineRooms.h"
 #include "BeaconSDK/Platform/Api/Class.h"
 #include "BeaconSDK/Platform/Api/Platform.h"
+#include "BeaconSDK/Platform/Api/PlatformUse.h"
 
 namespace {
 
@@ -15,9 +18,21 @@ constexpr ks::Seconds kBackgroundFetchInterval{2700};
 
 using RegionPointer = std::shared_ptr<const ks::CLRegion>;
 
+/// In debug builds ends the process when the main queue's calls come from elsewhere: what they
+/// would break shows much later and far away.
+void requireMainQueue([[maybe_unused]] const ks::DispatchQueue& mainQueue,
+                      [[maybe_unused]] const char* operation) {
+#ifndef NDEBUG
+  if (mainQueue.isCurrent()) return;
+  std::fprintf(stderr, "KSBeaconSDK: %s must be called on the main queue's thread\n", operation);
+  std::abort();
+#endif
+}
+
 }  // namespace
 
-class KSProximityManager::Rooms : public KSEngineRooms {
+/// Keeps the platform for as long as the rooms use it.
+class KSProximityManager::Rooms : private ks::PlatformUse, public KSEngineRooms {
  public:
   using KSEngineRooms::KSEngineRooms;
 };
@@ -51,6 +66,7 @@ KSProximityManager::~KSProximityManager() {
 void KSProximityManager::enableLogging(bool enabled) { ::enableLogging = enabled; }
 
 void KSProximityManager::start(StartCompletion completion) {
+  requireMainQueue(rooms_->mainQueue, "start");
   const auto alive = shared_from_this();
   rooms_->lifecycle.start(std::move(completion));
 }
@@ -58,6 +74,7 @@ void KSProximityManager::start(StartCompletion completion) {
 void KSProximityManager::retry() { start(nullptr); }
 
 void KSProximityManager::performFetchWithCompletionHandler(FetchCompletion completion) {
+  requireMainQueue(rooms_->mainQueue, "performFetchWithCompletionHandler");
   const auto alive = shared_from_this();
   rooms_->lifecycle.performFetchWithCompletionHandler(std::move(completion));
 }
@@ -69,6 +86,7 @@ void KSProximityManager::handleEventsForBackgroundURLSession(
 }
 
 void KSProximityManager::reset() {
+  requireMainQueue(rooms_->mainQueue, "reset");
   if (rooms_->outbox) rooms_->outbox->stop();
   rooms_->lifecycle.reset();
   rooms_->stays.forgetAll();
@@ -131,11 +149,13 @@ std::optional<std::filesystem::path> KSProximityManager::contentPathFromRemoteUr
 }
 void KSProximityManager::incrementLoyaltyForProximityZone(
     const std::shared_ptr<KSProximityZone>& zone) {
+  requireMainQueue(rooms_->mainQueue, "incrementLoyaltyForProximityZone");
   if (!zone) return;
   rooms_->statsManager->incrementLoyaltyForProximity(*zone, rooms_->settingsManager->tags());
 }
 
 void KSProximityManager::reloadBeacons() {
+  requireMainQueue(rooms_->mainQueue, "reloadBeacons");
   rooms_->regionMonitor.clearAllBeaconRegions();
   rooms_->neighbourhood.createNewGeofence();
 }

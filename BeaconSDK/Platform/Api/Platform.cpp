@@ -1,8 +1,11 @@
 #include "BeaconSDK/Platform/Api/Platform.h"
 
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <utility>
+
+#include "BeaconSDK/Platform/Api/PlatformUse.h"
 
 namespace ks {
 
@@ -13,7 +16,13 @@ std::shared_ptr<Platform>& installed() {
   return platform;
 }
 
+std::atomic<int> uses = 0;
+
 }  // namespace
+
+PlatformUse::PlatformUse() { ++uses; }
+PlatformUse::~PlatformUse() { --uses; }
+bool PlatformUse::isAny() { return uses > 0; }
 
 Platform& Platform::current() {
   Platform* const platform = installed().get();
@@ -25,6 +34,13 @@ Platform& Platform::current() {
 }
 
 std::shared_ptr<Platform> Platform::install(std::shared_ptr<Platform> platform) {
+  if (PlatformUse::isAny() && platform != installed()) {
+    std::fputs(
+        "KSBeaconSDK: the platform stays installed: a KSProximityManager still uses it; release "
+        "the manager first\n",
+        stderr);
+    return platform;
+  }
   return std::exchange(installed(), std::move(platform));
 }
 
