@@ -8,6 +8,7 @@
 #include "BeaconSDK/Platform/Recorded/ReplayedPlatform.h"
 #include "BeaconSDK/Platform/Storage/ValueText.h"
 #include "tests/Support/TemporaryFolder.h"
+#include "tools/ksbeacon/replay/Comparison.h"
 #include "tools/ksbeacon/replay/Replay.h"
 #include "tools/ksbeacon/scenario/ScenarioReader.h"
 #include "tools/ksbeacon/simulate/Simulation.h"
@@ -17,6 +18,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using ::testing::Contains;
+using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::Not;
 using Lines = std::vector<std::string>;
@@ -138,6 +140,29 @@ TEST_F(ReplayTest, ShowsTheSameDayUnderOtherRules) {
   EXPECT_EQ(result.failure + result.departure, "");
   EXPECT_THAT(lines, Contains(HasSubstr("\"content\":\"farewell\"")));
   EXPECT_THAT(lines, Not(Contains(HasSubstr("\"goodbye\""))));
+}
+
+TEST(ComparisonTest, NamesOnlyTheContentThatFiresOtherwise) {
+  Comparison comparison;
+  const auto fires = [&](Comparison::Run run, const char* content, double at) {
+    TimelineEvent event;
+    event.kind = TimelineKind::trigger;
+    event.at = Seconds{at};
+    event.details.set("content", content);
+    comparison.note(run, event);
+  };
+  for (const auto run : {Comparison::Run::before, Comparison::Run::after}) fires(run, "same", 10);
+  fires(Comparison::Run::before, "often", 20);
+  fires(Comparison::Run::after, "often", 20);
+  fires(Comparison::Run::after, "often", 4000);
+  fires(Comparison::Run::before, "moved", 100);
+  fires(Comparison::Run::after, "moved", 160);
+  Lines texts;
+  for (const auto& difference : comparison.differences()) texts.push_back(inWords(difference));
+  EXPECT_THAT(texts, ElementsAre("content moved: fires once, 60 s later",
+                                 "content often: fires 2 times instead of once"));
+  EXPECT_EQ(comparison.hours().size(), 1U);
+  EXPECT_EQ(comparison.hours().at(1).second, 1U);
 }
 
 }  // namespace

@@ -18,6 +18,7 @@ void addReplayCommand(CLI::App& app, int& code) {
       "  ksbeacon replay day.ksrec --json | jq .kind              one object per event\n"
       "  ksbeacon replay day.ksrec --from 3600 --until 7200       its second hour\n"
       "  ksbeacon replay day.ksrec --documents new/               the same day, other documents\n"
+      "  ksbeacon replay day.ksrec --documents new/ --compare     what would have fired otherwise\n"
       "Recordings are made by simulate --record and run --record.\n"
       "Exit codes: 0 it went as it did when it was recorded, 1 it departed, 2 a mistake in the\n"
       "options or no recording; ended by a signal, 128 and its number.\n"
@@ -34,6 +35,8 @@ void addReplayCommand(CLI::App& app, int& code) {
                    "Folder of a portal's documents instead of the recorded replies")
       ->type_name("DIR");
   addRefinementOption(*command, arguments->refinements, "the recording's unless given");
+  command->add_flag("--compare", arguments->compare,
+                    "Only what fires otherwise under the other rules, by content and by hour");
   command->add_flag("--json", arguments->json, "One JSON object per line");
   command->add_flag("--verbose", arguments->verbose, "Also every ranging result, changed or not");
   command->callback([arguments, &code] { code = runReplayJob(*arguments); });
