@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Builds the sizes that a device's maker asks for and holds them against their limits: a minimal
 # Linux application, and the embedded library, both stripped and without the system's shared
-# libraries; then the processor time of starting the Linux one.
+# libraries.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
