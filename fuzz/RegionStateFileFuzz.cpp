@@ -23,7 +23,7 @@ ks::Data sealed(const std::uint8_t* data, std::size_t size) {
 /// State files of any content are read or refused, and what is read can be written and read again.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (ks::decodeRegions({data, size}) && size < 18) __builtin_trap();
-  ks::RegionBook book;
+  ks::RegionRegistry book;
   std::size_t count = 0;
   const auto regions = ks::decodeRegions(sealed(data, size));
   if (!regions) return 0;

@@ -114,7 +114,7 @@ TEST(FileLocationStateStoreTest, SetsDamagedFilesAside) {
   SimulatedConsole console;
   FileLocationStateStore store(folder / "deep" / "regions", console);
   EXPECT_EQ(store.load().state, FileContent::State::absent);
-  const Data state = encodeRegions(RegionBook());
+  const Data state = encodeRegions(RegionRegistry());
   EXPECT_TRUE(store.save(state));
   EXPECT_EQ(store.load().bytes, state);
   EXPECT_TRUE(store.append({1, 2}) && store.append({3}));

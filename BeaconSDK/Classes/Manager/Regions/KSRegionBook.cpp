@@ -20,16 +20,19 @@ std::size_t KSRegionBook::Region::IdentityHash::operator()(const Identity& ident
   return seed;
 }
 
+std::shared_ptr<KSPrivateBeacon> KSRegionBook::knownOrAppended(
+    const std::shared_ptr<KSPrivateBeacon>& beacon) {
+  Region& region = regionForKey(beacon->regionKey());
+  const auto found = region.places_.find(Region::identityOf(*beacon));
+  if (beacon->uuid() && found != region.places_.end()) return *found->second.front();
+  append(region, beacon);
+  return beacon;
+}
+
 std::shared_ptr<KSPrivateBeacon> KSRegionBook::addOrReplaceBeaconToBeaconRegions(
     const std::shared_ptr<KSPrivateBeacon>& beacon) {
   const auto guard = lock();
-  Region& region = regionForKey(beacon->regionKey());
-  const auto found = region.places_.find(Region::identityOf(*beacon));
-  if (!beacon->uuid() || found == region.places_.end()) {
-    append(region, beacon);
-    return beacon;
-  }
-  auto known = *found->second.front();
+  auto known = knownOrAppended(beacon);
   if (known != beacon) takeOver(known, *beacon);
   return known;
 }
@@ -76,14 +79,8 @@ ks::PrivateBeaconList KSRegionBook::replaceBeacons(const ks::PrivateBeaconList& 
 std::shared_ptr<KSPrivateBeacon> KSRegionBook::addUnlessKnown(
     const std::shared_ptr<KSPrivateBeacon>& beacon) {
   const auto guard = lock();
-  Region& region = regionForKey(beacon->regionKey());
-  const auto found = region.places_.find(Region::identityOf(*beacon));
-  if (!beacon->uuid() || found == region.places_.end()) {
-    append(region, beacon);
-    return beacon;
-  }
-  const auto& known = *found->second.front();
-  if (beacon->sentEnterEvent()) known->setSentEnterEvent(true);
+  auto known = knownOrAppended(beacon);
+  if (known != beacon && beacon->sentEnterEvent()) known->setSentEnterEvent(true);
   return known;
 }
 

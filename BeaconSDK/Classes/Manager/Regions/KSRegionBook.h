@@ -81,6 +81,8 @@ class KSRegionBook {
   using BeaconSet = boost::unordered_flat_set<std::shared_ptr<KSPrivateBeacon>>;
 
   Region& regionForKey(const std::string& key);
+  /// The beacon that is known by the identity of `beacon`, or `beacon` itself, appended.
+  std::shared_ptr<KSPrivateBeacon> knownOrAppended(const std::shared_ptr<KSPrivateBeacon>& beacon);
   void append(Region& region, const std::shared_ptr<KSPrivateBeacon>& beacon);
   /// Forgets the oldest unknown beacon when there are too many.
   void makeRoom(Region& region);

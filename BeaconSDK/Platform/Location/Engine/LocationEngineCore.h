@@ -44,7 +44,7 @@ class LocationEngineCore : public std::enable_shared_from_this<LocationEngineCor
                        std::shared_ptr<const CLRegion> region);
   void stopMonitoring(const std::string& identifier);
   void requestState(const std::shared_ptr<ManagerState>& manager, const std::string& identifier);
-  const RegionBook& regions() const { return book_; }
+  const RegionRegistry& regions() const { return book_; }
   void startRanging(const std::shared_ptr<ManagerState>& manager,
                     std::shared_ptr<const CLBeaconRegion> region);
   void stopRanging(const ManagerState& manager, const std::string& identifier);
@@ -104,7 +104,7 @@ class LocationEngineCore : public std::enable_shared_from_this<LocationEngineCor
   bool scanningPaused_ = false;
   Dbm gain_{0};
   ManagerList managers_;
-  RegionBook book_;
+  RegionRegistry book_;
   RegionKeeper keeper_;
   RegionReports reports_;
   CircleMonitor circles_;

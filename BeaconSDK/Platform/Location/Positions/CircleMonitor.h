@@ -47,7 +47,7 @@ class CircleMonitor {
 
   /// `tooSmall` is called once for each circle that the device stood in and that is smaller than
   /// the uncertainty there, so that it cannot be entered.
-  CircleMonitor(const RegionBook& book, RegionReports& reports, TooSmall tooSmall)
+  CircleMonitor(const RegionRegistry& book, RegionReports& reports, TooSmall tooSmall)
       : book_(book), reports_(reports), tooSmall_(std::move(tooSmall)) {}
 
   void add(const std::shared_ptr<MonitoredRegion>& region);
@@ -82,7 +82,7 @@ class CircleMonitor {
   void noteVague(const MonitoredRegion& region, Metres uncertainty);
   void updateAttention(const MonitoredRegion& region);
 
-  const RegionBook& book_;
+  const RegionRegistry& book_;
   RegionReports& reports_;
   TooSmall tooSmall_;
   CircleIndex index_;

@@ -24,7 +24,7 @@ Seconds savedLimit(Seconds limit) {
 }  // namespace
 
 BeaconPresence::BeaconPresence(Clock& clock, DispatchQueue& queue, BeaconTable& table,
-                               const RegionBook& book, RegionReports& reports,
+                               const RegionRegistry& book, RegionReports& reports,
                                std::function<void()> limitChanged)
     : clock_(clock),
       queue_(queue),

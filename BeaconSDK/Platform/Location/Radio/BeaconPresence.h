@@ -25,7 +25,7 @@ inline constexpr Seconds kWeakMemory = kUnlearnedSilence;
 class BeaconPresence {
  public:
   /// `limitChanged` is called when a region's silence limit is worth saving.
-  BeaconPresence(Clock& clock, DispatchQueue& queue, BeaconTable& table, const RegionBook& book,
+  BeaconPresence(Clock& clock, DispatchQueue& queue, BeaconTable& table, const RegionRegistry& book,
                  RegionReports& reports, std::function<void()> limitChanged);
 
   void add(MonitoredRegion& region);
@@ -48,7 +48,7 @@ class BeaconPresence {
   Clock& clock_;
   DispatchQueue& queue_;
   BeaconTable& table_;
-  const RegionBook& book_;
+  const RegionRegistry& book_;
   RegionReports& reports_;
   std::function<void()> limitChanged_;
   bool listening_ = false;

@@ -29,24 +29,24 @@ bool haveSameShape(const MonitoredRegion& a, const MonitoredRegion& b) {
          a.beacons->major() == b.beacons->major() && a.beacons->minor() == b.beacons->minor();
 }
 
-std::shared_ptr<MonitoredRegion> RegionBook::add(std::shared_ptr<MonitoredRegion> region) {
+std::shared_ptr<MonitoredRegion> RegionRegistry::add(std::shared_ptr<MonitoredRegion> region) {
   region->id = ++lastId_;
   idOf_[region->region->identifier()] = region->id;
   byId_[region->id] = region;
   return region;
 }
 
-void RegionBook::remove(const MonitoredRegion& region) {
+void RegionRegistry::remove(const MonitoredRegion& region) {
   idOf_.erase(region.region->identifier());
   byId_.erase(region.id);
 }
 
-std::shared_ptr<MonitoredRegion> RegionBook::find(const std::string& identifier) const {
+std::shared_ptr<MonitoredRegion> RegionRegistry::find(const std::string& identifier) const {
   const auto found = idOf_.find(identifier);
   return found == idOf_.end() ? nullptr : find(found->second);
 }
 
-std::shared_ptr<MonitoredRegion> RegionBook::find(std::uint64_t id) const {
+std::shared_ptr<MonitoredRegion> RegionRegistry::find(std::uint64_t id) const {
   const auto found = byId_.find(id);
   return found == byId_.end() ? nullptr : found->second;
 }

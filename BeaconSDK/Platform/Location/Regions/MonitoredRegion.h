@@ -56,7 +56,7 @@ bool isMonitorable(const CLRegion& region);
 bool haveSameShape(const MonitoredRegion& a, const MonitoredRegion& b);
 
 /// The watched regions by identifier and by number.
-class RegionBook {
+class RegionRegistry {
  public:
   /// The identifier must not be in the book.
   std::shared_ptr<MonitoredRegion> add(std::shared_ptr<MonitoredRegion> region);

@@ -17,7 +17,7 @@ class RegionKeeper {
  public:
   /// `failed` is called for each attempt to save that failed.
   RegionKeeper(Clock& clock, DispatchQueue& queue, LocationStateStore& store,
-               const RegionBook& book, std::function<void()> failed)
+               const RegionRegistry& book, std::function<void()> failed)
       : clock_(clock), queue_(queue), store_(store), book_(book), failed_(std::move(failed)) {}
 
   /// Calls `insert` with each region of earlier runs that is not in the book. A state that cannot
@@ -40,7 +40,7 @@ class RegionKeeper {
   Clock& clock_;
   DispatchQueue& queue_;
   LocationStateStore& store_;
-  const RegionBook& book_;
+  const RegionRegistry& book_;
   std::function<void()> failed_;
   std::function<void(const std::shared_ptr<MonitoredRegion>&)> insert_;
 

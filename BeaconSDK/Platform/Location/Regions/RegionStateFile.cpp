@@ -142,7 +142,7 @@ std::shared_ptr<MonitoredRegion> read(Reader& reader) {
 
 }  // namespace
 
-Data encodeRegions(const RegionBook& book) {
+Data encodeRegions(const RegionRegistry& book) {
   Writer writer;
   writer.bytes.assign(kMark.begin(), kMark.end());
   for (const auto& [id, region] : book.all()) write(writer, *region);

@@ -12,7 +12,7 @@ namespace ks {
 
 /// The monitored regions as bytes: a mark with the version, one entry per region with its shape,
 /// flags, reported state and silence limit, and a check sum over all. Integers are little-endian.
-Data encodeRegions(const RegionBook& book);
+Data encodeRegions(const RegionRegistry& book);
 
 /// The regions in their order, with `reported` and `state` as they were; nothing when the bytes are
 /// damaged in any way or of another version.
