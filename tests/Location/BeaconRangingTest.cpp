@@ -164,6 +164,10 @@ TEST_F(BeaconRangingTest, ReturningBeaconIsMeasuredAfresh) {
   hearFor(3, 1, -50, 2);
   EXPECT_EQ(last(), (Result{{2, CLProximity::immediate, true}}));
   EXPECT_NEAR(recorder_.ranged.back()[0].accuracy.value, 0.355, 0.001);
+  advance(300);
+  hear(-70, 2);
+  advance(1);
+  EXPECT_EQ(last(), Result{}) << "in doubt, and the old proximity is forgotten";
 }
 
 TEST_F(BeaconRangingTest, BatchedPacketsKeepTheirTimes) {
