@@ -23,6 +23,7 @@
 #include "BeaconSDK/Classes/Location/KSLocationDetail.h"
 #include "BeaconSDK/Classes/Logging/KSLog.h"
 #include "BeaconSDK/Classes/Manager/Battery/KSBatteryStatus.h"
+#include "BeaconSDK/Classes/Manager/Health/HeldData.h"
 #include "BeaconSDK/Classes/Manager/KSProximityManager.h"
 #include "BeaconSDK/Classes/Network/KSNetwork.h"
 #include "BeaconSDK/Classes/Network/KSServerResponse.h"

@@ -139,6 +139,9 @@ TEST_F(KSBatteryStatusTest, ScanStartsAnewAfterSomethingWasHeard) {
   hear(tagged("BBBB", 70));
   status_.requestBatteryForBeacon(*late);
   EXPECT_EQ(central_->scans_, 2) << "a scan reports each peripheral once";
+  turnRadio(ks::CBManagerState::poweredOff);
+  turnRadio(ks::CBManagerState::poweredOn);
+  EXPECT_EQ(central_->scans_, 3) << "though the radio still says that it scans";
 }
 
 TEST_F(KSBatteryStatusTest, ReadsBothLayoutsByLength) {

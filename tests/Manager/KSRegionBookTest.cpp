@@ -50,7 +50,7 @@ class KSRegionBookTest : public ks::testing::PlatformFixture {
 
   ks::CLLocationManagerDelegate delegate_;
   KSEngineRooms rooms_{
-      *platform_, {{"https://portal.test/app"}, {}, "u", "p", "session"}, {}, delegate_};
+      *platform_, {{"https://portal.test/app"}, {}, "u", "p", "session"}, {}, {}, delegate_};
   KSRegionBook& book_ = rooms_.book;
 };
 

@@ -132,6 +132,29 @@ TEST_P(RefinementsTest, BeaconMovesToAnotherList) {
   }
 }
 
+TEST_P(RefinementsTest, ClockSetBackADay) {
+  refine(&ks::Refinements::steadyClock);
+  scenario.startsAtSite();
+  scenario.learns({.repeatDelay = 3600});
+  scenario.heard();
+  const auto comesBack = [&] {
+    scenario.determines(ks::CLRegionState::outside);
+    scenario.determines(ks::CLRegionState::inside);
+    scenario.sees(1);
+    return scenario.heard().size();
+  };
+  scenario.setsClock(-86400);
+  scenario.hearsNothing();
+  scenario.passes(1800);
+  scenario.relaunches();
+  scenario.starts();
+  EXPECT_EQ(comesBack(), 0U) << "half an hour";
+  scenario.passes(1801);
+  EXPECT_EQ(comesBack(), isRefined() ? 1U : 0U) << "the hour is over";
+  scenario.passes(86400);
+  EXPECT_EQ(comesBack(), 1U) << "a day later for everybody";
+}
+
 TEST_P(RefinementsTest, RefusedUserAtTheStart) {
   refine(&ks::Refinements::startAlwaysAnswers);
   scenario.launches();

@@ -5,6 +5,8 @@
 
 #include "BeaconSDK/Classes/Common/Foundation/Formatting.h"
 #include "BeaconSDK/Classes/Logging/KSLog.h"
+#include "BeaconSDK/Platform/Api/ForwardingPlatform.h"
+#include "BeaconSDK/Platform/Simulated/ShiftedClock.h"
 
 namespace ks::testing {
 
@@ -31,6 +33,15 @@ std::string PortalZone::geofence() const {
                           id, kHome.latitude, kHome.longitude, content());
 }
 
+class Scenario::ClockPlatform : public ForwardingPlatform {
+ public:
+  explicit ClockPlatform(Platform& device) : ForwardingPlatform(device), clock_(device.clock()) {}
+  ShiftedClock& clock() override { return clock_; }
+
+ private:
+  ShiftedClock clock_;
+};
+
 Scenario::Scenario(SimulatedPlatformOptions options)
     : options_(std::move(options)), self_(this, [](ks::EngineObserver*) {}) {
   options_.root = root_.path();
@@ -46,13 +57,16 @@ Scenario::~Scenario() {
   observations_.clear();
   device->runUntilIdle();
   Platform::install(nullptr);
+  installed_.reset();
   device.reset();
 }
 
 void Scenario::installDevice(Date start) {
   options_.start = start;
   device = std::make_shared<SimulatedPlatform>(options_);
-  Platform::install(device);
+  installed_ = std::make_shared<ClockPlatform>(*device);
+  installed_->clock().jump(Seconds{clockAhead_});
+  Platform::install(installed_);
   http->setDelegateQueue(device->makeQueue());
   const auto listen = [this](const char* name, auto describe) {
     observations_.push_back(device->notificationCenter().addObserver(
@@ -73,9 +87,14 @@ void Scenario::installDevice(Date start) {
   });
 }
 
+void Scenario::setsClock(double by) {
+  clockAhead_ += by;
+  installed_->clock().jump(Seconds{by});
+}
+
 void Scenario::launches() {
   manager = KSProximityManager::initWithUsername("user", "secret", portal, device->currentLocale(),
-                                                 refinements);
+                                                 refinements, consent);
   ASSERT_NE(manager, nullptr);
   manager->setEngineObserver(self_);
 }
@@ -85,6 +104,7 @@ void Scenario::relaunches() {
   manager.reset();
   observations_.clear();
   Platform::install(nullptr);
+  installed_.reset();
   device.reset();
   installDevice(moment);
   launches();

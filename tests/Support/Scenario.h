@@ -65,6 +65,8 @@ class Scenario : public ks::EngineObserver {
 
   // The device.
   void passes(double seconds) { device->advance(Seconds{seconds}); }
+  /// Somebody sets the wall clock: by so many seconds ahead, or back.
+  void setsClock(double by);
   void movesTo(CLLocationCoordinate2D place);
   void hearsNothing() { ranges({}); }
   /// The site's beacon is ranged, 3 s after whatever was before.
@@ -106,13 +108,16 @@ class Scenario : public ks::EngineObserver {
   std::shared_ptr<test::FakeURLLoadingSystem> http = std::make_shared<test::FakeURLLoadingSystem>();
   std::shared_ptr<SimulatedPlatform> device;
   NSURL portal{"https://portal.test/app"};
-  /// What the next launch asks for.
+  /// What the next launch asks for, and what its user permits.
   ks::Refinements refinements;
+  ks::Consent consent;
   std::shared_ptr<KSProximityManager> manager;
   /// What the last start answered: nothing yet, "" for success, or the error's text.
   std::optional<std::string> startResult;
 
  private:
+  class ClockPlatform;
+
   void installDevice(Date start);
   void triggerDecided(const ks::TriggerDecision& decision) override;
   void cacheWritten(const ks::CacheWrite& write) override;
@@ -126,6 +131,9 @@ class Scenario : public ks::EngineObserver {
   }
 
   SimulatedPlatformOptions options_;
+  /// What the library runs on: the device with a wall clock of its own.
+  std::shared_ptr<ClockPlatform> installed_;
+  double clockAhead_ = 0;
   test::TemporaryFolder root_;
   std::shared_ptr<ks::EngineObserver> self_;
   std::vector<NSNotificationCenter::Observation> observations_;

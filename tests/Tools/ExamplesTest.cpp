@@ -57,6 +57,7 @@ TEST_P(ExampleScenarioTest, MeetsItsExpectationsTwiceAlike) {
     const SimulationResult result = simulate(scenario, options, timeline);
     EXPECT_EQ(result.failure, "");
     EXPECT_TRUE(result.portalMessages.empty());
+    EXPECT_EQ(result.breaches, 0);
     for (const Expectations::Outcome& outcome : result.outcomes) {
       EXPECT_TRUE(outcome.met) << outcome.expected << "; " << outcome.happened;
     }
@@ -71,6 +72,7 @@ TEST_P(ExampleScenarioTest, MeetsItsExpectationsWithoutRefinements) {
   scenario.application.refinements = {};
   Timeline timeline;
   const SimulationResult result = simulate(scenario, {}, timeline);
+  EXPECT_EQ(result.breaches, 0);
   EXPECT_LT(result.outcomes.size(), scenario.expectations.size());
   for (const Expectations::Outcome& outcome : result.outcomes) {
     EXPECT_TRUE(outcome.met) << outcome.expected << "; " << outcome.happened;

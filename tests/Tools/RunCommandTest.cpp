@@ -131,6 +131,35 @@ TEST_F(RunCommandTest, RecoversFromAPortalThatRefusedItsUser) {
   EXPECT_TRUE(run.writes("the library runs")) << run.output();
 }
 
+TEST_F(RunCommandTest, TellsHowItIsAndForgetsOnRequest) {
+  startPortal();
+  const std::string state = " --state " + (folder_.path() / "state").string();
+  const auto metrics = folder_.path() / "ksbeacon.prom";
+  const std::string status = KS_COMMAND " status --json" + state;
+  EXPECT_EQ(runCommand(status).code, 3) << "nobody runs";
+  {
+    BackgroundCommand run(command(portal_->url()) + " --without tags --metrics " +
+                          metrics.string());
+    EXPECT_TRUE(run.writes("the library runs")) << run.output();
+    const auto reply = runCommand(status);
+    EXPECT_EQ(reply.code, 1) << "the bus is empty";
+    EXPECT_THAT(reply.output, HasSubstr(R"("started":true)"));
+    EXPECT_THAT(reply.output, HasSubstr(R"({"reason":"bluetooth","text":"Bluetooth: )"));
+    EXPECT_THAT(reply.output, Not(HasSubstr(R"("reason":"portal")")));
+    EXPECT_THAT(runCommand("cat " + metrics.string()).output,
+                HasSubstr("\nksbeacon_ailment{reason=\"bluetooth\"} 1\n"));
+    EXPECT_EQ(runCommand(KS_COMMAND " purge" + state).code, 3) << "its files are in use";
+    run.signal(SIGTERM);
+    EXPECT_EQ(run.wait(Seconds{2}), 0);
+  }
+  EXPECT_FALSE(std::filesystem::exists(metrics));
+  EXPECT_EQ(runCommand(status).code, 3);
+  const std::string held = KS_COMMAND " held" + state;
+  EXPECT_THAT(runCommand(held).output, HasSubstr("KSAppCategories.dat"));
+  EXPECT_EQ(runCommand(KS_COMMAND " purge" + state).code, 0);
+  EXPECT_THAT(runCommand(held).output, testing::StartsWith(R"({"files":[],"defaults":{})"));
+}
+
 TEST_F(RunCommandTest, LetsTransfersEndBeforeItEnds) {
   options_.faults = {
       {.kind = portal::FaultKind::latency, .delay = Seconds{0.5}, .path = "/contents"}};

@@ -17,6 +17,8 @@
 #include "tools/ksbeacon/portal/PortalCommand.h"
 #include "tools/ksbeacon/replay/ReplayCommand.h"
 #include "tools/ksbeacon/simulate/SimulateCommand.h"
+#include "tools/ksbeacon/status/HeldCommands.h"
+#include "tools/ksbeacon/status/StatusCommand.h"
 #include "tools/ksbeacon/suite/SuiteCommand.h"
 #include "tools/ksbeacon/why/WhyCommand.h"
 
@@ -48,6 +50,7 @@ int run(int argc, char** argv) {
       "  ksbeacon doctor                                          what of this machine is ready\n"
       "  ksbeacon scan                                            the beacons around\n"
       "  ksbeacon run --portal https://portal.example.com/app --user kiosk-7\n"
+      "  ksbeacon status                                          how the running service is\n"
       "  ksbeacon help run                                        examples and options of a "
       "command");
   app.set_version_flag("--version", std::string("ksbeacon ") + ks::kVersion);
@@ -61,9 +64,11 @@ int run(int argc, char** argv) {
   ks::tool::addPortalCommand(app, code);
   ks::tool::addCheckCommand(app, code);
   ks::tool::addRunCommand(app, code);
+  ks::tool::addStatusCommand(app, code);
   ks::tool::addScanCommand(app, code);
   ks::tool::addDoctorCommand(app, code);
   ks::tool::addInspectCommand(app, code);
+  ks::tool::addHeldCommands(app, code);
   ks::tool::addHelpCommands(app);
 
   try {

@@ -2,6 +2,7 @@
 
 #include <functional>
 
+#include "BeaconSDK/Classes/Beacon/Content/KSZoneClock.h"
 #include "BeaconSDK/Classes/Common/Foundation/Formatting.h"
 #include "BeaconSDK/Platform/Api/Platform.h"
 #include "BeaconSDK/Platform/Api/Property.h"
@@ -15,11 +16,9 @@ constexpr const char* kRegionIdentifier = "region";
 /// How an absent part stands in a key.
 const std::string kAbsentText = "(null)";
 
-ks::Date currentDate() { return ks::Platform::current().clock().now(); }
-
 /// Seconds from `date` to now; an absent date counts as now.
 double secondsSince(const std::optional<ks::Date>& date) {
-  return date ? ks::secondsBetween(*date, currentDate()) : 0;
+  return date ? ks::secondsBetween(*date, KSZoneClock::now()) : 0;
 }
 
 bool hasAnswer(KSPrivateBeaconState state) {
@@ -89,7 +88,8 @@ bool KSPrivateBeacon::shouldFetchContent() const {
     case KSPrivateBeaconState::fetchingContent:
       return secondsSince(contentFetchingSince_) > kFetchHungAfterSeconds;
     case KSPrivateBeaconState::contentFetched:
-      return secondsSince(validUntil_) > 0;
+      // A date of the portal's.
+      return validUntil_ && ks::Platform::current().clock().now() > *validUntil_;
     case KSPrivateBeaconState::noContent:
       return secondsSince(contentFetchedSince_) > kNoContentRetrySeconds;
   }
@@ -110,8 +110,8 @@ std::int64_t KSPrivateBeacon::contentType() const {
 
 void KSPrivateBeacon::setState(KSPrivateBeaconState state) {
   const bool startsFetching = state == KSPrivateBeaconState::fetchingContent && state_ != state;
-  if (startsFetching) contentFetchingSince_ = currentDate();
-  if (hasAnswer(state) && !hasAnswer(state_)) contentFetchedSince_ = currentDate();
+  if (startsFetching) contentFetchingSince_ = KSZoneClock::now();
+  if (hasAnswer(state) && !hasAnswer(state_)) contentFetchedSince_ = KSZoneClock::now();
   state_ = state;
 }
 
@@ -119,7 +119,7 @@ void KSPrivateBeacon::setInRange(bool flag) {
   if (flag == inRange_) return;
   inRange_ = flag;
   if (flag) {
-    inRangeSince_ = currentDate();
+    inRangeSince_ = KSZoneClock::now();
   } else {
     inRangeSince_.reset();
     setProximity(0);
@@ -129,7 +129,7 @@ void KSPrivateBeacon::setInRange(bool flag) {
 void KSPrivateBeacon::setProximity(std::int64_t proximity) {
   if (proximity == proximity_) return;
   proximity_ = proximity;
-  if (proximity != 0) inProximitySince_ = currentDate();
+  if (proximity != 0) inProximitySince_ = KSZoneClock::now();
 }
 
 void KSPrivateBeacon::continueStay(const KSPrivateBeacon& earlier) {

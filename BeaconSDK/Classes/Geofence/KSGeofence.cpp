@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "BeaconSDK/Platform/Api/Platform.h"
+#include "BeaconSDK/Classes/Beacon/Content/KSZoneClock.h"
 #include "BeaconSDK/Platform/Api/Property.h"
 
 using ks::property;
@@ -49,7 +49,7 @@ std::int64_t KSGeofence::contentType() const { return static_cast<std::int64_t>(
 void KSGeofence::setInRange(bool flag) {
   inRange_ = flag;
   if (flag) {
-    inRangeSince_ = ks::Platform::current().clock().now();
+    inRangeSince_ = KSZoneClock::now();
   } else {
     inRangeSince_.reset();
   }

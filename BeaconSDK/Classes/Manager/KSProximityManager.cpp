@@ -7,6 +7,7 @@
 
 #include "BeaconSDK/Classes/Manager/Common/KSManagerLog.h"
 #include "BeaconSDK/Classes/Manager/Engine/KSEngineRooms.h"
+#include "BeaconSDK/Classes/Manager/Health/HeldData.h"
 #include "BeaconSDK/Platform/Api/Class.h"
 #include "BeaconSDK/Platform/Api/Platform.h"
 #include "BeaconSDK/Platform/Api/PlatformUse.h"
@@ -41,7 +42,7 @@ const ks::Class KSProximityManager::kClass{kClassName, nullptr, nullptr, {}};
 
 std::shared_ptr<KSProximityManager> KSProximityManager::initWithUsername(
     std::string username, std::string password, std::optional<ks::NSURL> url, ks::NSLocale locale,
-    const ks::Refinements& refinements) {
+    const ks::Refinements& refinements, const ks::Consent& consent) {
   auto& platform = ks::Platform::current();
   platform.application().setMinimumBackgroundFetchInterval(kBackgroundFetchInterval);
   if (!KSCacheFile::createFolder()) return nullptr;
@@ -50,7 +51,7 @@ std::shared_ptr<KSProximityManager> KSProximityManager::initWithUsername(
   const KSPortalAccess portal{url.value_or(ks::NSURL{kDefaultPortalURL}), std::move(locale),
                               std::move(username), std::move(password), kSessionIdentifier};
   auto manager = std::make_shared<KSProximityManager>(Key{});
-  manager->rooms_ = std::make_unique<Rooms>(platform, portal, refinements,
+  manager->rooms_ = std::make_unique<Rooms>(platform, portal, refinements, consent,
                                             static_cast<ks::CLLocationManagerDelegate&>(*manager));
   manager->rooms_->setManager(manager);
   platform.application().cancelAllLocalNotifications();
@@ -181,6 +182,21 @@ void KSProximityManager::postError(const ks::Error& error, std::string notificat
                     {{ks::manager_keys::kError, std::make_shared<ks::Error>(error)}});
 }
 
+ks::Health KSProximityManager::health() const {
+  rooms_->lookAtClock();
+  return rooms_->health();
+}
+
+const ks::Consent& KSProximityManager::consent() const { return rooms_->consent(); }
+void KSProximityManager::setConsent(const ks::Consent& consent) { rooms_->setConsent(consent); }
+
+void KSProximityManager::purge() {
+  const auto alive = shared_from_this();
+  reset();
+  rooms_->forgetHeld();
+  ks::HeldData::purge();
+}
+
 const ks::Refinements& KSProximityManager::refinements() const { return rooms_->refinements; }
 
 std::optional<ks::StatsLedger> KSProximityManager::statisticsLedger() const {
@@ -193,10 +209,14 @@ void KSProximityManager::setEngineObserver(std::weak_ptr<ks::EngineObserver> obs
 
 void KSProximityManager::didUpdateLocations(ks::CLLocationManager&,
                                             const std::vector<ks::CLLocation>& locations) {
+  rooms_->lookAtClock();
+  if (!rooms_->consent().positions) return;
+  rooms_->healthWatch.located();
   rooms_->neighbourhood.didUpdateLocations(locations);
 }
 void KSProximityManager::didDetermineState(ks::CLLocationManager&, ks::CLRegionState state,
                                            const RegionPointer& region) {
+  rooms_->lookAtClock();
   rooms_->regionEvents.didDetermineState(state, region);
 }
 void KSProximityManager::didEnterRegion(ks::CLLocationManager&, const RegionPointer& region) {
@@ -208,14 +228,19 @@ void KSProximityManager::didExitRegion(ks::CLLocationManager&, const RegionPoint
 void KSProximityManager::didRangeBeacons(ks::CLLocationManager&,
                                          const std::vector<ks::CLBeacon>& beacons,
                                          const RegionPointer& region) {
+  rooms_->lookAtClock();
+  if (!beacons.empty()) rooms_->healthWatch.beaconsRanged();
   rooms_->tracker.didRangeBeacons(beacons, region);
 }
 void KSProximityManager::didStartMonitoringForRegion(ks::CLLocationManager&,
                                                      const RegionPointer& region) {
+  rooms_->healthWatch.regionTaken(region->identifier());
   rooms_->regionMonitor.didStartMonitoringForRegion(*region);
 }
-void KSProximityManager::monitoringDidFailForRegion(ks::CLLocationManager&, const RegionPointer&,
+void KSProximityManager::monitoringDidFailForRegion(ks::CLLocationManager&,
+                                                    const RegionPointer& region,
                                                     const ks::Error& error) {
+  if (region) rooms_->healthWatch.regionRefused(region->identifier());
   KSRegionMonitor::monitoringDidFailForRegion(error);
 }
 void KSProximityManager::didFailWithError(ks::CLLocationManager&, const ks::Error& error) {

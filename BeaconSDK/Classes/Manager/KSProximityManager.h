@@ -11,8 +11,10 @@
 #include "BeaconSDK/Classes/Beacon/KSProximityZone.h"
 #include "BeaconSDK/Classes/Manager/Common/EngineObserver.h"
 #include "BeaconSDK/Classes/Manager/Common/KSManagerNotifications.h"
+#include "BeaconSDK/Classes/Manager/Health/Health.h"
 #include "BeaconSDK/Classes/Manager/Zones/ZoneTables.h"
 #include "BeaconSDK/Classes/Network/KSContentDownload.h"
+#include "BeaconSDK/Classes/Settings/Consent.h"
 #include "BeaconSDK/Classes/Settings/KSSettingsManager.h"
 #include "BeaconSDK/Classes/Settings/Refinements.h"
 #include "BeaconSDK/Classes/Stats/StatsLedger.h"
@@ -42,10 +44,11 @@ class KSProximityManager : public ks::Object, private ks::CLLocationManagerDeleg
   static constexpr const char* kDefaultPortalURL = "https://portal.example.com/app";
 
   /// Restores zones and blocked contents from the cache folder. Null when that folder cannot be
-  /// created. Without `url` the default portal is used. `refinements` hold until the end.
+  /// created. Without `url` the default portal is used. `refinements` hold until the end, `consent`
+  /// until it is changed.
   static std::shared_ptr<KSProximityManager> initWithUsername(
       std::string username, std::string password, std::optional<ks::NSURL> url, ks::NSLocale locale,
-      const ks::Refinements& refinements = {});
+      const ks::Refinements& refinements = {}, const ks::Consent& consent = {});
   /// Switches the library's trace for the whole process. Any thread.
   static void enableLogging(bool enabled);
 
@@ -110,6 +113,16 @@ class KSProximityManager : public ks::Object, private ks::CLLocationManagerDeleg
   static std::shared_ptr<ks::Error> errorFromNotification(const ks::NSNotification& notification);
   /// Posts `notification` at once with the error under "error".
   void postError(const ks::Error& error, std::string notification);
+
+  /// The state of the library and of what it stands on, judged. Writes and removes a small file to
+  /// see whether the cache folder takes it.
+  ks::Health health() const;
+  const ks::Consent& consent() const;
+  /// Takes effect at once; see `ks::Consent`. Not kept: the application remembers its user's word.
+  void setConsent(const ks::Consent& consent);
+  /// Resets the library, for good, and removes everything that it holds on this device; see
+  /// `ks::HeldData`. The portal keeps what it was sent.
+  void purge();
 
   const ks::Refinements& refinements() const;
   /// What became of the statistics; absent unless they are kept.

@@ -95,6 +95,7 @@ void KSNetwork::setRefusalHandler(std::function<void(KSContentDownloadType)> han
 
 void KSNetwork::reset() { session_->reset(); }
 bool KSNetwork::isReset() const { return session_->isReset(); }
+void KSNetwork::setSendsIdentifiers(bool sends) { session_->setSendsIdentifiers(sends); }
 void KSNetwork::download(ks::NSURLRequest request) { session_->download(std::move(request)); }
 void KSNetwork::upload(ks::NSURLRequest request, UploadCompletion completion) {
   session_->upload(std::move(request), std::move(completion));

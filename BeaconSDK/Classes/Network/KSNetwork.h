@@ -110,6 +110,9 @@ class KSNetwork {
   /// then reported to nobody else. Set before the first download.
   void setRefusalHandler(std::function<void(KSContentDownloadType)> handler);
 
+  /// False leaves the device's identifier out of every request. True at first.
+  void setSendsIdentifiers(bool sends);
+
   using StatisticHandler = std::function<void(ks::Statistic)>;
   /// Hands each complete event to `handler` instead of posting it, on the posting thread. Set
   /// before the first event.

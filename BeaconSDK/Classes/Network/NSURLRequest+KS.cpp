@@ -184,7 +184,7 @@ void addCustomUserAgenttoRequest(NSURLRequest& request) {
   const std::string identifier = UIDeviceUUID::currentDeviceUUID();
   const std::string type = UIDeviceUUID::advertisingType();
   if (!identifier.empty() && !type.empty()) {
-    request.headers.set("X-KSL-UID", identifier + " " + type);
+    request.headers.set(kIdentifierField, identifier + " " + type);
   }
   const auto version = Platform::current().libraryBundle().shortVersionString;
   if (version && !version->empty()) request.headers.set("X-KSL-SdkVersion", "ios v." + *version);

@@ -29,6 +29,9 @@ struct NSURLQueryItem {
 /// `unsupportedURL`.
 namespace NSURLRequestKS {
 
+/// The field with the device's or the advertising identifier.
+inline constexpr const char* kIdentifierField = "X-KSL-UID";
+
 /// GET "/contents/categories".
 NSURLRequest contentCategoryRequest(const NSURL& rootURL);
 

@@ -44,11 +44,13 @@ PortalSession::~PortalSession() {
 
 void PortalSession::download(NSURLRequest request) {
   if (isReset_) return;
+  if (!sendsIdentifiers_) request.headers.remove(NSURLRequestKS::kIdentifierField);
   urlSession_->downloadTaskWithRequest(std::move(request))->resume();
 }
 
 void PortalSession::upload(NSURLRequest request, UploadCompletion completion) {
   if (isReset_) return;
+  if (!sendsIdentifiers_) request.headers.remove(NSURLRequestKS::kIdentifierField);
   const auto file = nextUploadFile(clock_.now());
   if (!writeFileAtomically(file, request.httpBody)) {
     NSLog("%@", NSErrorHelpers::errorWithDescription("Cannot write " + file.string()));

@@ -38,6 +38,7 @@ class PortalSession : public NSURLSessionDelegate {
   void upload(NSURLRequest request, UploadCompletion completion);
   void reset();
   bool isReset() const { return isReset_; }
+  void setSendsIdentifiers(bool sends) { sendsIdentifiers_ = sends; }
   std::function<void()> backgroundSessionCompletionHandler() const;
   void setBackgroundSessionCompletionHandler(std::function<void()> handler);
 
@@ -68,6 +69,7 @@ class PortalSession : public NSURLSessionDelegate {
   bool documentIsParsed_ = false;
   std::shared_ptr<NSURLSession> urlSession_;
   std::atomic<bool> isReset_{false};
+  std::atomic<bool> sendsIdentifiers_{true};
   mutable std::mutex handlerMutex_;
   std::function<void()> backgroundSessionCompletionHandler_;
   std::mutex uploadsMutex_;

@@ -15,7 +15,6 @@ namespace {
 constexpr std::string_view kTagsFile = "KSProximityManager/KSAppTags.dat";
 constexpr std::string_view kCategoriesFile = "KSProximityManager/KSAppCategories.dat";
 constexpr std::string_view kSettingsFile = "KSProximityManager/KSAppSettings.dat";
-constexpr std::string_view kEnabledKey = "enabledContentIdentifiers";
 
 constexpr const char* kLocalCategoryName = "new";
 
@@ -210,6 +209,7 @@ ks::Dictionary KSSettingsManager::tags() const {
 
 void KSSettingsManager::setTag(const std::string& key, const std::string& value) {
   const std::lock_guard lock(tagsMutex_);
+  if (!keepsTags_) return;
   if (areTagsUnread_) loadTags();
   if (!aTags_) aTags_.emplace().isMutable = true;
   aTags_->set(key, value);
@@ -230,8 +230,18 @@ void KSSettingsManager::clearTags() {
   saveTags();
 }
 
+void KSSettingsManager::setKeepsTags(bool keeps) {
+  const std::lock_guard lock(tagsMutex_);
+  keepsTags_ = keeps;
+  if (keeps) return;
+  areTagsUnread_ = false;
+  aTags_.reset();
+  std::error_code ignored;
+  std::filesystem::remove(file(kTagsFile), ignored);
+}
+
 void KSSettingsManager::saveTags() const {
   const std::lock_guard lock(tagsMutex_);
-  if (areTagsUnread_) return;
+  if (areTagsUnread_ || !keepsTags_) return;
   ks::NSKeyedArchiver::archiveRootObject(aTags_.value_or(ks::Dictionary{}), file(kTagsFile));
 }

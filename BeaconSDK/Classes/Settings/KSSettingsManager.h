@@ -68,6 +68,11 @@ class KSSettingsManager : public std::enable_shared_from_this<KSSettingsManager>
   void deleteTag(const std::string& key);
   void clearTags();
   void saveTags() const;
+  /// False removes the tags and their file, and takes no other. True at first.
+  void setKeepsTags(bool keeps);
+
+  /// Key of the enabled categories in their file.
+  static constexpr std::string_view kEnabledKey = "enabledContentIdentifiers";
 
  private:
   struct Key {};
@@ -102,6 +107,7 @@ class KSSettingsManager : public std::enable_shared_from_this<KSSettingsManager>
   std::optional<ks::Dictionary> aTags_;
   /// As `isEnabledUnread_`.
   bool areTagsUnread_ = false;
+  bool keepsTags_ = true;
 
   std::mutex completionMutex_;
   std::vector<CompletionBlock> contentLoadedCompletionBlocks_;

@@ -8,6 +8,7 @@ std::span<const Refinements::Named> Refinements::named() {
       {"categoriesFromFirstList", &Refinements::categoriesFromFirstList},
       {"keptStatistics", &Refinements::keptStatistics},
       {"everyAnnouncement", &Refinements::everyAnnouncement},
+      {"steadyClock", &Refinements::steadyClock},
       {"oneActivation", &Refinements::oneActivation},
       {"startAlwaysAnswers", &Refinements::startAlwaysAnswers},
   };

@@ -18,9 +18,10 @@ struct Refinements {
   bool keptStatistics = false;
   /// Announcements do not replace each other.
   bool everyAnnouncement = false;
+  /// Delays and blocks follow elapsed time, whoever sets the wall clock.
+  bool steadyClock = false;
   /// One registration for application events, however often the library starts.
   bool oneActivation = false;
-
   /// Each start completes, with a result or an error, also when the portal refuses the user.
   bool startAlwaysAnswers = false;
 

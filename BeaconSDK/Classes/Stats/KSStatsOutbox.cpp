@@ -92,13 +92,27 @@ void KSStatsOutbox::add(std::string url, ks::Data body, ks::Date now) {
   const auto milliseconds = static_cast<std::int64_t>(ks::secondsSince1970(now) * 1000);
   Event event{std::move(url), std::move(body),
               fmt::format("{}-{:x}-{}", origin_, milliseconds, number)};
+  write(number, std::move(event));
+  makeRoom();
+  sendNext();
+}
+
+void KSStatsOutbox::write(std::int64_t number, Event event) {
   const ks::Dictionary archived{
       {"url", event.url}, {"body", event.body}, {"key", event.idempotencyKey}};
   if (!ks::NSKeyedArchiver::archiveRootObject(archived, fileOf(number))) {
-    unwritten_.emplace(number, std::move(event));
+    unwritten_.insert_or_assign(number, std::move(event));
   }
-  makeRoom();
-  sendNext();
+}
+
+void KSStatsOutbox::forgetOrigin() {
+  const std::string earlier = std::exchange(origin_, kNoOrigin);
+  for (std::int64_t number = firstWaiting(); number <= ledger_.made; ++number) {
+    auto event = read(number);
+    if (!event || !event->idempotencyKey.starts_with(earlier)) continue;
+    event->idempotencyKey.replace(0, earlier.size(), kNoOrigin);
+    write(number, std::move(*event));
+  }
 }
 
 void KSStatsOutbox::makeRoom() {

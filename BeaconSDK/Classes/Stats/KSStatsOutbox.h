@@ -30,6 +30,9 @@ class KSStatsOutbox : public std::enable_shared_from_this<KSStatsOutbox> {
   static constexpr ks::Seconds kFirstPause{5};
   static constexpr ks::Seconds kLongestPause{900};
 
+  /// Begins the keys of a device without an identifier.
+  static constexpr const char* kNoOrigin = "anonymous";
+
   struct Event {
     std::string url;
     ks::Data body;
@@ -54,6 +57,8 @@ class KSStatsOutbox : public std::enable_shared_from_this<KSStatsOutbox> {
   void stop();
   /// Removes all events and the ledger.
   void purge();
+  /// Takes the origin out of the waiting events' keys and begins further ones without it.
+  void forgetOrigin();
 
   const ks::StatsLedger& ledger() const { return ledger_; }
   /// Seconds until the next attempt after the last failure; the first pause when there was none.
@@ -65,6 +70,8 @@ class KSStatsOutbox : public std::enable_shared_from_this<KSStatsOutbox> {
   std::int64_t firstWaiting() const { return ledger_.settled() + 1; }
   std::filesystem::path fileOf(std::int64_t number) const;
   std::optional<Event> read(std::int64_t number) const;
+  /// Kept in memory when it cannot be written.
+  void write(std::int64_t number, Event event);
   void makeRoom();
   void settle(std::int64_t& counter);
   /// Replies to any but the latest attempt are ignored.
@@ -72,7 +79,7 @@ class KSStatsOutbox : public std::enable_shared_from_this<KSStatsOutbox> {
 
   const std::filesystem::path folder_;
   const std::string rootURL_;
-  const std::string origin_;
+  std::string origin_;
   const Sender sender_;
   ks::StatsLedger ledger_;
   /// Events whose file could not be written.

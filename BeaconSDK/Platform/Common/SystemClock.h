@@ -1,17 +1,19 @@
 #pragma once
 
-#include "BeaconSDK/Platform/Api/Foundation.h"
+#include "BeaconSDK/Platform/Api/ContinuousClock.h"
 
 namespace ks {
 
 /// Seconds since the machine started, standing still while it sleeps. Any thread.
 Seconds monotonicUptime();
 
-/// The machine's wall clock and its monotonic clock.
-class SystemClock : public Clock {
+/// The machine's wall clock and its monotonic clocks.
+class SystemClock : public ContinuousClock {
  public:
   Date now() const override;
   Seconds uptime() const override { return monotonicUptime(); }
+  Seconds continuousUptime() const override;
+  std::string bootIdentifier() const override;
 };
 
 }  // namespace ks

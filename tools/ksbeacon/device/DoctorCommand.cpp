@@ -66,6 +66,7 @@ void printText(const ServiceState& state, bool colours) {
 void printJson(const ServiceState& state) {
   std::cout << jsonText(Dictionary{{"service", state.name},
                                    {"usable", state.usable},
+                                   {"reason", state.usable ? Value(Null{}) : reasonFor(state)},
                                    {"detail", state.detail},
                                    {"mend", state.mend.empty() ? Value(Null{}) : state.mend}})
             << '\n';

@@ -2,12 +2,14 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <csignal>
 #include <iostream>
 #include <utility>
 
 #include "BeaconSDK/Platform/Linux/LinuxApplication.h"
 #include "BeaconSDK/Platform/Linux/Notifications/LinuxNotificationCenter.h"
+#include "tools/ksbeacon/device/Services.h"
 #include "tools/ksbeacon/host/HostDetails.h"
 #include "tools/ksbeacon/host/TimelineMarks.h"
 #include "tools/ksbeacon/output/Complaint.h"
@@ -30,8 +32,11 @@ LibraryRun::LibraryRun(LibraryRunOptions options)
       device_(watched(options_.platform, transfers_)),
       printer_(std::cout, device_.clock().now(), options_.form),
       recorder_(std::make_shared<TimelineRecorder>(
-          timeline_, TimelineRecorder::Options{device_.clock().now(), options_.library.portalURL,
-                                               options_.everyRanging})),
+          timeline_, TimelineRecorder::Options{device_.clock().now(),
+                                               options_.library.portalURL,
+                                               options_.everyRanging,
+                                               {},
+                                               options_.library.refinements.exactStays})),
       recorded_(record()),
       platform_(std::make_shared<ObservedPlatform>(
           recorded_ ? static_cast<Platform&>(*recorded_) : device_, *recorder_)),
@@ -52,6 +57,7 @@ LibraryRun::LibraryRun(LibraryRunOptions options)
 }
 
 LibraryRun::~LibraryRun() {
+  healthPost_.reset();
   host_.reset();
   Platform::install(nullptr);
 }
@@ -98,6 +104,8 @@ int LibraryRun::run() {
       });
   serveNotifications();
   device_.linuxApplication().becomeActive();
+  healthPost_.emplace(options_.statusSocket, options_.metrics, device_.mainQueue(),
+                      [this] { return health(); });
   serviceManager_.ready();
   watch();
   loop_.run();
@@ -147,6 +155,31 @@ void LibraryRun::stop() {
   call("stop");
   if (transfers_->underWay() == 0) return loop_.quit();
   farewell_.arm(device_.mainQueue(), kFarewell, [this] { loop_.quit(); });
+}
+
+bool LibraryRun::matters(const std::string& reason, const ks::Health& health) const {
+  if (reason == ks::AilmentReason::positions) return health.wantsPositions;
+  if (reason == "notifications") return options_.library.showsNotifications;
+  // A portal that answers needs no route to anywhere else.
+  if (reason == "network") return health.failingSince.has_value();
+  return reason == ks::AilmentReason::bluetooth || reason == ks::AilmentReason::folders;
+}
+
+ks::Health LibraryRun::health() {
+  // Between two attempts to make it there is none.
+  KSProximityManager* const manager = host_->manager();
+  Health health = manager == nullptr ? Health() : manager->health();
+  health.receiverGain = options_.platform.receiverGain.value;
+  for (const ServiceState& state : device_.serviceStates()) {
+    if (state.usable) continue;
+    const std::string reason = reasonFor(state);
+    if (!matters(reason, health)) continue;
+    const auto found = std::ranges::find(health.ailments, reason, &ks::Ailment::reason);
+    ks::Ailment& ailment =
+        found != health.ailments.end() ? *found : health.ailments.emplace_back(ks::Ailment{});
+    ailment = {reason, state.name + ": " + state.detail, state.mend};
+  }
+  return health;
 }
 
 void LibraryRun::watch() {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
@@ -9,6 +10,7 @@
 #include "BeaconSDK/Platform/Linux/Loop/MainLoop.h"
 #include "BeaconSDK/Platform/Location/Wakeup.h"
 #include "BeaconSDK/Platform/Recorded/RecordedPlatform.h"
+#include "tools/ksbeacon/device/HealthPost.h"
 #include "tools/ksbeacon/device/ServiceManager.h"
 #include "tools/ksbeacon/device/TransferWatch.h"
 #include "tools/ksbeacon/host/ObservedPlatform.h"
@@ -26,6 +28,10 @@ struct LibraryRunOptions {
   bool everyRanging = false;
   /// Takes down what enters the device. Null for nobody.
   std::unique_ptr<RecordingWriter> recording;
+  /// Where `ksbeacon status` asks.
+  std::filesystem::path statusSocket;
+  /// A file of metrics; empty: none.
+  std::filesystem::path metrics;
 };
 
 /// The library on this machine, from its launch to the end of the process. Installs the platform
@@ -56,6 +62,10 @@ class LibraryRun {
   void refresh();
   void stop();
   void watch();
+  /// The library's, with what its platform knows better.
+  ks::Health health();
+  /// Whether a service of the machine that is missing ails this run.
+  bool matters(const std::string& reason, const ks::Health& health) const;
 
   LibraryRunOptions options_;
   ServiceManager serviceManager_;
@@ -74,6 +84,7 @@ class LibraryRun {
   KSProximityManager::FetchCompletion fetched_;
   Wakeup watch_;
   Wakeup farewell_;
+  std::optional<HealthPost> healthPost_;
   bool stopping_ = false;
   int code_;
 };

@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <csignal>
 #include <filesystem>
 #include <memory>
@@ -21,6 +22,8 @@
 #include "tools/ksbeacon/output/Complaint.h"
 #include "tools/ksbeacon/output/ExitCode.h"
 #include "tools/ksbeacon/output/Terminal.h"
+#include "tools/ksbeacon/status/StateFolders.h"
+#include "tools/ksbeacon/status/StatusSocket.h"
 
 namespace ks::tool {
 
@@ -38,6 +41,8 @@ struct Arguments {
   std::vector<std::string> enabledCategories;
   std::vector<std::string> disabledCategories;
   std::vector<std::string> refinements;
+  std::vector<std::string> without;
+  std::string metrics;
   double receiverGain = 0;
   bool quiet = false;
   bool json = false;
@@ -102,9 +107,7 @@ LibraryRunOptions optionsFor(const Arguments& arguments, std::string password) {
     options.platform.publicKeyPins[asciiLowerCased(host)] = joinedPins(arguments.pins);
   }
   if (!arguments.state.empty()) {
-    const std::filesystem::path state = std::filesystem::absolute(arguments.state);
-    options.platform.folders =
-        LinuxFolders{{state / "caches", state / "documents", {}}, state / "state"};
+    options.platform.folders = stateFolders(arguments.state);
   }
   LibraryHost::Options& library = options.library;
   library.username = arguments.password.user;
@@ -117,6 +120,11 @@ LibraryRunOptions optionsFor(const Arguments& arguments, std::string password) {
   library.disabledCategories = arguments.disabledCategories;
   library.refinements =
       arguments.refinements.empty() ? ks::Refinements::all() : refinementsIn(arguments.refinements);
+  for (const auto& [name, member] : ks::Consent::named()) {
+    library.consent.*member = std::ranges::find(arguments.without, name) == arguments.without.end();
+  }
+  options.statusSocket = statusSocketPath(arguments.state);
+  if (!arguments.metrics.empty()) options.metrics = std::filesystem::absolute(arguments.metrics);
   library.showsNotifications = !arguments.quiet;
   library.log = arguments.log;
   options.form.form = arguments.json ? TimelinePrinter::Form::json : TimelinePrinter::Form::text;
@@ -164,6 +172,8 @@ void addRunCommand(CLI::App& app, int& code) {
       "  ksbeacon run ... --json | jq 'select(.kind == \"trigger\")'\n"
       "  ksbeacon run ... --record day.ksrec                  for ksbeacon replay\n"
       "  ksbeacon run ... --tag language=it --disable-category 2\n"
+      "  ksbeacon run ... --without positions,identifiers     what the user forbids\n"
+      "  ksbeacon run ... --metrics /var/lib/node_exporter/ksbeacon.prom\n"
       "  systemctl enable --now ksbeacon                      as a service of the machine\n"
       "The password comes from --password-file, else from the service manager's credential\n"
       "ksbeacon.password, else from the user's secret store, where this puts it:\n"
@@ -198,6 +208,18 @@ void addRunCommand(CLI::App& app, int& code) {
                    "Switch a content category off; may be given again")
       ->type_name("ID");
   addRefinementOption(*command, arguments->refinements, "all unless given");
+  std::vector<std::string> classes;
+  for (const auto& [name, member] : ks::Consent::named()) classes.emplace_back(name);
+  command
+      ->add_option("--without", arguments->without,
+                   "Classes of data neither to send nor to keep, separated by commas")
+      ->type_name("CLASSES")
+      ->delimiter(',')
+      ->check(CLI::IsMember(classes).description(""));
+  command
+      ->add_option("--metrics", arguments->metrics,
+                   "Write metrics to this file every 15 s, for a node exporter's folder")
+      ->type_name("FILE");
   command->add_option("--state", arguments->state, "Folder of its files instead of the user's own")
       ->type_name("DIR");
   command

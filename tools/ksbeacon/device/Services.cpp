@@ -1,6 +1,8 @@
 #include "tools/ksbeacon/device/Services.h"
 
 #include <algorithm>
+#include <cctype>
+#include <utility>
 
 #include "BeaconSDK/Platform/Linux/Machine/LinuxFolders.h"
 
@@ -48,6 +50,21 @@ ServiceState MachineView::bluetooth() const {
     if (state.name == kBluetooth) return state;
   }
   return {};
+}
+
+std::string reasonFor(const ServiceState& state) {
+  std::string reason;
+  bool startsWord = false;
+  for (const char letter : state.name) {
+    const auto byte = static_cast<unsigned char>(letter);
+    if (letter == ' ') {
+      startsWord = true;
+    } else {
+      reason += static_cast<char>(std::exchange(startsWord, false) ? std::toupper(byte)
+                                                                   : std::tolower(byte));
+    }
+  }
+  return reason;
 }
 
 std::string complaint(const ServiceState& state) {

@@ -29,6 +29,10 @@ class MachineView {
   static LinuxPlatformOptions optionsIn(const TemporaryFolder& folder);
 };
 
+/// The stable code of what is wrong when the service is not usable: "bluetooth", "secretStore"; the
+/// same as in `ks::AilmentReason` where the library knows of it.
+std::string reasonFor(const ServiceState& state);
+
 /// "Bluetooth: it is switched off (rfkill unblock bluetooth)".
 std::string complaint(const ServiceState& state);
 

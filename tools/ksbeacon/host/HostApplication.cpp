@@ -63,7 +63,8 @@ HostApplication::HostApplication(const Scenario& scenario,
   }
   Platform& seen = recorded_ ? static_cast<Platform&>(*recorded_) : device_;
   platform_ = std::make_shared<ObservedPlatform>(seen, *recorder_);
-  recorder_->follow(platform_->clock());
+  recorder_->follow(seen.clock());
+  platform_->clock().jump(launch.clockShift);
   Platform::install(platform_);
   library_.emplace(recorder_, options);
   observe();
@@ -159,6 +160,10 @@ void HostApplication::apply(const Scenario::Event& event) {
     case Kind::setPermission:
       say(fmt::format("location permission becomes {}", permissionName(event.permission)));
       device_.setAuthorizationStatus(event.permission);
+      return;
+    case Kind::moveClock:
+      say(fmt::format("the wall clock is set by {:+g} s", event.by.count()));
+      platform_->clock().jump(event.by);
       return;
     case Kind::retry:
       say("tries to start again");

@@ -34,6 +34,8 @@ class HostApplication {
     RecordingWriter* recording = nullptr;
     /// Also sets the application's tags and switches its categories off.
     bool first = true;
+    /// How far the wall clock is ahead of the scenario's.
+    Seconds clockShift{0};
   };
 
   /// Installs the device as the current platform and starts the library. The scenario and the

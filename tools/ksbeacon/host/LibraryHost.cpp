@@ -46,7 +46,7 @@ bool LibraryHost::launch(const std::string& announcement) {
   manager_.reset();
   manager_ = KSProximityManager::initWithUsername(
       options_.username, options_.password, NSURL{options_.portalURL},
-      Platform::current().currentLocale(), options_.refinements);
+      Platform::current().currentLocale(), options_.refinements, options_.consent);
   if (!manager_) {
     say("the library cannot be made: its cache folder is missing");
     return false;
@@ -75,6 +75,8 @@ void LibraryHost::startEnded(const std::optional<Error>& error) {
 
 void LibraryHost::transferEnded(const HttpExchange& exchange) {
   recorder_->transferEnded(exchange);
+  const auto ledger = manager_ ? manager_->statisticsLedger() : std::nullopt;
+  if (ledger) recorder_->checkLedger(*ledger);
   const bool isRefusal = exchange.status == 401 && !exchange.error &&
                          exchange.url.absoluteString == options_.portalURL + "/contents/categories";
   if (!isRefusal || !manager_) return;

@@ -22,6 +22,7 @@ class LibraryHost {
     std::string password;
     std::string portalURL;
     ks::Refinements refinements;
+    ks::Consent consent;
     /// Set at the launch.
     std::vector<std::pair<std::string, std::string>> tags;
     /// Switched when the library runs.

@@ -126,6 +126,7 @@ class ObservedServices : public LocationServices {
 
 ObservedPlatform::ObservedPlatform(Platform& device, LocationListener& listener)
     : ForwardingPlatform(device),
+      clock_(device.clock()),
       locationServices_(std::make_unique<ObservedServices>(device.locationServices(), listener)) {}
 
 }  // namespace ks::tool

@@ -3,21 +3,24 @@
 #include <memory>
 
 #include "BeaconSDK/Platform/Api/ForwardingPlatform.h"
+#include "BeaconSDK/Platform/Simulated/ShiftedClock.h"
 #include "tools/ksbeacon/timeline/LocationListener.h"
 
 namespace ks::tool {
 
 /// Another platform with an ear on its location service: all that the device tells the library
-/// about positions, regions and beacons reaches the listener first. Everything else is the other
-/// platform's.
+/// about positions, regions and beacons reaches the listener first. Its wall clock may be set
+/// against the device's. Everything else is the other platform's.
 class ObservedPlatform : public ForwardingPlatform {
  public:
   /// Both must outlive the recording platform.
   ObservedPlatform(Platform& device, LocationListener& listener);
 
+  ShiftedClock& clock() override { return clock_; }
   LocationServices& locationServices() override { return *locationServices_; }
 
  private:
+  ShiftedClock clock_;
   std::unique_ptr<LocationServices> locationServices_;
 };
 

@@ -53,6 +53,8 @@ class RunningHost : private CBCentralManagerDelegate {
   /// "launch", "fetch", "refresh", "openNotification", "stop", or a call of `LibraryHost`.
   void handle(const std::string& name, const Dictionary& arguments);
   void transferEnded(const HttpExchange& exchange) { library_.transferEnded(exchange); }
+  /// Null until the launch, and where the library could not be made.
+  KSProximityManager* manager() { return library_.manager(); }
 
  private:
   /// As often as systems for phones wake their applications.

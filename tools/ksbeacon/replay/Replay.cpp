@@ -39,6 +39,7 @@ class Process {
     LibraryHost::Options library = libraryOptionsIn(device_.host());
     if (options.refinements) library.refinements = *options.refinements;
     TimelineRecorder::Options lines = timelineOptionsIn(device_.host());
+    lines.exactStays = library.refinements.exactStays;
     lines.everyRanging = options.everyRanging;
     if (options.hasOtherRules()) device_.setIndependent();
     if (!otherPortal.empty()) useNetwork(library, lines, otherPortal);

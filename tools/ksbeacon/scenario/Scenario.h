@@ -76,6 +76,7 @@ struct Scenario {
       enableCategory,
       disableCategory,
       restart,
+      moveClock,
       retry,
       reset,
       openContent,
@@ -90,6 +91,8 @@ struct Scenario {
     CLAuthorizationStatus permission = CLAuthorizationStatus::authorizedAlways;
     /// How long the process stays dead.
     Seconds downtime{0};
+    /// How far ahead the wall clock is set; negative: back.
+    Seconds by{0};
   };
 
   /// What the portal does wrong from a moment on, until another.

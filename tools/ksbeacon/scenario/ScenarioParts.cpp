@@ -21,6 +21,8 @@ using Range = ObjectReader::Range;
 constexpr double kFarthest = 100000;
 constexpr Range kSpeed{0.01, 1000, " m/s"};
 constexpr Range kAccuracy{0, 10000, " metres"};
+/// A year either way.
+constexpr Range kClockJump{-31622400, 31622400, " s"};
 
 /// Request paths count from the portal's root.
 std::string readPath(ObjectReader& reader, std::string_view name,
@@ -268,12 +270,13 @@ Scenario::Event ScenarioParts::event(const JsonNode& node, const std::string& pa
   using Kind = Scenario::Event::Kind;
   // In the order of `Kind`.
   static const std::vector<std::string> kNames = {
-      "becomeActive", "resignActive", "backgroundFetch", "backgroundTransfer", "setPermission",
-      "setTag",       "deleteTag",    "clearTags",       "enableCategory",     "disableCategory",
-      "restart",      "retry",        "reset",           "openContent",        "showNotification"};
+      "becomeActive",   "resignActive",    "backgroundFetch", "backgroundTransfer",
+      "setPermission",  "setTag",          "deleteTag",       "clearTags",
+      "enableCategory", "disableCategory", "restart",         "moveClock",
+      "retry",          "reset",           "openContent",     "showNotification"};
   ObjectReader reader(
       node, path, mistakes_,
-      {"at", "do", "tag", "value", "category", "content", "permission", "downtime"});
+      {"at", "do", "tag", "value", "category", "content", "permission", "downtime", "by"});
   Scenario::Event event;
   event.at = readMoment(reader, "at", {0, until_.count()});
   event.kind = static_cast<Kind>(reader.choice("do", kNames));
@@ -306,6 +309,10 @@ Scenario::Event ScenarioParts::event(const JsonNode& node, const std::string& pa
     case Kind::restart:
       own = {"downtime"};
       event.downtime = readMoment(reader, "downtime", {0, until_.count()}, Seconds{0});
+      break;
+    case Kind::moveClock:
+      own = {"by"};
+      event.by = Seconds{reader.number("by", kClockJump)};
       break;
     default:
       break;

@@ -32,7 +32,8 @@ RepeatedWalks repeatWalks(const Scenario& scenario, SimulationOptions options,
     walks.portalIsSilent = result.portalIsSilent;
     if (!walks.failure.empty() || walks.interrupted || walks.portalIsSilent) return walks;
     for (const std::string& content : fired) ++walks.fired[content];
-    if (std::ranges::all_of(result.outcomes, &Expectations::Outcome::met)) ++walks.asExpected;
+    const bool isMet = std::ranges::all_of(result.outcomes, &Expectations::Outcome::met);
+    if (isMet && result.breaches == 0) ++walks.asExpected;
     if (whole) whole(static_cast<double>(walks.walks + 1) / static_cast<double>(count));
   }
   return walks;

@@ -87,6 +87,12 @@ int judge(const Scenario& scenario, const SimulationResult& result, bool json) {
                                 outcome.expectation->line, outcome.expected, outcome.happened),
                     kFailure);
   }
+  if (result.breaches > 0) {
+    return complain(fmt::format("{}: what must always hold did not, {} times; see the lines of the "
+                                "kind \"breach\"",
+                                scenario.file.string(), result.breaches),
+                    kFailure);
+  }
   if (!json && !result.outcomes.empty()) {
     std::cout << fmt::format("all {} expectations met\n", result.outcomes.size());
   }

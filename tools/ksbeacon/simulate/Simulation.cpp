@@ -49,6 +49,7 @@ TimelineRecorder::Options recorderOptions(const Scenario& scenario, std::string 
     const SimulatedBeacon& radio = beacon.radio;
     options.beaconNames[{radio.proximityUUID, radio.major, radio.minor}] = beacon.name;
   }
+  options.exactStays = scenario.application.refinements.exactStays;
   return options;
 }
 
@@ -122,6 +123,7 @@ class Run {
     launch.recording = options_.recording;
     launch.first = std::exchange(first_, false);
     hasProcess_ = true;
+    launch.clockShift = clockShift_;
     application_ = std::make_unique<HostApplication>(scenario_, recorder_, launch);
   }
 
@@ -134,6 +136,7 @@ class Run {
 
   void apply(const Scenario::Event& event) {
     if (event.kind == Scenario::Event::Kind::setPermission) permission_ = event.permission;
+    clockShift_ += event.by;
     if (application_) {
       application_->apply(event);
     } else {
@@ -179,6 +182,7 @@ class Run {
   std::string url_;
   Seconds end_;
   CLAuthorizationStatus permission_;
+  Seconds clockShift_{0};
   /// Of a device that nobody wants to keep.
   std::unique_ptr<TemporaryFolder> temporary_;
   std::multimap<Seconds, std::function<void()>> agenda_;
@@ -240,6 +244,7 @@ SimulationResult simulate(const Scenario& scenario, const SimulationOptions& opt
   if (server) server->stop();
   if (result.interrupted) return result;
   result.portalIsSilent = !isOwnPortal && silences > 0 && replies == 0;
+  result.breaches = recorder->breaches();
   result.outcomes = expectations.outcomes(run.end());
   for (const Expectations::Outcome& outcome : result.outcomes) {
     recorder->say(TimelineKind::expectation,

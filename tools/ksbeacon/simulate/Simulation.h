@@ -49,6 +49,8 @@ struct SimulationResult {
   /// Another portal was asked and answered nothing at all.
   bool portalIsSilent = false;
   std::vector<Expectations::Outcome> outcomes;
+  /// Lines of the kind "breach": what must always hold did not.
+  std::int64_t breaches = 0;
 };
 
 /// Lives through the scenario, adding each thing that happens to the timeline. Occupies the

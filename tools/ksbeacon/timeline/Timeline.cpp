@@ -20,7 +20,11 @@ const char* colourOf(const TimelineEvent& event) {
       return "\033[32m";
     case TimelineKind::refusal:
     case TimelineKind::dwelling:
+    case TimelineKind::withheld:
       return "\033[33m";
+    case TimelineKind::login:
+    case TimelineKind::breach:
+      return "\033[31m";
     case TimelineKind::expectation:
       return event.details["met"].boolValue() ? "\033[32m" : "\033[31m";
     case TimelineKind::application:

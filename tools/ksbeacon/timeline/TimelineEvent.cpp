@@ -10,8 +10,9 @@ namespace ks::tool {
 namespace {
 
 constexpr std::array kKindNames = {
-    "application", "position",     "region",    "ranging", "request", "trigger", "dwelling",
-    "refusal",     "notification", "statistic", "http",    "cache",   "log",     "expectation"};
+    "application", "position",    "region",       "ranging",   "request", "trigger",
+    "dwelling",    "refusal",     "notification", "statistic", "http",    "cache",
+    "log",         "expectation", "withheld",     "login",     "breach"};
 
 }  // namespace
 

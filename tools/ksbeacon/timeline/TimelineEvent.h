@@ -23,6 +23,9 @@ enum class TimelineKind {
   cache,
   log,
   expectation,
+  withheld,
+  login,
+  breach,
 };
 
 /// "position", ...

@@ -79,6 +79,21 @@ std::string regionInWords(const CLRegion& region) {
 
 }  // namespace
 
+TimelineRecorder::TimelineRecorder(Timeline& timeline, Options options)
+    : timeline_(timeline),
+      options_(std::move(options)),
+      watch_(
+          [this](const ks::InvariantWatch::Breach& breach) {
+            say(TimelineKind::breach, breach.text,
+                {{"invariant", breach.invariant}, {"text", breach.text}});
+          },
+          options_.exactStays) {}
+
+std::int64_t TimelineRecorder::breaches() {
+  watch_.settle();
+  return watch_.breaches();
+}
+
 void TimelineRecorder::add(TimelineEvent event) {
   event.at = clock_ == nullptr ? Seconds{0} : clock_->now() - options_.start;
   timeline_.add(event);
@@ -98,7 +113,33 @@ void TimelineRecorder::say(TimelineKind kind, std::string text, Dictionary detai
 }
 
 void TimelineRecorder::triggerDecided(const ks::TriggerDecision& decision) {
+  watch_.triggerDecided(decision);
   add(timelineEventFor(decision));
+}
+
+void TimelineRecorder::contentWithheld(const ks::ContentWithheld& withheld) {
+  const auto list = [](const std::vector<std::string>& names) {
+    return Array(std::vector<Value>(names.begin(), names.end()));
+  };
+  std::string sent;
+  if (!withheld.disabledCategories.empty()) {
+    sent += fmt::format(", without categories {}", fmt::join(withheld.disabledCategories, ", "));
+  }
+  if (!withheld.tags.empty()) {
+    sent += fmt::format(", with tags {}", fmt::join(withheld.tags, ", "));
+  }
+  const std::string again = dateInUTC(withheld.asksAgain);
+  say(TimelineKind::withheld,
+      fmt::format("the portal has no content for {}{}; asked again from {}", withheld.beacon, sent,
+                  again),
+      {{"beacon", withheld.beacon},
+       {"disabledCategories", list(withheld.disabledCategories)},
+       {"tags", list(withheld.tags)},
+       {"asksAgain", again}});
+}
+
+void TimelineRecorder::loginRefused() {
+  say(TimelineKind::login, "the portal refuses the user's name or password", {{"accepted", false}});
 }
 
 void TimelineRecorder::contentRequested(const ks::ContentRequest& request) {
@@ -125,6 +166,7 @@ void TimelineRecorder::regionActivityChanged(const ks::RegionActivity& activity)
 }
 
 void TimelineRecorder::located(const CLLocation& location) {
+  watch_.settle();
   say(TimelineKind::position,
       fmt::format("{:.6f}, {:.6f}, accuracy {:g} m", location.coordinate.latitude,
                   location.coordinate.longitude, location.horizontalAccuracy.value),
@@ -134,6 +176,7 @@ void TimelineRecorder::located(const CLLocation& location) {
 }
 
 void TimelineRecorder::regionChanged(const CLRegion& region, CLRegionState state) {
+  watch_.settle();
   static constexpr const char* kStates[] = {"unknown", "inside", "outside"};
   const char* const text = kStates[static_cast<std::size_t>(state)];
   say(TimelineKind::region, fmt::format("{}: {}", region.identifier(), text),
@@ -141,6 +184,7 @@ void TimelineRecorder::regionChanged(const CLRegion& region, CLRegionState state
 }
 
 void TimelineRecorder::ranged(const CLBeaconRegion& region, const std::vector<CLBeacon>& beacons) {
+  watch_.settle();
   TimelineEvent event;
   event.kind = TimelineKind::ranging;
   event.text = changesIn(region, beacons);

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "BeaconSDK/Classes/Manager/Common/EngineObserver.h"
+#include "BeaconSDK/Classes/Manager/Health/InvariantWatch.h"
 #include "BeaconSDK/Platform/Api/Foundation.h"
 #include "BeaconSDK/Platform/Http/HttpURLLoadingSystem.h"
 #include "tools/ksbeacon/timeline/LocationListener.h"
@@ -15,7 +16,8 @@
 
 namespace ks::tool {
 
-/// Turns what the device, the engine and the transfers report into lines of the timeline.
+/// Turns what the device, the engine and the transfers report into lines of the timeline, and
+/// watches what must always hold.
 ///
 /// Lines hold nothing of the machine that the program runs on: no port, no path, and in a
 /// simulation no real time. Everything runs on the device's own thread.
@@ -33,11 +35,12 @@ class TimelineRecorder : public ks::EngineObserver, public LocationListener {
     bool everyRanging = true;
     /// What the timeline calls the beacons; one without a name is called "UUID:MAJOR:MINOR".
     std::map<BeaconIdentity, std::string> beaconNames = {};
+    /// What the application asks of stays, as `ks::Refinements` has it.
+    bool exactStays = false;
   };
 
   /// The timeline must outlive the recorder.
-  TimelineRecorder(Timeline& timeline, Options options)
-      : timeline_(timeline), options_(std::move(options)) {}
+  TimelineRecorder(Timeline& timeline, Options options);
 
   const Options& options() const { return options_; }
   /// The clock of the device that reports from now on.
@@ -50,6 +53,12 @@ class TimelineRecorder : public ks::EngineObserver, public LocationListener {
   void contentRequested(const ks::ContentRequest& request) override;
   void cacheWritten(const ks::CacheWrite& write) override;
   void regionActivityChanged(const ks::RegionActivity& activity) override;
+  void statisticMade(const ks::StatisticMade& statistic) override {
+    watch_.statisticMade(statistic);
+  }
+  void contentWithheld(const ks::ContentWithheld& withheld) override;
+  void loginRefused() override;
+  void neighbourhoodForgotten() override { watch_.neighbourhoodForgotten(); }
 
   void located(const CLLocation& location) override;
   void regionChanged(const CLRegion& region, CLRegionState state) override;
@@ -57,6 +66,10 @@ class TimelineRecorder : public ks::EngineObserver, public LocationListener {
   void monitoringFailed(const CLRegion* region, const Error& error) override;
 
   void transferEnded(const HttpExchange& exchange);
+  /// The ledger of kept statistics, between two events.
+  void checkLedger(const ks::StatsLedger& ledger) { watch_.check(ledger); }
+  /// How many lines of the kind "breach" there are, once nothing more happens.
+  std::int64_t breaches();
 
  private:
   void add(TimelineEvent event);
@@ -73,6 +86,7 @@ class TimelineRecorder : public ks::EngineObserver, public LocationListener {
   const Options options_;
   const Clock* clock_ = nullptr;
   RangingChanges rangingChanges_;
+  InvariantWatch watch_;
 };
 
 }  // namespace ks::tool

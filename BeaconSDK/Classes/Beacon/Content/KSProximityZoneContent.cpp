@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <functional>
 
+#include "BeaconSDK/Classes/Beacon/Content/KSZoneClock.h"
 #include "BeaconSDK/Classes/Common/Foundation/Formatting.h"
-#include "BeaconSDK/Platform/Api/Platform.h"
 #include "BeaconSDK/Platform/Api/Property.h"
 
 using ks::property;
@@ -15,9 +15,6 @@ namespace {
 constexpr double kFireOnceDelay = -1.0;
 /// The block of a content that fires once, in seconds: the largest signed machine word.
 constexpr double kBlockedForGood = 9223372036854775807.0;
-
-/// The moment comes from the seam's clock.
-ks::Date currentDate() { return ks::Platform::current().clock().now(); }
 
 }  // namespace
 
@@ -86,20 +83,20 @@ ks::TriggerVerdict KSProximityZoneContent::evaluateTriggerTwice(ks::Date now) co
 }
 
 bool KSProximityZoneContent::canTriggerAction(std::int64_t seenProximity) const {
-  const auto verdict = evaluateTrigger(seenProximity, currentDate());
+  const auto verdict = evaluateTrigger(seenProximity, KSZoneClock::now());
   verdict.trace();
   return verdict.canTrigger();
 }
 
 bool KSProximityZoneContent::canTriggerAction() const {
-  const auto verdict = evaluateTrigger(std::nullopt, currentDate());
+  const auto verdict = evaluateTrigger(std::nullopt, KSZoneClock::now());
   verdict.trace();
   return verdict.canTrigger();
 }
 
 void KSProximityZoneContent::updateEventDetectionCounter() {
   if (notifyAfterEventsCount == 1) return;
-  const ks::Date now = currentDate();
+  const ks::Date now = KSZoneClock::now();
   const double elapsed = ks::secondsBetween(firstEventDetectedOn.value_or(now), now);
   if (eventDetectionCounter == 0) {
     firstEventDetectedOn = now;
@@ -112,7 +109,7 @@ void KSProximityZoneContent::updateEventDetectionCounter() {
 }
 
 void KSProximityZoneContent::trigger() {
-  const ks::Date now = currentDate();
+  const ks::Date now = KSZoneClock::now();
   lastActionTriggerDate_ = now;
   blockedUntilDate =
       now + ks::Seconds{repeatDelay > kFireOnceDelay ? repeatDelay : kBlockedForGood};

@@ -36,6 +36,7 @@ class KSBatteryStatus : public ks::CBCentralManagerDelegate {
   static std::optional<std::string> keyForBeacon(const KSPrivateBeacon& beacon);
   /// The level in a beacon's service data, of either layout; nothing for data of another length.
   static std::optional<std::uint8_t> levelInServiceData(const ks::Data& data);
+  ks::CBManagerState radioState() const { return centralManager_->state(); }
   void startScanningIfNeeded();
   void stopScanningIfNeeded();
 

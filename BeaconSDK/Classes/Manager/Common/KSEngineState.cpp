@@ -2,13 +2,6 @@
 
 #include <utility>
 
-namespace {
-
-constexpr const char* kLastLocationsRefreshDateKey = "KSLastLocationsRefreshDate";
-constexpr const char* kErrorHappenedKey = "ErrorHappened";
-
-}  // namespace
-
 void KSEngineState::store(const char* key, ks::Value value) {
   defaults_.setObject(key, std::move(value));
   defaults_.synchronize();

@@ -9,6 +9,10 @@
 /// defaults. Both are written through at once.
 class KSEngineState {
  public:
+  /// Keys of the user defaults.
+  static constexpr const char* kLastLocationsRefreshDateKey = "KSLastLocationsRefreshDate";
+  static constexpr const char* kErrorHappenedKey = "ErrorHappened";
+
   explicit KSEngineState(ks::NSUserDefaults& defaults) : defaults_(defaults) {}
 
   bool started = false;

@@ -6,9 +6,11 @@
 #include "BeaconSDK/Classes/Common/Foundation/NSError+Helpers.h"
 #include "BeaconSDK/Classes/Common/Foundation/NSFileManager+Helpers.h"
 #include "BeaconSDK/Classes/Common/Foundation/UIDevice+UUID.h"
+#include "BeaconSDK/Classes/Manager/Health/HeldData.h"
 
 KSEngineRooms::KSEngineRooms(ks::Platform& device, const KSPortalAccess& portal,
-                             const ks::Refinements& chosen, ks::CLLocationManagerDelegate& delegate)
+                             const ks::Refinements& chosen, const ks::Consent& consent,
+                             ks::CLLocationManagerDelegate& delegate)
     : refinements(chosen),
       platform(device),
       network(KSNetwork::initWithRootURL(platform, portal.rootURL, portal.locale, portal.username,
@@ -16,12 +18,14 @@ KSEngineRooms::KSEngineRooms(ks::Platform& device, const KSPortalAccess& portal,
       settingsManager(KSSettingsManager::initWithNetwork(network, mainQueue, refinements)),
       statsManager(KSStatsManager::initWithNetwork(network, clock)),
       outbox(refinements.keptStatistics ? makeOutbox(portal.rootURL.absoluteString) : nullptr),
-      locationAccess(platform.locationServices(), delegate, observer) {
+      locationAccess(platform.locationServices(), delegate, observer),
+      consent_(consent) {
   blockedContents.loadBlockedContents();
   cache.loadBeaconsForLocation([this](const std::shared_ptr<KSPrivateBeacon>& beacon) {
     return book.addUnlessKnown(beacon);
   });
   restoreStays();
+  applyConsent();
 }
 
 void KSEngineRooms::restoreStays() {
@@ -46,9 +50,12 @@ void KSEngineRooms::setManager(std::weak_ptr<const ks::Object> manager) {
   auto take = link.whileAlive(
       [this](KSContentDownloadType type, const std::optional<ks::Records>& content,
              const std::optional<ks::Dictionary>& metaData, const std::optional<ks::Error>& error) {
+        lookAtClock();
         if (error) {
+          healthWatch.downloadFailed(*error);
           intake.contentErrorWithType(type, *error);
         } else {
+          if (content) healthWatch.replied(type);
           intake.contentLoadedWithType(type, content, metaData);
         }
       });
@@ -83,17 +90,70 @@ std::shared_ptr<KSStatsOutbox> KSEngineRooms::makeOutbox(const std::string& root
   };
   return std::make_shared<KSStatsOutbox>(
       ks::NSFileManagerHelpers::cacheFilePath("KSProximityManager/statistics"), rootURL,
-      device.empty() ? "anonymous" : device, send, mainQueue);
+      device.empty() ? KSStatsOutbox::kNoOrigin : device, send, mainQueue);
 }
 
 void KSEngineRooms::loginRefused(KSContentDownloadType type) {
+  healthWatch.loginRefused();
   if (const auto watching = observer.get()) watching->loginRefused();
   if (!refinements.startAlwaysAnswers) return;
   intake.contentErrorWithType(type, ks::NSErrorHelpers::errorWithDescription(
                                         "The portal refuses the user's name or password"));
 }
 
+void KSEngineRooms::lookAtClock() {
+  healthWatch.lookAtClock();
+  clock.keep();
+}
+
+ks::Health KSEngineRooms::health() const {
+  ks::Health health = healthWatch.health();
+  health.started = state.started;
+  health.starting = state.starting;
+  health.permission = platform.locationServices().authorizationStatus();
+  health.isDeaf = network->isReset();
+  health.zonesKnown = cache.zonesKnown();
+  health.regionsMonitored = locationAccess.monitoredRegions().size();
+  health.wantsPositions = consent_.positions;
+  if (batteryStatus) health.adapter = batteryStatus->radioState();
+  if (outbox) {
+    health.statistics = outbox->ledger();
+    health.areStatisticsStuck = outbox->pause() > KSStatsOutbox::kFirstPause;
+  }
+  health.isCacheWritable = ks::HeldData::canWrite();
+  health.judge();
+  return health;
+}
+
+void KSEngineRooms::setConsent(const ks::Consent& consent) {
+  consent_ = consent;
+  applyConsent();
+}
+
+void KSEngineRooms::applyConsent() {
+  network->setSendsIdentifiers(consent_.identifiers);
+  settingsManager->setKeepsTags(consent_.tags);
+  stays.setCounts(consent_.statistics);
+  locationAccess.setKeepsPositions(consent_.positions);
+  if (!consent_.positions) {
+    regionMonitor.forgetPosition();
+    // The heads of its documents hold positions.
+    ks::HeldData::removeDocuments();
+  }
+  if (!outbox) return;
+  if (!consent_.statistics) outbox->purge();
+  if (!consent_.identifiers) outbox->forgetOrigin();
+}
+
+void KSEngineRooms::forgetHeld() {
+  blockedContents.forgetHeld();
+  stays.forgetHeld();
+  cache.forgetHeld();
+  if (outbox) outbox->purge();
+}
+
 void KSEngineRooms::takeStatistic(ks::Statistic statistic) {
+  if (!consent_.statistics) return;
   if (const auto watching = observer.get()) {
     watching->statisticMade({statistic.event, statistic.zone});
   }

@@ -3,11 +3,15 @@
 #include <memory>
 #include <string>
 
+#include "BeaconSDK/Classes/Beacon/Content/KSZoneClock.h"
+#include "BeaconSDK/Classes/Manager/Common/KSSteadyClock.h"
 #include "BeaconSDK/Classes/Manager/Engine/KSApplicationActivity.h"
 #include "BeaconSDK/Classes/Manager/Engine/KSContentIntake.h"
 #include "BeaconSDK/Classes/Manager/Engine/KSLifecycle.h"
 #include "BeaconSDK/Classes/Manager/Engine/KSRegionEvents.h"
+#include "BeaconSDK/Classes/Manager/Health/KSHealthWatch.h"
 #include "BeaconSDK/Classes/Manager/Triggers/KSContentNotifier.h"
+#include "BeaconSDK/Classes/Settings/Consent.h"
 #include "BeaconSDK/Classes/Settings/Refinements.h"
 #include "BeaconSDK/Classes/Stats/KSStatsOutbox.h"
 
@@ -27,19 +31,30 @@ class KSEngineRooms {
   /// Restores the caches. `device` outlives the rooms, which are given the parts of it that they
   /// use. `delegate` receives the location manager's events.
   KSEngineRooms(ks::Platform& device, const KSPortalAccess& portal,
-                const ks::Refinements& refinements, ks::CLLocationManagerDelegate& delegate);
+                const ks::Refinements& refinements, const ks::Consent& consent,
+                ks::CLLocationManagerDelegate& delegate);
   /// From now on the rooms act in the manager's name, and portal replies are taken.
   void setManager(std::weak_ptr<const ks::Object> manager);
+
+  ks::Health health() const;
+  const ks::Consent& consent() const { return consent_; }
+  void setConsent(const ks::Consent& consent);
+  /// Before the files are removed: nothing is written any more.
+  void forgetHeld();
+  /// At each event of the device: notices when somebody has set the wall clock.
+  void lookAtClock();
 
   const ks::Refinements refinements;
   ks::Platform& platform;
   ks::DispatchQueue& mainQueue = platform.mainQueue();
-  const ks::Clock& clock = platform.clock();
+  KSSteadyClock clock{platform.clock(), platform.userDefaults(), refinements.steadyClock};
+  KSZoneClock::Scope zoneClock{clock};
+  KSHealthWatch healthWatch{platform.clock()};
 
   KSManagerLink link{mainQueue, platform.notificationCenter()};
   KSObserverSlot observer;
   KSEngineState state{platform.userDefaults()};
-  KSBlockedContents blockedContents{platform, observer};
+  KSBlockedContents blockedContents{platform, observer, clock};
   KSZoneCache cache{platform, observer, blockedContents};
   std::shared_ptr<KSNetwork> network;
   std::shared_ptr<KSSettingsManager> settingsManager;
@@ -49,7 +64,7 @@ class KSEngineRooms {
   /// Null until the engine first runs.
   std::unique_ptr<KSBatteryStatus> batteryStatus;
   KSZoneStatistics statistics{*statsManager, *settingsManager, batteryStatus};
-  KSStays stays{platform, statistics, observer, refinements};
+  KSStays stays{platform, statistics, observer, refinements, clock};
   KSContentDelivery delivery{link, blockedContents, statistics};
   KSDwellingZones dwelling{delivery, statistics, observer,
                            clock,    mainQueue,  platform.application()};
@@ -66,7 +81,7 @@ class KSEngineRooms {
                                   regionMonitor, refresh, contentRequests, refinements, clock};
   KSNeighbourhood neighbourhood{state, locationAccess, regionMonitor, refresh,
                                 book,  dwelling,       cache,         stays};
-  KSRegionEvents regionEvents{cache, book, tracker, trigger, stays, neighbourhood};
+  KSRegionEvents regionEvents{cache, book, tracker, trigger, stays, neighbourhood, refinements};
   KSApplicationActivity activity{
       link, state, refresh, *settingsManager, refinements, platform.notificationCenter(), clock};
   KSLifecycle lifecycle{platform,         link,          state,          *network,
@@ -77,7 +92,10 @@ class KSEngineRooms {
 
  private:
   void restoreStays();
+  void applyConsent();
   void loginRefused(KSContentDownloadType type);
   std::shared_ptr<KSStatsOutbox> makeOutbox(const std::string& rootURL);
   void takeStatistic(ks::Statistic statistic);
+
+  ks::Consent consent_;
 };

@@ -82,9 +82,19 @@ void KSRegionEvents::endEnteredStay(const std::shared_ptr<KSPrivateBeacon>& beac
 void KSRegionEvents::geofenceLeft(const std::shared_ptr<KSGeofence>& geofence) {
   trigger_.endDwelling(*geofence);
   const auto content = geofence->content();
-  if (!geofence->sentEnterEvent() || (content && content->eventIsEnter)) return;
-  kManagerLog(kDetermine, "On exit noranging beacon content event");
-  countAndCheck(geofence, false);
+  if (!geofence->sentEnterEvent()) return;
+  if (!content || !content->eventIsEnter) {
+    kManagerLog(kDetermine, "On exit noranging beacon content event");
+    countAndCheck(geofence, false);
+  }
+  // The border of a circle that took the place of another is not crossed.
+  if (refinements_.exactStays) endStay(geofence);
+}
+
+void KSRegionEvents::endStay(const std::shared_ptr<KSGeofence>& geofence) {
+  stays_.end(geofence);
+  const std::lock_guard lock(cache_.geofencesMutex());
+  geofence->setInRange(false);
 }
 
 void KSRegionEvents::countAndCheck(const std::shared_ptr<KSProximityZone>& zone, bool isEnter) {
@@ -95,7 +105,7 @@ void KSRegionEvents::countAndCheck(const std::shared_ptr<KSProximityZone>& zone,
 
 void KSRegionEvents::didEnterRegion(const ks::CLRegion& region) {
   const auto geofence = cache_.geofenceForRegion(region.identifier());
-  if (!geofence) return;
+  if (!geofence || (refinements_.exactStays && geofence->sentEnterEvent())) return;
   {
     const std::lock_guard lock(cache_.geofencesMutex());
     geofence->setInRange(true);
@@ -105,8 +115,6 @@ void KSRegionEvents::didEnterRegion(const ks::CLRegion& region) {
 
 void KSRegionEvents::didExitRegion(const ks::CLRegion& region) {
   const auto geofence = cache_.geofenceForRegion(region.identifier());
-  if (!geofence) return;
-  stays_.end(geofence);
-  const std::lock_guard lock(cache_.geofencesMutex());
-  geofence->setInRange(false);
+  if (!geofence || (refinements_.exactStays && !geofence->sentEnterEvent())) return;
+  endStay(geofence);
 }

@@ -14,13 +14,15 @@
 class KSRegionEvents {
  public:
   KSRegionEvents(KSZoneCache& cache, const KSRegionBook& book, KSProximityTracker& tracker,
-                 KSContentTrigger& trigger, KSStays& stays, KSNeighbourhood& neighbourhood)
+                 KSContentTrigger& trigger, KSStays& stays, KSNeighbourhood& neighbourhood,
+                 const ks::Refinements& refinements)
       : cache_(cache),
         book_(book),
         tracker_(tracker),
         trigger_(trigger),
         stays_(stays),
-        neighbourhood_(neighbourhood) {}
+        neighbourhood_(neighbourhood),
+        refinements_(refinements) {}
 
   void didDetermineState(ks::CLRegionState state,
                          const std::shared_ptr<const ks::CLRegion>& region);
@@ -34,6 +36,7 @@ class KSRegionEvents {
   void leaveBeacon(const std::shared_ptr<KSPrivateBeacon>& beacon);
   void endEnteredStay(const std::shared_ptr<KSPrivateBeacon>& beacon);
   void geofenceLeft(const std::shared_ptr<KSGeofence>& geofence);
+  void endStay(const std::shared_ptr<KSGeofence>& geofence);
   /// Counts the event and asks the trigger, if the user wants the content's category.
   void countAndCheck(const std::shared_ptr<KSProximityZone>& zone, bool isEnter);
 
@@ -43,4 +46,5 @@ class KSRegionEvents {
   KSContentTrigger& trigger_;
   KSStays& stays_;
   KSNeighbourhood& neighbourhood_;
+  const ks::Refinements& refinements_;
 };

@@ -1,5 +1,7 @@
 #include "BeaconSDK/Classes/Manager/Regions/KSLocationAccess.h"
 
+#include <utility>
+
 namespace {
 
 /// Coarse enough to spare the battery, fine enough for a shop's front yard.
@@ -26,8 +28,20 @@ void KSLocationAccess::create() {
   manager_->setPausesLocationUpdatesAutomatically(false);
   manager_->setActivityType(ks::CLActivityType::other);
   manager_->setDistanceFilter(kDistanceFilter);
+  if (!keepsPositions_) return;
   manager_->startMonitoringSignificantLocationChanges();
   manager_->requestLocation();
+}
+
+void KSLocationAccess::setKeepsPositions(bool keeps) {
+  if (std::exchange(keepsPositions_, keeps) == keeps) return;
+  if (!keeps) currentLocation_.reset();
+  if (!manager_) return;
+  if (keeps) {
+    manager_->startMonitoringSignificantLocationChanges();
+  } else {
+    manager_->stopMonitoringSignificantLocationChanges();
+  }
 }
 
 void KSLocationAccess::clearDelegate() {

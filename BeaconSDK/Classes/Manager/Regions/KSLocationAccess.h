@@ -37,8 +37,11 @@ class KSLocationAccess {
 
   const std::optional<ks::CLLocation>& currentLocation() const { return currentLocation_; }
   void setCurrentLocation(const std::optional<ks::CLLocation>& location) {
-    currentLocation_ = location;
+    if (keepsPositions_) currentLocation_ = location;
   }
+  /// False forgets the position and takes no other. True at first.
+  void setKeepsPositions(bool keeps);
+  bool keepsPositions() const { return keepsPositions_; }
   /// The position that the service itself knows, which may be newer than what it has reported.
   std::optional<ks::CLLocation> serviceLocation() const;
 
@@ -57,6 +60,7 @@ class KSLocationAccess {
   const KSObserverSlot& observer_;
   std::unique_ptr<ks::CLLocationManager> manager_;
   std::optional<ks::CLLocation> currentLocation_;
+  bool keepsPositions_ = true;
 };
 
 namespace ks {

@@ -22,7 +22,8 @@ ks::Value setOf(const KSLocationAccess::Regions& regions) {
 }
 
 /// Beacon regions change only with the beacons around the device, which this function takes in.
-constexpr const char* kReplace = "-[KSProximityManager replaceBeaconsForLocation:withBeacons:]";
+constexpr const char* kReplaceBeacons =
+    "-[KSProximityManager replaceBeaconsForLocation:withBeacons:]";
 
 }  // namespace
 
@@ -38,6 +39,7 @@ void KSRegionMonitor::initializeLocationManager() {
     circularRegion_ = std::move(circle);
     if (region->identifier() == kSearchRegionIdentifier) break;
   }
+  if (!locationAccess_.keepsPositions()) forgetPosition();
 }
 
 void KSRegionMonitor::endMonitoring() {
@@ -90,6 +92,11 @@ void KSRegionMonitor::stopSearchRegion() {
   circularRegion_ = nullptr;
 }
 
+void KSRegionMonitor::forgetPosition() {
+  const bool isOurs = circularRegion_ && circularRegion_->identifier() == kSearchRegionIdentifier;
+  if (isOurs) stopSearchRegion();
+}
+
 void KSRegionMonitor::adjustBeaconRegions(const ks::PrivateBeaconList& beacons) {
   const auto regions = locationAccess_.monitoredRegions();
   UUIDSet monitored;
@@ -108,7 +115,7 @@ void KSRegionMonitor::adjustBeaconRegions(const ks::PrivateBeaconList& beacons) 
   for (const auto& region : regions) {
     if (!checkForRegionToStopMonitoring(*region, wanted)) continue;
     const auto beaconRegion = ks::asBeaconRegion(region);
-    kManagerLog(kReplace, "Stop monitoring region: %@", beaconRegion->proximityUUID());
+    kManagerLog(kReplaceBeacons, "Stop monitoring region: %@", beaconRegion->proximityUUID());
     locationAccess_.stopRanging(*beaconRegion);
     locationAccess_.stopMonitoring(*beaconRegion);
   }
@@ -119,7 +126,7 @@ void KSRegionMonitor::startBeaconRegion(const KSPrivateBeacon& beacon) {
   region->setNotifyEntryStateOnDisplay(true);
   region->setNotifyOnEntry(true);
   region->setNotifyOnExit(true);
-  kManagerLog(kReplace, "Start monitoring region: %@", beacon.uuid());
+  kManagerLog(kReplaceBeacons, "Start monitoring region: %@", beacon.uuid());
   locationAccess_.startMonitoring(region);
   locationAccess_.startRanging(region);
 }

@@ -37,6 +37,8 @@ class KSRegionMonitor {
   /// Monitors a search region around the current location; without one, nothing.
   void startSearchRegion();
   void stopSearchRegion();
+  /// Stops the search region, unless a geofence stands in for it.
+  void forgetPosition();
 
   /// Monitors and ranges one region for each UUID of `beacons`, and stops beacon regions whose UUID
   /// none of them has.

@@ -21,35 +21,31 @@ std::string KSStays::keyOf(const KSGeofence& geofence) {
 
 void KSStays::begin(const std::shared_ptr<KSPrivateBeacon>& beacon) {
   beacon->setSentEnterEvent(true);
-  statistics_.beaconEntered(*beacon);
-  set(keyOf(*beacon), beacon);
+  if (set(keyOf(*beacon), beacon)) statistics_.beaconEntered(*beacon);
 }
 
 void KSStays::begin(const std::shared_ptr<KSGeofence>& geofence) {
-  statistics_.geofenceEntered(*geofence);
+  if (set(keyOf(*geofence), geofence)) statistics_.geofenceEntered(*geofence);
   geofence->setSentEnterEvent(true);
-  set(keyOf(*geofence), geofence);
 }
 
 void KSStays::end(const std::shared_ptr<KSPrivateBeacon>& beacon) {
   beacon->setSentEnterEvent(false);
-  statistics_.beaconLeft(*beacon);
+  if (erase(keyOf(*beacon))) statistics_.beaconLeft(*beacon);
   tellEnd(beacon, beacon->lastSeenOn() ? beacon->lastSeenOn() : beacon->inProximitySince());
-  erase(keyOf(*beacon));
 }
 
 void KSStays::end(const std::shared_ptr<KSGeofence>& geofence) {
-  statistics_.geofenceLeft(*geofence);
+  if (erase(keyOf(*geofence))) statistics_.geofenceLeft(*geofence);
   tellEnd(geofence, geofence->inRangeSince());
   geofence->setSentEnterEvent(false);
-  erase(keyOf(*geofence));
 }
 
 void KSStays::tellEnd(const Zone& zone, const std::optional<ks::Date>& lastSeen) const {
   const auto observer = observer_.get();
   if (!observer || !refinements_.exactStays) return;
   const ks::Date now = clock_.now();
-  observer->stayEnded({zone, lastSeen.value_or(now), now});
+  observer->stayEnded({zone, clock_.wallTime(lastSeen.value_or(now)), clock_.wallTime(now)});
 }
 
 void KSStays::forgetBeacons() {
@@ -91,14 +87,26 @@ void KSStays::restore(const ks::Value& stored) {
   }
 }
 
-void KSStays::set(const std::string& key, Zone zone) {
-  stays_[key] = std::move(zone);
+void KSStays::setCounts(bool counts) {
+  counts_ = counts;
+  if (counts) return;
+  for (const auto& [key, zone] : std::exchange(stays_, {})) uncounted_.insert(key);
   file_.saveSoon();
 }
 
-void KSStays::erase(const std::string& key) {
+bool KSStays::set(const std::string& key, Zone zone) {
+  if (!counts_) uncounted_.insert(key);
+  if (uncounted_.contains(key)) return false;
+  stays_[key] = std::move(zone);
+  file_.saveSoon();
+  return true;
+}
+
+bool KSStays::erase(const std::string& key) {
+  if (uncounted_.erase(key) > 0) return false;
   stays_.erase(key);
   file_.saveSoon();
+  return true;
 }
 
 ks::Value KSStays::zonesToStore() const {

@@ -3,12 +3,14 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "BeaconSDK/Classes/Beacon/KSPrivateBeacon.h"
 #include "BeaconSDK/Classes/Geofence/KSGeofence.h"
 #include "BeaconSDK/Classes/Manager/Common/KSObserverSlot.h"
+#include "BeaconSDK/Classes/Manager/Common/KSSteadyClock.h"
 #include "BeaconSDK/Classes/Manager/Triggers/KSZoneStatistics.h"
 #include "BeaconSDK/Classes/Manager/Zones/KSCacheFile.h"
 #include "BeaconSDK/Classes/Settings/Refinements.h"
@@ -21,8 +23,9 @@
 class KSStays {
  public:
   KSStays(ks::Platform& platform, const KSZoneStatistics& statistics,
-          const KSObserverSlot& observer, const ks::Refinements& refinements)
-      : clock_(platform.clock()),
+          const KSObserverSlot& observer, const ks::Refinements& refinements,
+          const KSSteadyClock& clock)
+      : clock_(clock),
         statistics_(statistics),
         observer_(observer),
         refinements_(refinements),
@@ -39,6 +42,11 @@ class KSStays {
   /// otherwise without a word.
   void forgetBeacons();
   void forgetAll();
+  /// False: stays that begin from now on are neither counted nor kept, to their end, and those
+  /// under way count no end. True at first.
+  void setCounts(bool counts);
+  /// Writes nothing any more.
+  void forgetHeld() { file_.discard(); }
 
   /// The zones of the file, with their run-time state as it was last written; they count as entered
   /// again.
@@ -54,17 +62,21 @@ class KSStays {
 
   static std::string keyOf(const KSPrivateBeacon& beacon);
   static std::string keyOf(const KSGeofence& geofence);
-  void set(const std::string& key, Zone zone);
-  void erase(const std::string& key);
+  /// Keeps the stay; false when it is not counted.
+  bool set(const std::string& key, Zone zone);
+  bool erase(const std::string& key);
   void tellEnd(const Zone& zone, const std::optional<ks::Date>& lastSeen) const;
   ks::Value zonesToStore() const;
   void restore(const ks::Value& stored);
 
-  const ks::Clock& clock_;
+  const KSSteadyClock& clock_;
   const KSZoneStatistics& statistics_;
   const KSObserverSlot& observer_;
   const ks::Refinements& refinements_;
   std::map<std::string, Zone> stays_;
+  bool counts_ = true;
+  /// Keys of the stays that are not counted.
+  std::set<std::string, std::less<>> uncounted_;
   Stored restored_;
   KSCacheFile file_;
 };

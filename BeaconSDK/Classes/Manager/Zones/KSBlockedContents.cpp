@@ -2,8 +2,9 @@
 
 #include <utility>
 
-KSBlockedContents::KSBlockedContents(ks::Platform& platform, const KSObserverSlot& observer)
-    : clock_(platform.clock()),
+KSBlockedContents::KSBlockedContents(ks::Platform& platform, const KSObserverSlot& observer,
+                                     const ks::Clock& clock)
+    : clock_(clock),
       file_(
           "blockedContents.dat", KSCacheFile::Haste::nextTurn, platform, observer,
           [this] { return withoutExpired(); },

@@ -11,7 +11,7 @@
 /// "blockedContents.dat".
 class KSBlockedContents {
  public:
-  KSBlockedContents(ks::Platform& platform, const KSObserverSlot& observer);
+  KSBlockedContents(ks::Platform& platform, const KSObserverSlot& observer, const ks::Clock& clock);
 
   /// Reads the file, drops what has run out, and writes it back when there was one.
   void loadBlockedContents() { file_.load(); }
@@ -23,6 +23,8 @@ class KSBlockedContents {
   void block(const KSProximityZoneContent& content);
   /// Gives `content`, which may be null, the date held for its identifier, if there is one.
   void applyTo(KSProximityZoneContent* content);
+  /// Writes nothing any more.
+  void forgetHeld() { file_.discard(); }
 
  private:
   ks::Value withoutExpired();

@@ -55,7 +55,15 @@ KSCacheFile::~KSCacheFile() {
     writing_->isCancelled = true;
     if (archiver_ && !writing_->isDone) isDirty_ = true;
   }
-  if (isDirty_) saveNow();
+  if (isDirty_ && !isDiscarded_) saveNow();
+}
+
+void KSCacheFile::discard() {
+  isDiscarded_ = true;
+  isDirty_ = false;
+  alarm_.invalidate();
+  const std::lock_guard lock(writing_->mutex);
+  writing_->isCancelled = true;
 }
 
 std::filesystem::path KSCacheFile::path() const {
@@ -76,6 +84,7 @@ bool KSCacheFile::restored() {
 }
 
 void KSCacheFile::saveSoon() {
+  if (isDiscarded_) return;
   isDirty_ = true;
   if (archiver_ || alarm_.isScheduled()) return;
   const bool waits = haste_ == Haste::background && lastWrite_;

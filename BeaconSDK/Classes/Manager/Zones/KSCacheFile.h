@@ -52,6 +52,8 @@ class KSCacheFile {
   /// What was not read yet will not be restored: the caller has begun anew.
   void forgetUnread() { isUnread_ = false; }
   void saveSoon();
+  /// Writes nothing from now on, not even what was not yet written.
+  void discard();
 
  private:
   /// Shared with the write on the global queue, which may outlive the file's owner.
@@ -81,6 +83,7 @@ class KSCacheFile {
   const Restore restore_;
   bool isUnread_ = false;
   bool isDirty_ = false;
+  bool isDiscarded_ = false;
   ks::Alarm alarm_;
   std::optional<ks::Seconds> lastWrite_;
   /// While the file is being encoded or written: its root, its arrays of records and what became of

@@ -94,6 +94,11 @@ int KSZoneCache::listsHolding(const KSPrivateBeacon& beacon) const {
   return found == listsHolding_.end() ? 0 : found->second;
 }
 
+std::size_t KSZoneCache::zonesKnown() const {
+  const std::scoped_lock lock(beaconsMutex_, geofencesMutex_);
+  return listsHolding_.size() + prefetchGeofences_.size();
+}
+
 ks::Value KSZoneCache::beaconsToStore() const {
   ks::Dictionary entries;
   for (const auto& [identifier, beacons] : beaconsForLocation_) {

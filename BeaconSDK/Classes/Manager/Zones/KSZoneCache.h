@@ -67,6 +67,13 @@ class KSZoneCache {
   std::optional<std::vector<std::shared_ptr<KSProximityZone>>> enteredZones() const;
   /// Locations, beacon zones and manufacturer identifiers; geofences and files stay.
   void forgetNeighbourhood();
+  /// Beacon zones and geofences, each once.
+  std::size_t zonesKnown() const;
+  /// Writes nothing any more.
+  void forgetHeld() {
+    locationsFile_.discard();
+    beaconsFile_.discard();
+  }
 
  private:
   /// Beacons without a manufacturer identifier are left out.

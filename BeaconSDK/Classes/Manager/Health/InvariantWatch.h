@@ -1,0 +1,63 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <utility>
+
+#include "BeaconSDK/Classes/Manager/Common/EngineObserver.h"
+#include "BeaconSDK/Classes/Stats/StatsLedger.h"
+
+namespace ks {
+
+/// Checks what the engine reports against what must always hold, across restarts:
+///
+/// - "enteredTwice": a zone has no second enter before its exit; promised with `exactStays` alone;
+/// - "exitWithoutEnter": each exit belongs to an enter;
+/// - "notificationWithoutFiring": each notification statistic belongs to one firing;
+/// - "ledger": the counts of kept statistics add up, and count each statistic that was made.
+///
+/// Fed by an engine observer, on the main queue. Each breach is reported once, as it happens.
+class InvariantWatch {
+ public:
+  struct Breach {
+    /// The name in the list above.
+    std::string invariant;
+    /// One sentence.
+    std::string text;
+  };
+  using Listener = std::function<void(const Breach&)>;
+
+  InvariantWatch(Listener listener, bool exactStays)
+      : listener_(std::move(listener)), exactStays_(exactStays) {}
+
+  void statisticMade(const StatisticMade& statistic);
+  void triggerDecided(const TriggerDecision& decision);
+  /// The beacon zones of a neighbourhood were dropped; stays at them have no exit.
+  void neighbourhoodForgotten();
+  /// Compares with an earlier ledger of the same outbox; call it between two events.
+  void check(const StatsLedger& ledger);
+  /// Between two events of the device: a notification that still misses its firing is a breach.
+  void settle();
+
+  std::int64_t breaches() const { return breaches_; }
+
+ private:
+  void report(std::string invariant, std::string text);
+
+  const Listener listener_;
+  const bool exactStays_;
+  /// "beacons b1": the zones with an enter and no exit yet.
+  std::set<std::string, std::less<>> entered_;
+  /// Notification statistics whose firing has not been reported yet, by zone.
+  std::map<std::string, int> unexplained_;
+  std::int64_t made_ = 0;
+  /// Statistics in the ledger that were made before the watch began; absent before the first check.
+  std::optional<std::int64_t> ledgerBase_;
+  std::int64_t breaches_ = 0;
+};
+
+}  // namespace ks

@@ -1,0 +1,278 @@
+#include <cstdlib>
+#include <map>
+#include <set>
+
+#include "BeaconSDK/Classes/Manager/Health/InvariantWatch.h"
+#include "BeaconSDK/Platform/Simulated/SplitMix64.h"
+#include "tests/Support/Scenario.h"
+
+using ks::CLProximity;
+using ks::CLRegionState;
+using ks::testing::PortalZone;
+
+namespace {
+
+constexpr int kBeacons = 6;
+constexpr int kGeofences = 3;
+constexpr int kSteps = 10000;
+/// Of a few seeds, as long as somebody waits.
+constexpr int kShortSteps = 1500;
+
+/// A life in which anything happens in any order, told by a seed: the same seed is the same life.
+class Story : public ks::EngineObserver {
+ public:
+  Story(std::uint64_t seed, const ks::Refinements& refinements)
+      : random_(seed),
+        watch_([this](const auto& breach) { note(breach); }, refinements.exactStays) {
+    scenario_.refinements = refinements;
+    KSProximityManager::enableLogging(false);
+    scenario_.device->simulatedNotificationCenter().setAllowed(false);
+    launches();
+    scenario_.starts();
+  }
+
+  void run(int steps) {
+    for (int step = 0; step < steps && breaches_.empty(); ++step) {
+      happens(static_cast<int>(random(20)));
+      comesToRest();
+      holds();
+      if (!breaches_.empty()) breaches_ += "at step " + std::to_string(step) + "\n";
+    }
+  }
+  /// The portal answers everything; what was kept has arrived once.
+  void ends() {
+    for (int round = 0; round < 50; ++round) {
+      while (!scenario_.http->waitingURLs().empty()) answer(scenario_.http->waitingURLs()[0], true);
+      scenario_.passes(1000);
+    }
+    holds();
+    const auto ledger = scenario_.manager->statisticsLedger();
+    if (ledger && ledger->waiting != 0) breaches_ += "statistics wait for ever\n";
+  }
+  const std::string& breaches() const { return breaches_; }
+  /// How often each statistic was made.
+  const std::map<std::string, int>& made() const { return made_; }
+
+ private:
+  std::uint64_t random(std::uint64_t below) { return random_.next() % below; }
+  bool mostly() { return random(4) != 0; }
+
+  void happens(int what) {
+    switch (what) {
+      case 0:
+        return scenario_.passes(static_cast<double>(random(7200)));
+      case 1:
+        return scenario_.passes(static_cast<double>(random(60)));
+      case 2:
+        return dies();
+      case 3:
+        return scenario_.setsClock(static_cast<double>(random(200000)) - 100000);
+      case 4:
+        return activates();
+      case 5:
+        return changesDocuments();
+      case 6:
+        return travels();
+      case 7:
+      case 8:
+        return crossesFence(1 + static_cast<int>(random(kGeofences)));
+      case 9:
+        return crossesSite();
+      case 10:
+      case 11:
+      case 12:
+        return answersOne();
+      default:
+        return ranges();
+    }
+  }
+
+  void launches() {
+    scenario_.launches();
+    scenario_.manager->setEngineObserver(observer_);
+  }
+  void dies() {
+    scenario_.relaunches();
+    KSProximityManager::enableLogging(false);
+    scenario_.manager->setEngineObserver(observer_);
+    // Transfers of a dead process end without it.
+    while (!scenario_.http->waitingURLs().empty() && mostly()) answersOne();
+    scenario_.starts();
+  }
+  void activates() {
+    auto& application = scenario_.device->application();
+    random(2) == 0 ? application.becomeActive() : application.resignActive();
+    if (random(3) == 0) scenario_.manager->retry();
+    if (random(5) == 0) scenario_.manager->reloadBeacons();
+    if (random(5) == 0) scenario_.manager->performFetchWithCompletionHandler([](auto) {});
+    scenario_.device->runUntilIdle();
+  }
+  void changesDocuments() {
+    for (int minor = 1; minor <= kBeacons; ++minor) lists_[minor] = static_cast<int>(random(4));
+    fences_ = static_cast<int>(random(8));
+    version_ = static_cast<int>(random(3));
+  }
+  void travels() {
+    if (!scenario_.location->delegate) return;
+    auto place = ks::testing::kHome;
+    place.latitude += static_cast<double>(random(3)) * 0.1;
+    scenario_.movesTo(place);
+  }
+
+  // The device: what it reports is consistent with itself, as a location service's reports are.
+  bool listens() const { return scenario_.location->delegate != nullptr; }
+  void crossesFence(int number) {
+    const std::string id = "g" + std::to_string(number);
+    if (!listens() || !scenario_.location->regionWithIdentifier(id)) return;
+    if (inside_.insert(id).second) {
+      scenario_.crossesInto(id);
+    } else {
+      inside_.erase(id);
+      scenario_.crossesOutOf(id);
+    }
+  }
+  void crossesSite() {
+    if (!listens() || !scenario_.location->regionWithIdentifier(ks::testing::kSiteRegion)) return;
+    atSite_ = !atSite_;
+    if (!atSite_) near_.clear();
+    scenario_.determines(atSite_ ? CLRegionState::inside : CLRegionState::outside);
+  }
+  void ranges() {
+    if (!atSite_ || !listens()) return;
+    scenario_.passes(3);
+    std::vector<ks::CLBeacon> beacons;
+    for (int minor = 1; minor <= kBeacons; ++minor) {
+      if (random(3) == 0) near_[minor] = static_cast<int>(random(4));
+      if (near_[minor] == 0) continue;
+      beacons.push_back({ks::testing::kSiteUUID, 1, static_cast<std::uint16_t>(minor),
+                         static_cast<CLProximity>(near_[minor]), ks::Metres{2}, ks::Dbm{-60}});
+    }
+    if (listens()) scenario_.ranges(beacons);
+  }
+  /// The service answers what it was asked. A geofence that it monitors anew and finds inside
+  /// counts as entered.
+  void comesToRest() {
+    for (const auto& call : scenario_.location->takeCalls()) {
+      const std::string id = call.substr(call.find(' ') + 1);
+      const auto region = scenario_.location->regionWithIdentifier(id);
+      if (!region || !listens() || !id.starts_with('g') || id == "geoFence") continue;
+      const bool isInside = inside_.contains(id);
+      if (call.starts_with("monitor")) {
+        auto& delegate = *scenario_.location->delegate;
+        delegate.didStartMonitoringForRegion(*scenario_.location->manager, region);
+        if (isInside) delegate.didEnterRegion(*scenario_.location->manager, region);
+      }
+      if (!call.starts_with("monitor") && !call.starts_with("state")) continue;
+      scenario_.determines(isInside ? CLRegionState::inside : CLRegionState::outside, id);
+    }
+  }
+
+  // The portal.
+  void answersOne() {
+    const auto urls = scenario_.http->waitingURLs();
+    if (!urls.empty()) answer(urls[random(urls.size())], mostly());
+  }
+  void answer(const std::string& url, bool isWell) {
+    if (isWell) return scenario_.portalAnswers(url, documentFor(url));
+    random(2) == 0 ? scenario_.portalFails(url)
+                   : scenario_.portalRefuses(url, random(2) ? 500 : 404);
+  }
+  std::string documentFor(const std::string& url) const {
+    const auto has = [&url](const char* part) { return url.find(part) != std::string::npos; };
+    if (has("/contents/categories")) return R"([{"id":"shoes","name":"Shoes"}])";
+    if (has("/locations")) {
+      return R"([{"id":"L1","refreshIntervalSeconds":600},{"id":"L2","refreshIntervalSeconds":60}])";
+    }
+    if (has("/geofences?")) return fences();
+    if (has("unique-uuids")) return beacons(0);
+    if (has("location=L1")) return beacons(1);
+    if (has("location=L2")) return beacons(2);
+    return has("retrieveby=identifiers") ? beacons(0) : "";
+  }
+  /// Lists: 1 and 2 one location each, 3 both, 0 none of them; every beacon is near.
+  std::string beacons(int list) const {
+    std::string text;
+    for (const auto& [minor, held] : lists_) {
+      if (list != 0 && (held & list) == 0) continue;
+      const std::string number = std::to_string(minor);
+      PortalZone zone{.id = "b" + number, .minor = minor, .contentId = "c" + number};
+      zone.notifyOn = minor % 2 == 0 ? "EXIT" : "ENTER";
+      zone.proximity = minor % 3 == version_ ? "NEAR" : "";
+      zone.repeatDelay = minor == 3 ? 0 : 600.0 * minor;
+      zone.dwellingTime = minor == 5 ? 30 : 0;
+      text += (text.empty() ? "" : ",") + zone.beacon();
+    }
+    return "[" + text + "]";
+  }
+  std::string fences() const {
+    std::string text;
+    for (int number = 1; number <= kGeofences; ++number) {
+      if ((fences_ >> (number - 1) & 1) == 0) continue;
+      const std::string id = std::to_string(number);
+      const PortalZone zone{.id = "g" + id, .contentId = "d" + id, .repeatDelay = 100};
+      std::string fence = zone.geofence();
+      fence.replace(fence.find("100"), 3, std::to_string(100 + version_));
+      text += (text.empty() ? "" : ",") + fence;
+    }
+    return "[" + text + "]";
+  }
+
+  // What must hold.
+  void note(const ks::InvariantWatch::Breach& breach) {
+    breaches_ += breach.invariant + ": " + breach.text + "\n";
+  }
+  void statisticMade(const ks::StatisticMade& statistic) override {
+    ++made_[statistic.event];
+    watch_.statisticMade(statistic);
+  }
+  void triggerDecided(const ks::TriggerDecision& decision) override {
+    watch_.triggerDecided(decision);
+  }
+  void neighbourhoodForgotten() override { watch_.neighbourhoodForgotten(); }
+  void holds() {
+    watch_.settle();
+    if (const auto ledger = scenario_.manager->statisticsLedger()) watch_.check(*ledger);
+    std::set<std::string> known;
+    const auto entered = scenario_.manager->enteredZones();
+    for (const auto& zone : entered.value_or(std::vector<std::shared_ptr<KSProximityZone>>{})) {
+      const std::string id = zone->identifier().value_or("?");
+      if (id != "?" && !known.insert(id).second) breaches_ += id + " is listed twice\n";
+    }
+  }
+
+  ks::SplitMix64 random_;
+  ks::testing::Scenario scenario_;
+  std::string breaches_;
+  std::map<std::string, int> made_;
+  ks::InvariantWatch watch_;
+  std::shared_ptr<ks::EngineObserver> observer_{this, [](ks::EngineObserver*) {}};
+  std::map<int, int> lists_{{1, 1}, {2, 2}, {3, 3}, {4, 1}, {5, 2}, {6, 0}};
+  int fences_ = 7;
+  int version_ = 0;
+  std::map<int, int> near_;
+  bool atSite_ = false;
+  std::set<std::string> inside_;
+};
+
+class EngineStoriesTest : public testing::TestWithParam<bool> {};
+
+INSTANTIATE_TEST_SUITE_P(, EngineStoriesTest, testing::Bool(),
+                         [](const auto& info) { return info.param ? "Refined" : "Plain"; });
+
+TEST_P(EngineStoriesTest, InvariantsHoldWhateverHappens) {
+  const char* const wanted = std::getenv("KS_STORIES");
+  const int seeds = wanted == nullptr ? 2 : std::atoi(wanted);
+  for (int seed = 1; seed <= seeds; ++seed) {
+    Story story(static_cast<std::uint64_t>(seed),
+                GetParam() ? ks::Refinements::all() : ks::Refinements{});
+    story.run(wanted == nullptr ? kShortSteps : kSteps);
+    if (story.breaches().empty()) story.ends();
+    ASSERT_EQ(story.breaches(), "") << "seed " << seed;
+    for (const char* const event : {"enter", "exit", "notification"}) {
+      EXPECT_GT(story.made().at(std::string("beacons/") + event), 5);
+      EXPECT_GT(story.made().at(std::string("geofences/") + event), 5);
+    }
+  }
+}
+
+}  // namespace
