@@ -74,6 +74,8 @@ TEST_F(LinuxNotificationTest, KeepsPicturesWhileTheyAreShown) {
   both.content.attachments = {{"icon", icon, std::nullopt}, {"media", media, true}};
   auto one = request("one", "one");
   one.content.attachments = {{"film", file("film", "....ftypmp42"), std::nullopt},
+                             {"drawing", file("drawing", "<svg/>"), std::nullopt},
+                             {"torn", file("torn", "RIFF"), std::nullopt},
                              {"media", media, true}};
   EXPECT_EQ(add(both), 0);
   EXPECT_EQ(add(one), 0);

@@ -1,7 +1,6 @@
 #include "BeaconSDK/Platform/Linux/Notifications/NotificationPictures.h"
 
 #include <array>
-#include <cctype>
 #include <fstream>
 #include <string>
 #include <string_view>
@@ -18,19 +17,16 @@ namespace {
 
 constexpr std::size_t kPieceBytes = 65536;
 
-/// How the files begin that desktops draw.
+/// How the files begin that desktops draw. A drawing (SVG) is not among them: it can name files and
+/// addresses, which the desktop would read.
 bool isPicture(std::string_view start) {
   using namespace std::string_view_literals;
   for (const auto signature : {"\x89PNG\r\n"sv, "\xFF\xD8\xFF"sv, "GIF8"sv, "BM"sv}) {
     if (start.starts_with(signature)) return true;
   }
   constexpr std::size_t kWebPAt = 8;
-  if (start.starts_with("RIFF") && start.substr(kWebPAt).starts_with("WEBP")) return true;
-  if (start.starts_with("\xEF\xBB\xBF")) start.remove_prefix(3);
-  while (!start.empty() && std::isspace(static_cast<unsigned char>(start.front())) != 0) {
-    start.remove_prefix(1);
-  }
-  return start.starts_with("<svg") || start.starts_with("<?xml");
+  return start.starts_with("RIFF") && start.size() > kWebPAt &&
+         start.substr(kWebPAt).starts_with("WEBP");
 }
 
 Error refusal(UNError code, const char* problem, const fs::path& original) {
