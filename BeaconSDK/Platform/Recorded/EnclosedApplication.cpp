@@ -8,14 +8,6 @@ namespace {
 
 using Kind = RecordedEvent::Kind;
 
-RecordedEvent eventOf(Kind kind, std::uint64_t subject, Dictionary details = {}) {
-  RecordedEvent event;
-  event.kind = kind;
-  event.subject = subject;
-  event.details = std::move(details);
-  return event;
-}
-
 }  // namespace
 
 void EnclosedApplication::setMinimumBackgroundFetchInterval(Seconds interval) {

@@ -48,14 +48,6 @@ Data contentOf(const std::filesystem::path& file) {
   return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
 }
 
-RecordedEvent eventOf(Kind kind, std::uint64_t subject, Dictionary details = {}) {
-  RecordedEvent event;
-  event.kind = kind;
-  event.subject = subject;
-  event.details = std::move(details);
-  return event;
-}
-
 std::optional<Error> errorFrom(const Dictionary& details) {
   const Dictionary* const error = details["error"].dictionary();
   if (error == nullptr) return std::nullopt;

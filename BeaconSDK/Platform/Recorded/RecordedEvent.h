@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 
 #include "BeaconSDK/Platform/Api/CoreLocation.h"
 #include "BeaconSDK/Platform/Api/Value.h"
@@ -66,5 +67,14 @@ struct RecordedEvent {
     return kind != Kind::answer && kind != Kind::mark && kind != Kind::note && kind != Kind::begin;
   }
 };
+
+inline RecordedEvent eventOf(RecordedEvent::Kind kind, std::uint64_t subject,
+                             Dictionary details = {}) {
+  RecordedEvent event;
+  event.kind = kind;
+  event.subject = subject;
+  event.details = std::move(details);
+  return event;
+}
 
 }  // namespace ks
