@@ -5,7 +5,7 @@
 namespace ks::tool {
 namespace {
 
-const UUID kUUID = *UUID::fromString("E2C56DB5-DFFB-48D2-B060-D0F5A71096E0");
+const UUID kCalibrated = *UUID::fromString("E2C56DB5-DFFB-48D2-B060-D0F5A71096E0");
 
 /// So many packets of one beacon whose strength alternates about the mean.
 struct Heard {
@@ -21,7 +21,7 @@ std::string calibrate(const std::vector<Heard>& beacons) {
     for (int i = 0; i < packets; ++i) {
       Advertisement packet;
       packet.rssi = {rssi + (i % 2 == 0 ? 3 : -3)};
-      packet.manufacturerData = {makeBeaconData({kUUID, 1, minor, {power}})};
+      packet.manufacturerData = {makeBeaconData({kCalibrated, 1, minor, {power}})};
       calibration.hear(packet);
     }
   }
