@@ -81,7 +81,7 @@ printf '%s|' "${COMPREPLY[@]}")");
   const struct {
     const char* line;
     const char* offered;
-  } cases[] = {{"ksbeacon s", "simulate|scan|"},
+  } cases[] = {{"ksbeacon s", "simulate|status|scan|"},
                {"ksbeacon help do", "doctor|"},
                {"ksbeacon completion ''", "bash|zsh|fish|"},
                {"ksbeacon run --pass", "--password-file|"},

@@ -48,7 +48,8 @@ def main():
                 continue
             known.add(rest)
             faults += [f"{file.name}: {line}: {e.message}" for e in shapes[event["kind"]].iter_errors(event)]
-    missing = set(shapes) - kinds
+    # A breach is a fault of the library itself.
+    missing = set(shapes) - kinds - {"breach"}
     print("\n".join(faults[:20] + [f"no example tells of {kind}" for kind in sorted(missing)]))
     return 1 if faults or missing else 0
 
