@@ -119,7 +119,7 @@ std::optional<double> millisecondsIn(const Mask& mask, std::string_view text) {
   for (std::size_t i = 0; i < mask.size(); ++i) {
     if (mask[i].kind != MaskCharacter::Kind::digit) continue;
     const int digit = text[i] - '0';
-    int& field = fields[static_cast<std::size_t>(mask[i].symbol)];
+    int& field = fields[static_cast<unsigned char>(mask[i].symbol)];
     field = mask[i].symbol == 'S' ? field + digit * weight : field * 10 + digit;
     if (mask[i].symbol == 'S') weight /= 10;
   }

@@ -227,7 +227,7 @@ Value RecordedPlatform::answer(std::string_view question, const std::function<Va
   RecordedEvent event;
   event.kind = Kind::answer;
   event.microseconds = now_;
-  const Value answer = ask();
+  Value answer = ask();
   event.details = {{"question", question}, {"answer", answer}};
   writer_.add(std::move(event));
   return answer;

@@ -98,7 +98,7 @@ void LocationEngine::positionFailed(const Error& error) {
 void LocationEngine::redirect(LocationInput* input) {
   core_->close();
   becameActive_.end();
-  if (!redirection_) redirection_.emplace();
+  if (!redirection_) redirection_ = Redirection{};
   redirection_->input = input;
   if (input == nullptr) return;
   input->setAuthorizationStatus(core_->authorization);
