@@ -169,6 +169,7 @@ std::vector<fs::path> suiteFiles(const std::vector<std::string>& paths) {
 
 std::vector<SuiteCase> runSuite(const std::vector<fs::path>& files, const SuiteOptions& options) {
   std::vector<SuiteCase> cases;
+  cases.reserve(files.size());
   for (const fs::path& file : files) cases.push_back({file, {}, {}});
   const std::vector<SuiteRun> runs = plan(files, options);
   std::atomic<std::size_t> next = 0;
