@@ -19,7 +19,7 @@ class Site {
     ks::Platform::install(platform);
     rooms = std::make_unique<KSEngineRooms>(
         *platform, KSPortalAccess{{"https://portal.invalid"}, {}, "u", "p", "bench"},
-        ks::Refinements{}, delegate);
+        ks::Refinements{}, ks::Consent{}, delegate);
     rooms->batteryStatus = std::make_unique<KSBatteryStatus>(*platform);
     for (std::int64_t i = 0; i < cached; ++i) rooms->book.append(makeBeacon(i));
   }

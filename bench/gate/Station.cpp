@@ -35,7 +35,7 @@ Station::Station(SimulatedBeacon beacon, Metres distance, SimulatedPlatformOptio
 
   rooms_ = std::make_unique<KSEngineRooms>(
       *platform_, KSPortalAccess{{"https://portal.invalid"}, {}, "u", "p", "gate"},
-      ks::Refinements{}, *this);
+      ks::Refinements{}, Consent{}, *this);
   platform_->location().engine().setAdvertisementListener([this](const Advertisement& heard) {
     const auto frame = readBeaconFrame(heard.manufacturerData.at(0)).frame;
     const auto time = platform_->clock().uptime() - heard.age;
