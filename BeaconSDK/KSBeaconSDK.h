@@ -1,7 +1,7 @@
 #pragma once
 
 /// The whole library in one include. A program that includes it can read every record from an
-/// archive, whichever of them it names itself.
+/// archive, even records that it does not use otherwise.
 #include <span>
 
 #include "BeaconSDK/Classes/Beacon/Content/KSFollowTrackProximityZoneContent.h"
@@ -32,7 +32,7 @@
 #include "BeaconSDK/Classes/Stats/Records/KSStatProximityTriggerZone.h"
 #include "BeaconSDK/Classes/Stats/Records/KSStatProximityZoneInteraction.h"
 
-/// The library's version as a number, and as the text by which tools find it in a program.
+/// The library's version as a number, and as a text that can be found in a compiled program.
 extern const double KSBeaconSDKVersionNumber;
 extern const unsigned char KSBeaconSDKVersionString[];
 
@@ -42,7 +42,7 @@ namespace ks {
 /// archives find the classes by their names.
 std::span<const Class* const> recordClasses();
 
-/// Initialised at the program's start, before `main`.
+/// Initialised at program start, before `main`.
 inline const std::span<const Class* const> kRecordClasses = recordClasses();
 
 }  // namespace ks

@@ -11,7 +11,7 @@
 #include <string>
 
 #include "BeaconSDK/Classes/Manager/KSProximityManager.h"
-#include "BeaconSDK/Platform/Api/ForwardingPlatform.h"
+#include "BeaconSDK/Platform/Common/ForwardingPlatform.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedPlatform.h"
 #include "bench/SiteDocuments.h"
 #include "tests/Http/LoopbackServer.h"

@@ -4,7 +4,8 @@
 # - GLib, libsoup or D-Bus headers appear outside Platform/Linux and the portal tool;
 # - Classes includes a platform or a tool; Platform/Location or Platform/Http includes Classes;
 # - an operating-system #if stands outside Platform/;
-# - units or folders include each other in a cycle.
+# - units or folders include each other in a cycle;
+# - a folder holds more than 20 units (a header with its source is one).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -46,6 +47,14 @@ forbid "an operating-system #if outside Platform/" \
 
 if ! scripts/include-cycles.py >build/cycles; then
   cat build/cycles >&2
+  broken=1
+fi
+
+most_units=20
+crowded=$(find BeaconSDK bench bindings examples fuzz tests tools \( -name '*.h' -o -name '*.hpp' -o -name '*.cpp' \) |
+  sed 's/\.[a-z]*$//' | sort -u | sed 's|/[^/]*$||' | sort | uniq -c | awk -v most=$most_units '$1 > most { print $2 ": " $1 " units" }')
+if [ -n "$crowded" ]; then
+  printf 'seam: a folder of more than %s units asks for rooms\n%s\n' "$most_units" "$crowded" >&2
   broken=1
 fi
 

@@ -4,7 +4,7 @@
 #include "BeaconSDK/Classes/Common/Foundation/NSFileManager+Helpers.h"
 #include "BeaconSDK/Classes/Manager/Zones/KSCacheFile.h"
 #include "BeaconSDK/Platform/Api/Error.h"
-#include "BeaconSDK/Platform/Api/ForwardingPlatform.h"
+#include "BeaconSDK/Platform/Common/ForwardingPlatform.h"
 #include "tests/Support/PlatformFixture.h"
 
 namespace ks {

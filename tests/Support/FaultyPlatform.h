@@ -4,7 +4,7 @@
 #include <optional>
 #include <utility>
 
-#include "BeaconSDK/Platform/Api/ForwardingPlatform.h"
+#include "BeaconSDK/Platform/Common/ForwardingPlatform.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedPlatform.h"
 
 namespace ks::testing {

@@ -5,7 +5,7 @@
 
 #include "BeaconSDK/Classes/Common/Foundation/Formatting.h"
 #include "BeaconSDK/Classes/Logging/KSLog.h"
-#include "BeaconSDK/Platform/Api/ForwardingPlatform.h"
+#include "BeaconSDK/Platform/Common/ForwardingPlatform.h"
 #include "BeaconSDK/Platform/Simulated/ShiftedClock.h"
 
 namespace ks::testing {

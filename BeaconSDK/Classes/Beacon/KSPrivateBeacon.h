@@ -12,49 +12,49 @@
 #include "BeaconSDK/Platform/Api/Date.h"
 #include "BeaconSDK/Platform/Api/UUID.h"
 
-/// How far the fetch of a beacon's content is.
+/// Progress of fetching a beacon's content.
 enum class KSPrivateBeaconState : std::int32_t {
   /// Known only by UUID, major and minor; its content was never requested.
   fresh = 0,
   fetchingContent = 1,
   contentFetched = 2,
-  /// The portal knows no content for it, or does not know the beacon.
+  /// The portal has no content for it, or does not know the beacon.
   noContent = 3,
 };
 
-/// One beacon zone: a beacon registered on the portal, its content and what was lately seen of it.
+/// One beacon zone: a beacon registered on the portal, its content and its last sightings.
 ///
 /// Beacons are equal by `key`: portal identifier, UUID, minor and major. The fields are not
-/// guarded; `lock` lets the engine make one decision about a beacon at a time.
+/// synchronized; `lock` lets the engine make one decision about a beacon at a time.
 class KSPrivateBeacon : public KSProximityZone {
  public:
   static constexpr const char* kClassName = "KSPrivateBeacon";
   static const ks::Class kClass;
 
-  /// A fetch that has not answered for this long counts as hung.
+  /// A fetch without a reply for this many seconds counts as hung.
   static constexpr double kFetchHungAfterSeconds = 150;
-  /// The content of a beacon without content is requested again after this time.
+  /// Seconds until the content of a beacon in state `noContent` is requested again.
   static constexpr double kNoContentRetrySeconds = 600;
 
   /// "identifier:UUID_minor_major"; absent parts print as "(null)".
   static std::string keyFromIdentifier(const std::optional<std::string>& identifier,
                                        const std::optional<ks::UUID>& uuid, std::int64_t minor,
                                        std::int64_t major);
-  /// The key under which the beacons of the region's proximity UUID are filed.
+  /// Returns the key of all beacons with the region's proximity UUID.
   static std::string keyForBeaconRegion(const ks::CLBeaconRegion& region);
-  /// This beacon's name in caches.
+  /// Returns this beacon's key in caches.
   std::string key() const;
   /// "region:UUID_0_0": the same for all beacons that share the UUID.
   std::string regionKey() const;
 
-  /// True when content was never requested, the fetch has hung, or what was fetched is outdated.
+  /// True when content was never requested, the fetch has hung, or the fetched content is outdated.
   bool shouldFetchContent() const;
-  /// The same physical beacon, whatever its portal identifier.
+  /// True when UUID, major and minor are equal, whatever the portal identifiers.
   bool isEqualWithBeacon(const KSPrivateBeacon& other) const;
   /// Compares the proximity UUID only.
   bool matchesBeaconRegion(const ks::CLBeaconRegion& region) const;
 
-  /// Held while one decision about the beacon is made; the same thread may lock it again.
+  /// Locks the beacon while a decision about it is made. Recursive.
   [[nodiscard]] std::unique_lock<std::recursive_mutex> lock() const {
     return std::unique_lock(mutex_);
   }
@@ -79,15 +79,16 @@ class KSPrivateBeacon : public KSProximityZone {
   /// When it was last ranged in this run of the process; not archived.
   const std::optional<ks::Date>& lastSeenOn() const { return lastSeenOn_; }
   void setLastSeenOn(ks::Date date) { lastSeenOn_ = date; }
-  /// Takes over the stay of another object for the same beacon.
+  /// Copies the stay of an earlier object for the same beacon.
   void continueStay(const KSPrivateBeacon& earlier);
-  /// A change to true notes the time; a change to false forgets it and makes the proximity unknown.
+  /// A change to true records the time; a change to false clears it and sets the proximity to
+  /// unknown.
   void setInRange(bool flag);
-  /// An enter statistic was posted for the current stay.
+  /// True when an enter statistic was posted for the current stay.
   bool sentEnterEvent() const { return sentEnterEvent_; }
   void setSentEnterEvent(bool flag) { sentEnterEvent_ = flag; }
   KSPrivateBeaconState state() const { return state_; }
-  /// Sets the times at which a fetch began and its reply came.
+  /// Also records when a fetch began and when its reply arrived.
   void setState(KSPrivateBeaconState state);
   std::int64_t major() const { return major_; }
   void setMajor(std::int64_t value) { major_ = value; }
@@ -118,13 +119,13 @@ class KSPrivateBeacon : public KSProximityZone {
   void setLocationZone(std::optional<std::string> value) { locationZone_ = std::move(value); }
   /// 0 unknown, 1 immediate, 2 near, 3 far.
   std::int64_t proximity() const { return proximity_; }
-  /// A change to a known value notes the time.
+  /// A change to a known value records the time.
   void setProximity(std::int64_t proximity);
-  /// Until when the fetched content is valid.
+  /// End of the fetched content's validity.
   const std::optional<ks::Date>& validUntil() const { return validUntil_; }
   void setValidUntil(std::optional<ks::Date> value) { validUntil_ = value; }
   const std::optional<ks::Date>& contentFetchingSince() const { return contentFetchingSince_; }
-  /// When the portal last answered, with content or without.
+  /// When the portal last replied, with or without content.
   const std::optional<ks::Date>& contentFetchedSince() const { return contentFetchedSince_; }
 
   const ks::Class& objectClass() const override { return kClass; }

@@ -15,11 +15,11 @@ class KSPrivateBeacon;
 /// application treat both alike through this interface.
 class KSProximityZone : public ks::Object {
  public:
-  /// A property of this type is archived as the root class: the interface is no class of its own.
+  /// Archives store a property of this type under the root class, because the interface has no
+  /// class of its own.
   static constexpr const char* kClassName = "NSObject";
 
-  /// The numbers by which the portal's statistics and the application's notifications tell zones
-  /// apart.
+  /// Zone kinds, numbered as in the portal's statistics and the application's notifications.
   enum class Kind : std::int32_t { beacon = 3, geofence = 4 };
 
   /// The zone's identifier on the portal.

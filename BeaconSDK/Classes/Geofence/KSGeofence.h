@@ -17,8 +17,8 @@ class KSGeofence : public KSProximityZone {
   static constexpr const char* kClassName = "KSGeofence";
   static const ks::Class kClass;
 
-  /// The identifier of the monitored region, absent without one; what `setIdentifier` stored is
-  /// kept but not answered.
+  /// Identifier of the monitored region; absent without one. A value stored by `setIdentifier` is
+  /// kept but not returned.
   const std::optional<std::string>& identifier() const override { return regionIdentifier_; }
   void setIdentifier(std::optional<std::string> value) override { identifier_ = std::move(value); }
   const std::optional<std::string>& name() const override { return name_; }
@@ -31,23 +31,23 @@ class KSGeofence : public KSProximityZone {
   std::int64_t contentType() const override;
   const KSGeofence* asGeofence() const override { return this; }
 
-  /// The device is inside.
+  /// True while the device is inside.
   bool inRange() const { return inRange_; }
-  /// True notes the time even when the device was inside before; false forgets it. Unlike a
-  /// beacon's, a repeated true restarts the stay.
+  /// True records the time, also if the device was inside before, so a repeated true restarts the
+  /// stay, unlike a beacon's; false clears the time.
   void setInRange(bool flag);
-  /// Takes over the stay, and the run-time state of the same content, of the object whose place
-  /// this one takes.
+  /// Copies the stay and, for the same content, the run-time state of the object that this one
+  /// replaces.
   void continueStay(const KSGeofence& earlier);
-  /// An enter statistic was posted for the current stay.
+  /// True when an enter statistic was posted for the current stay.
   bool sentEnterEvent() const { return sentEnterEvent_; }
   void setSentEnterEvent(bool flag) { sentEnterEvent_ = flag; }
-  /// Centre, radius and identifier as handed to the location service.
+  /// Centre, radius and identifier as passed to the location service.
   const std::shared_ptr<ks::CLCircularRegion>& monitoringRegion() const {
     return monitoringRegion_;
   }
   void setMonitoringRegion(std::shared_ptr<ks::CLCircularRegion> region);
-  /// Until when the content is valid.
+  /// End of the content's validity.
   const std::optional<ks::Date>& validUntil() const { return validUntil_; }
   void setValidUntil(std::optional<ks::Date> value) { validUntil_ = value; }
   const std::shared_ptr<KSProximitySchedule>& schedule() const { return schedule_; }

@@ -7,8 +7,8 @@
 #include "BeaconSDK/Platform/Api/Date.h"
 #include "BeaconSDK/Platform/Api/Object.h"
 
-/// A site known to the portal that owns zones: a shop, a venue. Locations are equal by identifier;
-/// one without an identifier is equal to none.
+/// A site on the portal that owns zones, such as a shop or a venue. Locations are equal by
+/// identifier; one without an identifier is equal to none.
 class KSLocation : public ks::Object {
  public:
   static constexpr const char* kClassName = "KSLocation";

@@ -11,8 +11,7 @@
 #include "BeaconSDK/Classes/Common/Foundation/NSLog.h"
 #include "BeaconSDK/Platform/Api/CoreLocation.h"
 
-/// The switch of the diagnostic trace: off until the application turns it on; takes effect for the
-/// next line.
+/// Enables the diagnostic trace. Off by default; a change takes effect with the next line.
 extern std::atomic<bool> enableLogging;
 static_assert(sizeof enableLogging == 1, "the switch is one byte for whoever links to it by name");
 
@@ -20,7 +19,7 @@ static_assert(sizeof enableLogging == 1, "the switch is one byte for whoever lin
 /// holds the line under `ks::DebugLogMessageKey`.
 inline constexpr const char* DebugLogNotification = "DebugLogNotification";
 
-/// "UNKNOWN", "IMMEDIATE", "NEAR", "FAR" for 0 to 3, nothing for any other number.
+/// Returns "UNKNOWN", "IMMEDIATE", "NEAR" or "FAR" for 0 to 3, nothing for any other number.
 std::optional<std::string> formatProximity(std::int64_t proximity);
 std::optional<std::string> formatProximity(ks::CLProximity proximity);
 
@@ -28,15 +27,15 @@ namespace ks {
 
 inline constexpr const char* DebugLogMessageKey = "message";
 
-/// Stamps a message, writes it to the console and posts it. Any thread.
+/// Adds the time stamp to a message, writes it to the console and posts it. Any thread.
 void writeLogLine(std::int32_t line, std::string_view format,
                   std::span<const FormatArgument> arguments);
 
 }  // namespace ks
 
-/// Writes one line of the trace: "[dd/MM/YY HH:mm:ss] :(line): message". While the switch is off a
-/// call costs one test. `file` and `function` say where the call stands and are not printed. Any
-/// thread; lines of one thread are posted in their order.
+/// Writes one line of the trace: "[dd/MM/YY HH:mm:ss] :(line): message". Costs one test while the
+/// trace is off. `file` and `function` name the call site and are not printed. Any thread; lines of
+/// one thread are posted in order.
 template <class... Args>
 void DoKSLog([[maybe_unused]] const char* file, std::int32_t line,
              [[maybe_unused]] const char* function, const char* format, const Args&... args) {
@@ -47,7 +46,7 @@ void DoKSLog([[maybe_unused]] const char* file, std::int32_t line,
 
 namespace ks {
 
-/// A format and the line of the call that it was passed to.
+/// A format and the source line of the call.
 struct LogFormat {
   LogFormat(const char* format, std::int32_t callLine = __builtin_LINE())
       : text(format), line(callLine) {}

@@ -10,7 +10,6 @@
 #include "BeaconSDK/Classes/Manager/Health/HeldData.h"
 #include "BeaconSDK/Platform/Api/Class.h"
 #include "BeaconSDK/Platform/Api/Platform.h"
-#include "BeaconSDK/Platform/Api/PlatformUse.h"
 
 namespace {
 

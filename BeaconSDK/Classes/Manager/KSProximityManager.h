@@ -24,11 +24,11 @@
 
 /// The one object that an application creates and keeps.
 ///
-/// It builds the engine's rooms, owns them and forwards to them; its own business is the lifecycle:
-/// starting, pausing with the application, background fetches and the reset. Main queue only, apart
-/// from `enteredZones` and `enableLogging`. Notifications are posted asynchronously on
-/// the main queue with the manager as object. Once the last reference is gone no callback runs.
-/// Callbacks may start, reset or release the manager.
+/// Creates and owns the parts of the engine and forwards to them; manages the lifecycle itself:
+/// start, pause with the application, background fetches and reset. Main queue only, except
+/// `enteredZones` and `enableLogging`. Posts notifications asynchronously on the main queue with
+/// itself as object. No callback runs after the last reference is released. Callbacks may start,
+/// reset or release the manager.
 class KSProximityManager : public ks::Object, private ks::CLLocationManagerDelegate {
  public:
   /// No error means that the library is running.
@@ -40,92 +40,95 @@ class KSProximityManager : public ks::Object, private ks::CLLocationManagerDeleg
   static const ks::Class kClass;
   /// Names the background URL session; compare it in the application's background-transfer hook.
   static constexpr const char* kSessionIdentifier = "KSBeaconApp";
-  /// The portal used when the application names none; the host is reserved for examples.
+  /// The portal used without a URL of the application's; the host is reserved for examples.
   static constexpr const char* kDefaultPortalURL = "https://portal.example.com/app";
 
-  /// Restores zones and blocked contents from the cache folder. Null when that folder cannot be
-  /// created. Without `url` the default portal is used. `refinements` hold until the end, `consent`
-  /// until it is changed.
+  /// Creates a manager and restores zones and blocked contents from the cache folder; null if that
+  /// folder cannot be created. Without `url` the default portal is used. `refinements` are fixed;
+  /// `consent` can be changed later.
   static std::shared_ptr<KSProximityManager> initWithUsername(
       std::string username, std::string password, std::optional<ks::NSURL> url, ks::NSLocale locale,
       const ks::Refinements& refinements = {}, const ks::Consent& consent = {});
-  /// Switches the library's trace for the whole process. Any thread.
+  /// Enables or disables the trace of the whole process. Any thread.
   static void enableLogging(bool enabled);
 
-  /// Begins to work; needs the always-authorized location permission and the category list, which
-  /// it fetches. While started or starting it does nothing and never calls `completion`; otherwise
-  /// `completion` runs once, inside the call when nothing has to be fetched first.
+  /// Starts the library. Requires the always-authorized location permission, and fetches the
+  /// category list. Does nothing and never calls `completion` while started or starting; otherwise
+  /// calls `completion` once, before returning if nothing has to be fetched first.
   void start(StartCompletion completion);
-  /// `start` without interest in the result.
+  /// Calls `start` without a completion.
   void retry();
-  /// For the application's background-fetch hook. Starts the library first if need be. `completion`
-  /// runs before downloads have ended; while the library is starting it does not run.
+  /// Call from the application's background-fetch hook. Starts the library if needed. Calls
+  /// `completion` before downloads have finished, and not at all while the library is starting.
   void performFetchWithCompletionHandler(FetchCompletion completion);
-  /// For the application's background-transfer hook: keeps the handler when the session is the
-  /// library's, and ignores it otherwise.
+  /// Call from the application's background-transfer hook. Keeps the handler if `identifier` is the
+  /// library's session, and ignores it otherwise.
   void handleEventsForBackgroundURLSession(std::string_view identifier,
                                            std::function<void()> completionHandler);
-  /// Ends all monitoring and forgets zones and locations; blocked contents stay. The portal
-  /// connection is closed for good.
+  /// Stops all monitoring and drops zones and locations; blocked contents are kept. Closes the
+  /// portal connection permanently.
   void reset();
 
   bool started() const;
   bool starting() const;
   const ks::LocationList& locations() const;
   KSSettingsManager& settingsManager();
-  /// The zones that the device is in, beacons first; nothing when it is in none. Any thread.
+  /// Returns the zones that the device is in, beacons first; absent when it is in none. Any thread.
   std::optional<std::vector<std::shared_ptr<KSProximityZone>>> enteredZones() const;
-  /// When the location list was last replaced from the portal; kept in the user defaults.
+  /// When the location list was last replaced from the portal; stored in the user defaults.
   std::optional<ks::Date> lastLocationsRefreshDate() const;
   void setLastLocationsRefreshDate(std::optional<ks::Date> date);
-  /// The last portal download failed; kept in the user defaults.
+  /// True when the last portal download failed; stored in the user defaults.
   bool errorHappened() const;
   void setErrorHappened(bool flag);
-  /// Geofences by the identifier of their monitored region, a copy.
+  /// Returns a copy of the geofences by the identifier of their monitored region.
   ks::GeofenceTable prefetchGeofences() const;
   void setPrefetchGeofences(ks::GeofenceTable geofences);
-  /// The cached zone, or null. Beacons are found under kind 3, geofences under kind 4.
+  /// Returns the cached zone, or null. Beacons are found under kind 3, geofences under kind 4.
   std::shared_ptr<KSProximityZone> proximityZoneForIdentifier(
       std::string_view identifier, KSContentDownloadType contentType) const;
 
-  /// Shows the zone's content to the user 5 seconds from now, with its icon and media, replacing
-  /// the library's earlier notification unless `everyAnnouncement` is refined. Fetches the files
-  /// before it returns.
+  /// Schedules a notification with the zone's content, icon and media in 5 seconds. Replaces the
+  /// library's previous notification, unless the refinement `everyAnnouncement` is on. Fetches the
+  /// files before it returns.
   void showNotificationForProximityZone(const std::shared_ptr<KSProximityZone>& zone);
-  /// The same, but returns at once and fetches the files meanwhile: for main loops that must go on.
+  /// As above, but returns immediately and fetches the files in the background, for main loops that
+  /// must not block.
   void fetchAndShowNotificationForProximityZone(const std::shared_ptr<KSProximityZone>& zone);
-  /// A message box with the single button "OK".
+  /// Shows a message box with the single button "OK".
   void showMessage(std::string title, std::string message);
-  /// The file in the temporary directory that holds what `url` names; see `KSContentNotifier`.
+  /// Returns the file in the temporary directory with the content of `url`; see
+  /// `KSContentNotifier`.
   std::optional<std::filesystem::path> contentPathFromRemoteUrl(
       const std::optional<std::string>& url, std::string_view filePrefix);
   /// Reports that the user opened the zone's content.
   void incrementLoyaltyForProximityZone(const std::shared_ptr<KSProximityZone>& zone);
-  /// Drops every beacon region and begins a new neighbourhood around the device.
+  /// Drops every beacon region and starts a new neighbourhood around the device.
   void reloadBeacons();
 
-  /// Readers of the notifications' user information; null, false or nothing when it is missing.
+  /// Read the notifications' user information; null, false or nothing when it is missing.
   static std::shared_ptr<KSProximityZone> proximityZoneFromNotification(
       const ks::NSNotification& notification);
   static bool isNotificationForDwellingProximityZone(const ks::NSNotification& notification);
   static std::shared_ptr<KSLocation> locationFromNotification(
       const ks::NSNotification& notification);
   static std::shared_ptr<ks::Error> errorFromNotification(const ks::NSNotification& notification);
-  /// Posts `notification` at once with the error under "error".
+  /// Posts `notification` synchronously with the error under "error".
   void postError(const ks::Error& error, std::string notification);
 
-  /// The state of the library and of what it stands on, judged. Writes and removes a small file to
-  /// see whether the cache folder takes it.
+  /// Returns a snapshot of the library's state with the problems found. Writes and removes a small
+  /// file to test the cache folder.
   ks::Health health() const;
   const ks::Consent& consent() const;
-  /// Takes effect at once; see `ks::Consent`. Not kept: the application remembers its user's word.
+  /// Takes effect immediately; see `ks::Consent`. Not stored: the application keeps its user's
+  /// choice.
   void setConsent(const ks::Consent& consent);
-  /// Resets the library, for good, and removes everything that it holds on this device; see
-  /// `ks::HeldData`. The portal keeps what it was sent.
+  /// Resets the library permanently and removes everything that it stores on this device; see
+  /// `ks::HeldData`. Deletes nothing on the portal.
   void purge();
 
   const ks::Refinements& refinements() const;
-  /// What became of the statistics; absent unless they are kept.
+  /// Returns the delivery counts of the statistics; absent without the refinement `keptStatistics`.
   std::optional<ks::StatsLedger> statisticsLedger() const;
 
   /// Sets the decision observer, replacing any previous one.

@@ -25,12 +25,12 @@ using RecordList = std::vector<std::shared_ptr<T>>;
 using Records = std::variant<RecordList<KSProximityZoneContentCategory>, RecordList<KSLocation>,
                              RecordList<KSPrivateBeacon>, RecordList<KSGeofence>>;
 
-/// Receives the outcome of one download: a success without an error, or a failure with only the
+/// Called with the result of one download: on success without an error, on failure with only the
 /// kind and the error. Called on the URL session's delegate queue.
 ///
-/// The metadata of beacon zones and geofences holds "locationIdentifier", one blank when the
-/// location is not known; that of the other kinds is empty. When a document of these two kinds
-/// cannot be read, the failure is followed by a success without a result.
+/// The metadata of beacon zones and geofences holds "locationIdentifier", a single blank if the
+/// location is not known; that of the other kinds is empty. If a document of these two kinds cannot
+/// be read, a success without a result follows the failure.
 using ContentCompletionBlock = std::function<void(
     KSContentDownloadType type, const std::optional<Records>& result,
     const std::optional<Dictionary>& metaData, const std::optional<Error>& error)>;

@@ -21,7 +21,7 @@ class Platform;
 class PortalReplies;
 class PortalSession;
 
-/// One complete event on its way to the portal.
+/// One complete event for the portal.
 struct Statistic {
   /// "beacons/enter", ...: zone kind and event.
   std::string event;
@@ -34,9 +34,9 @@ struct Statistic {
 
 /// The portal client: requests documents, parses the replies and posts statistics.
 ///
-/// All transfers are tasks of one background URL session, at most one connection at a time. Nothing
-/// is queued or retried here: each download ends in one report to the completion block (none when
-/// the portal refuses the credentials), and a failed upload in one line of the system log.
+/// All transfers are tasks of one background URL session, over at most one connection. Nothing is
+/// queued or retried here: each download ends in one call of the completion block (none when the
+/// portal refuses the credentials), a failed upload in one line of the system log.
 ///
 /// Operations may be called from any thread. Parsing and the completion block run on the session's
 /// serial delegate queue, in the order in which the replies arrived.
@@ -54,9 +54,9 @@ class KSNetwork {
   /// caches folder.
   static std::filesystem::path cachePath(ks::Platform& platform);
 
-  /// The "Authorization" value: "Basic " and the Base64 text of "username:password". Credentials
-  /// above 48 bytes give a value with CR LF after every 64 characters; the URL session takes line
-  /// breaks out of this header.
+  /// Returns the "Authorization" value: "Basic " and the Base64 text of "username:password".
+  /// Credentials above 48 bytes give a value with CR LF after every 64 characters; the URL session
+  /// removes line breaks from this header.
   static std::string authHeaderForUsername(const std::string& username,
                                            const std::string& password);
 
@@ -70,21 +70,22 @@ class KSNetwork {
   ks::ContentCompletionBlock completionBlock() const;
   void setCompletionBlock(ks::ContentCompletionBlock block);
 
-  /// Cancels all transfers for good; each running download still ends in its report. To start
-  /// another one afterwards is a programming fault and has no effect.
+  /// Cancels all transfers permanently; each running download is still reported. Starting another
+  /// one afterwards is a programming error and has no effect.
   void reset();
   bool isReset() const;
 
   void loadProximityZoneContentCategories();
-  /// Asks for the locations, the beacons (100 around) and the geofences near `location`, in this
-  /// order; for nothing without a location. The beacons arrive as the zones of an unknown location.
+  /// Requests the locations, the beacons (range 100) and the geofences near `location`, in this
+  /// order; nothing without a location. The beacons are reported as the zones of an unknown
+  /// location.
   void loadLocations(const std::optional<ks::CLLocation>& location);
   void loadProximityZonesForLocation(
       const std::string& locationIdentifier,
       const std::vector<std::shared_ptr<KSProximityZoneContentCategory>>& disabledCategories,
       const ks::Dictionary& tags);
-  /// Each of the beacons ("UUID:major:minor") is answered: one that the portal does not know by a
-  /// placeholder zone without content.
+  /// Requests the content of beacons ("UUID:major:minor"). One that the portal does not know is
+  /// reported as a placeholder zone without content.
   void loadContentForBeacons(
       const std::vector<std::string>& beaconIdentifiers,
       const std::vector<std::shared_ptr<KSProximityZoneContentCategory>>& disabledCategories,
@@ -97,8 +98,8 @@ class KSNetwork {
   /// One item for each tag, its name prefixed with "_".
   static std::vector<ks::NSURLQueryItem> queryItemsForTags(const ks::Dictionary& tags);
 
-  /// Posts one event. An event without its zone, content or time where the portal requires them is
-  /// dropped with a log line.
+  /// Post one event. An event without the zone, content or time that the portal requires is dropped
+  /// with a log line.
   void postEnterProximityZone(const KSStatProximityZoneInteraction& interaction);
   void postExitProximityZone(const KSStatProximityZoneInteraction& interaction);
   void postProximityZoneNotification(const KSStatProximityZoneInteraction& interaction);
@@ -106,31 +107,31 @@ class KSNetwork {
   void postEnterGeofenceZone(const KSStatProximityZoneInteraction& interaction);
   void postExitGeofenceZone(const KSStatProximityZoneInteraction& interaction);
 
-  /// Called on the delegate queue when the portal refuses the credentials of a download, which is
-  /// then reported to nobody else. Set before the first download.
+  /// Sets the function called on the delegate queue when the portal refuses the credentials of a
+  /// download, which is then not reported otherwise. Set it before the first download.
   void setRefusalHandler(std::function<void(KSContentDownloadType)> handler);
 
-  /// False leaves the device's identifier out of every request. True at first.
+  /// False omits the device's identifier from every request. Default: true.
   void setSendsIdentifiers(bool sends);
 
   using StatisticHandler = std::function<void(ks::Statistic)>;
-  /// Hands each complete event to `handler` instead of posting it, on the posting thread. Set
+  /// Passes each complete event to `handler`, on the posting thread, instead of posting it. Set it
   /// before the first event.
   void setStatisticHandler(StatisticHandler handler) { statisticHandler_ = std::move(handler); }
 
   /// Starts a transfer of `request`.
   void download(ks::NSURLRequest request);
-  /// Sends the request's body from a file of its own in the temporary directory, which is removed
-  /// when the transfer has ended.
+  /// Uploads the request's body from a file in the temporary directory, which is removed after the
+  /// transfer.
   void upload(ks::NSURLRequest request) { upload(std::move(request), nullptr); }
   /// The reply's status; absent when the transfer failed.
   using UploadCompletion = std::function<void(std::optional<int> status)>;
-  /// As `upload`; `completion` is called once, on the delegate queue, or at once when the body
-  /// could not be written. After `reset` it is not called.
+  /// As `upload`. Calls `completion` once, on the delegate queue, or immediately if the body could
+  /// not be written; never after `reset`.
   void upload(ks::NSURLRequest request, UploadCompletion completion);
 
-  /// The entries of a notification's user information, for applications that pass results on as
-  /// notifications: "result", "error" (null when missing), "category" (0 when missing) and
+  /// Return the entries of a notification's user information, for applications that forward results
+  /// as notifications: "result", "error" (null when missing), "category" (0 when missing) and
   /// "metaData" (absent when missing).
   static ks::Value contentFromNotification(const ks::NSNotification& notification);
   static std::shared_ptr<ks::Error> errorFromNotification(const ks::NSNotification& notification);

@@ -12,7 +12,7 @@
 #include "BeaconSDK/Classes/Network/KSContentDownload.h"
 #include "BeaconSDK/Classes/Network/PortalItem.h"
 #include "BeaconSDK/Platform/Api/CoreLocation.h"
-#include "BeaconSDK/Platform/Api/Result.h"
+#include "BeaconSDK/Platform/Api/Error.h"
 
 class KSProximityZoneContent;
 
@@ -20,16 +20,16 @@ namespace ks {
 class NSDateFormatter;
 }
 
-/// Turns the portal's JSON documents into records. One thread at a time.
+/// Converts the portal's JSON documents to records. One thread at a time.
 ///
 /// A document is an array of objects, one for each record. Conversion reads from the cleaned-up
 /// form of each object, in which nulls are absent and every number has become its decimal text:
 /// - a member that is missing, or a list or an object in a text's place, leaves the field empty;
-/// - text in a number's place is read as far as it is a number and is 0 when it does not start
-///   with one;
+/// - text in a number's place is read as far as it is a number and is 0 when it does not start with
+///   one;
 /// - a number beyond the range of its field (32-bit integer, float or double) becomes the nearest
 ///   end of that range, so no record ever holds an infinite number.
-/// The outcome of unusual JSON stands at `ks::NSJSONSerialization`.
+/// For unusual JSON see `ks::NSJSONSerialization`.
 class KSResponseParser {
  public:
   /// How the portal writes `validUntil`: in UTC.
@@ -72,7 +72,7 @@ class KSResponseParser {
   static std::shared_ptr<KSProximityZoneContentCategory> convertToCategory(
       const ks::PortalObject& item);
   static std::shared_ptr<KSLocation> convertToLocation(const ks::PortalObject& item);
-  /// Never null. The zone's state tells whether the item has a "content" member at all, also one
+  /// Never null. The zone's state says whether the item has a "content" member at all, also one
   /// that yields no content.
   std::shared_ptr<KSPrivateBeacon> convertToPrivateBeacon(const ks::PortalObject& item) const;
   /// A geofence without an "id" has no region to monitor.

@@ -11,6 +11,7 @@ class KSServerResponse : public ks::Object {
   static constexpr const char* kClassName = "KSServerResponse";
   static const ks::Class kClass;
 
+  /// Absent when the portal reported none.
   std::optional<std::string> error;
 
   const ks::Class& objectClass() const override { return kClass; }

@@ -4,10 +4,10 @@
 #include <string>
 #include <string_view>
 
-#include "BeaconSDK/Platform/Api/Result.h"
+#include "BeaconSDK/Platform/Api/Error.h"
 #include "BeaconSDK/Platform/Api/Value.h"
 
-/// JSON text to values and back. Any thread.
+/// Converts JSON text to values and back. Any thread.
 namespace ks::NSJSONSerialization {
 
 /// A document that nests deeper is rejected: far above any portal document (4), far below what the

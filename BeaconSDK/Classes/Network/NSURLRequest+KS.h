@@ -19,17 +19,17 @@ struct NSURLQueryItem {
 
 /// The portal's requests. Any thread.
 ///
-/// Each builder appends its path to the root URL, behind whatever path that has, and its query in
-/// the order listed. In names and values the characters "&", "=", "+", ";", "#", "%", blanks and
-/// everything outside ASCII are percent-encoded ("+" because many servers read a bare one as a
-/// blank); ":" and "," stay as they are. An empty query leaves a bare "?".
+/// Each builder appends its path to the path of the root URL, and its query in the order listed. In
+/// names and values the characters "&", "=", "+", ";", "#", "%", blanks and everything outside
+/// ASCII are percent-encoded ("+" because many servers read a bare one as a blank); ":" and "," are
+/// not. An empty query leaves a bare "?".
 ///
-/// A root that is no URL is not refused here: path and query are appended to its text, so the
-/// request still tells its kind, and the URL session ends it with `NSURLError::badURL` or
-/// `unsupportedURL`.
+/// An invalid root URL is not rejected here: path and query are appended to its text, so the kind
+/// of the request can still be recognized, and the URL session fails it with `NSURLError::badURL`
+/// or `unsupportedURL`.
 namespace NSURLRequestKS {
 
-/// The field with the device's or the advertising identifier.
+/// Header field with the device's or the advertising identifier.
 inline constexpr const char* kIdentifierField = "X-KSL-UID";
 
 /// GET "/contents/categories".
@@ -67,21 +67,22 @@ NSURLRequest proximityZoneNotificationRequest(const NSURL& rootURL,
 NSURLRequest proximityZoneInteractionRequest(const NSURL& rootURL,
                                              const std::string& portalIdentifier);
 
-/// A POST of JSON to `url`, without a body yet.
+/// Returns a POST of JSON to `url`, without a body.
 NSURLRequest defaultPostRequestWithUrl(const NSURL& url);
 
-/// Sets "User-Agent", "X-KSL-UID" (left out without a device identifier) and "X-KSL-SdkVersion"
-/// (left out without a library version), replacing earlier values. Every builder does it.
+/// Sets "User-Agent", "X-KSL-UID" (omitted without a device identifier) and "X-KSL-SdkVersion"
+/// (omitted without a library version), replacing earlier values. Every builder calls it.
 void addCustomUserAgenttoRequest(NSURLRequest& request);
 
-/// Tells from the URL's text which of the builders made the request. Each test looks at the whole
-/// text, so a root URL that itself contains "/locations" or "/beacons" misleads it.
+/// Returns the kind of a request from its URL's text. Each test searches the whole text, so a root
+/// URL that itself contains "/locations" or "/beacons" gives a wrong kind.
 KSContentDownloadType contentType(const NSURLRequest& request);
 
-/// The value of the query item "location", only for `KSContentDownloadType::zonesForLocation`.
+/// Returns the value of the query item "location"; only for
+/// `KSContentDownloadType::zonesForLocation`.
 std::optional<std::string> locationIdentifier(const NSURLRequest& request);
 
-/// The values of the query items "bid" in their order, only for
+/// Returns the values of the query items "bid" in order; only for
 /// `KSContentDownloadType::contentForBeacons`.
 std::vector<std::string> beaconIdentifiers(const NSURLRequest& request);
 

@@ -10,9 +10,9 @@
 namespace ks {
 
 /// Reads a portal's document, a JSON list of objects by the rules of `NSJSONSerialization`, and
-/// passes each element to `take` as soon as it is read; what it holds on to is one element.
+/// passes each element to `take` as soon as it is read; holds one element at a time.
 ///
-/// Returns why the document is none; `take` may have been called for elements before the fault.
+/// Returns why the document is invalid; `take` may have been called for elements before the error.
 std::optional<Error> readPortalDocument(std::string_view document,
                                         const std::function<void(const PortalObject& item)>& take);
 

@@ -11,9 +11,9 @@
 namespace ks {
 
 /// One element of a portal's document in its cleaned-up form: nulls are absent, and every number
-/// and truth value is its decimal text. Lists are present and hold nothing that can be asked for.
+/// and truth value is its decimal text. Lists are present and hold nothing that can be read.
 ///
-/// All members, also those of nested objects, lie in one table that an item keeps when it is
+/// All members, also those of nested objects, are in one table that an item keeps when it is
 /// cleared: reading a document of many elements allocates nothing for each.
 class PortalItem {
  public:

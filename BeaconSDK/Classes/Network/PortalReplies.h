@@ -13,7 +13,7 @@
 
 namespace ks {
 
-/// Turns the portal's replies into records and reports them to the completion block.
+/// Converts the portal's replies to records and reports them to the completion block.
 ///
 /// Replies are read on the session's delegate queue, in the order of their arrival; the two blocks
 /// may be set on any thread.
@@ -23,17 +23,17 @@ class PortalReplies {
 
   ContentCompletionBlock completionBlock() const;
   void setCompletionBlock(ContentCompletionBlock block);
-  /// Called when the portal refuses the credentials of a download, which is reported to nobody
-  /// else. Set before the first download.
+  /// Called when the portal refuses the credentials of a download, which is then not reported
+  /// otherwise. Set before the first download.
   void setRefusalHandler(std::function<void(KSContentDownloadType)> handler) {
     refusalHandler_ = std::move(handler);
   }
 
   /// Reads the document in `file`, the reply with `statusCode` to `request`, and reports its
-  /// records. Returns whether the document could be parsed.
+  /// records. Returns true if the document could be parsed.
   bool read(const NSURLRequest& request, int statusCode, const std::filesystem::path& file);
 
-  /// Reports a success; without a result, nothing.
+  /// Reports a success; does nothing without a result.
   void notifyNewContentAvailableForType(KSContentDownloadType type,
                                         const std::optional<Records>& content) const;
   /// Reports a success, also without a result.

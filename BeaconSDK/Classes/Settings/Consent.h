@@ -5,13 +5,13 @@
 
 namespace ks {
 
-/// What the user lets the library send and keep, by class. What is switched off is neither sent nor
-/// kept; switched off while the library runs, what it kept of that class is removed.
+/// The user's consent to data that the library sends and stores. Data without consent is neither
+/// sent nor stored; withdrawing consent while the library runs removes what it has stored.
 struct Consent {
-  /// Where the device is. Without it the portal is not asked for what lies around the device: the
-  /// library works on with the zones that it knows.
+  /// The device's position. Without it the portal is not queried by position: the library continues
+  /// with the zones it has.
   bool positions = true;
-  /// Events for the portal. A stay that begins without this consent is never counted, not even its
+  /// Events for the portal. A stay that begins without this consent is never counted, nor is its
   /// end.
   bool statistics = true;
   /// The application's tags.
@@ -21,7 +21,7 @@ struct Consent {
 
   friend bool operator==(const Consent&, const Consent&) = default;
 
-  /// A member and its name, as options write it.
+  /// A member and its name in command-line options.
   struct Named {
     std::string_view name;
     bool Consent::*member;

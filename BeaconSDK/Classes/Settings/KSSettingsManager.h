@@ -16,11 +16,11 @@
 class KSNetwork;
 class KSProximityZoneContentCategory;
 
-/// What the application says about its user: tags, and the content categories switched on and off.
+/// The application's settings for its user: tags, and the enabled content categories.
 ///
-/// Every change is written to a file of the cache folder "KSProximityManager" at once; a failed
+/// Every change is written immediately to a file of the cache folder "KSProximityManager"; a failed
 /// write leaves the change in memory. Missing and damaged files count as not set. Any thread: each
-/// collection has a recursive lock of its own, held while its file is written.
+/// collection has its own recursive lock, held while its file is written.
 class KSSettingsManager : public std::enable_shared_from_this<KSSettingsManager> {
  public:
   using Categories = std::vector<std::shared_ptr<KSProximityZoneContentCategory>>;
@@ -31,44 +31,44 @@ class KSSettingsManager : public std::enable_shared_from_this<KSSettingsManager>
       std::shared_ptr<KSNetwork> network, ks::DispatchQueue& mainQueue,
       const ks::Refinements& refinements = {});
 
-  /// Asks the portal for the category list. `completion` is called once, on the main queue, when it
-  /// or an error has arrived, unless another `refresh` replaces it first; with `startAlwaysAnswers`
-  /// none is replaced.
+  /// Requests the category list. Calls `completion` once, on the main queue, when the list or an
+  /// error has arrived, unless another `refresh` replaces it first; with the refinement
+  /// `startAlwaysAnswers` none is replaced.
   void refresh(CompletionBlock completion);
 
-  /// Takes over the category list (kind 0; other kinds are ignored): puts the local category
-  /// "-100", "new", before it, and on the very first list switches every category on. An empty list
-  /// leaves the stored one; as the very first it leaves later categories switched off, unless
-  /// `categoriesFromFirstList` waits for a list that has some.
+  /// Stores the category list (kind 0; other kinds are ignored) behind the local category "-100",
+  /// "new". The very first list enables every category. An empty list keeps the stored one; as the
+  /// very first it leaves later categories disabled, unless the refinement
+  /// `categoriesFromFirstList` is on.
   void newContentLoadedWithType(KSContentDownloadType type,
                                 const std::optional<ks::Records>& content);
-  /// Passes a failed category download on to the pending completion.
+  /// Passes the error of a category download to the pending completion.
   void newContentLoadErrorWithType(KSContentDownloadType type, const ks::Error& error);
 
-  /// Writes and reads the enabled categories' file.
+  /// Write and read the file of the enabled categories.
   void save() const;
   void load();
 
-  /// Whether the user wants contents of this category. A content without one is unwanted, or with
-  /// `categoriesFromFirstList` follows the local category.
+  /// True when contents of this category are wanted. A content without category is unwanted or,
+  /// with `categoriesFromFirstList`, follows the local category.
   bool wantsCategory(const std::optional<std::string>& identifier) const;
   bool contentCategoryEnabledForIdentifier(const std::string& identifier) const;
   bool contentCategoryEnabled(const KSProximityZoneContentCategory& category) const;
-  /// Switches a category with an identifier and saves. Has no other effect until a first category
-  /// list or settings file was read.
+  /// Enables or disables a category that has an identifier, and saves. Changes nothing until a
+  /// first category list or settings file was read.
   void enableContentCategory(const KSProximityZoneContentCategory& category, bool enabled);
-  /// The categories that are switched off, in list order.
+  /// Returns the disabled categories, in list order.
   Categories disabledCategories() const;
-  /// The list as last loaded, the local category first; empty before the first load.
+  /// Returns the list as last loaded, the local category first; empty before the first load.
   Categories contentCategories() const;
 
-  /// A snapshot; empty when none were ever set.
+  /// Returns a snapshot; empty when none were ever set.
   ks::Dictionary tags() const;
   void setTag(const std::string& key, const std::string& value);
   void deleteTag(const std::string& key);
   void clearTags();
   void saveTags() const;
-  /// False removes the tags and their file, and takes no other. True at first.
+  /// False removes the tags and their file, and ignores new ones. Default: true.
   void setKeepsTags(bool keeps);
 
   /// Key of the enabled categories in their file.
@@ -83,7 +83,7 @@ class KSSettingsManager : public std::enable_shared_from_this<KSSettingsManager>
                     ks::DispatchQueue& mainQueue);
 
  private:
-  /// Keeps texts only, and what was set since.
+  /// Reads the file, keeping text values only; tags set since take precedence.
   void loadTags();
   void storeCategories(const Categories& loaded);
   void enableAllOnFirstList();
@@ -99,8 +99,8 @@ class KSSettingsManager : public std::enable_shared_from_this<KSSettingsManager>
   mutable std::recursive_mutex enabledMutex_;
   /// Absent until a first category list or settings file was read.
   std::optional<std::vector<std::string>> enabledContentIdentifiers_;
-  /// The file is there but could not be read yet: it is read before the next change, and not
-  /// written over until then.
+  /// The file exists but could not be read: it is read before the next change, and not overwritten
+  /// until then.
   bool isEnabledUnread_ = false;
 
   mutable std::recursive_mutex tagsMutex_;

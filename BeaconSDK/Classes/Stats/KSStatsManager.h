@@ -11,8 +11,8 @@ class KSNetwork;
 class KSPrivateBeacon;
 class KSProximityZone;
 
-/// Reports to the portal what happens on the device. Each call builds one event and posts it;
-/// nothing is kept, retried or answered. Stateless; any thread.
+/// Reports device events to the portal. Each call builds and posts one event; nothing is stored,
+/// retried or returned. Stateless; any thread.
 ///
 /// An absent `tags` is sent as null, an empty one as an empty object.
 class KSStatsManager {
@@ -21,18 +21,19 @@ class KSStatsManager {
                                                          const ks::Clock& clock);
   KSStatsManager(std::shared_ptr<KSNetwork> network, const ks::Clock& clock);
 
-  /// A beacon zone was entered.
+  /// Reports that a beacon zone was entered.
   void incrementMovedInProximityZone(const KSPrivateBeacon& zone,
                                      const std::optional<ks::Dictionary>& tags) const;
-  /// A beacon zone was left. The time spent counts from its `inProximitySince`, 0 without one.
+  /// Reports that a beacon zone was left. The time spent counts from its `inProximitySince`, 0
+  /// without one.
   void incrementMovedOutOfProximityZone(const KSPrivateBeacon& zone,
                                         std::optional<std::int64_t> batteryLevel,
                                         const std::optional<ks::Dictionary>& tags) const;
-  /// A notification was shown for a beacon zone.
+  /// Reports that a notification was shown for a beacon zone.
   void incrementProximityZoneNotification(const KSPrivateBeacon& zone,
                                           std::optional<std::int64_t> batteryLevel,
                                           const std::optional<ks::Dictionary>& tags) const;
-  /// The user opened a zone's content.
+  /// Reports that the user opened a zone's content.
   void incrementLoyaltyForProximity(const KSProximityZone& zone,
                                     const std::optional<ks::Dictionary>& tags) const;
   void incrementMovedInGeofence(const KSGeofence& geofence) const;

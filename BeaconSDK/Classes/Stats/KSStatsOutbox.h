@@ -13,15 +13,15 @@
 #include "BeaconSDK/Platform/Api/Date.h"
 #include "BeaconSDK/Platform/Api/Value.h"
 
-/// Statistics that wait until the portal has accepted or refused them, in the order in which they
-/// were made, also across restarts. Main queue only.
+/// Statistics that wait until the portal has accepted or refused them, in the order of their
+/// creation, also across restarts. Main queue only.
 ///
-/// Events have consecutive numbers and settle in that order, so the number of settled events, which
-/// the ledger's file holds, is the number of the event before the first that waits. Each waiting
-/// event is a file of its own: adding one costs one small write, whatever waits already. The file
-/// goes only after the ledger was written; a kill in between leaves a file with a settled number,
-/// which is removed at the next start. An event that was sent but not yet settled when the process
-/// died is sent again under the same key.
+/// Events have consecutive numbers and settle in that order, so the number of settled events,
+/// stored in the ledger's file, is the number of the event before the first waiting one. Each
+/// waiting event is a file of its own: adding one costs one small write, however many wait. The
+/// file is removed only after the ledger was written; a kill in between leaves a file with a
+/// settled number, which is removed at the next start. An event that was sent but not settled when
+/// the process died is sent again under the same key.
 class KSStatsOutbox : public std::enable_shared_from_this<KSStatsOutbox> {
  public:
   /// More than a week of a busy kiosk without network; 8 MB at one disk block each.
@@ -41,7 +41,7 @@ class KSStatsOutbox : public std::enable_shared_from_this<KSStatsOutbox> {
   };
   /// The reply's status, absent when the transfer failed. Main queue.
   using Reply = std::function<void(std::optional<int> status)>;
-  /// Starts the transfer of one event and calls `reply` once, unless it is never going to answer.
+  /// Starts the transfer of one event; calls `reply` at most once.
   using Sender = std::function<void(const Event& event, Reply reply)>;
 
   /// Reads what `folder` holds. `rootURL` is the portal whose events are sent. `origin` begins the
@@ -51,13 +51,13 @@ class KSStatsOutbox : public std::enable_shared_from_this<KSStatsOutbox> {
 
   /// `now` makes the key unique also when a lost disk write lets a number be used again.
   void add(std::string url, ks::Data body, ks::Date now);
-  /// Sends what waits, unless a transfer or a pause is running.
+  /// Sends waiting events, unless a transfer or a pause is running.
   void sendNext();
   /// Ends the pause and sends nothing more; events still go to disk.
   void stop();
   /// Removes all events and the ledger.
   void purge();
-  /// Takes the origin out of the waiting events' keys and begins further ones without it.
+  /// Removes the origin from the waiting events' keys and starts further ones without it.
   void forgetOrigin();
 
   const ks::StatsLedger& ledger() const { return ledger_; }
@@ -70,7 +70,7 @@ class KSStatsOutbox : public std::enable_shared_from_this<KSStatsOutbox> {
   std::int64_t firstWaiting() const { return ledger_.settled() + 1; }
   std::filesystem::path fileOf(std::int64_t number) const;
   std::optional<Event> read(std::int64_t number) const;
-  /// Kept in memory when it cannot be written.
+  /// Stored in memory when it cannot be written.
   void write(std::int64_t number, Event event);
   void makeRoom();
   void settle(std::int64_t& counter);

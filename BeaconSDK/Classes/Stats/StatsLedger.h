@@ -6,17 +6,17 @@
 
 namespace ks {
 
-/// What became of the kept statistics since the outbox was made or purged. Each made event is in
-/// exactly one of the other counts.
+/// Delivery counts of the stored statistics since the outbox was created or purged. Each event in
+/// `made` is in exactly one of the other counts.
 struct StatsLedger {
   std::int64_t made = 0;
   std::int64_t waiting = 0;
-  /// The portal accepted it (2xx).
+  /// Accepted by the portal (2xx).
   std::int64_t sent = 0;
-  /// The portal refused it for good (4xx, but 401, 408, 425 and 429).
+  /// Refused permanently by the portal (4xx, but 401, 408, 425 and 429).
   std::int64_t refused = 0;
-  /// Never delivered, by reason: "outboxFull" (the oldest makes room), "otherPortal" (made for
-  /// another root URL), "lost" (its file is gone or damaged).
+  /// Never delivered, by reason: "outboxFull" (the oldest is dropped), "otherPortal" (created for
+  /// another root URL), "lost" (its file is missing or damaged).
   std::map<std::string, std::int64_t> dropped;
 
   std::int64_t droppedCount() const {
@@ -24,7 +24,9 @@ struct StatsLedger {
     for (const auto& [reason, times] : dropped) count += times;
     return count;
   }
+  /// Events with a final outcome.
   std::int64_t settled() const { return sent + refused + droppedCount(); }
+  /// True when the counts add up.
   bool agrees() const { return waiting >= 0 && made == settled() + waiting; }
 
   friend bool operator==(const StatsLedger&, const StatsLedger&) = default;

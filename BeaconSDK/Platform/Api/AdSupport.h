@@ -4,7 +4,7 @@
 
 namespace ks {
 
-/// The identifier that the user allows for advertising. Any thread.
+/// The device's advertising identifier, subject to the user's permission. Any thread.
 class ASIdentifierManager {
  public:
   virtual ~ASIdentifierManager() = default;

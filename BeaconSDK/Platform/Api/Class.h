@@ -19,14 +19,14 @@ struct Property {
   std::string name;
   /// "NSString", "NSNumber", "NSDate", ... or a record class's name.
   std::string valueClass;
-  /// An absent value when the property is empty.
+  /// Returns an absent value when the property is empty.
   std::function<Value(const Object&)> get;
-  /// Takes only values of `valueClass`; an absent one empties the property.
+  /// Accepts only values of `valueClass`; an absent one clears the property.
   std::function<void(Object&, const Value&)> set;
 };
 
-/// Operations by which classes once chose their persisted properties. A class that still implements
-/// one is warned about; the list of properties alone decides.
+/// Former hooks by which classes chose their persisted properties. A class that still implements
+/// one causes a warning.
 struct DeprecatedCoding {
   bool codableKeys = false;
   bool uncodableKeys = false;
@@ -35,13 +35,13 @@ struct DeprecatedCoding {
 };
 
 /// The description of a record class: name, superclass and persisted properties. One static
-/// instance per class; constructing it makes the class known by name.
+/// instance per class; its construction registers the class by name.
 class Class {
  public:
   using Factory = std::shared_ptr<Object> (*)();
 
-  /// `superclass` is null for classes that derive from the root object. `factory` makes an empty
-  /// record for an archive reader; null for classes of which there are no direct instances.
+  /// `superclass` is null for classes that derive from the root object. `factory` creates an empty
+  /// record for an archive reader; null for classes without direct instances.
   Class(std::string name, const Class* superclass, Factory factory,
         std::vector<Property> ownProperties, DeprecatedCoding deprecatedCoding = {});
   Class(const Class&) = delete;
@@ -59,7 +59,7 @@ class Class {
   /// True when this class or a superclass is called `name`; always true for "NSObject".
   bool isKindOf(std::string_view name) const;
 
-  /// The class called `name`, or null. Any thread.
+  /// Returns the class called `name`, or null. Any thread.
   static const Class* named(std::string_view name);
 
  private:

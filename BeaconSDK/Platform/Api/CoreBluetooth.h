@@ -42,7 +42,7 @@ class CBCentralManager;
 class CBCentralManagerDelegate {
  public:
   virtual ~CBCentralManagerDelegate() = default;
-  /// Comes once soon after the central was made and on every change.
+  /// Called once soon after the central was created and on every change.
   virtual void centralManagerDidUpdateState(CBCentralManager& central) = 0;
   virtual void didDiscoverPeripheral(CBCentralManager& central, const CBPeripheral& peripheral,
                                      const Dictionary& advertisementData, Dbm rssi) = 0;
@@ -54,8 +54,8 @@ class CBCentralManager {
   virtual ~CBCentralManager() = default;
   virtual CBManagerState state() const = 0;
   virtual bool isScanning() const = 0;
-  /// Reports peripherals that advertise one of `services`, each peripheral once per scan. A scan
-  /// under way is replaced. Does nothing unless powered on.
+  /// Reports peripherals that advertise one of `services`, each peripheral once per scan. Replaces
+  /// a running scan. Does nothing unless powered on.
   virtual void scanForPeripheralsWithServices(const std::vector<CBUUID>& services) = 0;
   virtual void stopScan() = 0;
 };

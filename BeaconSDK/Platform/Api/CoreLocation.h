@@ -14,7 +14,7 @@
 
 namespace ks {
 
-/// May the application use the device's position?
+/// The application's permission to use the device's position.
 enum class CLAuthorizationStatus : std::int32_t {
   notDetermined = 0,
   restricted = 1,
@@ -25,7 +25,8 @@ enum class CLAuthorizationStatus : std::int32_t {
 
 enum class CLRegionState : std::int64_t { unknown = 0, inside = 1, outside = 2 };
 
-/// How near a ranged beacon is. Also the scale of a content's wanted proximity, where 0 means any.
+/// Distance class of a ranged beacon. Contents use the same numbers for the wanted proximity, with
+/// 0 for any.
 enum class CLProximity : std::int64_t { unknown = 0, immediate = 1, near = 2, far = 3 };
 
 /// What the application uses positions for.
@@ -43,10 +44,10 @@ struct CLLocationCoordinate2D {
   friend bool operator==(const CLLocationCoordinate2D&, const CLLocationCoordinate2D&) = default;
 };
 
-/// The mean radius of the earth (IUGG), on whose sphere distances are measured.
+/// Mean radius of the earth (IUGG); distances are measured on a sphere of this radius.
 inline constexpr Metres kMeanEarthRadius{6371008.8};
 
-/// Great-circle distance on a sphere of the mean earth radius.
+/// Returns the great-circle distance on a sphere of the mean earth radius.
 Metres distanceBetween(CLLocationCoordinate2D a, CLLocationCoordinate2D b);
 
 /// One position fix.
@@ -60,7 +61,7 @@ struct CLLocation {
   std::string description() const;
 };
 
-/// A place whose border the location service watches. Regions are equal by identifier.
+/// A region that the location service monitors. Regions are equal by identifier.
 class CLRegion : public Object {
  public:
   static constexpr const char* kClassName = "CLRegion";
@@ -113,7 +114,7 @@ class CLCircularRegion : public CLRegion {
   double radius_ = 0;
 };
 
-/// All beacons of one proximity UUID, or those among them with one major and minor.
+/// All beacons of one proximity UUID, or only those with the given major and minor.
 class CLBeaconRegion : public CLRegion {
  public:
   static constexpr const char* kClassName = "CLBeaconRegion";
@@ -148,7 +149,7 @@ struct CLBeacon {
   std::uint16_t major = 0;
   std::uint16_t minor = 0;
   CLProximity proximity = CLProximity::unknown;
-  /// Estimated distance; negative when there was no usable signal lately.
+  /// Estimated distance; negative without a recent usable signal.
   Metres accuracy{-1};
   /// Filtered signal strength; 0 when unknown.
   Dbm rssi{0};
@@ -161,13 +162,14 @@ class CLLocationManager;
 class CLLocationManagerDelegate {
  public:
   virtual ~CLLocationManagerDelegate() = default;
-  /// At least one location, the newest last.
+  /// Called with at least one location, the newest last.
   virtual void didUpdateLocations(CLLocationManager&, const std::vector<CLLocation>&) {}
   virtual void didDetermineState(CLLocationManager&, CLRegionState,
                                  const std::shared_ptr<const CLRegion>&) {}
   virtual void didEnterRegion(CLLocationManager&, const std::shared_ptr<const CLRegion>&) {}
   virtual void didExitRegion(CLLocationManager&, const std::shared_ptr<const CLRegion>&) {}
-  /// About once a second for each ranged region, the nearest beacon first; the list may be empty.
+  /// Called about once a second for each ranged region, the nearest beacon first; the list may be
+  /// empty.
   virtual void didRangeBeacons(CLLocationManager&, const std::vector<CLBeacon>&,
                                const std::shared_ptr<const CLRegion>&) {}
   virtual void didStartMonitoringForRegion(CLLocationManager&,
@@ -186,37 +188,38 @@ class CLLocationManager {
  public:
   virtual ~CLLocationManager() = default;
 
-  /// The delegate is not owned; null for none. It must be cleared before it is destroyed.
+  /// Sets the delegate, which is not owned and may be null. Clear it before the delegate is
+  /// destroyed.
   virtual void setDelegate(CLLocationManagerDelegate* delegate) = 0;
   virtual void setPausesLocationUpdatesAutomatically(bool flag) = 0;
   virtual void setActivityType(CLActivityType type) = 0;
-  /// Standard updates are left out until the device has moved this far.
+  /// Minimum distance that the device moves between two standard updates.
   virtual void setDistanceFilter(Metres distance) = 0;
 
   virtual void startMonitoringSignificantLocationChanges() = 0;
   virtual void stopMonitoringSignificantLocationChanges() = 0;
   virtual void startUpdatingLocation() = 0;
   virtual void stopUpdatingLocation() = 0;
-  /// Asks for one fix; `didUpdateLocations` or `didFailWithError` follows.
+  /// Requests one fix; `didUpdateLocations` or `didFailWithError` follows.
   virtual void requestLocation() = 0;
-  /// The last fix, if there was any.
+  /// Returns the last fix; absent before the first.
   virtual std::optional<CLLocation> location() const = 0;
 
-  /// Begins to watch a region, replacing a watched one of the same identifier;
+  /// Starts monitoring a region, replacing one of the same identifier.
   /// `didStartMonitoringForRegion` or `monitoringDidFailForRegion` follows, and for a beacon region
   /// its state as soon as it is known.
   virtual void startMonitoringForRegion(std::shared_ptr<const CLRegion> region) = 0;
   virtual void stopMonitoringForRegion(const CLRegion& region) = 0;
-  /// `didDetermineState` follows for a watched region.
+  /// `didDetermineState` follows if the region is monitored.
   virtual void requestStateForRegion(const CLRegion& region) = 0;
-  /// In the order in which monitoring began.
+  /// Returns the monitored regions in the order in which monitoring began.
   virtual std::vector<std::shared_ptr<const CLRegion>> monitoredRegions() const = 0;
 
   virtual void startRangingBeaconsInRegion(std::shared_ptr<const CLBeaconRegion> region) = 0;
   virtual void stopRangingBeaconsInRegion(const CLBeaconRegion& region) = 0;
 };
 
-/// What the device's location service can do for the application. Any thread.
+/// Capabilities of the device's location service. Any thread.
 class LocationServices {
  public:
   virtual ~LocationServices() = default;

@@ -2,6 +2,8 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
+#include <variant>
 
 #include "BeaconSDK/Platform/Api/Object.h"
 #include "BeaconSDK/Platform/Api/Value.h"
@@ -40,7 +42,30 @@ class Error : public Object {
 
 /// The user-information key of the localized description.
 inline constexpr const char* NSLocalizedDescriptionKey = "NSLocalizedDescription";
-/// Domain and codes of the URL session's errors.
+/// Domain of the URL session's errors; the codes are those of `NSURLError`.
 inline constexpr const char* NSURLErrorDomain = "NSURLErrorDomain";
+
+/// The value of an operation that may fail, or its error.
+template <class T>
+class [[nodiscard]] Result {
+ public:
+  Result(T value) : content_(std::move(value)) {}
+  Result(Error error) : content_(std::move(error)) {}
+
+  bool ok() const { return std::holds_alternative<T>(content_); }
+  explicit operator bool() const { return ok(); }
+
+  /// Requires `ok()`.
+  const T& value() const { return std::get<T>(content_); }
+  T& value() { return std::get<T>(content_); }
+  const T& operator*() const { return value(); }
+  const T* operator->() const { return &value(); }
+
+  /// Requires an error: not `ok()`.
+  const Error& error() const { return std::get<Error>(content_); }
+
+ private:
+  std::variant<T, Error> content_;
+};
 
 }  // namespace ks

@@ -21,8 +21,8 @@ struct FileContent {
     whole,
     /// There is no such file.
     absent,
-    /// Something that can never be read: no regular file, or longer than the limit. Callers that
-    /// find the bytes themselves damaged treat them alike: set aside, then counted as absent.
+    /// Not a regular file, or longer than the limit. Callers treat damaged content alike: they set
+    /// the file aside and continue as if it were absent.
     damaged,
     /// The file exists but could not be read this time (no descriptors left, no permission, disk
     /// error). It must not be overwritten before a later read has succeeded.
@@ -30,7 +30,7 @@ struct FileContent {
   };
   State state = State::absent;
   Data bytes;
-  /// For people, naming the file; empty when the file is whole or absent.
+  /// Describes the problem for people and names the file; empty when the file is whole or absent.
   std::string problem;
 };
 
@@ -39,21 +39,21 @@ class FileStore {
  public:
   virtual ~FileStore() = default;
 
-  /// Longest file that is read unless the caller says otherwise: many times the archive of 100,000
-  /// zones, and small enough to be held in memory.
+  /// Default limit of a read: many times the archive of 100,000 zones, and small enough to be held
+  /// in memory.
   static constexpr std::size_t kLongestFile = std::size_t{256} * 1024 * 1024;
 
-  /// Replaces the file at `path` as a whole; after a success the disk has it. The new file is
-  /// readable and writable by its owner only (0600); a link at `path` is replaced, not followed.
-  /// Its folder must exist. After an error the old file is in place and nothing else is left; only
-  /// when the very last step failed, which is the sync of the folder, the new one is.
+  /// Replaces the file at `path` atomically and durably. The new file is readable and writable by
+  /// its owner only (0600); a link at `path` is replaced, not followed. Its folder must exist.
+  /// After an error the old file is in place and nothing else is left; only if the last step
+  /// failed, the sync of the folder, the new file is in place.
   [[nodiscard]] virtual std::optional<Error> write(const std::filesystem::path& path,
                                                    std::span<const std::uint8_t> bytes) = 0;
-  /// Never waits: a pipe or device in the place of a file counts as damaged.
+  /// Never blocks: a pipe or device in the place of a file counts as damaged.
   virtual FileContent read(const std::filesystem::path& path, std::size_t limit) = 0;
   FileContent read(const std::filesystem::path& path) { return read(path, kLongestFile); }
-  /// Renames the file to `path` with ".damaged" appended, replacing an earlier one. Returns what
-  /// became of it, to end a log line with: "kept as FILE", "cannot be set aside: REASON".
+  /// Renames the file to `path` with ".damaged" appended, replacing an earlier one. Returns the
+  /// outcome as the end of a log line: "kept as FILE", "cannot be set aside: REASON".
   virtual std::string setAside(const std::filesystem::path& path) = 0;
 };
 

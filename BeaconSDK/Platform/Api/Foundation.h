@@ -20,39 +20,47 @@ namespace ks {
 class Clock {
  public:
   virtual ~Clock() = default;
-  /// The wall clock; may jump when it is set.
+  /// Returns the wall-clock time; may jump when the clock is set.
   virtual Date now() const = 0;
-  /// Seconds since an arbitrary start; never goes back.
+  /// Returns the seconds since an arbitrary start; never decreases.
   virtual Seconds uptime() const = 0;
+};
+
+/// A clock that also measures the time spent asleep. Not every device has one. Any thread.
+class ContinuousClock : public Clock {
+ public:
+  /// As `uptime`, but also counts while the device sleeps.
+  virtual Seconds continuousUptime() const = 0;
+  /// Identifies the device's boot: changes with each one; empty if not known.
+  virtual std::string bootIdentifier() const = 0;
 };
 
 /// A unit of work for a queue.
 using Task = std::function<void()>;
 
-/// Names a delayed task of one queue; 0 names none.
+/// Identifies a delayed task of one queue; 0 identifies none.
 using TimerId = std::uint64_t;
 
-/// Runs tasks one after the other in the order in which they fell due, ties in posting order.
+/// Runs tasks one at a time in the order in which they fall due, ties in posting order.
 ///
-/// All operations may be called from any thread. A queue destroys the tasks that it still holds
-/// when it is destroyed, without running them.
+/// All operations may be called from any thread. On destruction, pending tasks are destroyed
+/// without being run.
 class DispatchQueue {
  public:
   virtual ~DispatchQueue() = default;
 
-  /// Runs `task` on the queue after the call has returned or while it runs, never inside it.
+  /// Runs `task` on the queue asynchronously, never inside this call.
   virtual void async(Task task) = 0;
-  /// Runs `task` on the queue and returns when it is done; at once when called on this queue. Must
-  /// not be called while the queue waits for the caller.
+  /// Runs `task` on the queue and waits for it; in place when called on this queue. Deadlocks if
+  /// the queue waits for the caller.
   virtual void sync(const Task& task) = 0;
-  /// As `sync`, but waits at most `limit`; false when the task had not ended by then. It runs all
-  /// the same, however late, so whatever it touches must belong to it.
+  /// As `sync`, but waits at most `limit`; returns false on timeout. The task still runs later, so
+  /// it must own everything that it uses.
   virtual bool syncFor(const Task& task, Seconds limit);
-  /// Runs `task` on the queue when `delay` has passed; a delay of 0 or less means now. Never
-  /// returns 0.
+  /// Runs `task` on the queue after `delay`; 0 or less means now. Never returns 0.
   virtual TimerId after(Seconds delay, Task task) = 0;
-  /// Drops a delayed task that has not begun to run. On the queue's own thread the task is then
-  /// certain not to run. Unknown identifiers are ignored.
+  /// Cancels a delayed task that has not started. When called on the queue's own thread, the task
+  /// is certain not to run. Ignores unknown identifiers.
   virtual void cancel(TimerId timer) = 0;
   /// True while the calling thread runs a task of this queue.
   virtual bool isCurrent() const = 0;
@@ -66,7 +74,7 @@ struct NSNotification {
   Dictionary userInfo;
 };
 
-/// Hands notifications to observers by name, on the posting thread, in the order in which the
+/// Delivers notifications to observers by name, on the posting thread, in the order in which the
 /// observers were added. Any thread; observers may be added and removed while a notification is
 /// delivered.
 class NSNotificationCenter {
@@ -82,7 +90,7 @@ class NSNotificationCenter {
     Observation(Observation&& other) noexcept { *this = std::move(other); }
     Observation& operator=(Observation&& other) noexcept;
     ~Observation() { end(); }
-    /// After the call, made on the posting thread, the observer is not called again.
+    /// When called on the posting thread, the observer is not called again.
     void end();
 
    private:
@@ -90,7 +98,7 @@ class NSNotificationCenter {
     std::uint64_t identifier_ = 0;
   };
 
-  /// Observes `name`; with an `object`, only what that object posts.
+  /// Calls `observer` for each notification `name`; with an `object`, only for those that it posts.
   [[nodiscard]] Observation addObserver(std::string name, Observer observer,
                                         std::shared_ptr<const Object> object = nullptr);
   void post(const NSNotification& notification) const;
@@ -111,30 +119,30 @@ class NSNotificationCenter {
   std::vector<Entry> entries_;
 };
 
-/// Small values that belong to the user and survive a restart. Any thread.
+/// Small values of the user that survive a restart. Any thread.
 class NSUserDefaults {
  public:
   virtual ~NSUserDefaults() = default;
-  /// An absent value when the key was never set.
+  /// Returns an absent value when the key was never set.
   virtual Value objectForKey(std::string_view key) const = 0;
   /// An absent value removes the key.
   virtual void setObject(std::string_view key, Value value) = 0;
-  /// Makes earlier changes durable; false when they could not be written.
+  /// Writes earlier changes durably; false when they could not be written.
   virtual bool synchronize() = 0;
 };
 
-/// The per-user folders. The paths need not exist yet, apart from the temporary directory.
+/// The per-user folders. Only the temporary directory must exist.
 struct Directories {
   std::filesystem::path caches;
   std::filesystem::path documents;
   std::filesystem::path temporary;
 };
 
-/// What an application's or library's bundle says of itself.
+/// Identity of an application's or library's bundle.
 struct NSBundle {
   /// "CFBundleIdentifier".
   std::string bundleIdentifier;
-  /// "CFBundleShortVersionString"; absent where the bundle names none.
+  /// "CFBundleShortVersionString"; may be absent.
   std::optional<std::string> shortVersionString;
 };
 

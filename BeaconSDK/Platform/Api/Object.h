@@ -9,8 +9,8 @@ namespace ks {
 
 class Class;
 
-/// The root of all records. Held by `std::shared_ptr`. What it says of its class is defined with
-/// `Class`.
+/// Base class of all records. Held by `std::shared_ptr`. The operations about its class are defined
+/// with `Class`.
 class Object : public std::enable_shared_from_this<Object> {
  public:
   virtual ~Object() = default;
@@ -18,7 +18,7 @@ class Object : public std::enable_shared_from_this<Object> {
   virtual const Class& objectClass() const;
   std::string className() const;
 
-  /// Identity unless a class says otherwise; equal objects have equal hashes.
+  /// Identity unless overridden; equal objects must have equal hashes.
   virtual bool isEqual(const Object* other) const { return this == other; }
   virtual std::size_t hash() const { return std::hash<const Object*>{}(this); }
   /// The object as "%@" prints it.

@@ -5,8 +5,6 @@
 #include <cstdlib>
 #include <utility>
 
-#include "BeaconSDK/Platform/Api/PlatformUse.h"
-
 namespace ks {
 
 namespace {

@@ -15,26 +15,27 @@
 
 namespace ks {
 
-/// Everything that the library asks of the device it runs on: one process is one device.
+/// All services that the library uses of its device; one process is one device.
 ///
-/// A platform is installed before the library is used and replaced only when nothing uses it any
-/// more, as between two tests. The services live as long as the platform.
+/// Install a platform before using the library, and replace it only when nothing uses it any more,
+/// as between two tests. The services live as long as the platform.
 class Platform {
  public:
   virtual ~Platform() = default;
 
-  /// The installed platform. Installing none before the first use is a programming fault that ends
-  /// the process with a message. Any thread.
+  /// Returns the installed platform. Ends the process with a message if none is installed. Any
+  /// thread.
   static Platform& current();
-  /// Makes `platform` the current one and returns the previous one; null removes it.
+  /// Installs `platform` and returns the previous one; null removes it. Returns `platform` itself,
+  /// and writes a message, if a `PlatformUse` keeps another one installed.
   static std::shared_ptr<Platform> install(std::shared_ptr<Platform> platform);
   static bool isInstalled();
 
   virtual Clock& clock() = 0;
-  /// Public calls, location, Bluetooth and application events, timers and callbacks to the
+  /// For public calls, location, Bluetooth and application events, timers and callbacks to the
   /// application.
   virtual DispatchQueue& mainQueue() = 0;
-  /// Work that may run beside the main queue.
+  /// For work in parallel to the main queue.
   virtual DispatchQueue& globalQueue() = 0;
   virtual NSNotificationCenter& notificationCenter() = 0;
   virtual NSUserDefaults& userDefaults() = 0;
@@ -59,6 +60,18 @@ class Platform {
   virtual UIDevice& device() = 0;
   virtual ASIdentifierManager& identifierManager() = 0;
   virtual SystemConfiguration& systemConfiguration() = 0;
+};
+
+/// While any of these exists, `Platform::install` refuses to replace or remove the current
+/// platform. Held by objects that need the platform on which they were created. Any thread.
+class PlatformUse {
+ public:
+  PlatformUse();
+  PlatformUse(const PlatformUse&) = delete;
+  PlatformUse& operator=(const PlatformUse&) = delete;
+  ~PlatformUse();
+
+  static bool isAny();
 };
 
 }  // namespace ks

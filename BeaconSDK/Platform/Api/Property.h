@@ -11,8 +11,8 @@
 
 namespace ks {
 
-/// How a member of type `M` is stored in a `Value` and read back; an absent value empties the
-/// member. Specialise it for further types.
+/// Defines how a member of type `M` is stored in a `Value` and read back; an absent value clears
+/// the member. Specialise it for further types.
 template <class M>
 struct Coding;
 
@@ -145,7 +145,7 @@ Property property(std::string name, M T::*member) {
           }};
 }
 
-/// Makes an empty record of class `T`: the factory for `Class`.
+/// Creates an empty record of class `T`: the factory for `Class`.
 template <class T>
 std::shared_ptr<Object> makeObject() {
   return std::make_shared<T>();

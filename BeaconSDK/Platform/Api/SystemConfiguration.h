@@ -8,7 +8,7 @@
 
 namespace ks {
 
-/// What the system knows of the way to a target, as bits.
+/// Reachability of a target, as bits.
 using SCNetworkReachabilityFlags = std::uint32_t;
 inline constexpr SCNetworkReachabilityFlags kSCNetworkReachabilityFlagsReachable = 2;
 inline constexpr SCNetworkReachabilityFlags kSCNetworkReachabilityFlagsConnectionRequired = 4;
@@ -27,19 +27,20 @@ struct SocketAddress {
   std::uint32_t address = 0;
 };
 
-/// The watch on one target. Flags may be read on any thread; the rest belongs to one thread.
+/// Watches one target. The flags may be read on any thread; call the other operations on one
+/// thread.
 class SCNetworkReachability {
  public:
   virtual ~SCNetworkReachability() = default;
-  /// The flags now, or nothing when they are unknown. May block on a name look-up.
+  /// Returns the current flags, or nothing if they are unknown. May block on a name look-up.
   virtual std::optional<SCNetworkReachabilityFlags> getFlags() = 0;
-  /// Called on each change while scheduled, on the main queue; null for none.
+  /// Sets the function called on the main queue on each change while scheduled; may be null.
   virtual bool setCallback(std::function<void(SCNetworkReachabilityFlags)> callback) = 0;
   virtual bool schedule() = 0;
   virtual void unschedule() = 0;
 };
 
-/// Makes watches; null when the system refuses the target. Any thread.
+/// Creates watches; returns null if the system refuses the target. Any thread.
 class SystemConfiguration {
  public:
   virtual ~SystemConfiguration() = default;

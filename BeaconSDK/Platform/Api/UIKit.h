@@ -16,7 +16,7 @@ inline constexpr const char* UIApplicationDidBecomeActiveNotification =
 inline constexpr const char* UIApplicationWillResignActiveNotification =
     "UIApplicationWillResignActiveNotification";
 
-/// What a background fetch brought.
+/// Result of a background fetch.
 enum class UIBackgroundFetchResult : std::uint64_t { newData = 0, noData = 1, failed = 2 };
 
 using UIBackgroundTaskIdentifier = std::uint64_t;
@@ -24,7 +24,7 @@ inline constexpr UIBackgroundTaskIdentifier UIBackgroundTaskInvalid = 0;
 
 /// The older kind of local notification, for devices without a notification centre.
 struct UILocalNotification {
-  /// Counted from the moment of scheduling.
+  /// Counted from the time of scheduling.
   Seconds fireAfter{0};
   std::string alertBody;
   bool defaultSound = false;
@@ -42,13 +42,13 @@ struct UIAlertView {
 class UIApplication {
  public:
   virtual ~UIApplication() = default;
-  /// The system calls the application's background-fetch hook no oftener than this.
+  /// Sets the minimum interval between two calls of the application's background-fetch hook.
   virtual void setMinimumBackgroundFetchInterval(Seconds interval) = 0;
-  /// Asks the system to let the process run on in the background; `UIBackgroundTaskInvalid` when it
-  /// refuses. `expirationHandler` runs when the time is nearly up.
+  /// Requests that the process keeps running in the background; returns `UIBackgroundTaskInvalid`
+  /// if the system refuses. `expirationHandler` is called shortly before the time ends.
   virtual UIBackgroundTaskIdentifier beginBackgroundTask(
       std::function<void()> expirationHandler) = 0;
-  /// Unknown and invalid identifiers are ignored.
+  /// Ignores unknown and invalid identifiers.
   virtual void endBackgroundTask(UIBackgroundTaskIdentifier task) = 0;
   virtual void scheduleLocalNotification(UILocalNotification notification) = 0;
   virtual void cancelAllLocalNotifications() = 0;

@@ -77,19 +77,19 @@ struct NSURLCacheConfiguration {
 };
 
 struct NSURLSessionConfiguration {
-  /// Names a background session: its transfers go on while the application sleeps.
+  /// Identifies a background session: its transfers continue while the application is suspended.
   std::string identifier;
   NSURLCacheConfiguration urlCache;
-  /// Sent with each request unless the request names the field itself.
+  /// Sent with each request unless the request sets the field itself.
   HTTPHeaders httpAdditionalHeaders;
-  /// Longest silence between two pieces of data.
+  /// Maximum time between two pieces of data.
   Seconds timeoutIntervalForRequest{60};
-  /// Longest time for the whole transfer.
+  /// Maximum time of the whole transfer.
   Seconds timeoutIntervalForResource{7 * 24 * 3600};
   int httpMaximumConnectionsPerHost = 6;
 };
 
-/// One transfer. Properties that the delegate reads are settled before the delegate is called.
+/// One transfer. Properties that the delegate reads are final before the delegate is called.
 class NSURLSessionTask {
  public:
   enum class Kind { download, upload };
@@ -100,7 +100,7 @@ class NSURLSessionTask {
   /// Absent until a reply arrived.
   virtual std::optional<NSHTTPURLResponse> response() const = 0;
   virtual const std::string& taskDescription() const = 0;
-  /// Before `resume`.
+  /// Call before `resume`.
   virtual void setTaskDescription(std::string text) = 0;
   /// Starts the transfer; a second call does nothing.
   virtual void resume() = 0;
@@ -115,18 +115,18 @@ class NSURLSession;
 class NSURLSessionDelegate {
  public:
   virtual ~NSURLSessionDelegate() = default;
-  /// The reply's body, whatever its status, lies in `file`, which is gone when the call returns.
+  /// `file` holds the reply's body, whatever its status; it is removed after the call.
   virtual void didFinishDownloadingToURL(NSURLSession& session, NSURLSessionTask& downloadTask,
                                          const std::filesystem::path& file) = 0;
-  /// Whether the document that `didFinishDownloadingToURL` has just read may enter the session's
-  /// cache, or stay there: false for one that cannot be used. Right after that call.
+  /// Called right after `didFinishDownloadingToURL`: returns false if the document is unusable and
+  /// must not be stored, or kept, in the session's cache.
   virtual bool willCacheResponse(NSURLSession& /*session*/, NSURLSessionTask& /*downloadTask*/) {
     return true;
   }
-  /// The last event of each task, exactly once; no error means that a reply arrived whole.
+  /// Called exactly once per task, as its last event; no error means that the whole reply arrived.
   virtual void didCompleteWithError(NSURLSession& session, NSURLSessionTask& task,
                                     const std::optional<Error>& error) = 0;
-  /// The last event of the session.
+  /// Called as the last event of the session.
   virtual void didBecomeInvalidWithError(NSURLSession& session,
                                          const std::optional<Error>& error) = 0;
   /// Called when no transfer of a background session is running any more.
@@ -151,28 +151,28 @@ class NSURLSession {
   virtual void invalidateAndCancel() = 0;
 };
 
-/// What fetching a single resource may cost at most.
+/// Limits for fetching a single resource.
 struct DataLimits {
-  /// Bytes of the body; a device of today shows no larger picture.
+  /// Maximum bytes of the body: more than the largest picture that a notification shows.
   std::uint64_t size = 64ULL * 1024 * 1024;
   Seconds time{60};
 };
 
-/// Makes sessions and fetches single resources. Any thread.
+/// Creates sessions and fetches single resources. Any thread.
 class URLLoadingSystem {
  public:
   virtual ~URLLoadingSystem() = default;
-  /// The session holds its delegate weakly: events for a delegate that is gone are dropped.
+  /// The session holds its delegate weakly and drops events once it is destroyed.
   virtual std::shared_ptr<NSURLSession> makeSession(
       NSURLSessionConfiguration configuration, std::weak_ptr<NSURLSessionDelegate> delegate) = 0;
-  /// Fetches a resource and waits for it; nothing when that fails, exceeds a limit or the status
-  /// is not a success.
+  /// Fetches a resource and waits for it; returns nothing when that fails, exceeds a limit or the
+  /// status is not a success.
   virtual std::optional<Data> dataWithContentsOfURL(const NSURL& url, const DataLimits& limits) = 0;
   std::optional<Data> dataWithContentsOfURL(const NSURL& url) {
     return dataWithContentsOfURL(url, DataLimits{});
   }
-  /// The same without waiting. `completion` is called once, on a thread of the system; also when
-  /// the loading system goes, then with nothing.
+  /// Asynchronous variant. Calls `completion` once, on a thread of the system; with nothing if the
+  /// loading system is destroyed first.
   virtual void loadData(const NSURL& url, const DataLimits& limits,
                         std::function<void(std::optional<Data>)> completion) {
     completion(dataWithContentsOfURL(url, limits));

@@ -15,10 +15,10 @@ namespace ks {
 struct UUID {
   std::array<std::uint8_t, 16> bytes{};
 
-  /// Reads the canonical 8-4-4-4-12 form in either case; anything else is no UUID.
+  /// Parses the canonical 8-4-4-4-12 form in either case; absent for anything else.
   static std::optional<UUID> fromString(std::string_view text);
 
-  /// The canonical upper-case hyphenated form.
+  /// Returns the canonical upper-case hyphenated form.
   std::string UUIDString() const;
 
   friend auto operator<=>(const UUID&, const UUID&) = default;

@@ -23,7 +23,7 @@ enum class UNError : std::int64_t {
   notificationInvalidNoDate = 1400,
 };
 
-/// A repeating trigger must not be shorter.
+/// Minimum interval of a repeating trigger.
 inline constexpr Seconds kShortestNotificationRepeat{60};
 
 /// A file shown with a notification.
@@ -58,8 +58,8 @@ struct UNNotificationRequest {
 class UNUserNotificationCenter {
  public:
   virtual ~UNUserNotificationCenter() = default;
-  /// Takes the request, its attachments included: when `completion` runs, once, on the main queue,
-  /// after the call has returned, the centre no longer needs the files.
+  /// Adds the request with its attachments. Calls `completion` once, asynchronously on the main
+  /// queue; the attachments' files are no longer needed then.
   virtual void addNotificationRequest(
       UNNotificationRequest request,
       std::function<void(const std::optional<Error>&)> completion) = 0;

@@ -24,13 +24,13 @@ class Value;
 /// Raw bytes.
 using Data = std::vector<std::uint8_t>;
 
-/// The explicit null of JSON: a value that is present and says "nothing".
+/// The explicit null of JSON: present, unlike an absent value.
 struct Null {
   friend bool operator==(const Null&, const Null&) = default;
 };
 
-/// An ordered list. `isMutable` records which of the platform's two list kinds an archive held; it
-/// takes no part in equality.
+/// An ordered list. `isMutable` records which of the platform's two list kinds an archive held;
+/// equality ignores it.
 struct Array {
   std::vector<Value> items;
   bool isMutable = false;
@@ -46,7 +46,7 @@ struct Set {
   bool isMutable = false;
 };
 
-/// Text keys to values, in order of first insertion. Look-up takes constant time.
+/// Maps text keys to values and keeps the order of first insertion. Constant-time look-up.
 class Dictionary {
  public:
   using Entry = std::pair<std::string, Value>;
@@ -54,9 +54,9 @@ class Dictionary {
   Dictionary() = default;
   Dictionary(std::initializer_list<Entry> entries);
 
-  /// The value for `key`, or null when the key is missing. Valid until the next change.
+  /// Returns the value for `key`, or null when the key is missing. Valid until the next change.
   const Value* find(std::string_view key) const;
-  /// The value for `key`, or an absent value.
+  /// Returns the value for `key`, or an absent value.
   const Value& operator[](std::string_view key) const;
   bool contains(std::string_view key) const { return find(key) != nullptr; }
 
@@ -91,9 +91,8 @@ class Dictionary {
 
 /// One value of a property list, an archive, a JSON document or a notification's user information.
 ///
-/// A default-constructed value is absent, which differs from `Null`. Texts, data and containers are
-/// shared and immutable once inside a value, so copying is cheap and a value graph has no cycles
-/// other than those that go through objects.
+/// A default-constructed value is absent, which differs from `Null`. Texts, data and containers
+/// inside a value are shared and immutable, so copying is cheap and only objects can form cycles.
 class Value {
  public:
   Value() = default;
@@ -125,7 +124,7 @@ class Value {
   /// A boolean, an integer or a real.
   bool isNumber() const;
 
-  /// Each returns null when the value is of another kind. The pointer lives as long as the value.
+  /// Each returns null when the value is of another kind. Valid as long as the value.
   const bool* boolean() const { return std::get_if<bool>(&content_); }
   const std::int64_t* integer() const { return std::get_if<std::int64_t>(&content_); }
   /// Only for integers above the signed range.
@@ -139,36 +138,37 @@ class Value {
   const Set* set() const { return shared<Set>(); }
   const Dictionary* dictionary() const { return shared<Dictionary>(); }
   std::shared_ptr<Object> object() const;
-  /// The object when it is a `T`, else null.
+  /// Returns the object if it is a `T`, otherwise null.
   template <class T>
   std::shared_ptr<T> objectOf() const {
     return std::dynamic_pointer_cast<T>(object());
   }
 
-  /// A number as a double; 0 for every other kind.
+  /// Returns a number as a double; 0 for every other kind.
   double doubleValue() const;
-  /// A number as a 64-bit integer, truncated toward zero and clamped to the range; 0 for NaN and
-  /// for every other kind.
+  /// Returns a number as a 64-bit integer, truncated toward zero and clamped to the range; 0 for
+  /// NaN and for every other kind.
   std::int64_t integerValue() const;
   /// True for a number other than 0.
   bool boolValue() const;
   std::optional<std::string> stringValue() const;
 
-  /// The name of the platform class that would hold the value: "NSString", "NSNumber", "NSArray",
-  /// ...; an object's own class name; "NSObject" when absent.
+  /// Returns the name of the platform class that would hold the value: "NSString", "NSNumber",
+  /// "NSArray", ...; an object's own class name; "NSObject" when absent.
   std::string className() const;
 
-  /// The value as "%@" prints it: text as it is, numbers in decimal, "(a, b)" for lists,
-  /// "{key = value; }" for dictionaries, "(null)" when absent. A container's ends in "..." after
-  /// 4 MiB: a few shared ones within each other would print as many times as paths lead to them.
+  /// Returns the value as "%@" prints it: text as it is, numbers in decimal, "(a, b)" for lists,
+  /// "{key = value; }" for dictionaries, "(null)" when absent. A container's text is cut with "..."
+  /// after 4 MiB, because shared containers inside each other are printed once per path that leads
+  /// to them.
   std::string description() const;
 
-  /// The address of a shared text, data, container or object, null for other values: lets a writer
-  /// store a container once however often it is referenced.
+  /// Returns the address of a shared text, data, container or object, null for other values: lets a
+  /// writer store a container once however often it is referenced.
   const void* identity() const;
 
-  /// Deep equality; numbers by value, objects by `Object::isEqual`. Two shared containers are
-  /// compared once however often they are met.
+  /// Deep equality; numbers by value, objects by `Object::isEqual`. Compares a pair of shared
+  /// containers once, however often it occurs.
   friend bool operator==(const Value& a, const Value& b);
 
  private:
@@ -194,7 +194,7 @@ class Value {
   Content content_;
 };
 
-// Entries are complete only from here on.
+// `Entry` is complete only from here on.
 inline std::size_t Dictionary::size() const { return entries_.size(); }
 inline bool Dictionary::empty() const { return entries_.empty(); }
 inline Dictionary::const_iterator Dictionary::begin() const { return entries_.begin(); }
@@ -202,10 +202,11 @@ inline Dictionary::const_iterator Dictionary::end() const { return entries_.end(
 
 bool operator==(const Array& a, const Array& b);
 bool operator==(const Set& a, const Set& b);
-/// Equal keys with equal values; the order takes no part.
+/// Equal keys with equal values, in any order.
 bool operator==(const Dictionary& a, const Dictionary& b);
 
-/// The fewest digits that read back as `number`: 1 for 1.0, 2.5, 100000, 0.0001, 1e-05, 1e+21.
+/// Returns the shortest text that parses back to `number`: 1 for 1.0, 2.5, 100000, 0.0001, 1e-05,
+/// 1e+21.
 std::string numberDescription(double number);
 
 }  // namespace ks

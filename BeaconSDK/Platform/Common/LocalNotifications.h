@@ -9,8 +9,8 @@
 
 namespace ks {
 
-/// The older kind of local notification: each is presented when its delay has passed. Pending ones
-/// end with the object. Main queue only.
+/// Schedules local notifications of the older kind and presents each when its delay has passed.
+/// Destruction cancels pending ones. Main queue only.
 class LocalNotifications {
  public:
   using Presenter = std::function<void(const UILocalNotification&)>;
@@ -22,7 +22,7 @@ class LocalNotifications {
 
   void schedule(UILocalNotification notification);
   void cancelAll();
-  /// In the order in which they were scheduled.
+  /// Returns the pending notifications in the order in which they were scheduled.
   std::vector<UILocalNotification> pending() const;
 
  private:

@@ -13,11 +13,11 @@
 
 namespace ks {
 
-/// A notification centre that hands notifications to its listener when their trigger falls due, for
-/// devices whose host shows them. Pending requests end with the process. Main queue only.
+/// A notification centre for devices whose host shows the notifications: calls a listener when a
+/// trigger falls due. Pending requests end with the process. Main queue only.
 class ScheduledNotificationCenter : public UNUserNotificationCenter {
  public:
-  /// Maximum number of delivered notifications kept; the oldest go first.
+  /// Maximum number of delivered notifications kept; the oldest are dropped.
   static constexpr std::size_t kMostDelivered = 1000;
 
   struct Notification {
@@ -34,17 +34,18 @@ class ScheduledNotificationCenter : public UNUserNotificationCenter {
   ScheduledNotificationCenter& operator=(const ScheduledNotificationCenter&) = delete;
   ~ScheduledNotificationCenter() override;
 
-  /// Refused with an error: when not allowed, when an attachment cannot be read, when the trigger
-  /// could not be met.
+  /// Completes with an error if notifications are not allowed, an attachment cannot be read or the
+  /// trigger cannot be met.
   void addNotificationRequest(UNNotificationRequest request,
                               std::function<void(const std::optional<Error>&)> completion) override;
 
-  /// The user's permission; given at first.
+  /// Sets the user's permission. Default: true.
   void setAllowed(bool flag) { allowed_ = flag; }
-  /// In the order in which they were added; the date is when each will be shown.
+  /// Returns the pending notifications in the order in which they were added, with the date at
+  /// which each will be shown.
   std::vector<Notification> pendingNotifications() const;
   const std::deque<Notification>& deliveredNotifications() const { return delivered_; }
-  /// Called as each notification is shown; null for none.
+  /// Sets the function called when a notification is shown; may be null.
   void setListener(std::function<void(const Notification&)> listener) {
     listener_ = std::move(listener);
   }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "BeaconSDK/Platform/Api/ContinuousClock.h"
+#include "BeaconSDK/Platform/Api/Foundation.h"
 
 namespace ks {
 

@@ -28,7 +28,7 @@ class WorkerQueue : public DispatchQueue {
   bool isCurrent() const override { return std::this_thread::get_id() == thread_.get_id(); }
 
  private:
-  /// What the thread may still touch after the queue is gone.
+  /// State that the thread may use after the queue was destroyed.
   struct Shared {
     TaskSchedule schedule;
     std::mutex mutex;

@@ -10,8 +10,8 @@
 
 namespace ks {
 
-/// The host's application as the library sees it: the host says when it comes to the front, is
-/// told what is to be shown, and learns whether background work is going on. Main queue only.
+/// The application of an embedded device: the host reports when it is in front, shows notifications
+/// and alerts, and can query whether background work is running. Main queue only.
 class EmbeddedApplication : public UIApplication {
  public:
   using Presenter = LocalNotifications::Presenter;
@@ -30,17 +30,17 @@ class EmbeddedApplication : public UIApplication {
   /// Presented like a local notification without user information.
   void showAlertView(const UIAlertView& alert) override;
 
-  /// Each posts its notification on the main queue, soon; nothing when already so. The application
-  /// begins inactive.
+  /// Each posts its notification asynchronously on the main queue, unless already in that state.
+  /// Initially inactive.
   void becomeActive();
   void resignActive();
   bool isActive() const { return active_; }
 
-  /// The host should let the process run on while this is true.
+  /// True while the host should keep the process running.
   bool hasBackgroundWork() const { return !backgroundTasks_.empty(); }
-  /// Expires every background task, as before the process is stopped.
+  /// Expires every background task; call before the process is stopped.
   void expireBackgroundTasks();
-  /// Called with each local notification and alert that is due; null for none.
+  /// Sets the function called with each local notification and alert that is due; may be null.
   void setPresenter(Presenter presenter) { presenter_ = std::move(presenter); }
 
  private:

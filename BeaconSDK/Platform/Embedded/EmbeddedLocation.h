@@ -11,21 +11,21 @@
 
 namespace ks {
 
-/// What the host should listen for right now; everything else can sleep.
+/// The input that the host must supply now; everything else can be switched off.
 struct EmbeddedDemand {
   LocationDemand location;
-  /// Advertisements of all kinds are wanted, for beacons' battery levels.
+  /// All advertisements are needed, for battery levels of beacons.
   bool peripherals = false;
   friend bool operator==(const EmbeddedDemand&, const EmbeddedDemand&) = default;
 };
 
-/// The location service and the Bluetooth radio of a device whose host hears and knows where it is.
-/// Main queue only. Input that arrives while the library calls back is taken in the next turn.
+/// The location service and the Bluetooth radio of a device whose host supplies advertisements and
+/// positions. Main queue only. Input during a callback is processed in the next turn.
 class EmbeddedLocation : private LocationDemandListener {
  public:
   using DemandHandler = std::function<void(const EmbeddedDemand&)>;
 
-  /// Monitored regions are kept in `stateFile`.
+  /// Monitored regions are stored in `stateFile`.
   EmbeddedLocation(Clock& clock, DispatchQueue& mainQueue, Console& console,
                    std::filesystem::path stateFile);
   EmbeddedLocation(const EmbeddedLocation&) = delete;
@@ -34,11 +34,11 @@ class EmbeddedLocation : private LocationDemandListener {
   LocationEngine& engine() { return engine_; }
   ScanningRadio& radio() { return radio_; }
 
-  /// Powered on at first.
+  /// Initially powered on.
   void setBluetoothState(CBManagerState state);
   void handleAdvertisement(const Advertisement& advertisement);
   EmbeddedDemand demand() const;
-  /// Called in a task of its own when the demand has changed; null for none.
+  /// Sets the function called, in a separate task, when the demand has changed; may be null.
   void setDemandHandler(DemandHandler handler) { handler_ = std::move(handler); }
 
  private:

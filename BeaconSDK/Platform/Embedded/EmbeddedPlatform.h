@@ -20,10 +20,10 @@ class EmbeddedReachability;
 class HttpObserver;
 class ScheduledNotificationCenter;
 
-/// What the host says of itself and its device.
+/// What the host declares of itself and its device.
 struct EmbeddedPlatformOptions {
-  /// Where everything lies: required, apart from the temporary directory. On a device with one
-  /// folder for the application: `inFolder`.
+  /// The device's folders; required except the temporary directory. For a single application folder
+  /// use `inFolder`.
   DeviceFolders folders;
   /// "CFBundleIdentifier".
   std::string bundleIdentifier = "org.ksbeacon.embedded";
@@ -34,61 +34,62 @@ struct EmbeddedPlatformOptions {
   std::string timeZoneName = "UTC";
   std::string systemVersion = "1";
   std::string machine = "embedded";
-  /// Absent: a random one, kept in the state folder.
+  /// Absent: a random one, stored in the state folder.
   std::optional<UUID> identifierForVendor;
-  /// PEM certificates that are trusted besides the system's. Empty: none.
+  /// PEM certificates trusted in addition to the system's; may be empty.
   std::filesystem::path additionalCertificateAuthorities;
-  /// Host names in lower case to the public keys accepted there: "sha256//BASE64", several
+  /// Public keys accepted for a host, by its name in lower case: "sha256//BASE64", several
   /// separated by ';'.
   std::map<std::string, std::string> publicKeyPins;
-  /// Watches every transfer; held weakly.
+  /// Observes every transfer; held weakly.
   std::weak_ptr<HttpObserver> httpObserver;
-  /// Receives log lines, on any thread. Null: nobody does.
+  /// Called with each log line, on any thread; may be null.
   std::function<void(std::string_view)> log;
 
-  /// The folders below one: "Caches", "Documents" and "State".
+  /// Returns the folders "Caches", "Documents" and "State" inside `folder`.
   static DeviceFolders inFolder(const std::filesystem::path& folder);
 };
 
-/// A device whose host hears advertisements, knows positions and runs the main queue, while the
-/// library does everything else: regions, ranging, transfers and files. For phones, robots,
-/// vehicles and gateways with a radio and a loop of their own.
+/// A device whose host supplies advertisements and positions and runs the main queue; the platform
+/// does the rest: regions, ranging, transfers and files. For phones, robots, vehicles and gateways
+/// with their own radio and event loop.
 ///
-/// Made, used and destroyed on the main thread. The host polls `descriptor` in its loop and calls
+/// Create, use and destroy it on the main thread. The host polls `descriptor` in its loop and calls
 /// `runOnce`, or lets `runOnce` wait.
 class EmbeddedPlatform : public Platform {
  public:
-  /// Throws `std::invalid_argument` without folders, `std::runtime_error`, naming the other
-  /// process, when another uses the same ones.
+  /// Throws `std::invalid_argument` without folders, and `std::runtime_error`, naming the other
+  /// process, if another one uses them.
   explicit EmbeddedPlatform(EmbeddedPlatformOptions options);
   EmbeddedPlatform(const EmbeddedPlatform&) = delete;
   EmbeddedPlatform& operator=(const EmbeddedPlatform&) = delete;
   ~EmbeddedPlatform() override;
 
-  /// Readable while the library has something to do; only for polling.
+  /// Readable while tasks are due; only for polling.
   int descriptor() const;
-  /// Runs what is due on the main queue, having waited at most `timeout` for something to be; a
-  /// negative one waits for as long as it takes. False when nothing was due. Not from a callback.
+  /// Waits at most `timeout` (negative: without limit) until a task of the main queue is due and
+  /// runs all due tasks; false if none was. Not from a callback.
   bool runOnce(Seconds timeout);
 
-  /// One advertisement as its length-type-value elements. `address` tells senders apart. Any of
-  /// these may be called from a callback: the input is then taken in the next turn.
+  /// Processes one advertisement, given as length-type-value elements. `address` identifies the
+  /// sender. This and the following operations may be called from a callback: the input is then
+  /// processed in the next turn.
   void handleAdvertisement(std::string address, std::span<const std::uint8_t> elements, Dbm rssi);
-  /// One whose manufacturer data the device's system has taken out already.
+  /// Processes an advertisement whose manufacturer data the system has already extracted.
   void handleManufacturerData(std::string address, std::uint16_t company, Data bytes, Dbm rssi);
   void handleFix(const CLLocation& fix);
-  /// The source of positions has given up for now.
+  /// Reports that the position source gives no positions for now.
   void handlePositionFailure();
   void setBluetoothState(CBManagerState state);
-  /// `authorizedAlways` at first: whoever starts the program permits it.
+  /// Initially `authorizedAlways`, as starting the program implies permission.
   void setAuthorizationStatus(CLAuthorizationStatus status);
-  /// How the network can be reached, for the library's watches; reachable at first.
+  /// Sets the reachability that the library reads and watches. Initially reachable.
   void setReachabilityFlags(SCNetworkReachabilityFlags flags);
 
-  /// Tells the host what to listen for. Called soon after the library's wishes change.
+  /// Reports the demand for input soon after it changes.
   EmbeddedLocation& location();
   EmbeddedApplication& embeddedApplication();
-  /// Its listener shows notifications to the user.
+  /// Set its listener to show notifications to the user.
   ScheduledNotificationCenter& scheduledNotificationCenter();
 
   Clock& clock() override;
@@ -113,7 +114,7 @@ class EmbeddedPlatform : public Platform {
   SystemConfiguration& systemConfiguration() override;
 
  private:
-  /// Takes input now, or in the next turn when the library is just calling the host.
+  /// Processes input now or, during a callback of the library, in the next turn.
   void take(Task input);
 
   struct Services;

@@ -9,8 +9,8 @@
 
 namespace ks {
 
-/// The main queue of a device whose host runs it, a turn at a time, from a loop of its own. The
-/// thread that makes the queue is the main thread.
+/// The main queue of a device whose host runs it, a turn at a time, from its own loop. The thread
+/// that creates the queue is the main thread.
 class EmbeddedQueue : public DispatchQueue {
  public:
   /// Throws `std::system_error` when the system has no descriptor left.
@@ -20,18 +20,18 @@ class EmbeddedQueue : public DispatchQueue {
   ~EmbeddedQueue() override;
 
   void async(Task task) override { after(Seconds{0}, std::move(task)); }
-  /// On another thread this needs a host that goes on calling `runOnce`.
+  /// Called on another thread, it needs a host that keeps calling `runOnce`.
   void sync(const Task& task) override;
   TimerId after(Seconds delay, Task task) override;
   void cancel(TimerId timer) override { schedule_->cancel(timer); }
   /// True on the main thread, also outside of tasks: the host's own code runs there.
   bool isCurrent() const override { return std::this_thread::get_id() == thread_; }
 
-  /// Readable while a task is due. Stays the queue's own: only for polling.
+  /// Readable while a task is due. Owned by the queue; only for polling.
   int descriptor() const { return timer_.get(); }
-  /// Runs what is due, having waited at most `timeout` for something to be; a negative one waits
-  /// for as long as it takes. Tasks that these post wait for the next turn. False when nothing was
-  /// due. Main thread only, not from within a task.
+  /// Waits at most `timeout` (negative: without limit) until a task is due and runs the due ones;
+  /// tasks that they post wait for the next turn. False when none was due. Main thread only, not
+  /// from within a task.
   bool runOnce(Seconds timeout);
   /// True while `runOnce` runs a task.
   bool isRunning() const { return isRunning_; }

@@ -10,7 +10,7 @@
 
 namespace ks {
 
-/// One finished transfer, as an observer sees it.
+/// One finished transfer.
 struct HttpExchange {
   enum class Kind { download, upload, data };
 
@@ -18,9 +18,9 @@ struct HttpExchange {
   std::uint64_t id = 0;
   Kind kind = Kind::download;
   std::string method;
-  /// As requested; redirects do not show here.
+  /// The requested URL, before redirects.
   NSURL url;
-  /// As its request holds it; empty when an upload's file alone has it.
+  /// The request's body; empty if only the upload's file holds it.
   Data body;
   /// The final reply's status; absent when none arrived.
   std::optional<int> status;
@@ -32,20 +32,20 @@ struct HttpExchange {
   bool fromCache = false;
 };
 
-/// Watches every transfer of a loading system. Each started transfer ends exactly once unless the
+/// Observes every transfer of a loading system. Each started transfer ends exactly once unless the
 /// loading system, or the delegate queue with its pending tasks, is destroyed first.
 class HttpObserver {
  public:
   virtual ~HttpObserver() = default;
-  /// On the thread that starts the transfer, inside `resume`, `cancel` of a task that was never
-  /// resumed, or `dataWithContentsOfURL`.
+  /// Called on the thread that starts the transfer, inside `resume`, `cancel` of a task that was
+  /// never resumed, or `dataWithContentsOfURL`.
   virtual void transferDidStart(std::uint64_t id) = 0;
-  /// On the worker's thread, right before the task with the transfer's events is put on the
+  /// Called on the worker's thread, right before the task with the transfer's events is put on the
   /// delegate queue. Not for `dataWithContentsOfURL`.
   virtual void transferWillReport(std::uint64_t /*id*/) {}
-  /// On the session's delegate queue, in the same task of that queue as the delegate's events and
-  /// right after the last of them; for `dataWithContentsOfURL` on the waiting thread, before it
-  /// returns; for `loadData` on the worker's thread, before its completion.
+  /// Called on the session's delegate queue, in the same task of that queue as the delegate's
+  /// events and right after the last of them; for `dataWithContentsOfURL` on the waiting thread,
+  /// before it returns; for `loadData` on the worker's thread, before its completion.
   virtual void transferDidEnd(const HttpExchange& exchange) = 0;
 };
 

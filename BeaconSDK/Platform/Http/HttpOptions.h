@@ -11,23 +11,24 @@
 
 namespace ks {
 
-/// How a loading system works; fixed when it is made.
+/// Configuration of a loading system.
 struct HttpOptions {
-  /// Where downloads lie while they arrive; made when missing. Required.
+  /// Folder of downloads in progress; created when missing. Required.
   std::filesystem::path temporaryDirectory;
-  /// PEM certificates trusted besides the system's, for development and tests. Empty: none.
+  /// PEM certificates trusted in addition to the system's, for development and tests; may be empty.
   std::filesystem::path additionalCertificateAuthorities;
-  /// Host names in lower case to the public keys that their certificates may have:
-  /// "sha256//BASE64", several separated by ';'. Other hosts may have any trusted certificate.
+  /// Public keys that a host's certificate may have, by its name in lower case: "sha256//BASE64",
+  /// several separated by ';'. Other hosts may have any trusted certificate.
   std::map<std::string, std::string> publicKeyPins{};
-  /// A body that is longer, before or after decoding, ends the transfer.
+  /// Maximum size of a body in bytes, before and after decoding; a longer one ends the transfer.
   std::uint64_t maximumBodySize = 64ULL * 1024 * 1024;
-  /// Longest time for `dataWithContentsOfURL`, whatever its caller allows.
+  /// Maximum time of `dataWithContentsOfURL`, whatever its caller allows.
   Seconds dataTimeout{60};
-  /// Ages stored documents; must outlive the loading system and its sessions. Null: the system's.
+  /// Clock for the age of stored documents; must outlive the loading system and its sessions. Null:
+  /// the system's clock.
   const Clock* clock = nullptr;
-  /// Receives the one warning of a loading system, when a session's request would cross a network
-  /// over plain HTTP. On the thread that starts the transfer. May be empty.
+  /// Called once per loading system, when a session's request would cross a network over plain
+  /// HTTP, on the thread that starts the transfer. May be null.
   std::function<void(const std::string&)> warn{};
 };
 

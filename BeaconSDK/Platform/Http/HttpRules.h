@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "BeaconSDK/Platform/Api/Result.h"
+#include "BeaconSDK/Platform/Api/Error.h"
 #include "BeaconSDK/Platform/Api/URLSession.h"
 
 namespace ks::HttpRules {

@@ -17,20 +17,19 @@ namespace ks {
 class SessionEvents;
 class SleepInhibitor;
 
-/// The host application as the machine sees it. Main queue only.
+/// The host application on a Linux machine. Main queue only.
 ///
-/// The application is active while its host says so, the session is unlocked and the machine is
-/// awake; it begins inactive. Background tasks keep the machine from going to sleep; should it do
-/// so all the same, they are told that their time is up.
+/// Active while its host says so, the session is unlocked and the machine is awake; initially
+/// inactive. Background tasks inhibit sleep; if the machine sleeps all the same, they expire.
 class LinuxApplication : public UIApplication {
  public:
-  /// Runs what the application does in the background; the function it gets must be called once,
-  /// on the main queue, when the work is over.
+  /// Runs the application's background work; the function that it receives must be called once, on
+  /// the main queue, when the work is done.
   using FetchHandler = std::function<void(std::function<void(UIBackgroundFetchResult)>)>;
   /// Shows a message to the user.
   using Presenter = std::function<void(const UILocalNotification&)>;
 
-  /// `applicationName` is who the machine's session service says holds off its sleep.
+  /// `applicationName` is shown by the session service as the reason why sleep is inhibited.
   LinuxApplication(Clock& clock, DispatchQueue& mainQueue, NSNotificationCenter& center,
                    Console& console, const std::string& applicationName);
   LinuxApplication(const LinuxApplication&) = delete;
@@ -46,16 +45,16 @@ class LinuxApplication : public UIApplication {
   void cancelAllLocalNotifications() override { localNotifications_.cancelAll(); }
   void showAlertView(const UIAlertView& alert) override;
 
-  /// The host came to the front, or went to the back.
+  /// Call when the host came to the front, or went to the back.
   void becomeActive();
   void resignActive();
   bool isActive() const { return active_; }
 
-  /// Called at the minimum interval, one run after the other; null for none.
+  /// Sets the function called at the minimum interval, one run at a time; may be null.
   void setBackgroundFetchHandler(FetchHandler handler);
-  /// Where local notifications and alerts go besides the log; null for none.
+  /// Sets the function that shows local notifications and alerts, besides the log; may be null.
   void setPresenter(Presenter presenter) { presenter_ = std::move(presenter); }
-  /// Expires every background task, as before the process ends.
+  /// Expires every background task; call before the process ends.
   void expireBackgroundTasks();
 
   ServiceState state() const;
@@ -85,7 +84,7 @@ class LinuxApplication : public UIApplication {
   UIBackgroundTaskIdentifier lastBackgroundTask_ = UIBackgroundTaskInvalid;
   std::map<UIBackgroundTaskIdentifier, std::function<void()>> backgroundTasks_;
   LocalNotifications localNotifications_;
-  /// Lets late callbacks see whether the application still exists.
+  /// Lets late callbacks detect that the application was destroyed.
   std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
 
   std::unique_ptr<SessionEvents> session_;

@@ -20,46 +20,46 @@ class LinuxApplication;
 class LinuxNotificationCenter;
 class LocationEngine;
 
-/// How the library presents itself to a Linux machine.
+/// Configuration of a Linux platform.
 struct LinuxPlatformOptions {
   /// Shown to people and in front of log lines.
   std::string applicationName = "ksbeacon";
-  /// "CFBundleIdentifier": names the application's folders too.
+  /// "CFBundleIdentifier"; also names the application's folders.
   std::string bundleIdentifier = "org.ksbeacon.ksbeacon";
   /// "CFBundleShortVersionString".
   std::optional<std::string> version;
-  /// Instead of the user's language and region.
+  /// Overrides the user's language and region.
   std::optional<NSLocale> locale;
-  /// Instead of the user's folders by the XDG rules.
+  /// Overrides the user's folders by the XDG rules.
   std::optional<LinuxFolders> folders;
-  /// The loop that the main queue joins; null is the default one. Any other must be the
-  /// thread-default context of the main thread as long as the platform lives.
+  /// Context of the loop that runs the main queue; null: the default one. Any other must be the
+  /// thread-default context of the main thread for the lifetime of the platform.
   GMainContext* mainContext = nullptr;
-  /// Where "etc" and "sys" lie that describe the machine.
+  /// Parent of the folders "etc" and "sys" that describe the machine.
   std::filesystem::path systemRoot = "/";
-  /// PEM certificates that are trusted besides the system's. Empty: none.
+  /// PEM certificates trusted in addition to the system's; may be empty.
   std::filesystem::path additionalCertificateAuthorities;
-  /// Host names in lower case to the public keys accepted there: "sha256//BASE64", several
+  /// Public keys accepted for a host, by its name in lower case: "sha256//BASE64", several
   /// separated by ';'.
   std::map<std::string, std::string> publicKeyPins;
-  /// Watches every transfer; held weakly.
+  /// Observes every transfer; held weakly.
   std::weak_ptr<HttpObserver> httpObserver;
-  /// How much stronger than usual the machine's Bluetooth receives, in dB.
+  /// Gain of the machine's Bluetooth receiver above the usual one, in dB.
   Dbm receiverGain{0};
-  /// Where log lines go: standard error; -1 for nowhere.
+  /// File descriptor for log lines, by default standard error; -1: none.
   int logDescriptor = 2;
-  /// False leaves out Bluetooth, positions and notifications: for tools that need none of them.
+  /// False disables Bluetooth, positions and notifications, for tools that need none of them.
   bool connectServices = true;
 };
 
-/// A Linux machine as the library's device: made and destroyed on the main thread, which runs the
-/// main loop.
+/// A Linux machine as the library's device. Create and destroy it on the main thread, which runs
+/// the main loop.
 ///
 /// A service of the machine that is missing, refuses or restarts is a state, never a failure: the
-/// rest works on and the service is used as soon as it is there.
+/// rest keeps working, and the service is used as soon as it is available.
 class LinuxPlatform : public Platform {
  public:
-  /// Throws `std::runtime_error`, naming the other process, when another uses the same folders.
+  /// Throws `std::runtime_error`, naming the other process, if another one uses the same folders.
   explicit LinuxPlatform(LinuxPlatformOptions options = {});
   LinuxPlatform(const LinuxPlatform&) = delete;
   LinuxPlatform& operator=(const LinuxPlatform&) = delete;
@@ -78,7 +78,7 @@ class LinuxPlatform : public Platform {
   NSLocale currentLocale() const override;
   std::string timeZoneName() const override;
   LocationServices& locationServices() override;
-  /// Without a radio the central says that Bluetooth is unsupported.
+  /// Without a radio the central reports Bluetooth as unsupported.
   std::unique_ptr<CBCentralManager> makeCentralManager(CBCentralManagerDelegate& delegate) override;
   UNUserNotificationCenter* userNotificationCenter() override;
   URLLoadingSystem& urlLoadingSystem() override;
@@ -87,13 +87,12 @@ class LinuxPlatform : public Platform {
   ASIdentifierManager& identifierManager() override;
   SystemConfiguration& systemConfiguration() override;
 
-  /// The same services with what only this platform's host may ask of them. The notification
-  /// centre is null where there is none.
+  /// The same services with their operations for the host. The notification centre may be null.
   LinuxApplication& linuxApplication();
   LinuxNotificationCenter* linuxNotificationCenter();
   LocationEngine& locationEngine();
 
-  /// The state of every service, in a fixed order. Main queue only.
+  /// Returns the state of every service, in a fixed order. Main queue only.
   std::vector<ServiceState> serviceStates() const;
 
  private:

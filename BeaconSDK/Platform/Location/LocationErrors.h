@@ -14,6 +14,7 @@ enum class CLErrorCode : std::int64_t {
   regionMonitoringDenied = 4,
   regionMonitoringFailure = 5,
 };
+/// Returns the error of `CLErrorDomain` with the code's description.
 Error locationError(CLErrorCode code);
 
 }  // namespace ks

@@ -6,8 +6,8 @@
 
 namespace ks {
 
-/// A one-shot timer that ends with its owner and may be armed again from its own callback. Belongs
-/// to the queue's own thread.
+/// A one-shot timer that is cancelled when destroyed and may be re-armed from its own callback. Use
+/// it on the queue's own thread.
 class Wakeup {
  public:
   Wakeup() = default;
@@ -15,7 +15,7 @@ class Wakeup {
   Wakeup& operator=(const Wakeup&) = delete;
   ~Wakeup() { cancel(); }
 
-  /// Replaces what was armed before.
+  /// Runs `task` on `queue` after `delay`, replacing a pending one.
   void arm(DispatchQueue& queue, Seconds delay, Task task) {
     cancel();
     queue_ = &queue;

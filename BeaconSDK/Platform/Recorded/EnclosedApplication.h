@@ -10,7 +10,7 @@
 
 namespace ks {
 
-/// The application of an enclosed device and its notifications: what the library asks for goes
+/// The application and the notifications of an enclosed device: the library's requests are passed
 /// outside. Main queue only.
 class EnclosedApplication : public UIApplication, public UNUserNotificationCenter {
  public:
@@ -26,13 +26,14 @@ class EnclosedApplication : public UIApplication, public UNUserNotificationCente
   void addNotificationRequest(UNNotificationRequest request,
                               std::function<void(const std::optional<Error>&)> completion) override;
 
-  /// A notification that was added, or a background task that expires, in a task of `queue`.
+  /// Delivers a notification that was added, or a background task that expires, in a task of
+  /// `queue`.
   void deliver(const RecordedEvent& event, DispatchQueue& queue);
 
  private:
   struct BackgroundTask {
     std::function<void()> expirationHandler;
-    /// The real application's.
+    /// Identifier in the real application.
     UIBackgroundTaskIdentifier inner = UIBackgroundTaskInvalid;
   };
 

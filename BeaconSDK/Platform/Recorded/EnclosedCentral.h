@@ -9,15 +9,15 @@
 
 namespace ks {
 
-/// The Bluetooth centrals of an enclosed device: each stands for one of the real device's. Main
-/// queue only.
+/// The Bluetooth centrals of an enclosed device, one for each of the real device's. Main queue
+/// only.
 class EnclosedRadio {
  public:
   EnclosedRadio(Outside& outside, std::shared_ptr<OutsideLink> link)
       : outside_(outside), link_(std::move(link)) {}
 
   std::unique_ptr<CBCentralManager> makeCentralManager(CBCentralManagerDelegate& delegate);
-  /// A state or a discovery, in a task of `queue`.
+  /// Delivers a state or a discovery, in a task of `queue`.
   void deliver(const RecordedEvent& event, DispatchQueue& queue);
 
  private:

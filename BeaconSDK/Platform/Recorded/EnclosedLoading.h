@@ -15,14 +15,15 @@ namespace ks {
 class EnclosedSession;
 class EnclosedTask;
 
-/// The URL loading system of an enclosed device: requests go outside, replies enter as events.
+/// The URL loading system of an enclosed device: requests are passed outside, replies enter as
+/// events.
 ///
-/// Tasks, sessions and single resources are numbered in the order in which they are made, so that a
-/// recorded reply finds its task again. Main queue only, as everything of the enclosed device.
+/// Tasks, sessions and single resources are numbered in the order of their creation, so that a
+/// recorded reply finds its task again. Main queue only, like everything of the enclosed device.
 class EnclosedLoading : public URLLoadingSystem {
  public:
-  /// Told of each transfer after the delegate; the outcome of a single resource is only whether it
-  /// came.
+  /// Called for each transfer after the delegate; for a single resource the exchange only says
+  /// whether it arrived.
   using Listener = std::function<void(const HttpExchange&)>;
 
   /// `temporary` holds replies while a delegate reads them. All must outlive this object.
@@ -39,7 +40,7 @@ class EnclosedLoading : public URLLoadingSystem {
                 std::function<void(std::optional<Data>)> completion) override;
 
   void setListener(Listener listener) { listener_ = std::move(listener); }
-  /// A download, a completion, an invalidation, ...
+  /// Delivers a download, a completion, an invalidation, ...
   void deliver(const RecordedEvent& event);
 
  private:

@@ -22,13 +22,13 @@
 
 namespace ks {
 
-/// A device whose whole contact with the world goes through `Outside`: what enters is an event with
-/// a time, what the library asks is a question with an answer.
+/// A device whose only contact with the world is `Outside`: input enters as events with a time, and
+/// queries of the library are questions with an answer.
 ///
-/// Everything of the library runs on the main thread, in virtual time, task by task: its main
-/// queue, its global queue and the delegate queues of its sessions. So equal events at equal times
-/// and equal answers give equal behaviour, whatever the threads of the real device do. Time stands
-/// still within a task.
+/// The library runs entirely on the main thread, in virtual time, task by task: its main queue, its
+/// global queue and the delegate queues of its sessions. So equal events at equal times and equal
+/// answers give equal behaviour, whatever the threads of the real device do. Time does not advance
+/// within a task.
 class EnclosedPlatform : public Platform, private LocationDemandListener {
  public:
   struct Beginning {
@@ -48,7 +48,8 @@ class EnclosedPlatform : public Platform, private LocationDemandListener {
   void setTransferListener(EnclosedLoading::Listener listener) {
     loading_.setListener(std::move(listener));
   }
-  /// Network transfers of the library's instead of those that go outside; before the first use.
+  /// Uses `loading` for the library's transfers instead of passing them outside. Call it before the
+  /// first use.
   void setURLLoadingSystem(URLLoadingSystem& loading) { otherLoading_ = &loading; }
   const std::shared_ptr<SimulatedLoop>& loop() const { return loop_; }
 
@@ -81,12 +82,12 @@ class EnclosedPlatform : public Platform, private LocationDemandListener {
   SystemConfiguration& systemConfiguration() override { return reachability_; }
 
  protected:
-  /// Runs what falls due until then.
+  /// Runs all tasks due until then.
   void passTime(std::int64_t microseconds);
-  /// Lets an event enter, and runs what follows from it at once.
+  /// Delivers an event, and runs all tasks that follow from it immediately.
   void deliver(const RecordedEvent& event);
   SimulatedSettings settings() const { return device_.settings(); }
-  /// Cuts the connection: callbacks of the real device find nobody any more.
+  /// Disconnects the real device: its callbacks have no effect any more.
   void detach() { link_->outside = nullptr; }
 
  private:
@@ -128,7 +129,7 @@ class EnclosedPlatform : public Platform, private LocationDemandListener {
   HostHandler hostHandler_;
 };
 
-/// Settings of a device as a recording holds them.
+/// Convert the settings of a device to and from their form in a recording.
 Dictionary settingsDetails(const SimulatedSettings& settings);
 SimulatedSettings settingsFrom(const Dictionary& details);
 

@@ -9,7 +9,7 @@
 
 namespace ks {
 
-/// The network of an enclosed device: what the real one's watches say. Main queue only.
+/// Reachability of an enclosed device, from the watches of the real one. Main queue only.
 class EnclosedReachability : public SystemConfiguration {
  public:
   EnclosedReachability(Outside& outside, std::shared_ptr<OutsideLink> link)
@@ -18,7 +18,7 @@ class EnclosedReachability : public SystemConfiguration {
   std::shared_ptr<SCNetworkReachability> reachabilityWithName(const std::string& host) override;
   std::shared_ptr<SCNetworkReachability> reachabilityWithAddress(
       const SocketAddress& address) override;
-  /// A change of the flags, in a task of `queue`.
+  /// Delivers a change of the flags, in a task of `queue`.
   void deliver(const RecordedEvent& event, DispatchQueue& queue);
 
  private:

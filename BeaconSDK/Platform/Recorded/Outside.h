@@ -11,28 +11,28 @@
 
 namespace ks {
 
-/// What lies outside an enclosed device: the real device while a recording is made, the recording
+/// The environment of an enclosed device: the real device while a recording is made, the recording
 /// while it is replayed. Main queue only.
 class Outside {
  public:
   virtual ~Outside() = default;
-  /// The real device; null in a replay, where nothing of what the library does goes outside.
+  /// The real device; null in a replay, where no request leaves the device.
   virtual Platform* realDevice() = 0;
-  /// Returns what `ask` returns, or what it returned when the recording was made.
+  /// Returns the result of `ask`, or its recorded result in a replay.
   virtual Value answer(std::string_view question, const std::function<Value()>& ask) = 0;
-  /// Something entered the real device.
+  /// Called with each input of the real device.
   virtual void enter(RecordedEvent event) = 0;
-  /// What the enclosed location engine needs has changed.
+  /// Called when the demand of the enclosed location engine has changed.
   virtual void demandChanged(const LocationDemand& demand) = 0;
-  /// A replay met something that cannot follow from the recording.
+  /// Called when a replay cannot follow from the recording.
   virtual void departed(const std::string& how) = 0;
 };
 
-/// Lets callbacks of the real device find the enclosed one as long as it exists.
+/// Lets callbacks of the real device find the enclosed one while it exists.
 struct OutsideLink {
-  /// Null when the enclosed device is gone. Main queue only.
+  /// Null after the enclosed device was destroyed. Main queue only.
   Outside* outside = nullptr;
-  /// Whether the download handed in last may be cached.
+  /// Whether the download delivered last may be cached.
   bool mayCache = true;
 };
 

@@ -12,19 +12,20 @@ namespace ks {
 
 /// One entry of a recording.
 struct RecordedEvent {
-  /// Numbers of the file format: new kinds go to the end.
+  /// Numbers of the file format: add new kinds at the end.
   enum class Kind : std::uint8_t {
-    /// A process begins: settings, wall clock and files of the device, and what the host says.
+    /// The start of a process: settings, wall clock and files of the device, and the host's own
+    /// data.
     begin,
-    /// The process ends.
+    /// The end of a process.
     end,
-    /// What the device answered to a question of the library, in the order of the questions.
+    /// The device's answer to a question of the library, in the order of the questions.
     answer,
-    /// The host checks that a replay does the same: `subject` is a checksum.
+    /// A checksum in `subject` by which the host checks that a replay does the same.
     mark,
-    /// The host's own, outside a process.
+    /// The host's own data, outside a process.
     note,
-    // From here on what enters the device by itself.
+    // From here on, input of the device.
     advertisement,
     fix,
     positionFailed,
@@ -52,17 +53,17 @@ struct RecordedEvent {
   static constexpr Kind kLastKind = Kind::settings;
 
   Kind kind = Kind::note;
-  /// Since the process began.
+  /// Since the start of the process.
   std::int64_t microseconds = 0;
-  /// Which of several equal things it is about: the number of a task, a radio, ...; or a number.
+  /// Number of the task, radio, ... that the entry is about; or a plain number.
   std::uint64_t subject = 0;
   Dictionary details;
-  /// Of an advertisement.
+  /// Only for an advertisement.
   Advertisement advertisement;
-  /// Of a fix.
+  /// Only for a fix.
   CLLocation location;
 
-  /// True for what moves a replay on: everything but answers, marks and notes.
+  /// True for the input of a replay: everything but answers, marks, notes and `begin`.
   bool isInput() const {
     return kind != Kind::answer && kind != Kind::mark && kind != Kind::note && kind != Kind::begin;
   }

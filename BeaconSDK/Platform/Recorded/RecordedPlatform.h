@@ -14,12 +14,12 @@
 
 namespace ks {
 
-/// A recording while it is made. Main queue only.
+/// Writes a recording. Main queue only.
 class RecordingWriter {
  public:
   struct Options {
-    /// Leaves tags and senders' addresses out and rounds positions to about 100 m: a replay then
-    /// shows a day like this one, not this one.
+    /// Omits tags and senders' addresses and rounds positions to about 100 m: a replay then behaves
+    /// similarly, not equally.
     bool isPrivate = false;
   };
 
@@ -31,14 +31,15 @@ class RecordingWriter {
   RecordingWriter& operator=(const RecordingWriter&) = delete;
   ~RecordingWriter() { flush(); }
 
-  /// Entries reach the disk in blocks, at the latest ten seconds of the recording later.
+  /// Adds an entry. Entries are written in blocks, at the latest after ten seconds of the
+  /// recording.
   void add(RecordedEvent event);
   void flush();
-  /// Writes what has waited for long enough at this moment of the recording.
+  /// Writes the entries that have waited for that long at this time of the recording.
   void flushIfDue(std::int64_t microseconds);
   bool hasUnwritten() const { return !encoder_.bytes().empty() && !error_; }
   const Options& options() const { return options_; }
-  /// Why the recording ended early; absent while it goes on.
+  /// Why the recording ended early; absent while it continues.
   const std::optional<Error>& error() const { return error_; }
 
  private:
@@ -50,25 +51,23 @@ class RecordingWriter {
   std::int64_t now_ = 0;
 };
 
-/// Another platform, enclosed: the library lives in virtual time that follows the device's clock,
-/// and everything that enters is written down, so that `ReplayedPlatform` can live through it again
-/// exactly.
+/// Encloses another platform: the library runs in virtual time that follows the device's clock, and
+/// all input is recorded, so that `ReplayedPlatform` can repeat it exactly.
 ///
-/// The device's main queue carries everything, the library's own background work included, so a
-/// large reply keeps the host waiting longer than it does without a recording. Main queue only.
+/// The library runs on the device's main queue, its background work included, so a large reply
+/// blocks the host for longer than without a recording. Main queue only.
 class RecordedPlatform : private Outside, private LocationInput, public EnclosedPlatform {
  public:
-  /// `engine` is the location engine of `device`; its regions and its input belong to this platform
-  /// from now on. `state` is the device's folder of user defaults and monitored regions, `host`
-  /// what the host needs to know for a replay; it must hold no password. All must outlive this
-  /// object.
+  /// `engine` is the location engine of `device`; this platform takes over its regions and its
+  /// input. `state` is the device's folder of user defaults and monitored regions, `host` the data
+  /// that the host needs for a replay; it must hold no password. All must outlive this object.
   RecordedPlatform(Platform& device, LocationEngine& engine, std::filesystem::path state,
                    RecordingWriter& writer, Dictionary host);
   ~RecordedPlatform() override;
 
-  /// The host calls: the host handler runs with the same arguments, now and in a replay.
+  /// Calls the host handler with these arguments, now and in a replay.
   void call(std::string name, Dictionary arguments = {});
-  /// Runs what is due by now.
+  /// Runs all tasks due now.
   void settle();
 
  private:
@@ -96,7 +95,7 @@ class RecordedPlatform : private Outside, private LocationInput, public Enclosed
   void checkSettings();
   void armWakeup();
 
-  /// Null once the end has begun.
+  /// Null during destruction.
   Platform* realDevice_;
   LocationEngine& engine_;
   RecordingWriter& writer_;

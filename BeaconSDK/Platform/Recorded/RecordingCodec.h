@@ -11,11 +11,11 @@
 
 namespace ks {
 
-/// Writes entries as bytes: times as differences, and what a sender repeats only once. Entries can
-/// be read only in the order in which they were written, from a `begin` on.
+/// Encodes entries as bytes: times as differences, and repeated advertisement contents by number.
+/// Entries can be decoded only in their order, starting with a `begin`.
 class RecordingEncoder {
  public:
-  /// A private recording leaves addresses of senders out.
+  /// A private recording omits addresses of senders.
   explicit RecordingEncoder(bool isPrivate = false) : isPrivate_(isPrivate) {}
 
   void add(const RecordedEvent& event);
@@ -28,12 +28,11 @@ class RecordingEncoder {
   bool isPrivate_;
   Data bytes_;
   std::int64_t last_ = 0;
-  /// What senders repeat, to its number.
+  /// Repeated advertisement contents and their numbers.
   std::unordered_map<std::string, std::uint64_t> repeated_;
 };
 
-/// Reads what the encoder wrote. Bytes of any content are read or refused, in memory linear in
-/// their number.
+/// Decodes entries. Safe for untrusted bytes; memory is linear in their number.
 class RecordingDecoder {
  public:
   /// Reads the entries of one block from its first to its last.

@@ -9,7 +9,6 @@
 #include <string_view>
 
 #include "BeaconSDK/Platform/Api/Error.h"
-#include "BeaconSDK/Platform/Api/Result.h"
 #include "BeaconSDK/Platform/Api/Value.h"
 #include "BeaconSDK/Platform/Storage/AppendFile.h"
 
@@ -19,17 +18,17 @@ namespace ks {
 /// four bytes, little-endian, and a zstd frame with the content's size and checksum.
 inline constexpr std::string_view kRecordingMark = "KSREC\x01\r\n";
 
-/// Larger blocks are refused: a little more than the largest reply as text.
+/// Maximum size of a block: a little more than the largest reply as text.
 inline constexpr std::size_t kLargestRecordingBlock = std::size_t{160} * 1024 * 1024;
 
 /// Appends blocks to a file. One thread.
 class RecordingFileWriter {
  public:
-  /// Makes the file for its owner alone (0600), replacing what is there.
+  /// Creates the file for its owner only (0600), replacing an existing one.
   static Result<RecordingFileWriter> create(const std::filesystem::path& path);
 
-  /// Writes one block at once. After an error nothing more is written: readers pass over a torn
-  /// block only at the end.
+  /// Writes one block immediately. After an error nothing more is written, because readers accept a
+  /// torn block only at the end.
   [[nodiscard]] std::optional<Error> append(std::span<const std::uint8_t> content);
 
  private:
@@ -42,14 +41,15 @@ class RecordingFileWriter {
 /// Reads a recording block by block. One thread.
 class RecordingFileReader {
  public:
-  /// An error for what is no recording.
+  /// Returns an error if the file is not a recording.
   static Result<RecordingFileReader> open(const std::filesystem::path& path);
-  /// On any stream, for tests of the format.
+  /// Reads any stream, for tests of the format.
   explicit RecordingFileReader(std::unique_ptr<std::istream> stream) : stream_(std::move(stream)) {}
 
-  /// The next whole block; absent at the end, and at the first block that is torn or damaged.
+  /// Returns the next whole block; absent at the end, and at the first block that is torn or
+  /// damaged.
   std::optional<Data> next();
-  /// Whether the file ended with a whole block. After `next` has returned nothing.
+  /// True if the file ended with a whole block. Call it after `next` has returned nothing.
   bool isWhole() const { return isWhole_; }
 
  private:

@@ -15,7 +15,7 @@
 
 namespace ks {
 
-/// A recording entry by entry. One thread.
+/// Reads a recording entry by entry. One thread.
 class RecordingReader {
  public:
   static Result<RecordingReader> open(const std::filesystem::path& path);
@@ -23,7 +23,7 @@ class RecordingReader {
 
   /// Reads the next entry into `event`; false at the end.
   bool next(RecordedEvent& event);
-  /// After the end: whether the recording was closed. Otherwise its last block may be lost.
+  /// True if the recording was closed; otherwise its last block may be lost. Call it after the end.
   bool isWhole() const { return file_.isWhole() && decoder_.isSound(); }
 
  private:
@@ -31,10 +31,10 @@ class RecordingReader {
   RecordingDecoder decoder_;
 };
 
-/// A device that lives through one process of a recording again. Nothing of what the library does
-/// leaves it: requests are answered from the recording, its files lie in a folder of its own.
+/// A device that replays one process of a recording. No request leaves it: replies come from the
+/// recording, and its files are in a folder of its own.
 ///
-/// One thread. The steps are the owner's: give all entries in their order to `replay`.
+/// One thread. The owner drives it: pass all entries in their order to `replay`.
 class ReplayedPlatform : private Outside, public EnclosedPlatform {
  public:
   /// `begin` is the entry of that kind. Throws `std::runtime_error` when its files cannot be
@@ -42,28 +42,28 @@ class ReplayedPlatform : private Outside, public EnclosedPlatform {
   explicit ReplayedPlatform(const RecordedEvent& begin);
   ~ReplayedPlatform() override;
 
-  /// What the host that made the recording noted of itself.
+  /// Data that the recording host stored for a replay.
   const Dictionary& host() const { return host_; }
   bool isPrivate() const { return isPrivate_; }
 
-  /// Keeps what the library is going to ask for.
+  /// Adds the answer to a later question of the library.
   void addAnswer(const RecordedEvent& event) { answers_.push_back(event.details); }
-  /// Lives through an input, after all answers up to the next input were added.
+  /// Replays an input. Add all answers up to the next input first.
   void replay(const RecordedEvent& event);
-  /// Runs what falls due until then.
+  /// Runs all tasks due until then.
   void runUntil(std::int64_t microseconds) { passTime(microseconds); }
-  /// From now on questions are answered by what is usual, as replies of the portal come from
-  /// elsewhere: nothing departs any more.
+  /// From now on questions get default answers, for replays with replies of another portal: no
+  /// departure is reported any more.
   void setIndependent() { isIndependent_ = true; }
 
-  /// Why the library cannot have done the same; empty while it has.
+  /// Why the library's behaviour departs from the recording; empty while it does not.
   const std::string& departure() const { return departure_; }
 
  private:
   struct Silence : Console {
     void log(std::string_view) override {}
   };
-  /// Before the platform, which reads the files.
+  /// Created before the platform, which reads the files.
   struct Place {
     explicit Place(const RecordedEvent& begin);
     TemporaryFolder folder;

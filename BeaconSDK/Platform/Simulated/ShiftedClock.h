@@ -3,12 +3,12 @@
 #include <atomic>
 #include <string>
 
-#include "BeaconSDK/Platform/Api/ContinuousClock.h"
+#include "BeaconSDK/Platform/Api/Foundation.h"
 
 namespace ks {
 
-/// A clock that somebody has set: the wall clock of another one, shifted. The world and the queues
-/// go on by the other one. Any thread.
+/// A clock whose wall time is shifted against another one's, as after the user has set it. The
+/// simulated world and the queues keep following the other clock. Any thread.
 class ShiftedClock : public ContinuousClock {
  public:
   /// `base` must outlive this clock.
@@ -23,12 +23,12 @@ class ShiftedClock : public ContinuousClock {
   std::string bootIdentifier() const override {
     return continuous_ != nullptr ? continuous_->bootIdentifier() : "";
   }
-  /// Sets the wall clock `by` ahead of where it stands; negative: back.
+  /// Moves the wall clock forward by `by`; negative: back.
   void jump(Seconds by) { shift_ = shift_ + by.count(); }
 
  private:
   const Clock& base_;
-  /// The same clock, when it knows more; else null.
+  /// `base_` as a continuous clock, or null.
   const ContinuousClock* const continuous_;
   std::atomic<double> shift_{0};
 };

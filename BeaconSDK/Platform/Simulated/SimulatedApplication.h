@@ -12,8 +12,8 @@
 
 namespace ks {
 
-/// The host application of a simulated device: records what is asked of the system and plays the
-/// system's part when told to. Main queue only.
+/// The host application of a simulated device: records the library's requests to the system and
+/// acts as the system on demand. Main queue only.
 class SimulatedApplication : public UIApplication {
  public:
   SimulatedApplication(DispatchQueue& mainQueue, NSNotificationCenter& center);
@@ -29,29 +29,33 @@ class SimulatedApplication : public UIApplication {
   void cancelAllLocalNotifications() override { localNotifications_.cancelAll(); }
   void showAlertView(const UIAlertView& alert) override;
 
-  /// Each posts its notification on the main queue, soon; nothing when already so. The application
-  /// begins inactive.
+  /// Each posts its notification asynchronously on the main queue, unless already in that state.
+  /// Initially inactive.
   void becomeActive();
   void resignActive();
   bool isActive() const { return active_; }
 
   std::optional<Seconds> minimumBackgroundFetchInterval() const { return fetchInterval_; }
 
-  /// Tasks begun and not ended, oldest first: what is left at the end of a test has leaked.
+  /// Returns the tasks begun and not ended, oldest first: those left at the end of a test have
+  /// leaked.
   std::vector<UIBackgroundTaskIdentifier> backgroundTasks() const;
+  /// True refuses new background tasks. Default: false.
   void setRefusesBackgroundTasks(bool flag) { refusesBackgroundTasks_ = flag; }
   /// Expires every background task, on the main queue.
   void expireBackgroundTasks();
 
+  /// Local notifications waiting for their delay, and those that were shown, each in order.
   std::vector<UILocalNotification> scheduledLocalNotifications() const {
     return localNotifications_.pending();
   }
   const std::vector<UILocalNotification>& deliveredLocalNotifications() const {
     return deliveredNotifications_;
   }
+  /// All message boxes shown so far.
   const std::vector<UIAlertView>& alerts() const { return alerts_; }
 
-  /// Called as each happens; null for none.
+  /// Set the functions called when a notification or an alert is shown; may be null.
   void setLocalNotificationListener(std::function<void(const UILocalNotification&)> listener) {
     notificationListener_ = std::move(listener);
   }

@@ -13,7 +13,7 @@
 
 namespace ks {
 
-/// From a moment up to, not including, another.
+/// A half-open interval: `from` is inside, `to` is not.
 struct DateInterval {
   Date from;
   Date to;
@@ -30,10 +30,11 @@ struct SimulatedBattery {
     identity,
   };
   Layout layout = Layout::identity;
-  /// Only for `Layout::name`; cut or padded with blanks to four letters.
+  /// Only for `Layout::name`; truncated or padded with blanks to four letters.
   std::string name{};
   std::uint8_t level = 100;
-  /// Between two advertisements of the level: rarer than frames, for the beacon's battery's sake.
+  /// Time between two advertisements of the level; longer than that of frames, to save the beacon's
+  /// battery.
   Seconds interval{10};
 };
 
@@ -43,28 +44,28 @@ struct SimulatedBeacon {
   UUID proximityUUID{};
   std::uint16_t major = 0;
   std::uint16_t minor = 0;
-  /// The strength at 1 m that the beacon claims and, unless it is badly calibrated, has.
+  /// Advertised strength at 1 m; also the real one, without a calibration error.
   Dbm measuredPower{-59};
-  /// How much stronger the beacon really is than it claims.
+  /// Real less advertised strength.
   Dbm calibrationError{0};
-  /// Between two frames; at least 20 ms, the shortest that the radio's standard allows.
+  /// Time between two frames; at least 20 ms, the minimum of the Bluetooth standard.
   Seconds interval{1};
   /// Standard deviation of each received strength: 4 dB is usual indoors.
   Dbm noise{0};
-  /// The share of advertisements that are lost, 0 to 1.
+  /// Share of advertisements that are lost, 0 to 1.
   double lossProbability = 0;
-  /// When it is off; at all other times it advertises.
+  /// Intervals in which the beacon is off.
   std::vector<DateInterval> off{};
   std::optional<SimulatedBattery> battery{};
 
   bool isOn(Date date) const;
 };
 
-/// The raw advertisement of a beacon's frame: flags and manufacturer data, 30 bytes.
+/// Returns the raw advertisement of a beacon's frame: flags and manufacturer data, 30 bytes.
 Data frameAdvertisement(const SimulatedBeacon& beacon);
 
-/// The raw advertisement of a beacon's battery level: flags and service data, at most 31 bytes;
-/// empty when it advertises none.
+/// Returns the raw advertisement of a beacon's battery level: flags and service data, at most 31
+/// bytes; empty when it advertises none.
 Data batteryAdvertisement(const SimulatedBeacon& beacon);
 
 }  // namespace ks

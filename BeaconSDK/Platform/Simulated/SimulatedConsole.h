@@ -12,17 +12,17 @@
 
 namespace ks {
 
-/// Keeps the last lines of the system log and may hand each on as it comes. Any thread.
+/// Keeps the last lines of the system log, and may pass each to a listener. Any thread.
 class SimulatedConsole : public Console {
  public:
-  /// Old lines go first; enough for any test to look back, little enough for a long day.
+  /// Maximum number of lines kept; the oldest are dropped.
   static constexpr std::size_t kMostLines = 10000;
 
   void log(std::string_view message) override;
 
   std::vector<std::string> lines() const;
   void clear();
-  /// Called on the logging thread; null for none.
+  /// Sets the function called with each line on the logging thread; may be null.
   void setListener(std::function<void(std::string_view)> listener);
 
  private:

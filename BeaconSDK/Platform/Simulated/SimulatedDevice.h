@@ -10,15 +10,17 @@
 
 namespace ks {
 
-/// What the device says of itself, from settings that may change at any time. Any thread.
+/// The device's identity, from settings that may change at any time. Any thread.
 class SimulatedDevice : public UIDevice, public ASIdentifierManager {
  public:
   explicit SimulatedDevice(SimulatedSettings settings) : settings_(std::move(settings)) {}
 
+  /// Returns a copy of the current settings.
   SimulatedSettings settings() const {
     const std::lock_guard lock(mutex_);
     return settings_;
   }
+  /// Calls `change` with the settings while holding the lock.
   void change(const std::function<void(SimulatedSettings&)>& change) {
     const std::lock_guard lock(mutex_);
     change(settings_);

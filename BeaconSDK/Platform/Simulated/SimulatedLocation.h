@@ -13,11 +13,11 @@
 
 namespace ks {
 
-/// The location service and the Bluetooth radio of a device in a simulated world: hands what the
-/// world sends to those who asked for it. Main queue only.
+/// The location service and the Bluetooth radio of a device in a simulated world: passes the
+/// world's signals to the location engine and the radio while they are demanded. Main queue only.
 class SimulatedLocation : private LocationDemandListener, private SimulatedWorldReceiver {
  public:
-  /// Monitored regions are kept in `stateFile`.
+  /// Monitored regions are stored in `stateFile`.
   SimulatedLocation(Clock& clock, DispatchQueue& mainQueue, Console& console,
                     std::filesystem::path stateFile, SimulatedWorldOptions options);
   SimulatedLocation(const SimulatedLocation&) = delete;
@@ -28,11 +28,11 @@ class SimulatedLocation : private LocationDemandListener, private SimulatedWorld
   ScanningRadio& radio() { return radio_; }
 
   void setBluetoothState(CBManagerState state);
-  /// Hears what a person should know about the input, besides the console; null for none.
+  /// Sets the function called with each notice about the input, besides the console; may be null.
   void setNoticeListener(std::function<void(const std::string&)> listener) {
     noticeListener_ = std::move(listener);
   }
-  /// Whether the device can watch circles, and beacons, at all.
+  /// Whether the device can monitor circular regions, and beacon regions.
   void setMonitoringAvailable(bool circularRegions, bool beaconRegions);
 
  private:

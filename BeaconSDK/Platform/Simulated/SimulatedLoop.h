@@ -24,17 +24,17 @@ class SimulatedQueue;
 /// 2026-01-01T08:00:00Z, the default start of simulated time.
 inline constexpr Date kSimulatedStart{Seconds{1767254400}};
 
-/// Names one transfer that keeps virtual time from moving; 0 names none.
+/// Identifies a transfer that stops virtual time; 0 identifies none.
 using TransferId = std::uint64_t;
 
 /// One scheduler for all queues of a simulated device.
 ///
-/// Time jumps from due task to due task and moves in no other way. Tasks run on the thread that
+/// Time jumps from due task to due task and advances in no other way. Tasks run on the thread that
 /// calls a `run...` operation, in the order in which they fall due, ties in posting order, so the
-/// same program runs the same way every time. While a transfer with the real network is under way
-/// the loop first runs everything that is due and then sleeps until the transfer reports, without
-/// moving time. What transfers post is taken one task at a time, each when nothing else is due, in
-/// the order in which the transfers began: it does not matter how fast the network is.
+/// same program runs the same way every time. While a transfer over the real network is running,
+/// the loop runs all due tasks and then sleeps until the transfer reports, without advancing time.
+/// Tasks that transfers post are taken one at a time, when nothing else is due, in the order in
+/// which the transfers began, so the speed of the network has no effect.
 ///
 /// Tasks may be posted from any thread. The operations that run tasks belong to one thread at a
 /// time, which then counts as the device's main thread; a task may call them again.
@@ -54,33 +54,33 @@ class SimulatedLoop {
 
   /// Runs everything that is due now, transfers and what follows from them included.
   void runUntilIdle();
-  /// Runs everything that falls due within `span`; time has then moved by that much, or more if
+  /// Runs everything that falls due within `span`; time has then advanced by that much, or more if
   /// the last task stalled.
   void advance(Seconds span);
-  /// The same up to a moment; one that lies in the past means now.
+  /// As `advance`, up to a date; a past one means now.
   void runUntil(Date moment);
-  /// The same up to a moment of the uptime, which setting the wall clock does not move.
+  /// As `runUntil`, for a time of the uptime, which setting the wall clock does not change.
   void runUntilUptime(Seconds uptime);
-  /// Sets the wall clock; uptime and timers go on as before.
+  /// Sets the wall clock; uptime and timers are not affected.
   void setWallClock(Date now) { clock_.setNow(now); }
-  /// Runs the next task, moving time to it if need be; false when there is none.
+  /// Runs the next task, advancing time to it if needed; false when there is none.
   bool runNext();
-  /// When the next task is due: now while a transfer is running; nothing when all is done.
+  /// Returns when the next task is due: now while a transfer is running; absent when there is none.
   std::optional<Date> nextDue() const;
   std::optional<Seconds> nextDueUptime() const;
-  /// Lets time pass inside a task, as slow code does: nothing runs meanwhile.
+  /// Advances time inside a task, as slow code does: nothing runs meanwhile.
   void stall(Seconds span);
 
   /// Stops virtual time until `endTransfer`. Any thread.
   TransferId beginTransfer();
-  /// Says for which transfer the calling thread, not the loop's own, posts from now on; 0 for the
-  /// earliest one under way.
+  /// Sets the transfer for which the calling thread, not the loop's own, posts from now on; 0: the
+  /// earliest one running.
   static void postAs(TransferId transfer);
-  /// Unknown identifiers are ignored. Any thread.
+  /// Ignores unknown identifiers. Any thread.
   void endTransfer(TransferId transfer);
   std::size_t transfersUnderWay() const;
 
-  /// True on the thread that ran the loop last, or made it.
+  /// True on the thread that ran the loop last, or created it.
   bool isLoopThread() const { return std::this_thread::get_id() == thread_.load(); }
 
  private:
@@ -100,7 +100,7 @@ class SimulatedLoop {
     Date start() const { return start_.load(); }
 
    private:
-    /// The wall clock when the uptime was 0; moves when the wall clock is set.
+    /// The wall clock when the uptime was 0; changes when the wall clock is set.
     std::atomic<Date> start_;
     std::atomic<Ticks> ticks_{0};
   };
@@ -108,7 +108,7 @@ class SimulatedLoop {
   /// When a task is due, and its place in the posting order.
   using Key = std::pair<Ticks, TimerId>;
 
-  /// The inside of a queue; lives on while one of its tasks runs, also without the queue.
+  /// The content of a queue; outlives the queue while one of its tasks runs.
   struct Lane {
     bool isMain = false;
     std::map<Key, Task> tasks;
@@ -117,7 +117,7 @@ class SimulatedLoop {
     int depth = 0;
   };
 
-  /// What a transfer has posted and the loop has not taken yet.
+  /// A task that a transfer has posted and the loop has not taken yet.
   struct HeldPost {
     std::shared_ptr<Lane> lane;
     TimerId id;
@@ -137,7 +137,7 @@ class SimulatedLoop {
   TimerId post(const std::shared_ptr<Lane>& lane, Seconds delay, Task task);
   void insert(HeldPost post);
   static Task takeFirst(Lane& lane);
-  /// Drops one task. What is dropped goes to `garbage`, to be destroyed without the lock.
+  /// Drops one task. Dropped tasks go to `garbage`, to be destroyed without the lock.
   void drop(Lane& lane, TimerId timer, std::vector<Task>& garbage);
   /// Drops all tasks and the lane itself.
   void remove(const Lane& lane, std::vector<Task>& garbage);
@@ -146,7 +146,7 @@ class SimulatedLoop {
   std::shared_ptr<Lane> pickLane();
   Ticks firstDue() const;
   bool transferHasNews() const;
-  /// Moves one task of the earliest transfer to its queue, or forgets the transfer if it has ended;
+  /// Moves one task of the earliest transfer to its queue, or removes the transfer if it has ended;
   /// false when there is nothing to take.
   bool takeFromTransfer();
 
@@ -165,7 +165,7 @@ class SimulatedLoop {
   std::uint64_t lastTask_ = 0;
   TransferId lastTransfer_ = 0;
   std::map<TransferId, Transfer> transfers_;
-  /// The lane whose task runs; only the loop's thread looks at it.
+  /// The lane whose task runs; only for the loop's thread.
   Lane* current_ = nullptr;
 };
 

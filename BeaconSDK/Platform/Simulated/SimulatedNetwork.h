@@ -12,13 +12,13 @@ namespace ks {
 /// Real HTTP for a device in virtual time, which stops while a transfer is running.
 class SimulatedNetwork {
  public:
-  /// Called as each transfer ends, on the thread that runs the loop.
+  /// Called when a transfer ends, on the thread that runs the loop.
   using Listener = std::function<void(const HttpExchange&)>;
 
   SimulatedNetwork(std::shared_ptr<SimulatedLoop> loop, HttpOptions options);
 
   URLLoadingSystem& loadingSystem() { return loadingSystem_; }
-  /// Null for none.
+  /// Sets the listener; may be null.
   void setListener(Listener listener);
 
  private:

@@ -26,12 +26,12 @@ namespace ks {
 /// A whole device in virtual time.
 ///
 /// Nothing runs by itself: the owner steps the device with the `run...` operations, which are those
-/// of `SimulatedLoop`. Destroying a platform and making another on the same root folder is the
-/// death and the restart of the process: files, user defaults and monitored regions survive, timers
-/// and pending notifications do not.
+/// of `SimulatedLoop`. To simulate a restart of the process, destroy a platform and create another
+/// one on the same root folder: files, user defaults and monitored regions survive, timers and
+/// pending notifications do not.
 class SimulatedPlatform : public Platform {
  public:
-  /// Throws `std::runtime_error` when the root folder cannot be made or another device uses it.
+  /// Throws `std::runtime_error` if the root folder cannot be created or another device uses it.
   explicit SimulatedPlatform(SimulatedPlatformOptions options = {});
   SimulatedPlatform(const SimulatedPlatform&) = delete;
   SimulatedPlatform& operator=(const SimulatedPlatform&) = delete;
@@ -42,11 +42,11 @@ class SimulatedPlatform : public Platform {
   void runUntil(Date moment) { loop_->runUntil(moment); }
   bool runNext() { return loop_->runNext(); }
   SimulatedLoop& loop() { return *loop_; }
-  /// Another serial queue of this device, as a URL session's delegate queue. May outlive the
-  /// platform, but then runs nothing more.
+  /// Creates another serial queue of this device, such as a URL session's delegate queue. It may
+  /// outlive the platform, but then runs nothing more.
   std::shared_ptr<SimulatedQueue> makeQueue() { return std::make_shared<SimulatedQueue>(loop_); }
 
-  /// What the device says of itself may change at any time.
+  /// The device's settings, which may change at any time.
   SimulatedSettings settings() const { return device_.settings(); }
   void change(const std::function<void(SimulatedSettings&)>& change) { device_.change(change); }
 
@@ -71,10 +71,10 @@ class SimulatedPlatform : public Platform {
   SimulatedDevice& identifierManager() override { return device_; }
   SimulatedReachability& systemConfiguration() override { return reachability_; }
 
-  /// Also while the device has none for the library to use.
+  /// Also available when the settings give the library no notification centre.
   ScheduledNotificationCenter& simulatedNotificationCenter() { return userNotifications_; }
-  /// The world around the device, its location engine and its radio: settings of those change
-  /// there. They also work when the options replace what the library sees of them.
+  /// The world around the device, and its location engine and radio. They also work when the
+  /// options replace the services that the library uses.
   SimulatedWorld& world() { return location_.world(); }
   SimulatedLocation& location() { return location_; }
   void setAuthorizationStatus(CLAuthorizationStatus status) {
@@ -85,8 +85,8 @@ class SimulatedPlatform : public Platform {
   SimulatedNetwork& network();
 
  private:
-  /// The folder of the device's state, which this device alone uses; removed at the end when it was
-  /// made here.
+  /// The folder of the device's state, locked for this device; removed at the end if it was created
+  /// here.
   class Root {
    public:
     explicit Root(const std::filesystem::path& wanted);
@@ -98,7 +98,7 @@ class SimulatedPlatform : public Platform {
     std::optional<FolderLock> lock_;
   };
 
-  /// Removes what a killed process left.
+  /// Removes the leftovers of a killed process.
   void sweep() const;
 
   SimulatedPlatformOptions options_;

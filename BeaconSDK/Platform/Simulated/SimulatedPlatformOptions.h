@@ -14,7 +14,7 @@
 
 namespace ks {
 
-/// What a simulated device says of itself and its user. May change while it runs.
+/// Settings of a simulated device and its user. May change while it runs.
 struct SimulatedSettings {
   NSBundle mainBundle{"com.example.application", "1.0"};
   NSBundle libraryBundle{"com.example.library", kVersion};
@@ -29,11 +29,11 @@ struct SimulatedSettings {
   bool hasUserNotificationCenter = true;
 };
 
-/// How a simulated device begins.
+/// The initial state of a simulated device.
 struct SimulatedPlatformOptions : SimulatedSettings, SimulatedWorldOptions {
   Date start = kSimulatedStart;
-  /// Holds everything that outlives the process: caches, documents, user defaults, monitored
-  /// regions. Empty: a fresh folder that is removed with the platform.
+  /// Folder of everything that outlives the process: caches, documents, user defaults, monitored
+  /// regions. Empty: a temporary folder that is removed with the platform.
   std::filesystem::path root;
   CLAuthorizationStatus authorizationStatus = CLAuthorizationStatus::authorizedAlways;
   bool circularMonitoringAvailable = true;
@@ -42,7 +42,7 @@ struct SimulatedPlatformOptions : SimulatedSettings, SimulatedWorldOptions {
   /// Breaks ties between queues at random, to find code that relies on their order.
   std::optional<std::uint64_t> shuffleSeed;
 
-  /// PEM certificates that the device trusts besides the system's. Empty: none.
+  /// PEM certificates trusted in addition to the system's; may be empty.
   std::filesystem::path additionalCertificateAuthorities;
 
   /// Each replaces the platform's own service when set.

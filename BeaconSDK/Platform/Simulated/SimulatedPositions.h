@@ -7,34 +7,33 @@
 
 namespace ks {
 
-/// How a source of positions errs. By default it never does.
+/// Errors of a position source; none by default.
 struct SimulatedPositionErrors {
   /// Standard deviation of the error in each direction.
   Metres noise{0};
-  /// Errors less than this far apart in time resemble each other, as those of satellite receivers
-  /// among houses do. 0: each fix errs by itself.
+  /// Errors less than this far apart in time are correlated, as those of satellite receivers
+  /// between houses are. 0: each error is independent.
   Seconds memory{0};
-  /// Share of fixes that lie far away, in any direction, with a claim of `spikeAccuracy`.
+  /// Share of fixes that are far off, in any direction, with the accuracy `spikeAccuracy`.
   double spikeProbability = 0;
   Metres nearestSpike{300};
   Metres farthestSpike{1500};
   Metres spikeAccuracy{30};
-  /// Share of fixes that only repeat the one before, with its date.
+  /// Share of fixes that repeat the previous one, with its date.
   double repeatProbability = 0;
-  /// Fixes claim the radius that holds 68% of their errors, where that is more than the walk's
-  /// accuracy; spikes claim how far away they are.
+  /// Fixes report the radius that holds 68% of their errors, if it exceeds the walk's accuracy;
+  /// spikes report their distance.
   bool honest = false;
 };
 
-/// The fixes along a walk. Each is a function of the seed and its second, not of those that were
-/// asked for before.
+/// The fixes along a walk. Each is a function of the seed and its second only.
 class SimulatedPositions {
  public:
   /// Seconds are counted from `epoch`.
   SimulatedPositions(std::uint64_t seed, Date epoch, SimulatedPositionErrors errors)
       : seed_(seed), epoch_(epoch), errors_(errors) {}
 
-  /// The fix of this second where one comes every `pause` seconds.
+  /// Returns the fix at `second`, with one every `pause` seconds.
   CLLocation fixAt(const SimulatedWalk& walk, std::int64_t second, std::int64_t pause) const;
 
  private:

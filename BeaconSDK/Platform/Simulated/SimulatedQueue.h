@@ -10,9 +10,9 @@ namespace ks {
 
 /// A serial queue stepped by a simulated loop.
 ///
-/// `sync` on the loop's thread runs what the queue owes now and then its task, in place; on another
-/// thread it waits until the loop has come to it. So does `syncFor`, whose limit is virtual time on
-/// the loop's thread and real time on another.
+/// On the loop's thread, `sync` runs the queue's due tasks and then its own, in place; on another
+/// thread it waits for the loop. So does `syncFor`, whose limit is virtual time on the loop's
+/// thread and real time on another.
 class SimulatedQueue : public DispatchQueue {
  public:
   /// The main queue also counts as current on the loop's thread while no task runs.
@@ -30,7 +30,7 @@ class SimulatedQueue : public DispatchQueue {
   void cancel(TimerId timer) override;
   bool isCurrent() const override;
 
-  /// Tasks and timers that have not begun to run.
+  /// Number of tasks and timers that have not begun to run.
   std::size_t pendingTasks() const;
 
  private:

@@ -12,7 +12,7 @@
 
 namespace ks {
 
-/// The network as a test says it is; at first reachable for every target.
+/// Reachability as set by a test; initially every target is reachable.
 class SimulatedReachability : public SystemConfiguration {
  public:
   SimulatedReachability(SimulatedLoop& loop, DispatchQueue& mainQueue);
@@ -22,14 +22,14 @@ class SimulatedReachability : public SystemConfiguration {
   std::shared_ptr<SCNetworkReachability> reachabilityWithAddress(
       const SocketAddress& address) override;
 
-  /// Nothing: the flags are unknown. Scheduled watches are notified of a change on the main queue.
+  /// Sets the flags; absent: unknown. Scheduled watches are notified of a change on the main queue.
   /// Main queue only.
   void setFlags(std::optional<SCNetworkReachabilityFlags> flags);
-  /// How long reading the flags keeps its caller waiting, in virtual time.
+  /// Sets how long reading the flags blocks its caller, in virtual time.
   void setDelay(Seconds delay);
   /// Whether new watches are refused.
   void setRefusesTargets(bool flag);
-  /// The targets requested so far, in order: host names, and addresses as "169.254.0.0".
+  /// Returns the targets requested so far, in order: host names, and addresses as "169.254.0.0".
   std::vector<std::string> targets() const;
 
  private:

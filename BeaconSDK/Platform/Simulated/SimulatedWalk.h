@@ -17,21 +17,21 @@ struct MetresPerSecond {
 /// A stop of a walk.
 struct SimulatedWaypoint {
   CLLocationCoordinate2D coordinate{};
-  /// When the device is here. Absent: as soon as `speed` brings it here from the stop before.
+  /// Arrival of the device. Absent: computed from `speed` and the previous stop.
   std::optional<Date> arrival{};
-  /// On the way here, when there is no arrival: 1.4 m/s is an adult's usual walk.
+  /// Speed on the way here, without an arrival; 1.4 m/s is an adult's usual walk.
   MetresPerSecond speed{1.4};
   /// How long the device stays.
   Seconds pause{0};
-  /// What the position source claims from here to the next stop.
+  /// Accuracy that the position source reports from here to the next stop.
   Metres accuracy{5};
 };
 
-/// Where a device is at each moment: on straight lines from stop to stop, before the walk at the
+/// The positions of a device over time: on straight lines from stop to stop, before the walk at the
 /// first one and after it at the last one.
 class SimulatedWalk {
  public:
-  /// A device that never leaves its place.
+  /// A device that stays at one place.
   explicit SimulatedWalk(CLLocationCoordinate2D place = {});
   /// The walk leaves the first stop at `start` and its pause, unless that stop has an arrival.
   /// Throws `std::invalid_argument` when there is no stop, when a stop's arrival comes before the
@@ -42,12 +42,12 @@ class SimulatedWalk {
     CLLocationCoordinate2D coordinate;
     Metres accuracy;
   };
-  /// Fast when asked about moments in rising order.
+  /// Returns the position at `date`. Amortized constant time for ascending dates.
   Position positionAt(Date date) const;
-  /// When the device comes to its last stop.
+  /// Returns the arrival at the last stop.
   Date end() const { return legs_.back().arrival; }
 
-  /// A stop, with the moments of coming and going.
+  /// A stop with its arrival and departure.
   struct Leg {
     CLLocationCoordinate2D coordinate;
     Date arrival;
@@ -58,7 +58,7 @@ class SimulatedWalk {
 
  private:
   std::vector<Leg> legs_;
-  /// The stop that was left or stayed at when last asked.
+  /// Index of the leg that was used last.
   mutable std::size_t last_ = 0;
 };
 

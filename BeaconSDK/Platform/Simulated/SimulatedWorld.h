@@ -17,40 +17,40 @@
 
 namespace ks {
 
-/// What the device's antennas pick up. Main queue.
+/// Receives the signals around the device. Main queue.
 class SimulatedWorldReceiver {
  public:
   virtual ~SimulatedWorldReceiver() = default;
   virtual void didReceiveAdvertisement(const Advertisement& advertisement) = 0;
   virtual void didFix(const CLLocation& fix) = 0;
-  /// The position source is in an outage.
+  /// Called when the position source is in an outage.
   virtual void positionLost() = 0;
 };
 
-/// How radio waves and positions behave everywhere in the world.
+/// The radio and position model of the whole world.
 struct SimulatedWorldOptions {
   std::uint64_t seed = 1;
-  /// Strength falls by ten times this many decibels whenever the distance grows tenfold: 2 in free
-  /// space, 2.5 to 4 indoors.
+  /// Strength falls by ten times this many decibels per tenfold distance: 2 in free space, 2.5 to 4
+  /// indoors.
   double pathLossExponent = 2;
-  /// What is weaker is not received; about what phones reach.
+  /// Minimum strength that is received; about that of phones.
   Dbm sensitivity{-100};
   SimulatedPositionErrors positionErrors{};
-  /// What happens to advertisements on their way; nothing at first.
+  /// Effects on advertisements; none by default.
   SimulatedPropagation propagation{};
-  /// Between two fixes, while positions are wanted.
+  /// Interval of the fixes while positions are wanted.
   std::int64_t secondsBetweenFixes = 1;
-  /// The source pauses for as long as is asked of it, where that is longer.
+  /// True uses the requested interval instead, if it is longer.
   bool fixesFollowDemand = false;
 };
 
-/// Beacons, a device that walks among them, and the waves between.
+/// Beacons, a device that walks among them, and the radio between them.
 ///
-/// Everything that happens is a function of the options, the beacons, the walk and the date, not of
-/// who listens since when: two devices at the same place and date hear the same. Once a second, and
-/// only while somebody listens, the device gets a fix and then what its antenna has heard in the
-/// second before, in order of time. Beacons out of reach cost nothing as long as the device stays
-/// in the neighbourhood. Main queue only.
+/// All signals are functions of the options, the beacons, the walk and the date, not of when
+/// listening began: two devices at the same place and date receive the same. Once a second, and
+/// only while there are listeners, the device receives a fix and then the advertisements of the
+/// past second, in order of time. Beacons out of range cost nothing as long as the device stays in
+/// the area. Main queue only.
 class SimulatedWorld {
  public:
   using BeaconId = std::uint32_t;
@@ -61,23 +61,23 @@ class SimulatedWorld {
   SimulatedWorld& operator=(const SimulatedWorld&) = delete;
   ~SimulatedWorld();
 
-  /// Sets the walk of the device; it starts at 0, 0.
+  /// Sets the walk of the device, which is initially at 0, 0.
   void setWalk(SimulatedWalk walk);
   void placeDevice(CLLocationCoordinate2D coordinate) { setWalk(SimulatedWalk(coordinate)); }
   SimulatedWalk::Position devicePosition() const { return walk_.positionAt(clock_.now()); }
-  /// The position source gives nothing in these intervals.
+  /// Sets the intervals without positions.
   void setPositionOutages(std::vector<DateInterval> outages) { outages_ = std::move(outages); }
 
   BeaconId addBeacon(SimulatedBeacon beacon);
-  /// Null for a beacon that is not there.
+  /// Returns null for an unknown identifier.
   const SimulatedBeacon* beacon(BeaconId id) const;
-  /// Replaces a beacon: moves it, empties its battery, switches it off.
+  /// Replaces a beacon, for instance to move it, change its battery level or switch it off.
   void setBeacon(BeaconId id, SimulatedBeacon beacon);
   void removeBeacon(BeaconId id);
 
   /// Whether there are listeners. Nothing is computed while there are none.
   void setListening(bool toBeacons, bool toPositions);
-  /// How far apart fixes may be; matters where they follow the demand.
+  /// Sets the requested interval of fixes; used with `fixesFollowDemand`.
   void setPositionInterval(Seconds interval);
 
  private:
@@ -104,7 +104,7 @@ class SimulatedWorld {
   SimulatedWalk walk_;
   std::vector<DateInterval> outages_;
   std::map<BeaconId, std::unique_ptr<Sender>> senders_;
-  /// Replaced while signals of theirs may still be on the way.
+  /// Replaced senders, some of whose signals may still be pending.
   std::vector<std::unique_ptr<Sender>> retired_;
   BeaconId lastBeacon_ = 0;
   bool listensToBeacons_ = false;
@@ -115,10 +115,10 @@ class SimulatedWorld {
   std::int64_t tick_ = std::numeric_limits<std::int64_t>::min();
   std::int64_t lastFix_ = std::numeric_limits<std::int64_t>::min();
 
-  /// The beacons that could be heard around the place where they were looked for.
+  /// The beacons within reach of the place of the last search.
   std::vector<Neighbour> neighbours_;
   std::optional<CLLocationCoordinate2D> neighboursPlace_;
-  /// Where the device stood when the neighbours' strengths were computed.
+  /// Where the device was when the neighbours' strengths were computed.
   std::optional<CLLocationCoordinate2D> strengthsPlace_;
   std::vector<Signal> signals_;
 };

@@ -10,18 +10,17 @@
 
 namespace ks {
 
-/// A file that grows at its end by small pieces: a journal beside a file that is costly to replace.
-/// What was appended survives the process; a power cut may take the last pieces or tear one, so
-/// each piece must be able to prove that it is whole.
+/// A file that grows by small pieces: a journal beside a file that is costly to replace. Appended
+/// pieces survive the process; a power cut may lose the last ones or tear one, so each piece must
+/// be verifiable.
 class AppendFile {
  public:
   explicit AppendFile(std::filesystem::path path) : path_(std::move(path)) {}
 
-  /// Creates the file when there is none, readable and writable by its owner only (0600); its
-  /// folder must exist. A piece is written by one call and not synced. After an error a torn piece
-  /// may remain.
+  /// Appends a piece by one write, without syncing. Creates a missing file, readable and writable
+  /// by its owner only (0600); its folder must exist. After an error a torn piece may remain.
   [[nodiscard]] std::optional<Error> append(std::span<const std::uint8_t> piece);
-  /// Removes the file; it is no error that there is none.
+  /// Removes the file, if there is one.
   void remove();
 
   const std::filesystem::path& path() const { return path_; }

@@ -10,16 +10,16 @@
 
 namespace ks {
 
-/// Where everything of one application lies.
+/// The folders of one application.
 struct DeviceFolders {
   Directories directories;
-  /// User defaults, monitored regions and the identifier of last resort.
+  /// Folder of user defaults, monitored regions and the fallback device identifier.
   std::filesystem::path state;
 };
 
-/// The folders made for their owner alone, locked against other processes and swept of what killed
-/// ones left. Without a temporary directory of the caller's it lies in the caches' and is emptied
-/// at both ends.
+/// Creates the folders for their owner only, locks them against other processes and removes the
+/// leftovers of killed ones. Without a given temporary directory, uses one in the caches folder and
+/// empties it at both ends.
 class PrivateFolders {
  public:
   explicit PrivateFolders(DeviceFolders wanted);
@@ -28,12 +28,13 @@ class PrivateFolders {
   ~PrivateFolders();
 
   const DeviceFolders& folders() const { return folders_; }
-  /// The folders, for a device that must not share them: two processes would overwrite each other's
-  /// state. Throws `std::runtime_error`, naming the other process, when they are in use.
+  /// Returns the folders for a device that must not share them, because two processes would
+  /// overwrite each other's state. Throws `std::runtime_error`, naming the other process, if they
+  /// are in use.
   const DeviceFolders& owned() const;
-  /// Set when another process has the folders: they must not be written into.
+  /// Set if another process uses the folders: they must not be written to.
   const std::optional<Error>& inUse() const { return inUse_; }
-  /// The last folder that could not be made or written into; empty when all could.
+  /// The last folder that could not be created or written to; empty if all could.
   const std::string& refused() const { return refused_; }
 
  private:

@@ -6,7 +6,7 @@
 
 namespace ks {
 
-/// Owns one descriptor of the system; closed when destroyed.
+/// Owns one file descriptor and closes it when destroyed.
 class FileDescriptor {
  public:
   explicit FileDescriptor(int number = -1) : number_(number) {}

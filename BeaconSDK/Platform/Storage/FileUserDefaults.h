@@ -12,22 +12,22 @@
 
 namespace ks {
 
-/// User defaults in one text file, read when the defaults are made.
+/// User defaults in one text file, read on construction.
 ///
-/// A damaged file is set aside, with a line to the console, and counts as empty. One that cannot be
-/// read at that moment is read again before the first write: what was not set since comes from it.
-/// A value that holds an object cannot be written.
+/// A damaged file is set aside, with a line in the console, and counts as empty. One that cannot be
+/// read then is read again before the first write, without replacing values set since. A value that
+/// holds an object cannot be written.
 class FileUserDefaults : public NSUserDefaults {
  public:
   /// `console` must outlive the defaults.
   FileUserDefaults(std::filesystem::path file, Console& console);
-  /// Writes what was not synchronized.
+  /// Writes unsynchronized changes.
   ~FileUserDefaults() override;
 
   Value objectForKey(std::string_view key) const override;
   void setObject(std::string_view key, Value value) override;
-  /// Returns when the disk has the values, at once when nothing has changed. Makes the file's
-  /// folder. False also while a value is held that cannot be written.
+  /// Returns when the values are on disk, immediately when nothing has changed. Creates the file's
+  /// folder. False also while there is a value that cannot be written.
   bool synchronize() override;
 
  private:
@@ -41,7 +41,7 @@ class FileUserDefaults : public NSUserDefaults {
   Dictionary values_;
   bool isRead_ = false;
   bool isChanged_ = false;
-  /// Set or removed before the file was read; what it says of them is out of date.
+  /// Keys set or removed before the file was read; the file's values for them are out of date.
   std::set<std::string, std::less<>> newerKeys_;
 };
 

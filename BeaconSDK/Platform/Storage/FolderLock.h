@@ -2,7 +2,7 @@
 
 #include <filesystem>
 
-#include "BeaconSDK/Platform/Api/Result.h"
+#include "BeaconSDK/Platform/Api/Error.h"
 #include "BeaconSDK/Platform/Storage/FileDescriptor.h"
 
 namespace ks {
@@ -11,11 +11,11 @@ namespace ks {
 /// lock when the process ends, however it ends.
 class FolderLock {
  public:
-  /// Takes the lock of `folder`, which must exist, by its file ".lock". Code `EWOULDBLOCK` means
-  /// that another owner has it; the description names that process: "'/folder' is in use by
-  /// process 1234 (name)".
+  /// Locks `folder`, which must exist, by its file ".lock". Code `EWOULDBLOCK` means that another
+  /// process holds the lock; the description names it: "'/folder' is in use by process 1234
+  /// (name)".
   static Result<FolderLock> acquire(const std::filesystem::path& folder);
-  /// As `acquire`, but only when the folder was locked before, by whatever process.
+  /// As `acquire`, but only if some process has locked the folder before.
   static Result<FolderLock> acquireKnown(const std::filesystem::path& folder);
 
  private:

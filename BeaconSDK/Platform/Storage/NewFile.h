@@ -6,7 +6,7 @@
 #include <span>
 #include <string_view>
 
-#include "BeaconSDK/Platform/Api/Result.h"
+#include "BeaconSDK/Platform/Api/Error.h"
 #include "BeaconSDK/Platform/Storage/FileDescriptor.h"
 
 namespace ks {

@@ -4,7 +4,7 @@
 #include <optional>
 #include <string_view>
 
-#include "BeaconSDK/Platform/Api/Result.h"
+#include "BeaconSDK/Platform/Api/Error.h"
 #include "BeaconSDK/Platform/Storage/FileDescriptor.h"
 
 namespace ks {

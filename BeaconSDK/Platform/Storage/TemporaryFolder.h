@@ -8,19 +8,19 @@
 
 namespace ks {
 
-/// A fresh folder for the owner alone (0700) in the system's temporary directory, removed with its
-/// content when this object goes.
+/// A new folder for its owner only (0700) in the system's temporary directory, removed with its
+/// content on destruction.
 class TemporaryFolder {
  public:
-  /// "PREFIX-XXXXXX" in `$TMPDIR` or "/tmp". Removes folders of the same prefix whose processes
-  /// were killed before they could.
+  /// Creates "PREFIX-XXXXXX" in `$TMPDIR` or "/tmp". Removes folders of the same prefix that killed
+  /// processes left.
   static Result<TemporaryFolder> make(std::string_view prefix);
   TemporaryFolder(TemporaryFolder&& other) noexcept;
   TemporaryFolder& operator=(TemporaryFolder&& other) noexcept;
   ~TemporaryFolder() { remove(); }
 
   const std::filesystem::path& path() const { return path_; }
-  /// Removes the folder now. Faults are passed over.
+  /// Removes the folder now. Ignores errors.
   void remove();
 
  private:

@@ -3,7 +3,7 @@
 #include <filesystem>
 #include <string>
 
-#include "BeaconSDK/Platform/Api/Result.h"
+#include "BeaconSDK/Platform/Api/Error.h"
 
 namespace ks::tool {
 

@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "BeaconSDK/Platform/Api/ForwardingPlatform.h"
+#include "BeaconSDK/Platform/Common/ForwardingPlatform.h"
 #include "BeaconSDK/Platform/Simulated/ShiftedClock.h"
 #include "tools/ksbeacon/timeline/LocationListener.h"
 

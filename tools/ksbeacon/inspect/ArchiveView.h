@@ -4,7 +4,7 @@
 #include <span>
 #include <string>
 
-#include "BeaconSDK/Platform/Api/Result.h"
+#include "BeaconSDK/Platform/Api/Error.h"
 #include "BeaconSDK/Platform/Api/Value.h"
 
 namespace ks::tool {

@@ -2,7 +2,7 @@
 
 #include <filesystem>
 
-#include "BeaconSDK/Platform/Api/Result.h"
+#include "BeaconSDK/Platform/Api/Error.h"
 #include "BeaconSDK/Platform/Linux/Loop/GLibOwned.h"
 
 namespace ks::portal {

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "BeaconSDK/Platform/Api/Result.h"
+#include "BeaconSDK/Platform/Api/Error.h"
 #include "tools/ksbeacon/portal/PortalDocuments.h"
 
 namespace ks::portal {

@@ -9,7 +9,7 @@
 #include <memory>
 #include <string>
 
-#include "BeaconSDK/Platform/Api/Result.h"
+#include "BeaconSDK/Platform/Api/Error.h"
 #include "BeaconSDK/Platform/Linux/Loop/GLibOwned.h"
 #include "tools/ksbeacon/portal/PortalWorker.h"
 

@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "BeaconSDK/Platform/Api/Result.h"
+#include "BeaconSDK/Platform/Api/Error.h"
 
 namespace ks::portal {
 

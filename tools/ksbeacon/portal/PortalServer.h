@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "BeaconSDK/Platform/Api/Result.h"
+#include "BeaconSDK/Platform/Api/Error.h"
 #include "tools/ksbeacon/portal/PortalOptions.h"
 
 namespace ks::portal {

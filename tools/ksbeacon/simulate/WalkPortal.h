@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "BeaconSDK/Platform/Api/Result.h"
+#include "BeaconSDK/Platform/Api/Error.h"
 #include "tools/ksbeacon/portal/PortalOptions.h"
 #include "tools/ksbeacon/portal/SiteLoadingSystem.h"
 

@@ -8,8 +8,8 @@
 #include <string>
 #include <thread>
 
+#include "BeaconSDK/Platform/Api/Error.h"
 #include "BeaconSDK/Platform/Api/Foundation.h"
-#include "BeaconSDK/Platform/Api/Result.h"
 #include "BeaconSDK/Platform/Storage/FileDescriptor.h"
 
 namespace ks::tool {

@@ -2,13 +2,13 @@
 
 #include "BeaconSDK/Classes/Beacon/Content/KSProximityZoneContent.h"
 
-/// A message that leads to a page.
+/// A message with a link to a web page.
 class KSHTMLProximityZoneContent : public KSProximityZoneContent {
  public:
   static constexpr const char* kClassName = "KSHTMLProximityZoneContent";
   static const ks::Class kClass;
 
-  /// The page to show.
+  /// URL of the page.
   std::optional<std::string> pageUrl;
 
   KSProximityZoneType type() const override { return KSProximityZoneType::html; }

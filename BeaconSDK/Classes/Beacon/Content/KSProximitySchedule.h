@@ -5,12 +5,13 @@
 
 #include "BeaconSDK/Platform/Api/Object.h"
 
-/// The schedule that a zone carries; stored for the application and not interpreted.
+/// A zone's schedule. Stored for the application; the library does not interpret it.
 class KSProximitySchedule : public ks::Object {
  public:
   static constexpr const char* kClassName = "KSProximitySchedule";
   static const ks::Class kClass;
 
+  /// The portal's identifier.
   std::optional<std::string> identifier;
   std::optional<std::string> name;
 

@@ -9,21 +9,20 @@
 #include "BeaconSDK/Platform/Api/Date.h"
 #include "BeaconSDK/Platform/Api/Object.h"
 
-/// What a zone shows or reports, and the rules that say when it may.
+/// What a zone shows or reports, and the rules that decide when.
 ///
-/// Besides the portal's settings it holds the run-time state that the rules consult: the events
-/// counted in the current period, when the period opened, and until when the content is blocked. A
-/// fresh copy from the portal takes that state over with `updateFromContent`. Contents are equal by
+/// Besides the portal's settings it holds the run-time state of the rules: the events counted in
+/// the current period, when the period began, and until when the content is blocked.
+/// `updateFromContent` copies that state to a fresh copy from the portal. Contents are equal by
 /// kind and identifier. Used on the thread that handles location events.
 class KSProximityZoneContent : public ks::Object {
  public:
   static constexpr const char* kClassName = "KSProximityZoneContent";
   static const ks::Class kClass;
 
-  /// Fires on entering the zone; otherwise on leaving it.
+  /// True: fires on entering the zone; false: on leaving it.
   bool eventIsEnter = false;
-  /// Run time: set when the run-time fields changed; the code that shares them clears
-  /// it.
+  /// Run time: set when the run-time fields changed; cleared by the code that shares them.
   bool isUpdatedLocalProperties = false;
   std::optional<std::string> identifier;
   std::optional<std::string> name;
@@ -44,38 +43,38 @@ class KSProximityZoneContent : public ks::Object {
   double notifyAfterEventsInterval = 0;
   /// Run time: when the zone was first seen in the current stay.
   std::optional<ks::Date> firstSeenOn;
-  /// Run time: not to fire before; absent when it never fired.
+  /// Run time: earliest time of the next firing; absent when it has never fired.
   std::optional<ks::Date> blockedUntilDate;
   std::optional<std::string> messageIconUrl;
   std::optional<std::string> richMediaUrl;
-  /// Run time: when the current counting period opened.
+  /// Run time: when the current counting period began.
   std::optional<ks::Date> firstEventDetectedOn;
   /// Run time: events counted in the current period.
   std::int64_t eventDetectionCounter = 0;
 
   virtual KSProximityZoneType type() const = 0;
 
-  /// The decision about an event at `now`, seen at `seenProximity`; without one, proximity is not
-  /// asked about. Changes and logs nothing.
+  /// Returns the decision about an event at `now`, seen at `seenProximity` (1 immediate, 2 near, 3
+  /// far). Without a proximity that rule is skipped. Has no side effects and writes no log.
   ks::TriggerVerdict evaluateTrigger(std::optional<std::int64_t> seenProximity, ks::Date now) const;
-  /// The decision about a geofence's event: without proximity, and when that is refused, with the
-  /// answer for an unknown one as the verdict's second look.
+  /// Returns the decision about a geofence event, without proximity. If it is refused, the verdict
+  /// also holds the decision for an unknown proximity as its second look.
   ks::TriggerVerdict evaluateTriggerTwice(ks::Date now) const;
-  /// The content asks for this proximity, or for none.
+  /// True when the content fires at this proximity or at any.
   bool acceptsProximity(std::int64_t seenProximity) const {
     return proximity == 0 || proximity == seenProximity;
   }
-  /// The decision now, written to the trace.
+  /// Evaluates the rules at the current time and writes the verdict to the trace.
   bool canTriggerAction(std::int64_t seenProximity) const;
   bool canTriggerAction() const;
 
-  /// Counts one event. A period that has lasted longer than the interval restarts with it.
+  /// Counts one event. If the counting period has expired, the event starts a new one.
   void updateEventDetectionCounter();
   /// Records a firing now: blocks the content for its delay, ends the counting period.
   void trigger();
-  /// The last firing in this run of the process; not archived.
+  /// Time of the last firing in this process; not archived.
   const std::optional<ks::Date>& getLastActionTriggerDate() const { return lastActionTriggerDate_; }
-  /// Takes over the run-time state of `old`, the copy held before a refresh.
+  /// Copies the run-time state of `old`, the copy held before a refresh.
   void updateFromContent(const KSProximityZoneContent& old);
 
   const ks::Class& objectClass() const override { return kClass; }

@@ -10,8 +10,8 @@ class KSProximityZoneContentCategory : public ks::Object {
  public:
   static constexpr const char* kClassName = "KSProximityZoneContentCategory";
   static const ks::Class kClass;
-  /// The identifier of the category that exists only on the device: content that belongs to none of
-  /// the portal's. It is never sent to the portal.
+  /// Identifier of the local category, for content without a portal category. Exists only on the
+  /// device and is never sent to the portal.
   static constexpr const char* kLocalIdentifier = "-100";
 
   std::optional<std::string> identifier;

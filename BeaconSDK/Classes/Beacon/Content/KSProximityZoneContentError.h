@@ -6,9 +6,9 @@
 
 #include "BeaconSDK/Platform/Api/Error.h"
 
-/// A zone whose content is not configured as it should be: domain "ProximityConfig", code -1, user
-/// information "description" and, when the zone is known, "UUID". Handled by pointer: a copy into a
-/// plain `ks::Error` would lose the description.
+/// Reports a zone whose content is configured wrongly: domain "ProximityConfig", code -1, user
+/// information "description" and, if the zone is known, "UUID". Handled by pointer, because a copy
+/// into a plain `ks::Error` would lose the description.
 class KSProximityZoneContentError : public ks::Error {
  public:
   static constexpr const char* kClassName = "KSProximityZoneContentError";

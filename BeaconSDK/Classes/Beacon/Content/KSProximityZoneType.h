@@ -13,6 +13,7 @@ enum class KSProximityZoneType : std::int32_t {
   unknown = 4,
 };
 
-/// The kind called "TextPush", "Html", "FollowTrack" or "Video", spelled exactly so; unknown for
-/// every other text and for none. For host applications; the portal spells the kinds differently.
+/// Returns the kind named "TextPush", "Html", "FollowTrack" or "Video" (case-sensitive), and
+/// `unknown` for any other or absent text. For host applications: the portal's own spelling
+/// differs.
 KSProximityZoneType KSProximityZoneTypeFromString(std::optional<std::string_view> text);

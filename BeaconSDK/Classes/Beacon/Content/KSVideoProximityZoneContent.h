@@ -2,13 +2,13 @@
 
 #include "BeaconSDK/Classes/Beacon/Content/KSProximityZoneContent.h"
 
-/// A message that leads to a video.
+/// A message with a link to a video.
 class KSVideoProximityZoneContent : public KSProximityZoneContent {
  public:
   static constexpr const char* kClassName = "KSVideoProximityZoneContent";
   static const ks::Class kClass;
 
-  /// The video to play.
+  /// URL of the video.
   std::optional<std::string> videoUrl;
 
   KSProximityZoneType type() const override { return KSProximityZoneType::video; }

@@ -6,8 +6,9 @@
 
 namespace ks {
 
-/// May a content fire, by which rule, and with what numbers: the answer of
-/// `KSProximityZoneContent::evaluateTrigger`. Whatever explains a decision is rendered from here.
+/// The result of `KSProximityZoneContent::evaluateTrigger`: whether the content may fire, which
+/// rule decided, and with what numbers. Log lines, timelines and explanations are rendered from
+/// this value.
 struct TriggerVerdict {
   /// The rules in order of evaluation; the first that applies decides.
   enum class Rule {
@@ -21,31 +22,30 @@ struct TriggerVerdict {
     noRepeatDelay,
     /// Yes: the delay since the last firing is over.
     repeatDelayOver,
-    /// No: the delay since the last firing runs on.
+    /// No: the delay since the last firing is still running.
     repeatDelayRunning,
     /// No: the content fires only once and has fired.
     onceOnly,
   };
 
   Rule rule = Rule::notBlocked;
-  /// 1 immediate, 2 near, 3 far; 0 where any proximity serves. Filled in when a proximity was asked
-  /// about.
+  /// 1 immediate, 2 near, 3 far; 0: any. Set when a proximity was given.
   std::int64_t wantedProximity = 0;
   std::int64_t seenProximity = 0;
   std::int64_t eventCount = 0;
-  /// 0 or 1 where events are not counted.
+  /// 0 or 1: events are not counted.
   std::int64_t neededEventCount = 0;
   /// Seconds between two firings; negative: fires once.
   double repeatDelay = 0;
-  /// Until the block ends; 0 or less when it has ended or there is none.
+  /// Seconds until the block ends; 0 or less when it has ended or there is none.
   double secondsLeft = 0;
-  /// The answer to the second look at a refused geofence, as seen at an unknown proximity; always a
-  /// refusal. Absent for every other event.
+  /// For a refused geofence event, the rule that refused it at an unknown proximity. Absent for
+  /// every other event.
   std::optional<Rule> secondLook = std::nullopt;
 
+  /// True when the deciding rule allows the content to fire.
   bool canTrigger() const;
-  /// The line that the trace says about this verdict, or about its second look; nothing where it
-  /// stays silent.
+  /// Returns the trace line of this verdict, or of the given rule; absent when nothing is logged.
   std::optional<std::string> logText() const { return logText(rule); }
   std::optional<std::string> logText(Rule answer) const;
   /// Writes the verdict to the trace.

@@ -6,7 +6,7 @@ namespace ks {
 
 /// A one-shot timer on a queue. Used on that queue only.
 ///
-/// A member of whoever waits for it: destroying it cancels it, so its task may refer to the owner.
+/// A member of the object that waits: destroying it cancels it, so its task may refer to the owner.
 /// The task may schedule the alarm again and may destroy it.
 class Alarm {
  public:
@@ -15,7 +15,7 @@ class Alarm {
   Alarm(const Alarm&) = delete;
   Alarm& operator=(const Alarm&) = delete;
 
-  /// Runs `task` once when `delay` has passed, in place of a task that still waits.
+  /// Runs `task` once after `delay`, replacing a pending task.
   void schedule(Seconds delay, Task task);
   void invalidate();
   /// False once the task has begun to run.

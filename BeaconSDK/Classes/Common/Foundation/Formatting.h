@@ -19,8 +19,8 @@
 
 namespace ks {
 
-/// One value for a format, held by reference: nothing is copied or described until the format asks
-/// for it. Must not outlive the value.
+/// One argument of a format, held by reference and converted only when a placeholder uses it. Must
+/// not outlive the value.
 class FormatArgument {
  public:
   using Content = std::variant<std::monostate, std::int64_t, std::uint64_t, double,
@@ -64,16 +64,16 @@ class FormatArgument {
   Content content_;
 };
 
-/// `format` with its placeholders replaced by `arguments` in turn.
+/// Returns `format` with its placeholders replaced by `arguments` in order.
 ///
-/// "%@" prints any value as its description and an absent one as "(null)". The printf placeholders
-/// convert as their letters and length modifiers say: "%d" keeps the low 32 bits of a 64-bit value,
-/// "%hhu" the low 8, "%ld" and "%tu" all 64. A value of another kind than the placeholder's is
-/// converted if it is a number and described otherwise; a placeholder without a value, or one that
-/// is not understood, is copied as it stands.
+/// "%@" prints any value as its description and an absent one as "(null)". printf placeholders
+/// follow their letter and length modifier: "%d" keeps the low 32 bits of a 64-bit value, "%hhu"
+/// the low 8, "%ld" and "%tu" all 64. A value of another kind than the placeholder's is converted
+/// if it is a number and printed as its description otherwise. A placeholder without a value, or an
+/// unknown one, is copied unchanged.
 std::string formatted(std::string_view format, std::span<const FormatArgument> arguments);
 
-/// `formatted` with the values in a row. Any thread.
+/// As `formatted`, with the values as arguments. Any thread.
 template <class... Args>
 std::string stringWithFormat(std::string_view format, const Args&... args) {
   const std::array<FormatArgument, sizeof...(Args)> arguments{FormatArgument(args)...};

@@ -10,7 +10,7 @@
 
 #include "BeaconSDK/Platform/Api/Object.h"
 
-/// Set operations on lists. The first list's order is kept; records are compared by `isEqual`.
+/// Set operations on lists. Results keep the first list's order; records are compared by `isEqual`.
 namespace ks::NSArrayHelpers {
 
 namespace detail {
@@ -21,6 +21,7 @@ template <class T>
 struct IsRecordPointer<std::shared_ptr<T>> : std::is_base_of<Object, std::remove_const_t<T>> {};
 
 template <class T>
+/// Hashes a record by its own `hash`, any other element by `std::hash`.
 struct ElementHash {
   std::size_t operator()(const T& element) const {
     if constexpr (IsRecordPointer<T>::value) {
@@ -32,6 +33,7 @@ struct ElementHash {
 };
 
 template <class T>
+/// Compares records by `isEqual`, other elements by `==`.
 struct ElementEqual {
   bool operator()(const T& a, const T& b) const {
     if constexpr (IsRecordPointer<T>::value) {
@@ -47,7 +49,8 @@ concept Hashable = IsRecordPointer<T>::value || requires(const T& element) {
   { std::hash<T>{}(element) } -> std::convertible_to<std::size_t>;
 };
 
-/// Those elements of `list` whose presence in `other` is `wanted`; linear where elements hash.
+/// Returns the elements of `list` whose presence in `other` equals `wanted`. Linear time for
+/// hashable elements, otherwise quadratic.
 template <class T>
 std::vector<T> filtered(const std::vector<T>& list, const std::vector<T>& other, bool wanted) {
   std::vector<T> result;
@@ -67,20 +70,20 @@ std::vector<T> filtered(const std::vector<T>& list, const std::vector<T>& other,
 
 }  // namespace detail
 
-/// The elements of `list` that `other` contains; duplicates in `list` stay.
+/// Returns the elements of `list` that `other` contains; keeps duplicates in `list`.
 template <class T>
 std::vector<T> arrayIntersectionWith(const std::vector<T>& list, const std::vector<T>& other) {
   return detail::filtered(list, other, true);
 }
 
-/// The elements of `list` that `other` does not contain.
+/// Returns the elements of `list` that `other` does not contain.
 template <class T>
 std::vector<T> arrayByRemovingObjectsOfArray(const std::vector<T>& list,
                                              const std::vector<T>& other) {
   return detail::filtered(list, other, false);
 }
 
-/// The first element for which `predicate` holds.
+/// Returns the first element for which `predicate` is true.
 template <class T, class Predicate>
 std::optional<T> findObject(const std::vector<T>& list, Predicate predicate) {
   const auto found = std::find_if(list.begin(), list.end(), predicate);

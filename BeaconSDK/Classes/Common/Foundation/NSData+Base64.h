@@ -6,17 +6,18 @@
 
 #include "BeaconSDK/Platform/Api/Value.h"
 
-/// Base64 text of `length` bytes (RFC 4648, with padding), NUL-terminated. With `separateLines` a
-/// CR LF pair follows every 64 characters, never the last. `outputLength`, unless null, receives
-/// the number of characters. The caller frees the text with `std::free`; null when memory is short.
+/// Returns the Base64 text of `length` bytes (RFC 4648, padded), NUL-terminated. With
+/// `separateLines`, CR LF follows every 64 characters, but not the last ones. `outputLength` may be
+/// null; it receives the number of characters. The caller frees the text with `std::free`; null
+/// when out of memory.
 char* NewBase64Encode(const void* buffer, std::size_t length, bool separateLines,
                       std::size_t* outputLength);
 
-/// The bytes of Base64 text. Characters outside the alphabet are skipped, padding included. The two
-/// largest values of `length` mean up to the terminating NUL. A complete group of four characters
-/// gives 3 bytes, a last one of three 2, of two 1, of one 0; when nothing but skipped characters
-/// follow a complete group, one byte is taken away again. The caller frees the bytes with
-/// `std::free`; null when memory is short.
+/// Returns the bytes of Base64 text. Skips characters outside the alphabet, padding included. The
+/// two largest values of `length` mean: up to the terminating NUL. A complete group of four
+/// characters gives 3 bytes, a last one of three 2, of two 1, of one 0; if only skipped characters
+/// follow a complete group, one byte is removed. The caller frees the bytes with `std::free`; null
+/// when out of memory.
 void* NewBase64Decode(const char* inputBuffer, std::size_t length, std::size_t* outputLength);
 
 namespace ks::NSDataBase64 {

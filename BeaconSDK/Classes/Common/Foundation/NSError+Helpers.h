@@ -4,15 +4,15 @@
 
 #include "BeaconSDK/Platform/Api/Error.h"
 
-/// The library's way of making errors: code -1, the message as localized description.
+/// Creates the library's errors: code -1, with the message as localized description.
 namespace ks::NSErrorHelpers {
 
-/// In `domain`.
+/// Uses `domain`.
 Error errorWithDescription(std::string description, std::string domain);
-/// In the domain of the host application: its bundle identifier.
+/// Uses the host application's bundle identifier as domain.
 Error errorWithDescription(std::string description);
-/// In the domain of `error`, with its description, a line feed and `description`; the earlier code
-/// and further user information are dropped.
+/// Returns an error in the domain of `error` whose description is that of `error`, a line feed and
+/// `description`. Drops the earlier code and other user information.
 Error errorByAppendingDescription(const Error& error, const std::string& description);
 
 }  // namespace ks::NSErrorHelpers

@@ -10,7 +10,7 @@
 
 namespace ks {
 
-/// Where the library's files lie. None of these operations makes anything on disk.
+/// Paths of the library's files. None of these operations creates anything on disk.
 namespace NSFileManagerHelpers {
 
 /// `relativePath` in the user's caches directory; an argument that begins with "/" stays inside it.
@@ -20,17 +20,17 @@ std::filesystem::path documentsFilePath(std::string_view relativePath);
 /// `fileName` in the temporary directory of the process.
 std::filesystem::path tempFilePath(std::string_view fileName);
 
-/// The full paths of the folders that lie directly in `folder`, in the order in which the system
-/// lists them; empty when it cannot be read.
+/// Returns the full paths of the direct subfolders of `folder`, in the system's order; empty if it
+/// cannot be read.
 std::vector<std::filesystem::path> directoryList(const std::filesystem::path& folder);
 
 }  // namespace NSFileManagerHelpers
 
-/// Replaces the file at `path` as a whole and durably (`FileStore::write`). False when the folder
-/// is missing or the disk refuses; the old file then stays as it was. Any thread.
+/// Replaces the file at `path` atomically and durably (`FileStore::write`). Returns false, and
+/// keeps the old file, if the folder is missing or the write fails. Any thread.
 bool writeFileAtomically(const std::filesystem::path& path, std::span<const std::uint8_t> bytes);
 
-/// The whole content of the regular file at `path`; nothing when it cannot be read. Any thread.
+/// Returns the content of the regular file at `path`, or nothing if it cannot be read. Any thread.
 std::optional<Data> readFile(const std::filesystem::path& path);
 
 }  // namespace ks

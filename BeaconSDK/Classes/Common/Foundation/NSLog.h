@@ -8,7 +8,7 @@
 
 namespace ks {
 
-/// The part of `NSLog` that does not depend on the kinds of the values.
+/// Formats and writes one message; the non-template part of `NSLog`.
 void writeToConsole(std::string_view format, std::span<const FormatArgument> arguments);
 
 /// Writes one message to the system log, whether the trace is on or off. Any thread.

@@ -8,8 +8,8 @@
 
 namespace ks {
 
-/// A call of one member function, kept for later and made as often as wanted. It has no target of
-/// its own; arguments start as default values.
+/// A stored call of one member function that can be repeated. It has no target of its own;
+/// arguments are default-constructed until they are set.
 template <class Receiver, class Result, class... Args>
 class NSInvocation {
  public:
@@ -35,10 +35,11 @@ class NSInvocation {
 
 namespace NSObjectSelector {
 
-/// Runs `block` on the main queue and returns when it is done: at once on the main queue. Elsewhere
-/// the caller waits, so the main queue must not be waiting for the caller.
+/// Runs `block` on the main queue and waits for it; on the main queue itself, runs it in place.
+/// Deadlocks if the main queue waits for the caller.
 void runOnMainQueue(const Task& block);
-/// Runs `block` on the main queue after `delay`, taken as whole nanoseconds. Returns at once.
+/// Runs `block` on the main queue after `delay`, truncated to whole nanoseconds. Returns
+/// immediately.
 void runOnMainQueue(Task block, Seconds delay);
 
 template <class Receiver, class Result, class... Args>

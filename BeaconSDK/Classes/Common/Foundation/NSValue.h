@@ -14,8 +14,8 @@
 
 namespace ks {
 
-/// A structure boxed as an object: the form in which an archive holds a property that is a
-/// structure. It carries the structure's name and its fields in their order.
+/// A boxed structure: the form in which an archive stores a property that is a structure. Holds the
+/// structure's name and its fields in order.
 class NSValue : public Object {
  public:
   static constexpr const char* kClassName = "NSValue";
@@ -38,8 +38,8 @@ class NSValue : public Object {
   std::optional<Array> fields_;
 };
 
-/// How a structure is boxed: its name and its members in order. Specialise it to persist a property
-/// of that structure.
+/// The structure's name and its members in order. Specialise it to persist a property of that
+/// structure.
 template <class S>
 struct Structure;
 
@@ -50,7 +50,8 @@ struct Structure<CLLocationCoordinate2D> {
                                        &CLLocationCoordinate2D::longitude};
 };
 
-/// A boxed structure of another name or with other fields leaves the member as it is.
+/// Codes a property that is a structure. Unboxing leaves the member unchanged if the boxed name or
+/// number of fields differs.
 template <class S>
 requires std::is_class_v<S> && requires { Structure<S>::kMembers; }
 struct Coding<S> {

@@ -2,14 +2,14 @@
 
 #include <string>
 
-/// The identity of this device for the portal. Each call queries the platform. Any thread.
+/// This device's identity for the portal. Each call queries the platform. Any thread.
 namespace ks::UIDeviceUUID {
 
 bool isAdvertisingTrackingEnabled();
-/// The advertising identifier while the user allows tracking, else the identifier for this vendor;
-/// upper case with hyphens. Empty where the platform has none.
+/// Returns the advertising identifier while the user allows tracking, otherwise the identifier for
+/// this vendor; upper case with hyphens. Empty if the platform has none.
 std::string currentDeviceUUID();
-/// "IDFA" or "IDFV": which of the two `currentDeviceUUID` returns.
+/// Returns "IDFA" or "IDFV": which of the two `currentDeviceUUID` returns.
 std::string advertisingType();
 
 }  // namespace ks::UIDeviceUUID

@@ -7,7 +7,7 @@
 #include "BeaconSDK/Platform/Api/Object.h"
 #include "BeaconSDK/Platform/Api/SystemConfiguration.h"
 
-/// Posted, with the `KSReachability` as object, whenever the way to its target changes.
+/// Posted with the `KSReachability` as object when the reachability of its target changes.
 inline constexpr const char* KSkNetworkReachabilityChangedNotification =
     "KSkNetworkReachabilityChangedNotification";
 
@@ -23,7 +23,8 @@ enum class NetworkStatus : std::int32_t { notReachable = 0, reachable = 1 };
 /// Receives the flags of each status decision; prints nothing.
 void PrintReachabilityFlags(ks::SCNetworkReachabilityFlags flags, const char* comment);
 
-/// Can a host, the internet or the local Wi-Fi link be reached, and when does that change?
+/// Reports whether a host, the internet or the local Wi-Fi link is reachable, and when that
+/// changes.
 class KSReachability : public ks::Object {
  public:
   static constexpr const char* kClassName = "KSReachability";
@@ -36,20 +37,19 @@ class KSReachability : public ks::Object {
   static std::shared_ptr<KSReachability> reachabilityForLocalWiFi();
   ~KSReachability() override;
 
-  /// Posts a notification on every change from now on; false when the platform cannot report them.
-  /// Start and stop belong to one thread.
+  /// Starts posting a notification on every change; false if the platform cannot report changes.
+  /// Call start and stop on the same thread.
   bool startNotifer();
   void stopNotifer();
 
   /// False also when the flags cannot be read.
   bool connectionRequired() const;
-  /// Reads the flags on the global queue and waits for them at most 500 ms; not reachable when they
-  /// do not come in time.
+  /// Reads the flags on the global queue, waiting at most 500 ms; returns not reachable on timeout.
   ks::NetworkStatus currentReachabilityStatus() const;
   ks::NetworkStatus networkStatusForFlags(ks::SCNetworkReachabilityFlags flags) const;
   ks::NetworkStatus localWiFiStatusForFlags(ks::SCNetworkReachabilityFlags flags) const;
 
-  /// The target is the local Wi-Fi link.
+  /// True when the target is the local Wi-Fi link.
   bool localWiFiRef() const { return localWiFiRef_; }
   const ks::Class& objectClass() const override { return kClass; }
 

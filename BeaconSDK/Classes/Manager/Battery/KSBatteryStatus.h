@@ -19,22 +19,23 @@ inline constexpr const char* kCBCBUUID = "D00D";
 
 /// Reads the battery levels of beacons from their advertisements.
 ///
-/// A beacon whose level is wanted is filed under a key made of its name, UUID, minor and major. The
-/// radio scans only while a filed beacon has no level yet; every level heard meanwhile is kept. The
-/// entries live as long as the monitor. Every ranged beacon is asked for every time, so one that
-/// was asked for before is found again without making its key. Main queue only.
+/// Requested beacons are stored under a key of name, UUID, minor and major, for the lifetime of the
+/// monitor. The radio scans only while a stored beacon has no level; every level received meanwhile
+/// is kept. Each ranging result requests its beacons again, so a repeated request is recognized
+/// without building the key. Main queue only.
 class KSBatteryStatus : public ks::CBCentralManagerDelegate {
  public:
   explicit KSBatteryStatus(ks::Platform& platform);
 
-  /// Files the beacon unless it is filed or has no key, and scans when that is needed.
+  /// Stores the beacon, unless it is stored or has no key, and starts scanning if needed.
   void requestBatteryForBeacon(const KSPrivateBeacon& beacon);
-  /// The level as the beacon sent it, 0 to 255; nothing before the first reading.
+  /// Returns the level as the beacon sent it, 0 to 255; nothing before the first reading.
   std::optional<std::int64_t> beaconBatteryForBeacon(const KSPrivateBeacon& beacon) const;
-  /// Name, UUID, minor and major in a row. A beacon without a name or UUID, or with minor 0, has
-  /// none.
+  /// Returns name, UUID, minor and major concatenated; absent for a beacon without name or UUID, or
+  /// with minor 0.
   static std::optional<std::string> keyForBeacon(const KSPrivateBeacon& beacon);
-  /// The level in a beacon's service data, of either layout; nothing for data of another length.
+  /// Returns the level in a beacon's service data, of either layout; nothing for data of another
+  /// length.
   static std::optional<std::uint8_t> levelInServiceData(const ks::Data& data);
   ks::CBManagerState radioState() const { return centralManager_->state(); }
   void startScanningIfNeeded();
@@ -74,11 +75,11 @@ class KSBatteryStatus : public ks::CBCentralManagerDelegate {
     std::optional<std::uint8_t> level;
   };
 
-  /// Remembers the beacon as asked for; false when it was before, or has no name or UUID.
+  /// Marks the beacon as requested; false when it was before, or has no name or UUID.
   bool isNew(const KSPrivateBeacon& beacon);
   void readTaggedData(const ks::Data& data);
   void readIdentifiedData(const ks::Data& data);
-  /// Stores the level with the first entry whose key fits.
+  /// Stores the level in the first entry whose key fits.
   template <class Predicate>
   void storeFirst(Predicate fits, std::uint8_t level);
 
@@ -88,7 +89,7 @@ class KSBatteryStatus : public ks::CBCentralManagerDelegate {
   std::unordered_map<std::string, std::size_t> indexByKey_;
   /// Entries without a level.
   std::size_t waitingCount_ = 0;
-  /// Nothing was heard since the scan began, so beginning it again would change nothing.
+  /// Nothing was received since the scan began, so restarting it would change nothing.
   bool isScanUnheard_ = false;
   std::unique_ptr<ks::CBCentralManager> centralManager_;
 };

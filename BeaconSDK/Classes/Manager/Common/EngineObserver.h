@@ -14,24 +14,24 @@ class KSProximityZone;
 
 namespace ks {
 
-/// What became of one event that could have fired a zone's content.
+/// The outcome of one event that could fire a zone's content.
 struct TriggerDecision {
   enum class Outcome : std::int32_t {
-    /// The content fired; `dwelt` is true when a dwelling time was waited for first.
+    /// The content fired; `dwelt` is true when a dwelling time has passed first.
     fired,
-    /// The content's rules refused; `verdict` says which and with what numbers.
+    /// The content's rules refused; `verdict` gives the rule and its numbers.
     refused,
     /// The user switched the content's category off; the rules were not evaluated.
     categoryDisabled,
-    /// The rules agreed; the content fires when the device stays `dwellingTime`.
+    /// The rules allowed it; the content fires after a stay of `dwellingTime`.
     dwellingStarted,
-    /// The rules agreed; an earlier wait for the same zone goes on.
+    /// The rules allowed it; an earlier dwell timer of the zone is still running.
     dwellingPending,
-    /// The device left before the wait was over.
+    /// The device left before the dwell timer expired.
     dwellingCancelled,
     /// On leaving: the stay of `elapsed` was not longer than `dwellingTime`.
     dwellingTooShort,
-    /// The rules agreed, but a content with a dwelling time waits for the other kind of event.
+    /// The rules allowed it, but a content with a dwelling time needs the other kind of event.
     otherEvent,
   };
 
@@ -43,8 +43,8 @@ struct TriggerDecision {
   std::optional<TriggerVerdict> verdict;
   /// Seconds; 0 for a content that fires at once.
   double dwellingTime = 0;
-  /// Seconds since the first sighting of the stay, of a cancelled wait since it began; 0 where
-  /// nothing is timed.
+  /// Seconds since the first sighting of the stay; for a cancelled dwell timer, since its start; 0
+  /// if nothing is timed.
   double elapsed = 0;
   bool dwelt = false;
 };
@@ -70,11 +70,11 @@ struct RegionActivity {
   };
 
   Kind kind = Kind::monitoringStarted;
-  /// Only during the call.
+  /// Valid only during the call.
   const CLRegion& region;
 };
 
-/// A statistic was made, whether or not the portal is going to take it.
+/// A statistic was created, whether or not the portal accepts it.
 struct StatisticMade {
   /// "beacons/enter", ...: zone kind and event.
   std::string event;
@@ -82,16 +82,17 @@ struct StatisticMade {
   std::string zone;
 };
 
-/// The stay at a zone has ended; told when exact stays are refined.
+/// The end of a stay at a zone; reported only with the refinement `exactStays`.
 struct StayEnd {
   std::shared_ptr<const KSProximityZone> zone;
-  /// The end lies between these two: the zone was last seen at `earliest`, and is known to be left
-  /// at `latest`. They are far apart after a restart, or when the radio was off.
+  /// The stay ended between these two dates: the zone was last seen at `earliest` and known to be
+  /// left at `latest`. They are far apart after a restart, or when the radio was off.
   Date earliest;
   Date latest;
 };
 
-/// The portal has no content for a beacon, or keeps it back because of what was sent along.
+/// The portal returned no content for a beacon: it has none, or the request's categories and tags
+/// exclude it.
 struct ContentWithheld {
   /// "UUID:major:minor".
   std::string beacon;
@@ -99,14 +100,14 @@ struct ContentWithheld {
   std::vector<std::string> disabledCategories;
   /// Names of the tags.
   std::vector<std::string> tags;
-  /// From when on the next sighting asks again.
+  /// A sighting after this date requests the content again.
   Date asksAgain;
 };
 
-/// Watches the engine decide: what a timeline or a diagnostic screen is drawn from.
+/// Receives the engine's decisions, for timelines and diagnostic screens.
 ///
-/// Called on the main queue, in the order of the decisions, while the engine may hold its locks:
-/// an observer records and returns, and must not call the manager.
+/// Called on the main queue in decision order, possibly while the engine holds its locks: an
+/// observer must return quickly and must not call the manager.
 class EngineObserver {
  public:
   virtual ~EngineObserver() = default;

@@ -5,8 +5,8 @@
 #include "BeaconSDK/Platform/Api/Date.h"
 #include "BeaconSDK/Platform/Api/Foundation.h"
 
-/// The state of the engine's life cycle, and the two values of it that survive in the user
-/// defaults. Both are written through at once.
+/// The state of the engine's life cycle, and the two values of it that are stored in the user
+/// defaults, immediately on each change.
 class KSEngineState {
  public:
   /// Keys of the user defaults.

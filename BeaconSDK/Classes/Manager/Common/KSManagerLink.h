@@ -17,8 +17,8 @@ class KSManagerLink {
 
   void setManager(std::weak_ptr<const ks::Object> manager) { manager_ = std::move(manager); }
 
-  /// `task` wrapped so that it does nothing once the manager is gone, and so that the manager stays
-  /// while it runs. For callbacks on the main queue only: the manager may end with the task.
+  /// Wraps `task` so that it does nothing after the manager was destroyed, and keeps the manager
+  /// alive while it runs. For callbacks on the main queue only: the manager may end with the task.
   template <class Task>
   auto whileAlive(Task task) const {
     return [manager = manager_, task = std::move(task)](auto&&... arguments) {
@@ -26,9 +26,9 @@ class KSManagerLink {
     };
   }
 
-  /// Posts from the main queue after the call has returned, unless the manager is gone by then.
+  /// Posts asynchronously on the main queue, unless the manager is destroyed by then.
   void postOnMainQueue(std::string name, ks::Dictionary userInfo) const;
-  /// Posts at once, on the calling thread.
+  /// Posts immediately, on the calling thread.
   void post(std::string name, ks::Dictionary userInfo) const;
 
  private:

@@ -1,12 +1,12 @@
 #pragma once
 
-/// The location list was replaced.
+/// Posted when the location list was replaced.
 inline constexpr const char* KSProximityManagerLocationsUpdatedNotification =
     "KSProximityManagerLocationsUpdatedNotification";
-/// The zones of the location under "location" were replaced.
+/// Posted when the zones of the location under "location" were replaced.
 inline constexpr const char* KSProximityManagerProximityZonesForLocationUpdatedNotification =
     "KSProximityManagerProximityZonesForLocationUpdatedNotification";
-/// The content of the zone under "beaconIdentifier" fired.
+/// Posted when the content of the zone under "beaconIdentifier" has fired.
 inline constexpr const char* KSProximityManagerTriggerContentNotification =
     "KSProximityManagerTriggerContentNotification";
 

@@ -5,11 +5,11 @@
 
 #include "BeaconSDK/Classes/Manager/Common/EngineObserver.h"
 
-/// Where the rooms find whoever watches the engine.
+/// Weak reference to the engine observer.
 class KSObserverSlot {
  public:
   void set(std::weak_ptr<ks::EngineObserver> observer) { observer_ = std::move(observer); }
-  /// Null when nobody watches.
+  /// Null without an observer.
   std::shared_ptr<ks::EngineObserver> get() const { return observer_.lock(); }
 
  private:

@@ -6,7 +6,7 @@
 #include "BeaconSDK/Classes/Manager/Common/KSManagerLink.h"
 #include "BeaconSDK/Classes/Manager/Synchronization/KSPortalRefresh.h"
 
-/// Follows the application into the foreground and out of it: timers run only while it is active.
+/// Runs the engine's timers only while the application is active.
 class KSApplicationActivity {
  public:
   KSApplicationActivity(const KSManagerLink& link, const KSEngineState& state,
@@ -21,8 +21,8 @@ class KSApplicationActivity {
         notificationCenter_(notificationCenter),
         clock_(clock) {}
 
-  /// Observes the application until the end. Every call adds a registration, and each registration
-  /// hears every event; with `oneActivation` only the first call does.
+  /// Observes the application until destroyed. Every call adds a registration that receives every
+  /// event; with `oneActivation` only the first call does.
   void registerForApplicationNotifications();
   void appDidBecomeActive();
   void appWillResignActive();

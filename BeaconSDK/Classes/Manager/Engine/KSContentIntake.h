@@ -17,8 +17,7 @@ class KSContentIntake {
         synchronizer_(synchronizer),
         network_(network) {}
 
-  /// A success without a result follows a document that could not be read: the caches stay as they
-  /// were.
+  /// A success without a result follows a document that could not be read: it changes no cache.
   void contentLoadedWithType(KSContentDownloadType type, const std::optional<ks::Records>& content,
                              const std::optional<ks::Dictionary>& metaData);
   void contentErrorWithType(KSContentDownloadType type, const ks::Error& error);

@@ -15,7 +15,7 @@
 #include "BeaconSDK/Classes/Settings/Refinements.h"
 #include "BeaconSDK/Classes/Stats/KSStatsOutbox.h"
 
-/// Who may use the portal, where it is, and in which language.
+/// Credentials, address and language for the portal.
 struct KSPortalAccess {
   ks::NSURL rootURL;
   ks::NSLocale locale;
@@ -24,24 +24,24 @@ struct KSPortalAccess {
   std::string sessionIdentifier;
 };
 
-/// The engine: every room with what it stands on, in the order in which they are built. A room
-/// knows only rooms declared before it.
+/// The engine: all its parts, in the order in which they are built. Each knows only parts declared
+/// before it.
 class KSEngineRooms {
  public:
-  /// Restores the caches. `device` outlives the rooms, which are given the parts of it that they
-  /// use. `delegate` receives the location manager's events.
+  /// Restores the caches. `device` must outlive the engine, whose parts receive only the services
+  /// that they use. `delegate` receives the location manager's events.
   KSEngineRooms(ks::Platform& device, const KSPortalAccess& portal,
                 const ks::Refinements& refinements, const ks::Consent& consent,
                 ks::CLLocationManagerDelegate& delegate);
-  /// From now on the rooms act in the manager's name, and portal replies are taken.
+  /// Sets the manager as sender of notifications, and starts taking portal replies.
   void setManager(std::weak_ptr<const ks::Object> manager);
 
   ks::Health health() const;
   const ks::Consent& consent() const { return consent_; }
   void setConsent(const ks::Consent& consent);
-  /// Before the files are removed: nothing is written any more.
+  /// Call before the files are removed: writes nothing from then on.
   void forgetHeld();
-  /// At each event of the device: notices when somebody has set the wall clock.
+  /// Call at each event of the device: detects changes of the wall clock.
   void lookAtClock();
 
   const ks::Refinements refinements;

@@ -17,7 +17,7 @@ class KSLifecycle {
   using StartCompletion = std::function<void(const std::optional<ks::Error>&)>;
   using FetchCompletion = std::function<void(ks::UIBackgroundFetchResult)>;
 
-  /// Each start puts a new battery monitor into `battery`.
+  /// Each start stores a new battery monitor in `battery`.
   KSLifecycle(ks::Platform& platform, const KSManagerLink& link, KSEngineState& state,
               KSNetwork& network, KSSettingsManager& settingsManager,
               std::unique_ptr<KSBatteryStatus>& battery, const KSLocationAccess& locationAccess,
@@ -61,6 +61,6 @@ class KSLifecycle {
   KSNeighbourhood& neighbourhood_;
   KSApplicationActivity& activity_;
   const ks::Refinements& refinements_;
-  /// Starts that came while another was under way; with `startAlwaysAnswers` only.
+  /// Completions of starts during a running one; with `startAlwaysAnswers` only.
   std::vector<StartCompletion> waiting_;
 };

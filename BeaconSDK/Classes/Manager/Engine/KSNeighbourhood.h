@@ -10,7 +10,7 @@
 #include "BeaconSDK/Classes/Manager/Triggers/KSStays.h"
 #include "BeaconSDK/Classes/Manager/Zones/KSZoneCache.h"
 
-/// What is known around the device: everything within one search region. When the device leaves the
+/// The neighbourhood of the device: everything within one search region. When the device leaves the
 /// region, the old neighbourhood is dropped and a new one begins at the new position. The only
 /// writer of the current location.
 class KSNeighbourhood {
@@ -28,18 +28,18 @@ class KSNeighbourhood {
         stays_(stays) {}
 
   void didUpdateLocations(const std::vector<ks::CLLocation>& locations);
-  /// The state of a circle that is no geofence became known. A circle that is not the search region
-  /// changes nothing.
+  /// Handles the state of a circle that is no geofence. Ignores circles other than the search
+  /// region.
   void didDetermineState(ks::CLRegionState state, const ks::CLRegion& region);
 
   /// Begins a neighbourhood: monitors a search region if there is none and fetches the locations
   /// around it; otherwise ends the old neighbourhood first.
   void startLookingForNewGeoFence();
   void createNewGeofence();
-  /// Drops what is known about the neighbourhood. The engine counts as stopped until the next
-  /// start; geofences and monitored regions stay.
+  /// Drops the neighbourhood. The engine counts as stopped until the next start; geofences and
+  /// monitored regions stay.
   void resetGeoFencing();
-  /// Forgets beacons, locations and the refresh date, ends dwelling, and saves the emptied caches.
+  /// Drops beacons, locations and the refresh date, ends dwelling, and saves the emptied caches.
   void forget();
 
  private:

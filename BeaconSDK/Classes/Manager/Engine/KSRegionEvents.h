@@ -5,12 +5,11 @@
 #include "BeaconSDK/Classes/Manager/Engine/KSNeighbourhood.h"
 #include "BeaconSDK/Classes/Manager/Regions/KSProximityTracker.h"
 
-/// Reacts to the borders of monitored regions: starts and ends ranging, closes the stays of a left
-/// region's beacons, counts entries and exits of geofences, and hands what could fire content to
-/// the trigger.
+/// Handles crossings of monitored regions: starts and ends ranging, closes the stays of a left
+/// region's beacons, counts entries and exits of geofences, and passes events that may fire content
+/// to the trigger.
 ///
-/// The location service may report a region's state before or after its border was crossed; each is
-/// taken as it comes.
+/// The location service may report a region's state before or after its crossing; both orders work.
 class KSRegionEvents {
  public:
   KSRegionEvents(KSZoneCache& cache, const KSRegionBook& book, KSProximityTracker& tracker,
@@ -37,7 +36,7 @@ class KSRegionEvents {
   void endEnteredStay(const std::shared_ptr<KSPrivateBeacon>& beacon);
   void geofenceLeft(const std::shared_ptr<KSGeofence>& geofence);
   void endStay(const std::shared_ptr<KSGeofence>& geofence);
-  /// Counts the event and asks the trigger, if the user wants the content's category.
+  /// Counts the event and evaluates the trigger, if the content's category is enabled.
   void countAndCheck(const std::shared_ptr<KSProximityZone>& zone, bool isEnter);
 
   KSZoneCache& cache_;

@@ -14,7 +14,7 @@
 
 namespace ks {
 
-/// Stable codes of what can be wrong, the same wherever the state of the library is told.
+/// Stable codes of health problems, the same in every report of the library's state.
 namespace AilmentReason {
 
 inline constexpr const char* notStarted = "notStarted";
@@ -32,7 +32,7 @@ inline constexpr const char* clockJumped = "clockJumped";
 
 }  // namespace AilmentReason
 
-/// Something that keeps the library from its work.
+/// A problem that keeps the library from working.
 struct Ailment {
   /// One of `AilmentReason`, or a code of the host's own.
   std::string reason;
@@ -42,26 +42,28 @@ struct Ailment {
   std::string mend;
 };
 
-/// The state of the library at one moment: facts, and what they say of its health.
+/// A snapshot of the library's state: facts, and the problems found in them.
 struct Health {
-  /// Without a good reply for this long the portal counts as silent: two refresh intervals.
+  /// Seconds without a good reply after which the portal counts as silent: two refresh intervals.
   static constexpr double kSilentAfterSeconds = 7200;
-  /// A start without a position for this long: longer than a cold start of a receiver.
+  /// Seconds without a position after the start that count as a problem: longer than a cold start
+  /// of a satellite receiver.
   static constexpr double kNoPositionAfterSeconds = 600;
-  /// A jump of the wall clock is told for this long.
+  /// Seconds for which a jump of the wall clock is reported.
   static constexpr double kJumpToldSeconds = 3600;
 
   /// By the wall clock, as are all dates here.
   Date now;
-  /// When the manager was made.
+  /// When the manager was created.
   Date since;
   bool started = false;
   bool starting = false;
   CLAuthorizationStatus permission = CLAuthorizationStatus::notDetermined;
-  /// After `reset` no event of the device arrives until a new manager is made.
+  /// True after `reset`: no event of the device arrives until a new manager is created.
   bool isDeaf = false;
 
-  /// The last good reply by kind: "categories", "locations", "zones", "contents", "geofences".
+  /// Time of the last good reply by kind: "categories", "locations", "zones", "contents",
+  /// "geofences".
   std::map<std::string, Date> lastReply;
   /// The first failed download since the last good reply, and the last one's error.
   std::optional<Date> failingSince;
@@ -76,30 +78,31 @@ struct Health {
   /// When a beacon was last ranged, and when the last position came.
   std::optional<Date> lastPacket;
   std::optional<Date> lastFix;
-  /// False when the user forbids positions: their absence is then no ailment.
+  /// False without the user's consent to positions: their absence is then no problem.
   bool wantsPositions = true;
   /// Absent before the first start.
   std::optional<CBManagerState> adapter;
-  /// In dB; absent unless the host knows it.
+  /// Receiver gain in dB; absent unless the host provides it.
   std::optional<double> receiverGain;
 
   /// Absent unless statistics are kept.
   std::optional<StatsLedger> statistics;
-  /// The portal did not take the first event that waits.
+  /// True when the portal has not accepted the oldest waiting event.
   bool areStatisticsStuck = false;
   bool isCacheWritable = true;
-  /// How often the wall clock was set by more than `KSHealthWatch::kJump`, and when last.
+  /// Number of wall-clock changes by more than `KSHealthWatch::kJump`, and the time of the last
+  /// one.
   int clockJumps = 0;
   std::optional<Date> lastClockJump;
 
-  /// What is wrong, as `judge` found it; the worst first.
+  /// The problems found by `judge`, the most serious first.
   std::vector<Ailment> ailments;
 
-  /// Fills `ailments` from the facts.
+  /// Sets `ailments` from the facts.
   void judge();
   bool isWell() const { return ailments.empty(); }
-  /// Plain JSON kinds; dates in seconds since 1970, ages in seconds, absent values null. Of refused
-  /// regions at most `kMostNames` are named.
+  /// Returns the state as plain JSON kinds: dates in seconds since 1970, ages in seconds, absent
+  /// values as null, and at most `kMostNames` of the refused regions.
   Dictionary dictionary() const;
   static constexpr std::size_t kMostNames = 20;
 };

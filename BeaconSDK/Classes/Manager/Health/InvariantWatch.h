@@ -13,14 +13,14 @@
 
 namespace ks {
 
-/// Checks what the engine reports against what must always hold, across restarts:
+/// Checks the engine's reports against invariants that hold across restarts:
 ///
-/// - "enteredTwice": a zone has no second enter before its exit; promised with `exactStays` alone;
+/// - "enteredTwice": a zone has no second enter before its exit; guaranteed only with `exactStays`;
 /// - "exitWithoutEnter": each exit belongs to an enter;
 /// - "notificationWithoutFiring": each notification statistic belongs to one firing;
-/// - "ledger": the counts of kept statistics add up, and count each statistic that was made.
+/// - "ledger": the counts of kept statistics add up, and count each statistic that was created.
 ///
-/// Fed by an engine observer, on the main queue. Each breach is reported once, as it happens.
+/// Called by an engine observer, on the main queue. Reports each breach once, when it happens.
 class InvariantWatch {
  public:
   struct Breach {
@@ -36,11 +36,11 @@ class InvariantWatch {
 
   void statisticMade(const StatisticMade& statistic);
   void triggerDecided(const TriggerDecision& decision);
-  /// The beacon zones of a neighbourhood were dropped; stays at them have no exit.
+  /// Call when the beacon zones of a neighbourhood were dropped; stays at them have no exit.
   void neighbourhoodForgotten();
   /// Compares with an earlier ledger of the same outbox; call it between two events.
   void check(const StatsLedger& ledger);
-  /// Between two events of the device: a notification that still misses its firing is a breach.
+  /// Call between two events of the device: reports notifications that still have no firing.
   void settle();
 
   std::int64_t breaches() const { return breaches_; }

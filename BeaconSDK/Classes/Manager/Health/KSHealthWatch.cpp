@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "BeaconSDK/Platform/Api/ContinuousClock.h"
+#include "BeaconSDK/Platform/Api/Foundation.h"
 
 namespace {
 

@@ -10,7 +10,7 @@
 #include "BeaconSDK/Platform/Api/Error.h"
 #include "BeaconSDK/Platform/Api/Foundation.h"
 
-/// Remembers when what was last heard of the portal and the device. Told by the manager as events
+/// Records the last signs of life of the portal and the device. Called by the manager as events
 /// pass through it; decides nothing. Main queue only.
 class KSHealthWatch {
  public:
@@ -31,7 +31,7 @@ class KSHealthWatch {
   /// Compares the wall clock with elapsed time; true when it was set since the last call.
   bool lookAtClock();
 
-  /// What the watch knows; the rest stays at its defaults.
+  /// Returns the recorded facts; other members have their defaults.
   ks::Health health() const;
 
  private:
@@ -39,7 +39,7 @@ class KSHealthWatch {
 
   const ks::Clock& clock_;
   const ks::Date since_;
-  /// The wall clock less elapsed time, when it was last looked at.
+  /// The wall clock less elapsed time, at the last check.
   ks::Seconds lead_;
   std::map<std::string, ks::Date> lastReply_;
   std::optional<ks::Date> failingSince_;

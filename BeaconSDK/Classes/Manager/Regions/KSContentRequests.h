@@ -8,7 +8,7 @@
 #include "BeaconSDK/Classes/Network/KSNetwork.h"
 #include "BeaconSDK/Classes/Settings/KSSettingsManager.h"
 
-/// Asks the portal for the content of beacons, with the user's tags and without disabled
+/// Requests the content of beacons from the portal, with the user's tags and without disabled
 /// categories.
 class KSContentRequests {
  public:
@@ -18,7 +18,8 @@ class KSContentRequests {
 
   /// Requests the content of `beaconIdentifiers`, "UUID:major:minor" each; nothing when empty.
   void request(std::vector<std::string> beaconIdentifiers);
-  /// Tells the observer that the portal has no content for `beacon`, and what was sent along.
+  /// Reports to the observer that the portal has no content for `beacon`, and what the request
+  /// contained.
   void tellWithheld(const KSPrivateBeacon& beacon) const;
 
  private:

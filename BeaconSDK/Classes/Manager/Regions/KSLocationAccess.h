@@ -9,7 +9,7 @@
 
 /// The engine's one location manager, and the device's last position.
 ///
-/// Until the manager is made, and on a device that never permits it, every request is silently
+/// Until the manager is created, and on a device that never permits it, every request is silently
 /// dropped and there are no regions.
 class KSLocationAccess {
  public:
@@ -23,14 +23,14 @@ class KSLocationAccess {
   KSLocationAccess& operator=(const KSLocationAccess&) = delete;
   ~KSLocationAccess() { clearDelegate(); }
 
-  /// The user permits positions and regions at all times.
+  /// True when the user permits positions and regions at all times.
   bool isAuthorized() const;
-  /// The device can monitor circles and beacons, and the user has not refused it.
+  /// True when the device can monitor circles and beacons, and the user has not refused it.
   bool mayMonitorRegions() const;
 
   bool exists() const { return manager_ != nullptr; }
-  /// Makes the location manager with the engine's settings, begins to follow significant changes
-  /// and asks for one position.
+  /// Creates the location manager with the engine's settings, starts following significant changes
+  /// and requests one position.
   void create();
   void clearDelegate();
   void stopMonitoringSignificantLocationChanges();
@@ -39,10 +39,10 @@ class KSLocationAccess {
   void setCurrentLocation(const std::optional<ks::CLLocation>& location) {
     if (keepsPositions_) currentLocation_ = location;
   }
-  /// False forgets the position and takes no other. True at first.
+  /// False drops the position and ignores new ones. Default: true.
   void setKeepsPositions(bool keeps);
   bool keepsPositions() const { return keepsPositions_; }
-  /// The position that the service itself knows, which may be newer than what it has reported.
+  /// Returns the location service's own position, which may be newer than the last one reported.
   std::optional<ks::CLLocation> serviceLocation() const;
 
   Regions monitoredRegions() const;

@@ -13,17 +13,17 @@
 #include "BeaconSDK/Classes/Manager/Triggers/KSContentTrigger.h"
 #include "BeaconSDK/Classes/Manager/Triggers/KSStays.h"
 
-/// Turns ranging results into the state of the cached beacons: in range, proximity, content being
-/// fetched. Counts first sightings and hands approaches and departures to the trigger.
+/// Updates the cached beacons from ranging results: in range, proximity, content being fetched.
+/// Counts first sightings and passes approaches and departures to the trigger.
 ///
-/// A beacon seen again where it was costs one look-up, whatever the number of cached beacons.
+/// A beacon seen again at its place costs one look-up, whatever the number of cached beacons.
 class KSProximityTracker {
  public:
   /// Results of one region that follow sooner than this are ignored.
   static constexpr double kThrottleSeconds = 2.5;
-  /// A region that stayed empty for longer is monitored anew.
+  /// A region that stays empty for longer is monitored again.
   static constexpr double kRestartAfterSeconds = 60;
-  /// The most beacons whose content one callback asks for.
+  /// Maximum number of beacons whose content one callback requests.
   static constexpr std::size_t kMostBeaconsPerRequest = 5;
 
   /// `battery` holds null until the engine first runs.
@@ -40,7 +40,7 @@ class KSProximityTracker {
 
   void didRangeBeacons(const std::vector<ks::CLBeacon>& beacons,
                        const std::shared_ptr<const ks::CLRegion>& region);
-  /// Applies one observation to a beacon whose content is known; nothing in any other state.
+  /// Applies one observation to a beacon whose content is known; does nothing in any other state.
   void rangeBeaconWithContent(const std::shared_ptr<KSPrivateBeacon>& beacon,
                               std::int64_t proximity);
   /// The device entered the region: starts ranging. The next result is taken at once and counts as
@@ -51,10 +51,10 @@ class KSProximityTracker {
  private:
   enum class Sighting : std::int32_t { ignored, empty, taken };
 
-  /// Notes the time of a result that is taken.
+  /// Records the time of a result that is taken.
   Sighting judge(const std::string& key, bool hasBeacons);
   void restart(const std::shared_ptr<const ks::CLBeaconRegion>& region);
-  /// True when the beacon's content must be asked for.
+  /// True when the beacon's content must be requested.
   bool rangeBeacon(const std::shared_ptr<KSPrivateBeacon>& beacon, ks::CLProximity proximity);
   void noteFirstSighting(const std::shared_ptr<KSPrivateBeacon>& beacon);
   /// The beacon is where its content fires on approach.

@@ -21,37 +21,37 @@
 
 /// The beacons known in each beacon region.
 ///
-/// The order in which a region's beacons came to be known decides what is found first, so each
-/// region keeps a list; an index by UUID, major and minor beside it finds a ranged beacon at the
-/// same cost among ten as among a hundred thousand. A second index, by content identifier, finds
-/// the beacons that share a content. Changed on the main queue, under the book's lock; the lock is
-/// recursive and comes after that of the zone cache's beacons and before that of one beacon.
+/// The order in which a region's beacons became known decides which is found first, so each region
+/// keeps a list; an index by UUID, major and minor finds a ranged beacon in constant time. A second
+/// index, by content identifier, finds the beacons that share a content. Changed on the main queue,
+/// under the book's lock; the lock is recursive and comes after that of the zone cache's beacons
+/// and before that of one beacon.
 class KSRegionBook {
  public:
   KSRegionBook(KSDwellingZones& dwelling, const ks::Refinements& refinements)
       : dwelling_(dwelling), refinements_(refinements) {}
 
-  /// Ranged beacons without portal data that one region keeps at most. Anybody can send any number
-  /// of majors and minors under a known UUID; beyond this the oldest of them is forgotten, and
-  /// asked about anew when it is ranged again.
+  /// Maximum number of ranged beacons without portal data per region. Anybody can send any number
+  /// of majors and minors under a known UUID; beyond this the oldest is dropped, and requested
+  /// again when it is ranged again.
   static constexpr std::size_t kMostUnknownBeacons = 4096;
 
-  /// The beacons of one region, in the order in which they came to be known.
+  /// The beacons of one region, in the order in which they became known.
   class Region;
 
   [[nodiscard]] std::unique_lock<std::recursive_mutex> lock() const {
     return std::unique_lock(mutex_);
   }
 
-  /// A known beacon of the same UUID, major and minor takes over what the portal says of `beacon`
-  /// and is answered; otherwise `beacon` itself is kept and answered.
+  /// Copies the portal's data of `beacon` to a known beacon of the same UUID, major and minor and
+  /// returns that; otherwise adds and returns `beacon` itself.
   std::shared_ptr<KSPrivateBeacon> addOrReplaceBeaconToBeaconRegions(
       const std::shared_ptr<KSPrivateBeacon>& beacon);
   /// Removes `earlier`, then adds each of `beacons`; returns the beacons that are now kept for
   /// them.
   ks::PrivateBeaconList replaceBeacons(const ks::PrivateBeaconList& earlier,
                                        const ks::PrivateBeaconList& beacons);
-  /// Takes the beacons equal to `beacon` out of its region and ends its dwelling time.
+  /// Removes the beacons equal to `beacon` from its region and ends its dwelling time.
   void removeBeaconFromBeaconRegions(const KSPrivateBeacon& beacon);
   /// For restored beacons: a known beacon of the same UUID, major and minor is returned, entered if
   /// either was; otherwise `beacon` is added and returned.
@@ -59,21 +59,22 @@ class KSRegionBook {
   /// Adds without looking for a known beacon.
   void append(const std::shared_ptr<KSPrivateBeacon>& beacon);
 
-  /// Null when nothing was ever filed under the region. Valid until `clear`.
+  /// Null when no beacon was ever added under the region. Valid until `clear`.
   const Region* regionWithKey(std::string_view key) const;
   /// The first beacon of `region`, which may be null, with this identity; null when there is none.
   static std::shared_ptr<KSPrivateBeacon> find(const Region* region, const ks::UUID& uuid,
                                                std::int64_t major, std::int64_t minor);
-  /// `cached` unless it is null; otherwise a new beacon of this identity, filed under `region`.
+  /// Returns `cached` unless it is null; otherwise a new beacon of this identity, added under
+  /// `region`.
   std::shared_ptr<KSPrivateBeacon> addOrReturnBeacon(std::shared_ptr<KSPrivateBeacon> cached,
                                                      const ks::UUID& uuid, std::int64_t major,
                                                      std::int64_t minor,
                                                      const ks::CLBeaconRegion& region);
-  /// A copy, in order; nothing when nothing was ever filed under the region.
+  /// Returns a copy, in order; nothing when no beacon was ever added under the region.
   std::optional<ks::PrivateBeaconList> beaconsInRegion(const ks::CLBeaconRegion& region) const;
   /// The first beacon with this portal identifier, region by region; null when there is none.
   std::shared_ptr<KSPrivateBeacon> beaconWithIdentifier(std::string_view identifier) const;
-  /// Gives the run-time state of the beacon's content to the same content on other beacons.
+  /// Copies the run-time state of the beacon's content to the same content on other beacons.
   void shareRuntimeState(const KSPrivateBeacon& beacon);
   void clear();
 
@@ -84,7 +85,7 @@ class KSRegionBook {
   /// The beacon that is known by the identity of `beacon`, or `beacon` itself, appended.
   std::shared_ptr<KSPrivateBeacon> knownOrAppended(const std::shared_ptr<KSPrivateBeacon>& beacon);
   void append(Region& region, const std::shared_ptr<KSPrivateBeacon>& beacon);
-  /// Forgets the oldest unknown beacon when there are too many.
+  /// Drops the oldest unknown beacon when there are too many.
   void makeRoom(Region& region);
   void remove(Region& region, const KSPrivateBeacon& beacon);
   void takeOver(const std::shared_ptr<KSPrivateBeacon>& known, const KSPrivateBeacon& beacon);
@@ -109,7 +110,7 @@ class KSRegionBook::Region {
  private:
   friend class KSRegionBook;
 
-  /// What a beacon's advertisement tells of it.
+  /// The identity in a beacon's advertisement.
   struct Identity {
     std::optional<ks::UUID> uuid;
     std::int64_t major;
@@ -130,6 +131,6 @@ class KSRegionBook::Region {
   std::string key_;
   std::list<std::shared_ptr<KSPrivateBeacon>> beacons_;
   boost::unordered_flat_map<Identity, Places, IdentityHash> places_;
-  /// Ranged before the portal told of them, the oldest first; some may be known or gone by now.
+  /// Beacons ranged without portal data, the oldest first; some may be known or removed by now.
   std::deque<std::weak_ptr<KSPrivateBeacon>> unknown_;
 };

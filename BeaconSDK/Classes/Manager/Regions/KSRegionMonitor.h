@@ -22,7 +22,7 @@ class KSRegionMonitor {
   /// Creates the location manager unless there is one. A circle still monitored from an earlier run
   /// becomes the search region: the one that is named so, else the last one.
   void initializeLocationManager();
-  /// Stops all monitoring for good and forgets the search region; nothing is reported any more.
+  /// Stops all monitoring permanently and drops the search region; reports nothing any more.
   void endMonitoring();
 
   /// A search region around the current location, not monitored yet; null without a location.
@@ -34,10 +34,10 @@ class KSRegionMonitor {
   bool isSearchRegion(const ks::CLRegion& region) const;
   /// The identifiers of all regions that the device monitors.
   std::unordered_set<std::string> monitoredIdentifiers() const;
-  /// Monitors a search region around the current location; without one, nothing.
+  /// Monitors a search region around the current location; does nothing without one.
   void startSearchRegion();
   void stopSearchRegion();
-  /// Stops the search region, unless a geofence stands in for it.
+  /// Stops the search region, unless a geofence uses its region.
   void forgetPosition();
 
   /// Monitors and ranges one region for each UUID of `beacons`, and stops beacon regions whose UUID

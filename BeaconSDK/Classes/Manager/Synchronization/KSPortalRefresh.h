@@ -9,7 +9,7 @@
 #include "BeaconSDK/Classes/Manager/Synchronization/KSZoneCheck.h"
 #include "BeaconSDK/Classes/Manager/Zones/KSZoneCache.h"
 
-/// Asks the portal for locations and zones when they are due, and owns the two timers that do so.
+/// Requests locations and zones from the portal when they are due, and owns the two timers for it.
 /// Main queue only.
 class KSPortalRefresh {
  public:
@@ -30,16 +30,16 @@ class KSPortalRefresh {
         mainQueue_(mainQueue),
         globalQueue_(globalQueue) {}
 
-  /// Fetches the locations around the current position; without one, nothing.
+  /// Fetches the locations around the current position; does nothing without one.
   void refreshLocations();
   void refreshLocationsWithoutLocation();
   void refreshLocationsWithLocation(const std::optional<ks::CLLocation>& location);
-  /// As `refreshLocations`, leaving the timer alone.
+  /// As `refreshLocations`, without changing the timer.
   void loadLocations() { network_->loadLocations(locationAccess_.currentLocation()); }
-  /// The next fetch of the locations is one interval from now.
+  /// Schedules the next fetch of the locations one interval from now.
   void restartRefreshTimer();
-  /// Makes the refresh timer wait for `delay`. An earlier timer still fires once: it is forgotten,
-  /// not invalidated.
+  /// Sets the refresh timer to `delay`. An earlier timer still fires once: it is replaced, not
+  /// cancelled.
   void scheduleRefreshBesideEarlier(ks::Seconds delay);
 
   /// Requests the zones of every location whose refresh interval has passed; true when there was
@@ -50,7 +50,7 @@ class KSPortalRefresh {
   /// Checks the zones on the global queue.
   void beaconsUpdate();
 
-  /// The forgotten timers as well.
+  /// Cancels the replaced timers as well.
   void invalidateTimers();
 
  private:
@@ -66,6 +66,6 @@ class KSPortalRefresh {
   ks::DispatchQueue& globalQueue_;
   ks::Alarm refreshBeaconsTimer_{mainQueue_};
   std::unique_ptr<ks::Alarm> refreshLocationsTimer_;
-  /// Earlier timers that nobody invalidated; each leaves when it has fired.
+  /// Replaced timers that are not cancelled; each is removed when it has fired.
   std::vector<std::unique_ptr<ks::Alarm>> forgottenTimers_;
 };

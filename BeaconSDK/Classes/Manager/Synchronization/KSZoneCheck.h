@@ -9,16 +9,16 @@
 #include "BeaconSDK/Classes/Network/KSNetwork.h"
 #include "BeaconSDK/Classes/Settings/KSSettingsManager.h"
 
-/// Decides which locations' zones are outdated, and asks the portal for those.
+/// Finds the locations whose zones are outdated, and requests them from the portal.
 ///
-/// Made on the main queue, run once on any: it works on a snapshot and needs nothing of the engine
-/// but the portal client.
+/// Created on the main queue, run once on any: it works on a snapshot and uses nothing of the
+/// engine but the portal client.
 class KSZoneCheck {
  public:
   KSZoneCheck(const ks::LocationList& locations, std::shared_ptr<KSNetwork> network,
               const KSSettingsManager& settingsManager, const ks::Clock& clock);
 
-  /// True when at least one download was begun.
+  /// Returns true when at least one download was started.
   bool run() const;
 
  private:

@@ -12,7 +12,7 @@
 #include "BeaconSDK/Classes/Manager/Synchronization/KSPortalRefresh.h"
 #include "BeaconSDK/Classes/Manager/Zones/KSZoneCache.h"
 
-/// Merges what the portal sends into the caches so that run-time state survives. Main queue only.
+/// Merges portal data into the caches and keeps run-time state. Main queue only.
 class KSZoneSynchronizer {
  public:
   KSZoneSynchronizer(const KSManagerLink& link, KSEngineState& state, KSZoneCache& cache,
@@ -32,14 +32,14 @@ class KSZoneSynchronizer {
         clock_(clock) {}
 
   /// Replaces the location list. Ignored when the device cannot monitor regions or the permission
-  /// was taken away.
+  /// was withdrawn.
   void addLoadedLocations(ks::LocationList loaded);
   /// Replaces the zones of one location, which need not be in the list.
   void replaceBeaconsForLocation(const std::string& identifier,
                                  const ks::PrivateBeaconList& beacons);
-  /// Takes over the content of given beacons, and evaluates those in range with it at once.
+  /// Stores the content of given beacons, and immediately evaluates those in range with it.
   void newBeaconsFetched(const ks::PrivateBeaconList& beacons);
-  /// Takes over geofences and monitors them. Those that the portal no longer sends stay.
+  /// Stores geofences and monitors them. Those that the portal no longer sends stay.
   void updateGeofences(const std::vector<std::shared_ptr<KSGeofence>>& geofences);
 
  private:

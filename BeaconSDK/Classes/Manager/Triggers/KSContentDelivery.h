@@ -7,20 +7,20 @@
 #include "BeaconSDK/Classes/Manager/Triggers/KSZoneStatistics.h"
 #include "BeaconSDK/Classes/Manager/Zones/KSBlockedContents.h"
 
-/// Fires contents: records the firing for good, tells the application and counts the notification.
-/// Whether a content may fire is decided by `KSContentTrigger`.
+/// Fires contents: records the firing, notifies the application and counts the notification.
+/// `KSContentTrigger` decides whether a content may fire.
 class KSContentDelivery {
  public:
   KSContentDelivery(const KSManagerLink& link, KSBlockedContents& blockedContents,
                     const KSZoneStatistics& statistics)
       : link_(link), blockedContents_(blockedContents), statistics_(statistics) {}
 
-  /// Fires the zone's content now. Nothing for null or a zone without content.
+  /// Fires the zone's content now. Does nothing for null or a zone without content.
   void triggerProximityZone(const std::shared_ptr<KSProximityZone>& zone);
-  /// Announces and counts a firing; follow-track contents pass in silence.
+  /// Announces and counts a firing; follow-track contents are not announced.
   void doPushItem(const std::shared_ptr<KSProximityZone>& zone);
-  /// Queues the trigger notification for the application, then records the firing: the application
-  /// hears of it when it is already on disk.
+  /// Queues the trigger notification for the application, then records the firing: when the
+  /// application is notified it is already on disk.
   void sendItemTriggerContentNotification(const std::shared_ptr<KSProximityZone>& zone);
 
  private:

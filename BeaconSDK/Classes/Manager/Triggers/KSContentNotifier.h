@@ -19,8 +19,8 @@ class Platform;
 /// queue only.
 class KSContentNotifier {
  public:
-  /// What the icon and the media of one notification may cost together: what a desktop shows beside
-  /// a line of text, and half of what a system allows its main loop to be silent at the most.
+  /// Limits for the icon and the media of one notification together: what a desktop shows beside a
+  /// line of text, and half of the time for which a system lets its main loop block.
   static constexpr ks::DataLimits kPictureLimits{10ULL * 1024 * 1024, ks::Seconds{10}};
 
   /// With `everyAnnouncement` each notification has an identifier of its own and replaces none.
@@ -28,18 +28,18 @@ class KSContentNotifier {
       : platform_(platform), isEachKept_(refinements.everyAnnouncement) {}
 
   /// Shows the zone's message through the notification centre, replacing the earlier one, with the
-  /// content's icon and media; where there is no centre, as a plain local notification. Waits for
-  /// the files, within `kPictureLimits`; one that cannot be fetched is left out. Does nothing for
-  /// null or a zone without content.
+  /// content's icon and media; without a centre, as a plain local notification. Waits for the
+  /// files, within `kPictureLimits`; one that cannot be fetched is omitted. Does nothing for null
+  /// or a zone without content.
   void showNotificationForProximityZone(const std::shared_ptr<KSProximityZone>& zone) const;
-  /// The same without waiting: the notification is added on the main queue when the files have
-  /// come or are given up.
+  /// As above without waiting: adds the notification on the main queue when the files have been
+  /// fetched or have failed.
   void fetchAndShowNotificationForProximityZone(const std::shared_ptr<KSProximityZone>& zone) const;
 
   void showMessage(std::string title, std::string message) const;
 
-  /// The file of the temporary directory that holds what `url` names, fetched unless it is there
-  /// already; nothing for an empty URL or when it cannot be fetched, within `kPictureLimits`, or
+  /// Returns the file of the temporary directory with the content of `url`, fetching it unless it
+  /// is there; nothing for an empty URL or when it cannot be fetched, within `kPictureLimits`, or
   /// written. Waits for the transfer.
   std::optional<std::filesystem::path> contentPathFromRemoteUrl(
       const std::optional<std::string>& url, std::string_view filePrefix) const;

@@ -6,9 +6,9 @@
 #include "BeaconSDK/Classes/Manager/Triggers/KSContentDelivery.h"
 #include "BeaconSDK/Classes/Manager/Triggers/KSDwellingZones.h"
 
-/// Decides about events that could fire a zone's content: asks the content's rules, waits out its
-/// dwelling time, and tells the observer what came of it. The rules are evaluated once an event,
-/// with one reading of the clock: that verdict decides, is traced and is told.
+/// Decides about events that may fire a zone's content: evaluates the content's rules, waits for
+/// its dwelling time, and reports the outcome to the observer. The rules are evaluated once per
+/// event, with one reading of the clock: that verdict decides, is traced and is reported.
 class KSContentTrigger {
  public:
   KSContentTrigger(KSContentDelivery& delivery, KSDwellingZones& dwelling,
@@ -20,11 +20,11 @@ class KSContentTrigger {
         observer_(observer),
         clock_(clock) {}
 
-  /// Whether the user wants contents of the zone's category. A refusal is told to the observer as
-  /// the end of the event.
+  /// True when the zone's category is enabled. A refusal is reported to the observer as the end of
+  /// the event.
   bool categoryEnabled(const std::shared_ptr<KSProximityZone>& zone, bool isEnter) const;
-  /// A content without dwelling time fires whatever the kind of the event; one with a dwelling time
-  /// only for the kind that it waits for.
+  /// A content without dwelling time fires for both kinds of event; one with a dwelling time only
+  /// for its own kind.
   void checkForContentTrigger(const std::shared_ptr<KSProximityZone>& zone, bool isEnter);
   /// Reports to the observer alone that an entry needs another proximity than the beacon's.
   void tellOtherProximity(const std::shared_ptr<KSProximityZone>& zone) const;

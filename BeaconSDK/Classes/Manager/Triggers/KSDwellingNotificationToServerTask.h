@@ -7,8 +7,8 @@
 #include "BeaconSDK/Classes/Common/Foundation/Alarm.h"
 #include "BeaconSDK/Platform/Api/UIKit.h"
 
-/// Waits out one zone's dwelling time, holding a background task so that the process lives to see
-/// the end. Knows its zone weakly.
+/// Waits for one zone's dwelling time, holding a background task so that the process keeps running.
+/// Holds its zone weakly.
 class KSDwellingNotificationToServerTask {
  public:
   using TimeUp = std::function<void(const KSDwellingNotificationToServerTask&)>;
@@ -22,12 +22,12 @@ class KSDwellingNotificationToServerTask {
   KSDwellingNotificationToServerTask& operator=(const KSDwellingNotificationToServerTask&) = delete;
   ~KSDwellingNotificationToServerTask() { stop(); }
 
-  /// Reports that the time is up.
+  /// Calls `timeUp`.
   void execute();
   /// Ends the wait, if it still runs, and the background task.
   void stop();
 
-  /// Null once the zone is gone.
+  /// Null when the zone was destroyed.
   std::shared_ptr<KSProximityZone> item() const { return item_.lock(); }
   ks::Date begun() const { return begun_; }
   /// `UIBackgroundTaskInvalid` when none is held.

@@ -7,7 +7,7 @@
 #include "BeaconSDK/Classes/Manager/Triggers/KSContentDelivery.h"
 #include "BeaconSDK/Classes/Manager/Triggers/KSDwellingNotificationToServerTask.h"
 
-/// The zones whose dwelling time runs, at most one task each.
+/// The zones with a running dwelling time, at most one task each.
 class KSDwellingZones {
  public:
   KSDwellingZones(KSContentDelivery& delivery, const KSZoneStatistics& statistics,
@@ -23,23 +23,23 @@ class KSDwellingZones {
   bool hasDwellingProximityZone(const KSProximityZone& zone) const;
   /// Restarts the dwelling time of `zone`, which has content.
   void addDwellingProximityZone(const std::shared_ptr<KSProximityZone>& zone);
-  /// Ends the wait for `zone` before its time; nothing without one.
+  /// Cancels the dwelling time of `zone`, if there is one.
   void removeDwellingItem(const KSProximityZone& zone);
   /// The device left `zone`: as `removeDwellingItem`, for a zone whose content has a dwelling time.
   void leave(const KSProximityZone& zone);
-  /// Ends the wait of `task`, which must be one of these, and destroys it.
+  /// Cancels `task`, which must be one of these, and destroys it.
   void removeDwellingNotificationToServerTask(const KSDwellingNotificationToServerTask& task);
-  /// Ends every wait.
+  /// Cancels all dwelling times.
   void stopAll() { tasks_.clear(); }
 
  private:
   using Tasks = std::vector<std::unique_ptr<KSDwellingNotificationToServerTask>>;
 
   Tasks::const_iterator find(const KSProximityZone& zone) const;
-  /// Counts and announces what has been waited for, and drops the task. A zone that vanished is
-  /// neither counted nor announced.
+  /// Counts and announces a zone whose dwelling time has passed, and drops the task. A destroyed
+  /// zone is neither counted nor announced.
   void timeUp(const KSDwellingNotificationToServerTask& task);
-  /// Content that passes in silence is not announced.
+  /// Announces the zone's content; follow-track contents are not announced.
   void announce(const std::shared_ptr<KSProximityZone>& zone);
 
   KSContentDelivery& delivery_;

@@ -38,12 +38,12 @@ class KSStays {
   void begin(const std::shared_ptr<KSGeofence>& geofence);
   void end(const std::shared_ptr<KSPrivateBeacon>& beacon);
   void end(const std::shared_ptr<KSGeofence>& geofence);
-  /// The beacons around the device are dropped. With `exactStays` their stays end with an exit,
-  /// otherwise without a word.
+  /// Drops the beacons around the device. With `exactStays` their stays end with an exit, otherwise
+  /// silently.
   void forgetBeacons();
   void forgetAll();
-  /// False: stays that begin from now on are neither counted nor kept, to their end, and those
-  /// under way count no end. True at first.
+  /// False: stays that begin from now on are neither counted nor stored, to their end, and running
+  /// ones count no end. Default: true.
   void setCounts(bool counts);
   /// Writes nothing any more.
   void forgetHeld() { file_.discard(); }

@@ -7,21 +7,21 @@
 #include "BeaconSDK/Platform/Api/Foundation.h"
 #include "BeaconSDK/Platform/Api/Value.h"
 
-/// Until when each fired content is blocked, by content identifier; survives restarts and resets in
-/// "blockedContents.dat".
+/// The date until which each fired content is blocked, by content identifier; stored in
+/// "blockedContents.dat" across restarts and resets.
 class KSBlockedContents {
  public:
   KSBlockedContents(ks::Platform& platform, const KSObserverSlot& observer, const ks::Clock& clock);
 
-  /// Reads the file, drops what has run out, and writes it back when there was one.
+  /// Reads the file, drops expired entries, and writes it back when there was one.
   void loadBlockedContents() { file_.load(); }
-  /// Drops what has run out and saves when this turn of the main queue has ended.
+  /// Drops expired entries and saves at the end of this turn of the main queue.
   void saveBlockedContents() { file_.saveSoon(); }
 
-  /// Remembers the content's own date and saves: before the application is told, when that is told
-  /// in a later turn. A content without an identifier is not kept.
+  /// Stores the content's own date and saves: before the application is notified, if that happens
+  /// in a later turn. A content without an identifier is not stored.
   void block(const KSProximityZoneContent& content);
-  /// Gives `content`, which may be null, the date held for its identifier, if there is one.
+  /// Sets the stored date, if there is one, on `content`, which may be null.
   void applyTo(KSProximityZoneContent* content);
   /// Writes nothing any more.
   void forgetHeld() { file_.discard(); }

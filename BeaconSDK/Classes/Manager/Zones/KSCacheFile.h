@@ -17,9 +17,9 @@
 /// One archive of the cache folder "KSProximityManager", and when it is written.
 ///
 /// All changes of one turn of the main queue are one write, and nothing is written when the archive
-/// would be as it was. A file of many records is encoded a slice per turn and written on the global
-/// queue, at most once a second. A failed write is told to the observer and otherwise ignored: the
-/// engine goes on with what it has in memory. Main queue only.
+/// would not change. A file of many records is encoded a slice per turn and written on the global
+/// queue, at most once a second. A failed write is reported to the observer and otherwise ignored:
+/// the engine continues with its data in memory. Main queue only.
 class KSCacheFile {
  public:
   /// How soon a change reaches the disk.
@@ -31,17 +31,17 @@ class KSCacheFile {
   };
   /// The root of the archive as it is now.
   using Source = std::function<ks::Value()>;
-  /// Takes what the file holds, into what is there already; absent when it holds nothing.
+  /// Merges the file's content into the present data; absent when the file holds nothing.
   using Restore = std::function<void(const ks::Value& root)>;
 
   KSCacheFile(std::string name, Haste haste, ks::Platform& platform, const KSObserverSlot& observer,
               Source source, Restore restore);
   KSCacheFile(const KSCacheFile&) = delete;
   KSCacheFile& operator=(const KSCacheFile&) = delete;
-  /// Writes what was not yet written.
+  /// Writes pending changes.
   ~KSCacheFile();
 
-  /// Makes the folder with its parents; false when that fails.
+  /// Creates the folder with its parents; false when that fails.
   static bool createFolder();
 
   /// Reads the file and restores it. One that cannot be read now is read and restored before it is
@@ -49,10 +49,10 @@ class KSCacheFile {
   void load();
   /// Reads and restores what could not be read before; false when it still cannot be read.
   bool restored();
-  /// What was not read yet will not be restored: the caller has begun anew.
+  /// Discards a file that was not read yet: the caller starts with empty data.
   void forgetUnread() { isUnread_ = false; }
   void saveSoon();
-  /// Writes nothing from now on, not even what was not yet written.
+  /// Writes nothing from now on, not even pending changes.
   void discard();
 
  private:

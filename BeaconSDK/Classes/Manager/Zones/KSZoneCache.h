@@ -13,11 +13,11 @@
 #include "BeaconSDK/Classes/Manager/Zones/KSCacheFile.h"
 #include "BeaconSDK/Classes/Manager/Zones/ZoneTables.h"
 
-/// The local picture of the portal's data: locations, the beacon zones of each, geofence zones, and
+/// The local copy of the portal's data: locations, the beacon zones of each, geofence zones, and
 /// beacons by manufacturer identifier; with the cache files of the first two.
 ///
-/// Changed on the main queue only. Beacon zones and geofences are also read elsewhere, so whoever
-/// changes them, or reads them off the main queue, holds the lock of the collection.
+/// Changed on the main queue only. Beacon zones and geofences are also read on other threads, so
+/// code that changes them, or reads them off the main queue, holds the lock of the collection.
 class KSZoneCache {
  public:
   KSZoneCache(ks::Platform& platform, const KSObserverSlot& observer,

@@ -10,12 +10,12 @@
 
 namespace ks {
 
-/// Text keys to values of one type, walked in order of first insertion; look-up takes constant
-/// time. Entries go only all at once.
+/// Maps text keys to values and iterates in order of first insertion. Constant-time look-up.
+/// Entries cannot be removed one by one.
 template <class T>
 class OrderedTable {
  public:
-  /// The value under `key`, or null. Valid until the next change.
+  /// Returns the value under `key`, or null. Valid until the next change.
   const T* find(std::string_view key) const {
     const auto found = index_.find(key);
     return found == index_.end() ? nullptr : &entries_[found->second].second;

@@ -6,7 +6,7 @@
 #include "BeaconSDK/Platform/Api/Object.h"
 
 /// A zone that triggered on a user's device: a record for host applications, which the library
-/// neither makes nor sends.
+/// neither creates nor sends.
 class KSStatProximityTriggerZone : public ks::Object {
  public:
   static constexpr const char* kClassName = "KSStatProximityTriggerZone";

@@ -14,16 +14,17 @@ class KSStatProximityZoneInteraction : public ks::Object {
   static constexpr const char* kClassName = "KSStatProximityZoneInteraction";
   static const ks::Class kClass;
 
-  /// Stamps `timestamp` with the current time.
+  /// Sets `timestamp` to the current time.
   KSStatProximityZoneInteraction();
-  /// A record for a zone of this type: 3 beacon zone, 4 geofence.
+  /// Creates a record for a zone of this type: 3 beacon zone, 4 geofence.
   static std::shared_ptr<KSStatProximityZoneInteraction> interactionWithContentType(
       std::int32_t contentType);
 
-  /// The first path segment of the event's address: "beacons" or "geofences"; none for a type that
-  /// is neither.
+  /// Returns the first path segment of the event's address: "beacons" or "geofences"; absent for
+  /// other types.
   std::optional<std::string> portalIdentifier() const;
-  /// The member that names the zone: "beaconId" or "geofenceId"; none for a type that is neither.
+  /// Returns the JSON member with the zone's identifier: "beaconId" or "geofenceId"; absent for
+  /// other types.
   std::optional<std::string> identifierKey() const;
 
   const ks::Class& objectClass() const override { return kClass; }
@@ -35,7 +36,7 @@ class KSStatProximityZoneInteraction : public ks::Object {
   std::optional<std::string> scheduleIdentifier;
   /// In the server date format, device time zone: "2018-05-04T14:03:27+0200".
   std::optional<std::string> timestamp;
-  /// As the battery monitor read it, when it did.
+  /// The beacon's battery level, 0 to 255; absent if not read.
   std::optional<std::int64_t> batteryLevel;
   /// Seconds spent in the zone.
   double duration = 0;

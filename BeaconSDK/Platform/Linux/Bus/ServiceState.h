@@ -8,11 +8,11 @@ namespace ks {
 struct ServiceState {
   /// "Bluetooth", "Positions", "Session".
   std::string name;
-  /// Whether the library can work with the service right now.
+  /// True when the library can use the service now.
   bool usable = false;
   /// One sentence: what was found, or what is missing.
   std::string detail;
-  /// The one command or setting that mends it; empty when nothing needs mending.
+  /// The one command or setting that solves the problem; empty if there is none.
   std::string mend;
 
   friend bool operator==(const ServiceState&, const ServiceState&) = default;

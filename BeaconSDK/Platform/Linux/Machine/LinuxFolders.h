@@ -9,12 +9,12 @@ namespace ks {
 
 using LinuxFolders = DeviceFolders;
 
-/// The folders of the user's application `bundleIdentifier` by the XDG base-directory rules:
-/// `$XDG_CACHE_HOME`, `$XDG_DATA_HOME` (documents) and `$XDG_STATE_HOME`, each with a folder of
-/// the application's own. The temporary directory is left empty.
+/// Returns the folders of the user's application `bundleIdentifier` by the XDG base-directory
+/// rules: one of its own in each of `$XDG_CACHE_HOME`, `$XDG_DATA_HOME` (documents) and
+/// `$XDG_STATE_HOME`. The temporary directory is empty.
 LinuxFolders xdgFolders(const std::string& bundleIdentifier);
 
-/// What of the folders could not be made or had; usable when everything could.
+/// Returns which of the folders could not be created or locked; usable if all could.
 ServiceState stateOf(const PrivateFolders& folders);
 
 }  // namespace ks

@@ -13,33 +13,31 @@ namespace ks {
 /// The user opened a notification.
 struct UNNotificationResponse {
   UNNotificationRequest request;
-  /// Lets the host's window come to the front: XDG_ACTIVATION_TOKEN of the toolkit. Empty where the
-  /// desktop gives none.
+  /// XDG_ACTIVATION_TOKEN with which the host's toolkit may raise its window; may be empty.
   std::string activationToken;
 };
 
-/// The desktop's notifications, with what only this platform's host may ask of them. Main queue
-/// only.
+/// The desktop's notifications, with operations for the host. Main queue only.
 class LinuxNotificationCenter : public UNUserNotificationCenter {
  public:
-  /// Called when the user opens a notification, which is then gone; null for none. A content that
-  /// is opened counts as an event of its zone: hand the zone to
+  /// Called when the user opens a notification, which is then removed; may be null. An opened
+  /// content counts as an event of its zone: pass the zone to
   /// `KSProximityManager::incrementLoyaltyForProximityZone`.
   using ResponseHandler = std::function<void(const UNNotificationResponse&)>;
   virtual void setResponseHandler(ResponseHandler handler) = 0;
 
-  /// Called when a notification is on the screen; null for none.
+  /// Called when a notification is shown; may be null.
   using DeliveryHandler = std::function<void(const UNNotificationRequest&)>;
   virtual void setDeliveryHandler(DeliveryHandler handler) = 0;
 
-  /// Shows the older kind of notification at once; it replaces no other.
+  /// Shows the older kind of notification immediately; it replaces no other.
   virtual void present(const UILocalNotification& notification) = 0;
 
-  /// Accepted and not yet shown, in the order in which they were added.
+  /// Returns the accepted and not yet shown requests, in the order in which they were added.
   virtual std::vector<UNNotificationRequest> pendingNotificationRequests() const = 0;
-  /// Shown and not yet closed, oldest first.
+  /// Returns the shown and not yet closed requests, oldest first.
   virtual std::vector<UNNotificationRequest> deliveredNotifications() const = 0;
-  /// Unknown identifiers are ignored.
+  /// Both ignore unknown identifiers.
   virtual void removePendingNotificationRequests(const std::vector<std::string>& identifiers) = 0;
   virtual void removeDeliveredNotifications(const std::vector<std::string>& identifiers) = 0;
 

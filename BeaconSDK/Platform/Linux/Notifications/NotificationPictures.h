@@ -5,7 +5,7 @@
 #include <memory>
 #include <vector>
 
-#include "BeaconSDK/Platform/Api/Result.h"
+#include "BeaconSDK/Platform/Api/Error.h"
 #include "BeaconSDK/Platform/Api/UserNotifications.h"
 #include "BeaconSDK/Platform/Storage/NewFile.h"
 

@@ -8,33 +8,33 @@
 
 namespace ks {
 
-/// What the location engine needs of the device right now, so that everything else can sleep.
+/// Input that the location engine needs from the device now; everything else can be switched off.
 struct LocationDemand {
   enum class BeaconScan {
     none,
-    /// Every beacon should be heard at least every few seconds; a passive or duty-cycled scan does.
+    /// Every beacon is to be received at least every few seconds; a passive or duty-cycled scan
+    /// suffices.
     monitoring,
     /// Every advertisement with its signal strength.
     ranging,
   };
   BeaconScan beaconScan = BeaconScan::none;
-  /// The wanted uncertainty of the positions; absent while none are needed.
+  /// Required uncertainty of the positions; absent while none are needed.
   std::optional<Metres> positionAccuracy;
-  /// How far apart fixes may be while positions are wanted; a source may give them sooner.
+  /// Maximum time between fixes while positions are needed; a source may give them sooner.
   Seconds positionInterval{1};
 
   friend bool operator==(const LocationDemand&, const LocationDemand&) = default;
 };
 
-/// Told on the main queue, in a task of its own, when the demand has changed.
+/// Called on the main queue, in a separate task, when the demand has changed.
 class LocationDemandListener {
  public:
   virtual ~LocationDemandListener() = default;
   virtual void locationDemandChanged(const LocationDemand& demand) = 0;
-  /// Something about the input that a person should know, in one sentence: a circle too small for
-  /// the positions in it, a beacon that claims an impossible power or shares its identity, too many
-  /// beacons, a state that cannot be saved. Packets and attempts are told when there was 1, 10, 100
-  /// and so on of them.
+  /// Called with one sentence for a person about the input: a circle too small for the positions in
+  /// it, a beacon with an impossible power or a shared identity, too many beacons, a state that
+  /// cannot be saved. Packets and attempts are reported at the counts 1, 10, 100 and so on.
   virtual void noticed(const std::string& /*text*/) {}
 };
 

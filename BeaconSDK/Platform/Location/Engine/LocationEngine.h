@@ -17,31 +17,32 @@ namespace ks {
 
 class LocationEngineCore;
 
-/// A location service made of positions and raw advertisements, for devices whose system has none.
+/// A location service computed from positions and raw advertisements, for devices whose system has
+/// none.
 ///
-/// The platform feeds it and asks what it needs; managers made by it report to the application.
-/// Pure logic over a clock and a queue: equal input gives equal events.
+/// The platform supplies the input that `demand` asks for; the managers that the engine creates
+/// report to the application. Pure logic over a clock and a queue: equal input gives equal events.
 ///
-/// - Every event reaches every manager's delegate, except the answers to a manager's own requests,
+/// - Every event reaches every manager's delegate, except the replies to a manager's own requests,
 ///   its locations and its ranging. A crossing is reported as `didDetermineState`, then
 ///   `didEnterRegion` or `didExitRegion`. A region with `notifyOnEntry` or `notifyOnExit` off
 ///   crosses silently in that direction.
-/// - A region that is found to be inside for the first time counts as entered.
-/// - Crossings are reported when a delegate is there; until then they are kept.
+/// - A region that is first found to be inside counts as entered.
+/// - Crossings are kept until there is a delegate to report them to.
 /// - The first evidence of each run about a beacon region is reported by `didDetermineState` also
-///   when it confirms the state of the run before.
+///   when it confirms the state of the previous run.
 /// - Monitoring needs `authorizedAlways`; ranging and locations need that or `authorizedWhenInUse`.
-///   Without it input is ignored and nothing is demanded.
+///   Without it input is ignored and the demand is empty.
 ///
 /// Main queue only, apart from the operations of `LocationServices`. Input must not be given from
 /// within a delegate's callback. Managers may outlive the engine and are then inert.
 class LocationEngine : public LocationServices, public LocationInput {
  public:
-  /// Reads the regions of earlier runs from `store` at once. The store and the listener must
-  /// outlive the engine. The authorization begins as `notDetermined`.
+  /// Reads the regions of earlier runs from `store` on construction. The store and the listener
+  /// must outlive the engine. The authorization is initially `notDetermined`.
   LocationEngine(Clock& clock, DispatchQueue& mainQueue, LocationStateStore& store,
                  LocationDemandListener& listener);
-  /// Saves what is unsaved and ends all timers.
+  /// Saves unsaved state and cancels all timers.
   ~LocationEngine() override;
 
   CLAuthorizationStatus authorizationStatus() const override;
@@ -56,29 +57,29 @@ class LocationEngine : public LocationServices, public LocationInput {
   void setReceiverGain(Dbm gain) override;
   Dbm receiverGain() const;
   void handleAdvertisement(const Advertisement& advertisement) override;
-  /// The same for a beacon whose frame is already known.
+  /// As `handleAdvertisement`, for a beacon frame that is already parsed.
   void handleBeacon(const BeaconFrame& frame, Dbm rssi, Seconds age = Seconds{0});
   void handleFix(const CLLocation& fix) override;
   void positionFailed(const Error& error) override;
   /// Reports the state of the inside beacon regions with `notifyEntryStateOnDisplay`.
   void handleDisplayOn();
-  /// Does that from now on whenever the application becomes active. `center` must outlive the
+  /// Calls `handleDisplayOn` whenever the application becomes active. `center` must outlive the
   /// engine.
   void observeApplication(NSNotificationCenter& center);
 
   LocationDemand demand() const;
   LocationCounters counters() const;
 
-  /// Hands the device to another engine: from now on all input goes to `input`, which is told what
-  /// was set so far, and the demand is what `setDemand` says. This engine saves and does nothing
-  /// more. `input` must outlive what feeds this engine; null drops input.
+  /// Passes all further input to `input`, starting with the current settings; the demand is then
+  /// the one of `setDemand`. This engine saves its state and stops. `input` must outlive the
+  /// sources of this engine's input; null drops input.
   void redirect(LocationInput* input);
-  /// After `redirect`: the other engine's demand.
+  /// Sets the demand of the other engine, after `redirect`.
   void setDemand(const LocationDemand& demand);
 
-  /// Hears all that the radio hears, whoever sent it: for showing a person what is around. While
-  /// there is a listener every advertisement is demanded, also without authorization. Null for
-  /// none; not from within the listener.
+  /// Sets a listener for every received advertisement, whoever sent it, for scanners. While it is
+  /// set, every advertisement is demanded, also without authorization. May be null; not from within
+  /// the listener.
   void setAdvertisementListener(AdvertisementListener listener);
 
  private:
@@ -87,7 +88,7 @@ class LocationEngine : public LocationServices, public LocationInput {
     LocationDemand demand;
   };
 
-  /// Hands input on if it is not for this engine.
+  /// Passes input on if it is redirected.
   bool isRedirected(const std::function<void(LocationInput&)>& hand) const;
 
   LocationDemandListener& listener_;

@@ -6,28 +6,28 @@
 
 namespace ks {
 
-/// What a device feeds a location engine with. Main queue only.
+/// Input of a location engine. Main queue only.
 class LocationInput {
  public:
   virtual ~LocationInput() = default;
-  /// Delegates are notified of a change in a task of its own.
+  /// Delegates are notified of a change in a separate task.
   virtual void setAuthorizationStatus(CLAuthorizationStatus status) = 0;
-  /// False where the device has no radio, which stops listening too. True at first.
+  /// False if the device has no radio; also stops scanning. Default: true.
   virtual void setBeaconScanningAvailable(bool available) = 0;
-  /// True while the radio cannot listen for now: silence then proves nothing. Beacon regions can be
-  /// monitored all the same. False at first.
+  /// True while the radio cannot scan for now: silence then proves nothing. Beacon regions can be
+  /// monitored all the same. Default: false.
   virtual void setBeaconScanningPaused(bool paused) = 0;
-  /// False where the device has no source of positions. True at first.
+  /// False if the device has no source of positions. Default: true.
   virtual void setPositioningAvailable(bool available) = 0;
-  /// How much stronger than usual this device receives, in dB: what it reports 1 m from a beacon,
-  /// less the power that the beacon claims. Subtracted from every strength from now on. 0 at first.
+  /// Sets the receiver gain in dB: the strength reported 1 m from a beacon, less the power that the
+  /// beacon claims. Subtracted from every later strength. Default: 0.
   virtual void setReceiverGain(Dbm gain) = 0;
   /// Constant time; allocates only for a beacon that was not known.
   virtual void handleAdvertisement(const Advertisement& advertisement) = 0;
-  /// While positions are demanded fixes are expected to come again and again, also of a device that
-  /// stands still. A fix that the device can hardly have reached waits for another one that agrees.
+  /// While positions are demanded, fixes must keep coming, also of a device that does not move. A
+  /// fix that is implausibly far away is held until another one confirms it.
   virtual void handleFix(const CLLocation& fix) = 0;
-  /// The source of positions has given up for now.
+  /// Reports that the position source gives no positions for now.
   virtual void positionFailed(const Error& error) = 0;
 };
 

@@ -17,7 +17,8 @@
 
 namespace ks {
 
-/// Manufacturer-specific data: the company of the Bluetooth SIG's list and what follows it.
+/// Manufacturer-specific data: the company's number in the Bluetooth SIG's list and the bytes after
+/// it.
 struct ManufacturerData {
   std::uint16_t company = 0;
   Data bytes;
@@ -31,18 +32,18 @@ struct ServiceData {
   friend bool operator==(const ServiceData&, const ServiceData&) = default;
 };
 
-/// One received Bluetooth Low Energy advertisement, whether it came as raw bytes or already taken
-/// apart by a Bluetooth daemon.
+/// One received Bluetooth Low Energy advertisement, parsed from raw bytes or supplied in parts by a
+/// Bluetooth daemon.
 struct Advertisement {
-  /// Whatever tells one sender from another while a scan lasts, as "AA:BB:CC:DD:EE:FF".
+  /// Identifies the sender while a scan lasts, such as "AA:BB:CC:DD:EE:FF".
   std::string address;
-  /// Values outside -127 to -1 mean that the radio gave no strength.
+  /// Values outside -127 to -1: not measured.
   Dbm rssi{0};
   /// How long ago it was received, for sources that report in batches.
   Seconds age{0};
   std::vector<ManufacturerData> manufacturerData;
   std::vector<ServiceData> serviceData;
-  /// Services that are named without data.
+  /// Services listed without data.
   std::vector<CBUUID> services;
   /// Elements of the raw bytes that were malformed, truncated or padding.
   std::uint32_t skippedElements = 0;
@@ -50,33 +51,33 @@ struct Advertisement {
 
 using AdvertisementListener = std::function<void(const Advertisement&)>;
 
-/// Reads the length-type-value elements of an advertisement: manufacturer data (type 0xFF), service
-/// data and service lists of 16, 32 and 128 bits. Other types are passed over. Never fails: an
-/// element that is too short for its type or longer than the bytes that are left is skipped and
-/// counted, and so is padding, at which the reading ends.
+/// Parses the length-type-value elements of an advertisement: manufacturer data (type 0xFF),
+/// service data and service lists of 16, 32 and 128 bits. Ignores other types. Never fails: an
+/// element that is too short for its type or longer than the remaining bytes is skipped and
+/// counted, and so is padding, which ends the parsing.
 Advertisement parseAdvertisement(std::string address, std::span<const std::uint8_t> bytes,
                                  Dbm rssi);
 
-/// The short form of a service identifier: upper case, and without the Bluetooth base UUID where it
-/// stands on that one ("0000d00d-0000-1000-8000-00805f9b34fb" becomes "D00D").
+/// Returns the short form of a service identifier: upper case, and 16 bits if it is based on the
+/// Bluetooth base UUID ("0000d00d-0000-1000-8000-00805f9b34fb" becomes "D00D").
 CBUUID serviceIdentifier(std::string_view text);
 CBUUID serviceIdentifier(std::uint16_t shortUUID);
 
-/// What a proximity beacon says of itself.
+/// The content of a proximity beacon's frame.
 struct BeaconFrame {
   UUID proximityUUID;
   std::uint16_t major = 0;
   std::uint16_t minor = 0;
-  /// The strength at 1 m as the maker measured it.
+  /// The strength at 1 m, as measured by the maker.
   Dbm measuredPower{0};
   friend bool operator==(const BeaconFrame&, const BeaconFrame&) = default;
 };
 
-/// The beacon in manufacturer data: company 0x004C, type 0x02, length 0x15, UUID, major and minor
-/// big-endian, measured power as a signed byte, nothing behind it.
+/// The beacon frame in manufacturer data: company 0x004C, type 0x02, length 0x15, UUID, major and
+/// minor big-endian, measured power as a signed byte, and nothing after it.
 struct BeaconReading {
   std::optional<BeaconFrame> frame;
-  /// The data claims to be a beacon of this kind but has another length.
+  /// The data has this type but another length.
   bool malformed = false;
 };
 BeaconReading readBeaconFrame(const ManufacturerData& data);

@@ -11,11 +11,11 @@
 
 namespace ks {
 
-/// The Bluetooth centrals of a device whose system gives raw advertisements: one radio, any number
-/// of centrals that scan on it. Main queue only. Centrals may outlive the radio and are then inert.
+/// The Bluetooth centrals of a device whose system gives raw advertisements: one radio with any
+/// number of scanning centrals. Main queue only. Centrals may outlive the radio and are then inert.
 class ScanningRadio {
  public:
-  /// Called in a task of its own when the first central begins to scan or the last one ends.
+  /// Called in a separate task when the first central starts scanning or the last one stops.
   using ScanDemand = std::function<void(bool wanted)>;
 
   ScanningRadio(DispatchQueue& mainQueue, ScanDemand demandChanged);
@@ -23,14 +23,15 @@ class ScanningRadio {
   ScanningRadio(const ScanningRadio&) = delete;
   ScanningRadio& operator=(const ScanningRadio&) = delete;
 
-  /// The delegate must outlive the central; it hears the state in a task of its own.
+  /// The delegate must outlive the central; its first state event comes in a separate task.
   std::unique_ptr<CBCentralManager> makeCentralManager(CBCentralManagerDelegate& delegate);
 
   CBManagerState state() const;
-  /// Notifies every central. Scans end when the radio is no longer powered on. `unknown` at first.
+  /// Sets the state and notifies every central. Scans stop when the radio is no longer powered on.
+  /// Initially `unknown`.
   void setState(CBManagerState state);
-  /// Reports the sender to each scan that looks for a service which the advertisement names or
-  /// carries data for, once per scan. A scan remembers the last 4096 senders.
+  /// Reports the sender once to each scan for a service that the advertisement lists or carries
+  /// data for. A scan remembers the last 4096 senders.
   void handleAdvertisement(const Advertisement& advertisement);
   /// True while any central scans.
   bool isScanWanted() const;

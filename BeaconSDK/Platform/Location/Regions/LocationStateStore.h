@@ -8,29 +8,28 @@
 
 namespace ks {
 
-/// Keeps the location engine's state, a few bytes per monitored region, between two runs. Main
+/// Stores the location engine's state, a few bytes per monitored region, between two runs. Main
 /// queue only.
 class LocationStateStore {
  public:
   virtual ~LocationStateStore() = default;
-  /// What was saved last; absent also when that was damaged. While it is unreadable, nothing must
-  /// be saved.
+  /// Returns the state saved last; absent also if it was damaged. While it is unreadable, nothing
+  /// must be saved.
   virtual FileContent load() = 0;
-  /// Replaces what was saved, wholly or not at all; false when it could not be written.
+  /// Atomically replaces the saved state; false if it could not be written.
   virtual bool save(const Data& data) = 0;
-  /// What was appended since the last save, in order; a torn end is possible.
+  /// Returns the bytes appended since the last save, in order; the end may be torn.
   virtual Data loadJournal() { return {}; }
-  /// Appends a few bytes beside what was saved, at little cost; `save` empties the journal. False
-  /// when that could not be done: then everything is to be saved.
+  /// Appends a few bytes to a journal, which `save` empties, at little cost. If it returns false,
+  /// everything must be saved instead.
   virtual bool append(const Data&) { return false; }
 };
 
-/// A state store in one file, written durably, and a journal beside it ("FILE.journal"). A damaged
-/// file is set aside with a line to the
-/// console.
+/// A state store in one file, written durably, with a journal beside it ("FILE.journal"). A damaged
+/// file is set aside with a line in the console.
 class FileLocationStateStore : public LocationStateStore {
  public:
-  /// The file's folder is made when something is saved. `console` must outlive the store.
+  /// The file's folder is created by the first save. `console` must outlive the store.
   FileLocationStateStore(std::filesystem::path path, Console& console)
       : path_(std::move(path)), journal_(path_.string() + ".journal"), console_(console) {}
 

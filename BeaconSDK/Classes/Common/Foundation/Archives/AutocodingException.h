@@ -5,10 +5,10 @@
 
 namespace ks {
 
-/// An archive holds a value of another class than the record's property expects.
+/// Thrown when an archive holds a value of another class than the record's property expects.
 ///
-/// It leaves the unarchiver as an exception, unlike every other fault of an archive. Who must
-/// survive damaged files reads them through `loadCacheFile`.
+/// The only archive error that is reported as an exception. Use `loadCacheFile` to read files that
+/// may be damaged.
 class AutocodingException : public std::exception {
  public:
   AutocodingException(const std::string& property, const std::string& expectedClass,

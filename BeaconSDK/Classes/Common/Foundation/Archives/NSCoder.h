@@ -6,7 +6,7 @@
 
 namespace ks {
 
-/// Where a record writes its properties.
+/// Receives the properties of a record that is archived.
 class NSEncoder {
  public:
   /// Adds `value` under `key`, each key once. An absent value leaves no entry.
@@ -16,10 +16,10 @@ class NSEncoder {
   ~NSEncoder() = default;
 };
 
-/// Where a record reads its properties from.
+/// Supplies the properties of a record that is restored.
 class NSDecoder {
  public:
-  /// The value under `key`; absent when there is none.
+  /// Returns the value under `key`, or an absent value.
   virtual Value decodeObjectForKey(std::string_view key) = 0;
 
  protected:

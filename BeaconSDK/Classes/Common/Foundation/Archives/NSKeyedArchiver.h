@@ -28,13 +28,13 @@ inline constexpr std::string_view NSKeyedArchiveRootObjectKey = "root";
 /// Writes a graph of values and records in the platform's keyed-archive form.
 ///
 /// Every object is stored once however often it is referenced: containers and records by identity,
-/// plain values by content. Records may refer to each other in circles. Work and memory grow
-/// linearly with the graph. One archiver makes one archive. Any thread, one at a time.
+/// plain values by content. Records may form cycles. Time and memory are linear in the graph. Use
+/// one archiver per archive. Any thread, one at a time.
 class NSKeyedArchiver final : public NSEncoder {
  public:
-  /// The archive of `root`; empty when it cannot be archived (nested too deeply).
+  /// Returns the archive of `root`; empty if it is nested too deeply.
   static Data archivedDataWithRootObject(const Value& root);
-  /// Archives `root` and replaces the file at `path` as a whole; false when either fails.
+  /// Archives `root` and atomically replaces the file at `path`; false on failure.
   static bool archiveRootObject(const Value& root, const std::filesystem::path& path);
 
   NSKeyedArchiver();
@@ -46,31 +46,30 @@ class NSKeyedArchiver final : public NSEncoder {
   /// Adds `value` under `key` to the top of the archive or, while a record is being encoded, to
   /// that record; each key once. An absent value leaves no entry.
   void encodeObject(const Value& value, std::string_view key) override;
-  /// Encodes a container or record now that is a part of what will be encoded later: a large graph
-  /// piece by piece.
+  /// Encodes a container or record ahead of the value that contains it, so that a large graph can
+  /// be archived piece by piece.
   void prepareObject(const Value& value) { reference(value); }
-  /// Makes room for `factor` times what was encoded so far, so that the archive grows without
-  /// being moved on the way.
+  /// Reserves memory for `factor` times the content so far, to avoid reallocation.
   void reserveTimes(std::size_t factor);
-  /// Ends the archive; empty when there was an error.
+  /// Finishes and returns the archive; empty after an error.
   Data encodedData();
-  /// What kept a value from being archived.
+  /// Why a value could not be archived; absent when all could.
   const std::optional<Error>& error() const { return error_; }
 
  private:
   using NodeId = PropertyList::NodeId;
   using ObjectIndex = std::uint32_t;
-  /// What the records of one class share: the nodes of their keys in the order in which they are
-  /// encoded, so that a key's text is looked up once for all records, and the class itself.
+  /// Shared by the records of one class: the class entry, and the nodes of the keys in encoding
+  /// order, so that each key's text is looked up once for all records.
   struct RecordForm {
     std::vector<std::optional<NodeId>> keys;
     std::optional<NodeId> classReference;
   };
-  /// The entries of the record, or of the top, that is being written.
+  /// The entries of the record, or of the top level, that is being written.
   struct Scope {
     std::vector<NodeId> keys;
     std::vector<NodeId> values;
-    /// Null at the top.
+    /// Null at the top level.
     RecordForm* form = nullptr;
     std::size_t next = 0;
   };
@@ -111,9 +110,9 @@ class NSKeyedArchiver final : public NSEncoder {
   ObjectIndex null_ = 0;
   boost::unordered_flat_map<const void*, ObjectIndex> sharedObjects_;
   boost::unordered_flat_map<std::string, ObjectIndex> classes_;
-  /// Entries stay where they are.
+  /// Node-based, so pointers to its entries stay valid.
   std::unordered_map<const Class*, RecordForm> forms_;
-  /// Keeps what `sharedObjects_` names alive, so that no address is met twice.
+  /// Keeps the objects in `sharedObjects_` alive, so that no address is reused.
   std::vector<Value> retained_;
   Scope top_;
   Scope* scope_ = &top_;

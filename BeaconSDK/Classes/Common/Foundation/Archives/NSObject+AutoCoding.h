@@ -9,28 +9,29 @@
 
 namespace ks {
 
-/// Archives any record by the properties that its class lists: one entry per property that holds a
-/// value, under the property's own name. No record writes coding code of its own.
+/// Archives any record by its class's list of properties: one entry per non-empty property, under
+/// the property's name. Records need no coding code of their own.
 namespace NSObjectAutoCoding {
 
 /// True for every record: the classes of values are checked when they are decoded.
 bool supportsSecureCoding(const Class& objectClass);
 
-/// The properties that `objectClass` itself declares. Each call writes a warning to the console for
-/// every deprecated hook that the class still implements.
+/// Returns the properties that `objectClass` itself declares. Each call writes a warning to the
+/// console for every deprecated hook that the class still implements.
 const std::vector<Property>& codableProperties(const Class& objectClass);
-/// The properties of the object's class and its superclasses, each name once.
+/// Returns the properties of the object's class and its superclasses, each name once.
 const std::vector<Property>& codableProperties(const Object& object);
 
+/// Writes every non-empty property to `coder`.
 void encodeWithCoder(const Object& object, NSEncoder& coder);
-/// An empty record of `objectClass`, filled from the coder only; null when the class has no
-/// instances of its own. Raises `AutocodingException`.
+/// Returns a new record of `objectClass` with its properties read from `coder`; null for a class
+/// without direct instances. Throws `AutocodingException`.
 std::shared_ptr<Object> initWithCoder(const Class& objectClass, NSDecoder& coder);
-/// Fills the properties that the coder has values for and leaves the others. Raises
+/// Sets the properties that `coder` has values for; the others keep theirs. Throws
 /// `AutocodingException` for a value of the wrong class.
 void setWithCoder(Object& object, NSDecoder& coder);
 
-/// Name to value for every property that holds a value.
+/// Returns name and value of every non-empty property.
 Dictionary dictionaryRepresentation(const Object& object);
 
 }  // namespace NSObjectAutoCoding

@@ -4,7 +4,7 @@
 #include <span>
 
 #include "BeaconSDK/Classes/Common/Foundation/PropertyLists/PropertyList.h"
-#include "BeaconSDK/Platform/Api/Result.h"
+#include "BeaconSDK/Platform/Api/Error.h"
 #include "BeaconSDK/Platform/Api/Value.h"
 
 namespace ks {

@@ -4,15 +4,15 @@
 #include <span>
 
 #include "BeaconSDK/Classes/Common/Foundation/PropertyLists/PropertyList.h"
-#include "BeaconSDK/Platform/Api/Result.h"
+#include "BeaconSDK/Platform/Api/Error.h"
 #include "BeaconSDK/Platform/Api/Value.h"
 
 namespace ks {
 
-/// The platform's numbers.
+/// File formats, with the platform's numbers.
 enum class NSPropertyListFormat : std::int64_t { xml = 100, binary = 200 };
 
-/// Turns values into property lists and back. Any thread.
+/// Converts values to property lists and back. Any thread.
 ///
 /// A property list holds booleans, numbers, text, dates, data, arrays and dictionaries, nested at
 /// most `PropertyList::kMaximumNesting` deep. The binary form holds sets and null too; the XML form
@@ -21,10 +21,10 @@ enum class NSPropertyListFormat : std::int64_t { xml = 100, binary = 200 };
 class NSPropertyListSerialization {
  public:
   static Result<Data> dataWithPropertyList(const Value& value, NSPropertyListFormat format);
-  /// Reads either format. The bytes may come from anywhere.
+  /// Reads either format. Safe for untrusted bytes.
   static Result<Value> propertyListWithData(std::span<const std::uint8_t> bytes);
 
-  /// The same without the values: what archives are made of.
+  /// As above, for the node table from which archives are read.
   static Result<PropertyList> parse(std::span<const std::uint8_t> bytes);
   static Result<Data> dataOf(const PropertyList& list, NSPropertyListFormat format);
 };

@@ -15,9 +15,9 @@ namespace ks {
 
 /// A property list as one flat table of nodes that refer to each other by number.
 ///
-/// It stands between the two file formats and what is stored in them (values or keyed archives).
-/// Nothing in it is nested, so neither a deep nor a cyclic file can exhaust the stack; whoever
-/// walks it bounds the depth by `kMaximumNesting`.
+/// The intermediate form between the two file formats and the values or archives stored in them.
+/// The table itself is flat, so a deep or cyclic file cannot exhaust the stack; code that walks it
+/// limits the depth to `kMaximumNesting`.
 class PropertyList {
  public:
   using NodeId = std::uint32_t;
@@ -35,7 +35,7 @@ class PropertyList {
     set,
     dictionary,
   };
-  /// One entry of the table. `payload` is the number itself or where the content begins in the
+  /// One entry of the table. `payload` is the number itself or the offset of the content in the
   /// table's bytes or references; `count` is the length of that content.
   struct Node {
     Kind kind = Kind::null;
@@ -43,18 +43,18 @@ class PropertyList {
     std::uint64_t payload = 0;
   };
 
-  /// Containers within containers, at most. Our own files nest below ten; the bound keeps a hostile
-  /// file from exhausting the stack when its values are made or destroyed.
+  /// Maximum depth of nested containers. The library's own files stay below ten; the limit keeps a
+  /// hostile file from exhausting the stack when its values are created or destroyed.
   static constexpr std::uint32_t kMaximumNesting = 512;
-  /// Writers store equal texts up to this many bytes once, longer ones as often as they occur.
+  /// Writers store equal texts once if they have at most this many bytes.
   static constexpr std::size_t kLongestSharedText = 256;
-  /// How many bytes of text may be copied out of this table in all. Values share their texts, but
-  /// keys, records and XML have copies of their own, so one long text that is referenced everywhere
-  /// would otherwise multiply. 128 MiB, and 64 for each reference: room for hundreds of thousands
-  /// of records whose texts our writers share.
+  /// Maximum number of text bytes that may be copied out of this table in total: 128 MiB plus 64
+  /// bytes per reference, enough for hundreds of thousands of records. Values share their texts,
+  /// but keys, records and XML copy them, so one long text that is referenced everywhere would
+  /// otherwise multiply.
   std::size_t textLimit() const;
 
-  /// Makes room for `factor` times what it holds.
+  /// Reserves memory for `factor` times the present content.
   void reserveTimes(std::size_t factor) {
     nodes_.reserve(factor * nodes_.size());
     references_.reserve(factor * references_.size());
@@ -76,7 +76,7 @@ class PropertyList {
   }
   NodeId addArray(std::span<const NodeId> items) { return addList(Kind::array, items); }
   NodeId addSet(std::span<const NodeId> items) { return addList(Kind::set, items); }
-  /// As many values as keys; every key is a string.
+  /// Requires as many values as keys; every key is a string.
   NodeId addDictionary(std::span<const NodeId> keys, std::span<const NodeId> values);
   NodeId add(Node node);
 
@@ -93,13 +93,13 @@ class PropertyList {
   void setRoot(NodeId node) { root_ = node; }
   NodeId root() const { return root_; }
   std::size_t size() const { return nodes_.size(); }
-  /// How many items, keys and values all containers hold together.
+  /// Total number of items, keys and values in all containers.
   std::size_t referenceCount() const { return references_.size(); }
   const Node& node(NodeId node) const { return nodes_[node]; }
   Kind kind(NodeId node) const { return nodes_[node].kind; }
   bool isContainer(NodeId node) const { return kind(node) >= Kind::array; }
 
-  /// Each only for a node of the kind.
+  /// Require a node of the matching kind.
   bool boolean(NodeId node) const { return nodes_[node].payload != 0; }
   std::int64_t integer(NodeId node) const {
     return std::bit_cast<std::int64_t>(nodes_[node].payload);
@@ -108,7 +108,7 @@ class PropertyList {
   std::uint64_t uid(NodeId node) const { return nodes_[node].payload; }
   double real(NodeId node) const { return std::bit_cast<double>(nodes_[node].payload); }
   Date date(NodeId node) const { return dateFromSecondsSince1970(real(node)); }
-  /// Valid until the next change of the table, as are the spans below.
+  /// Valid, like the spans below, until the table changes.
   std::string_view text(NodeId node) const {
     return std::string_view(bytes_).substr(nodes_[node].payload, nodes_[node].count);
   }
@@ -127,12 +127,12 @@ class PropertyList {
 
   /// The keys of all dictionaries by their text; the views are valid until the next change.
   using KeyNodes = boost::unordered_flat_map<std::string_view, NodeId>;
-  /// Makes equal keys one node, so that a key can be looked for by its node.
+  /// Replaces equal keys by one node, so that keys can be looked up by node.
   KeyNodes shareKeys();
-  /// The value of the key that is this very node, looked for as below.
+  /// Returns the value of the key with this node; searches as below.
   std::optional<NodeId> find(NodeId dictionary, NodeId key, std::size_t& start) const;
-  /// The value of `key` in a dictionary, looked for from entry `start` on and around; `start` is
-  /// left behind the entry that was found. So asking for the keys in their order is linear.
+  /// Returns the value of `key` in a dictionary. Searches from entry `start`, wraps around, and
+  /// sets `start` behind the found entry, so reading the keys in stored order is linear.
   std::optional<NodeId> find(NodeId dictionary, std::string_view key, std::size_t& start) const;
   std::optional<NodeId> find(NodeId dictionary, std::string_view key) const {
     std::size_t start = 0;

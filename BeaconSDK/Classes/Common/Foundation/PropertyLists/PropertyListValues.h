@@ -4,7 +4,7 @@
 
 #include "BeaconSDK/Classes/Common/Foundation/PropertyLists/PropertyList.h"
 #include "BeaconSDK/Classes/Common/Foundation/PropertyLists/UniqueNodes.h"
-#include "BeaconSDK/Platform/Api/Result.h"
+#include "BeaconSDK/Platform/Api/Error.h"
 #include "BeaconSDK/Platform/Api/Value.h"
 
 namespace ks {

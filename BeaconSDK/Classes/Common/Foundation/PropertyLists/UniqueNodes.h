@@ -8,15 +8,16 @@
 
 namespace ks {
 
-/// Adds plain nodes to a table so that each content is stored once, which keeps files small: keys
-/// and names recur in every record. Only nodes added here are compared. Must not outlive the table.
+/// Adds scalar and text nodes to a table so that each content is stored once: keys and names recur
+/// in every record. Compares only nodes added here. Must not outlive the table.
 class UniqueNodes {
  public:
   using NodeId = PropertyList::NodeId;
 
   explicit UniqueNodes(PropertyList& list) : list_(list), known_(64, Hash{&list}, Equal{&list}) {}
 
-  /// The node that already has this content, or a new one. `node` is neither text nor a container.
+  /// Returns the node with this content, adding it if there is none. `node` must be neither text
+  /// nor a container.
   NodeId scalar(PropertyList::Node node) { return found({node, {}}); }
   void reserveTimes(std::size_t factor) { known_.reserve(factor * known_.size()); }
   /// A text longer than `PropertyList::kLongestSharedText` is always a new node.

@@ -7,7 +7,8 @@
 
 namespace ks {
 
-/// Another platform, service by service: the base of one that differs in a few of them.
+/// Forwards every service to another platform: the base class of platforms that replace a few of
+/// them.
 class ForwardingPlatform : public Platform {
  public:
   /// `device` must outlive this platform.
