@@ -58,7 +58,7 @@ class PlatformContract : public testing::TestWithParam<PlatformParameter> {
   }
   void setBluetoothPowered(bool powered) { device_->setBluetoothPowered(powered); }
   /// Lets the platform work until `condition` holds; false after `limit`.
-  bool eventually(const std::function<bool()>& condition, Seconds limit = Seconds{10}) {
+  bool eventually(const std::function<bool()>& condition, Seconds limit = Seconds{60}) {
     constexpr Seconds kBetweenLooks{0.1};
     for (Seconds waited{0}; waited < limit && !condition(); waited += kBetweenLooks) {
       runFor(kBetweenLooks);

@@ -40,7 +40,7 @@ class LinuxApplicationTest : public testing::Test {
   void startLogin() {
     login_ =
         ChildProcess({"/usr/bin/python3", "-m", "dbusmock", "--system", "--template", "logind"});
-    ASSERT_TRUE(run({"gdbus", "wait", "--system", kName, "--timeout", "20"}));
+    ASSERT_TRUE(run({"gdbus", "wait", "--system", kName, "--timeout", "60"}));
     ASSERT_TRUE(call("/org/freedesktop/login1", "org.freedesktop.DBus.Mock.AddSession",
                      {"c7", "seat0", "1000", "user", "true"}));
   }
@@ -144,7 +144,7 @@ TEST_F(LinuxApplicationTest, RecoversWhenServiceAndBusReturn) {
 TEST_F(LinuxApplicationTest, SurvivesWrongTypesAndRefusals) {
   login_ = ChildProcess({"/usr/bin/python3", "-m", "dbusmock", "--system", kName,
                          "/org/freedesktop/login1", "org.freedesktop.login1.Manager"});
-  ASSERT_TRUE(run({"gdbus", "wait", "--system", kName, "--timeout", "20"}));
+  ASSERT_TRUE(run({"gdbus", "wait", "--system", kName, "--timeout", "60"}));
   application_->becomeActive();
   const auto task = application_->beginBackgroundTask({});
   EXPECT_TRUE(runLoopUntil([&] { return !console_.lines.empty(); }));

@@ -26,7 +26,7 @@ class ChildProcess {
   void end();
   void signal(int number) const;
   /// The exit code, when the program ends by itself in time.
-  std::optional<int> wait(Seconds limit = Seconds{10});
+  std::optional<int> wait(Seconds limit = Seconds{60});
   bool isRunning() const { return pid_ > 0; }
 
  private:
@@ -56,7 +56,7 @@ class PrivateBus {
 };
 
 /// Runs the default main context until `condition` holds; false after `limit`.
-bool runLoopUntil(const std::function<bool()>& condition, Seconds limit = Seconds{10});
+bool runLoopUntil(const std::function<bool()>& condition, Seconds limit = Seconds{60});
 /// Runs it for `span`.
 void runLoopFor(Seconds span);
 

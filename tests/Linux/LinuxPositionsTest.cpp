@@ -110,7 +110,7 @@ class StandInGeoClueTest : public LinuxPositionsTest {
   void serve(const std::string& start) {
     service_ = ChildProcess({"/usr/bin/python3", "-m", "dbusmock", "--system", kName, kManager,
                              "org.freedesktop.GeoClue2.Manager"});
-    ASSERT_TRUE(run({"gdbus", "wait", "--system", kName, "--timeout", "20"}));
+    ASSERT_TRUE(run({"gdbus", "wait", "--system", kName, "--timeout", "60"}));
     ASSERT_TRUE(
         mock(kManager, "AddObject",
              {"/client", kClient, "{'DesktopId': <''>, 'Active': <false>}", "@a(ssss) []"}));

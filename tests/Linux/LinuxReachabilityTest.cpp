@@ -54,7 +54,7 @@ class LinuxReachabilityTest : public testing::Test {
                 ip("route add default via 10.99.0.1"));
   }
   std::vector<InternetAddress> lookUp(const std::string& host) const {
-    if (host == "slow.example") std::this_thread::sleep_for(std::chrono::milliseconds(900));
+    if (host == "slow.example") std::this_thread::sleep_for(std::chrono::seconds(2));
     if (host == "none.example") return {};
     return {addressOf(0xC0000201), addressOf(kNeighbour.address)};
   }
@@ -62,7 +62,7 @@ class LinuxReachabilityTest : public testing::Test {
     writeText(networks_.path() / "wire/uevent", "DEVTYPE=" + kind + "\nINTERFACE=wire\n");
   }
   static bool becomes(SCNetworkReachability& watch, SCNetworkReachabilityFlags flags) {
-    return runLoopUntil([&] { return watch.getFlags() == flags; }, Seconds{3});
+    return runLoopUntil([&] { return watch.getFlags() == flags; });
   }
 
   static inline bool isolated_ = false;
@@ -110,9 +110,9 @@ TEST_F(LinuxReachabilityTest, TellsOfChangesOnce) {
   watch->schedule();
   runLoopFor(Seconds{0.1});
   ASSERT_TRUE(ip("link set peer down"));
-  EXPECT_TRUE(runLoopUntil([&] { return reports.size() == 1; }, Seconds{3}));
+  EXPECT_TRUE(runLoopUntil([&] { return reports.size() == 1; }));
   ASSERT_TRUE(ip("link set peer up"));
-  EXPECT_TRUE(runLoopUntil([&] { return reports.size() == 2; }, Seconds{3}));
+  EXPECT_TRUE(runLoopUntil([&] { return reports.size() == 2; }));
   ASSERT_TRUE(ip("addr add 10.98.0.1/24 dev wire"));
   runLoopFor(Seconds{0.2});
   watch->unschedule();
@@ -130,8 +130,8 @@ TEST_F(LinuxReachabilityTest, LooksNamesUpWithinTheLimit) {
   EXPECT_EQ(none->getFlags(), 0U);
   const Seconds begin = monotonicUptime();
   EXPECT_EQ(slow->getFlags(), std::nullopt);
-  EXPECT_LT((monotonicUptime() - begin).count(), 0.8);
-  EXPECT_TRUE(runLoopUntil([&] { return slow->getFlags() == kReachable; }, Seconds{3}))
+  EXPECT_LT((monotonicUptime() - begin).count(), 2);
+  EXPECT_TRUE(runLoopUntil([&] { return slow->getFlags() == kReachable; }))
       << "the late answer serves a later reading";
   for (const std::string& host : {std::string(), std::string("two words"), std::string("a\nb"),
                                   std::string(254, 'a'), std::string("host/path")}) {
@@ -145,10 +145,10 @@ TEST_F(LinuxReachabilityTest, NamesHearOfChangesWithoutBlocking) {
   watch->setCallback([&](auto flags) { reports.push_back(flags); });
   const Seconds begin = monotonicUptime();
   watch->schedule();
-  EXPECT_LT((monotonicUptime() - begin).count(), 0.3);
-  runLoopFor(Seconds{1.2});
+  EXPECT_LT((monotonicUptime() - begin).count(), 0.45);
+  runLoopFor(Seconds{2.2});
   connect();
-  EXPECT_TRUE(runLoopUntil([&] { return !reports.empty(); }, Seconds{4}));
+  EXPECT_TRUE(runLoopUntil([&] { return !reports.empty(); }));
   EXPECT_EQ(reports.back(), kReachable);
 }
 

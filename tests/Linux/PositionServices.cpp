@@ -116,12 +116,12 @@ void RealGeoClue::offer(PrivateBus& bus) const {
 
 bool RealGeoClue::start() {
   service_ = ChildProcess(command());
-  return run({"gdbus", "wait", "--system", kName, "--timeout", "20"});
+  return run({"gdbus", "wait", "--system", kName, "--timeout", "60"});
 }
 
 bool RealGeoClue::startAgent(int level) {
   agent_ = ChildProcess({kPython, (kScripts / "geoclue_agent.py").string(), std::to_string(level)});
-  return run({"gdbus", "wait", "--system", "test.GeoClueAgent", "--timeout", "20"});
+  return run({"gdbus", "wait", "--system", "test.GeoClueAgent", "--timeout", "60"});
 }
 
 bool RealGeoClue::setLevel(int level) {

@@ -16,11 +16,11 @@ class BackgroundCommand {
 
   void signal(int number) const { process_.signal(number); }
   /// The exit code; -1 when it still runs after `limit`, or was killed.
-  int wait(Seconds limit = Seconds{10}) { return process_.wait(limit).value_or(-1); }
+  int wait(Seconds limit = Seconds{60}) { return process_.wait(limit).value_or(-1); }
   std::string output() const { return readText(folder_.path() / "output"); }
   std::string errors() const { return readText(folder_.path() / "errors"); }
   /// Whether it writes `text` within `limit`.
-  bool writes(const std::string& text, Seconds limit = Seconds{10}) const {
+  bool writes(const std::string& text, Seconds limit = Seconds{60}) const {
     return runLoopUntil([&] { return output().find(text) != std::string::npos; }, limit);
   }
 
@@ -34,10 +34,10 @@ struct CommandResult {
   std::string output;
   std::string errors;
 };
-/// To its end, or for half a minute.
+/// To its end, or for two minutes.
 inline CommandResult runCommand(const std::string& shellCommand) {
   BackgroundCommand command(shellCommand);
-  const int code = command.wait(Seconds{30});
+  const int code = command.wait(Seconds{120});
   return {code, command.output(), command.errors()};
 }
 

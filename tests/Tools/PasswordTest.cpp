@@ -80,7 +80,7 @@ TEST(PasswordTest, LiesInTheUsersSecretStore) {
        "--components=secrets < <(printf key)",
        home.path().string()});
   ASSERT_TRUE(
-      test::run({"gdbus", "wait", "--session", "org.freedesktop.secrets", "--timeout", "20"}));
+      test::run({"gdbus", "wait", "--session", "org.freedesktop.secrets", "--timeout", "60"}));
   EXPECT_THAT(found(findPassword(sources)), HasSubstr("holds no such secret"));
   ASSERT_TRUE(test::run({"sh", "-c",
                          "printf s3cret | secret-tool store --label=ksbeacon application ksbeacon "

@@ -94,7 +94,7 @@ class WalkTest : public testing::Test {
     desktop_ = test::ChildProcess({"/usr/bin/python3", "-m", "dbusmock", "--session", "--template",
                                    KS_TEST_FOLDER "/notifications.py"});
     ASSERT_TRUE(test::run(
-        {"gdbus", "wait", "--session", "org.freedesktop.Notifications", "--timeout", "20"}));
+        {"gdbus", "wait", "--session", "org.freedesktop.Notifications", "--timeout", "60"}));
   }
   std::string command() {
     const auto password = folder_.path() / "password";

@@ -9,7 +9,7 @@ void BluetoothAir::startDaemon() {
   const auto script = std::filesystem::path(KS_TEST_FOLDER) / "Bluetooth/bluetooth_air.py";
   daemon_ = ChildProcess(
       {"/usr/bin/python3", "-m", "dbusmock", "--system", "--template", script.string()});
-  if (!run({"gdbus", "wait", "--system", "org.bluez", "--timeout", "20"})) {
+  if (!run({"gdbus", "wait", "--system", "org.bluez", "--timeout", "60"})) {
     throw std::runtime_error("the stand-in of the Bluetooth daemon does not start");
   }
 }

@@ -51,8 +51,10 @@ void SessionEvents::presenceChanged(bool present) {
     findSession();
     readProperty(kPath, kManager, "PreparingForSleep", &SessionEvents::setAsleep);
   } else {
-    // Nobody would tell of the waking; the lock is asked for again when the service is back.
+    // Nobody would tell of the waking; session and lock are asked for again when the service is
+    // back.
     setAsleep(false);
+    if (!session_.empty()) service_.forgetSignals(std::exchange(session_, {}));
   }
   listener_.presenceChanged();
 }
