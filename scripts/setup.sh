@@ -12,7 +12,7 @@ set -euo pipefail
 build_packages=(
   cmake g++ ninja-build pkg-config
   libboost1.81-dev libboost-json1.81-dev libboost-url1.81-dev
-  libcli11-dev libcurl4-openssl-dev libfmt-dev libglib2.0-dev libicu-dev libpugixml-dev
+  libcli11-dev libcurl4-openssl-dev libfmt-dev libglib2.0-dev libhowardhinnant-date-dev libicu-dev libpugixml-dev
   libsoup-3.0-dev libssl-dev libzstd-dev
   glib-networking libjs-leaflet
 )

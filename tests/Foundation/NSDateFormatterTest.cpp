@@ -1,6 +1,9 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
+#include <array>
+#include <cstdlib>
+#include <ctime>
 #include <limits>
 #include <random>
 
@@ -62,6 +65,61 @@ TEST(NSDateFormatterTest, SurvivesWhatIsNoDate) {
   EXPECT_EQ(formatter.stringFromDate(dateFromSecondsSince1970(9.3e18)), "");
   const NSDateFormatter broken("yyyy 'unclosed", wireLocale(), "UTC");
   EXPECT_FALSE(broken.dateFromString("2027"));
+}
+
+/// What the C library, which reads the system's zone data, makes of a moment.
+std::string systemText(const std::string& zone, std::time_t moment) {
+  setenv("TZ", zone.c_str(), 1);
+  tzset();
+  std::tm parts{};
+  localtime_r(&moment, &parts);
+  std::array<char, 64> text{};
+  const auto size = std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S%z", &parts);
+  unsetenv("TZ");
+  tzset();
+  return {text.data(), size};
+}
+
+TEST(NSDateFormatterTest, FollowsTheSystemsZoneData) {
+  constexpr std::time_t kFirst = 1262304000;  // 2010-01-01
+  constexpr std::time_t kStep = 1234567;      // two weeks and a bit: up to 2037
+  for (const char* zone : {"UTC",
+                           "Europe/Rome",
+                           "Europe/London",
+                           "Europe/Dublin",
+                           "Europe/Istanbul",
+                           "Europe/Moscow",
+                           "Africa/Cairo",
+                           "Africa/Casablanca",
+                           "Africa/Juba",
+                           "America/Mexico_City",
+                           "America/New_York",
+                           "America/Sao_Paulo",
+                           "America/St_Johns",
+                           "America/Godthab",
+                           "America/Ciudad_Juarez",
+                           "Asia/Almaty",
+                           "Asia/Amman",
+                           "Asia/Gaza",
+                           "Asia/Kathmandu",
+                           "Asia/Tehran",
+                           "Asia/Tokyo",
+                           "Asia/Pyongyang",
+                           "Australia/Lord_Howe",
+                           "Pacific/Apia",
+                           "Pacific/Chatham",
+                           "Pacific/Fiji",
+                           "Pacific/Kiritimati",
+                           "Antarctica/Troll"}) {
+    const NSDateFormatter formatter(NSDateFormatterServer::serverDateFormat(), wireLocale(), zone);
+    for (int step = 0; step < 700; ++step) {
+      const std::time_t moment = kFirst + step * kStep;
+      const std::string text = systemText(zone, moment);
+      const Date date = dateFromSecondsSince1970(static_cast<double>(moment));
+      ASSERT_EQ(formatter.stringFromDate(date), text) << zone;
+      ASSERT_EQ(formatter.dateFromString(text), date) << zone;
+    }
+  }
 }
 
 using ServerDateFormatterTest = testing::PlatformFixture;

@@ -1,6 +1,5 @@
 #include <unicode/parsepos.h>
 #include <unicode/smpdtfmt.h>
-#include <unicode/timezone.h>
 
 #include <algorithm>
 #include <array>
@@ -10,6 +9,7 @@
 #include <vector>
 
 #include "BeaconSDK/Classes/Date/NSDateFormatter+Server.h"
+#include "BeaconSDK/Classes/Date/SystemTimeZone.h"
 #include "BeaconSDK/Platform/Api/Platform.h"
 
 namespace ks {
@@ -158,7 +158,7 @@ NSDateFormatter::NSDateFormatter(std::string pattern, const NSLocale& locale,
   auto format = std::make_unique<icu::SimpleDateFormat>(
       unicode(pattern_), icu::Locale(locale.localeIdentifier().c_str()), error);
   if (U_FAILURE(error)) return;
-  format->adoptTimeZone(icu::TimeZone::createTimeZone(unicode(timeZoneName)));
+  format->adoptTimeZone(systemTimeZone(timeZoneName).release());
   format->setLenient(false);
   implementation_->format = std::move(format);
   implementation_->mask = maskOfPattern(pattern_);

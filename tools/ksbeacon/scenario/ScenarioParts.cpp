@@ -8,6 +8,7 @@
 #include <memory>
 #include <numbers>
 
+#include "BeaconSDK/Classes/Date/SystemTimeZone.h"
 #include "tools/ksbeacon/documents/MomentText.h"
 #include "tools/ksbeacon/scenario/GpxTrack.h"
 
@@ -57,9 +58,7 @@ Seconds readMoment(ObjectReader& reader, std::string_view name, Range range,
 
 std::string readTimeZone(ObjectReader& reader, std::string_view name) {
   std::string zone = reader.text(name, "UTC");
-  const std::unique_ptr<const icu::TimeZone> found(
-      icu::TimeZone::createTimeZone(icu::UnicodeString::fromUTF8(zone)));
-  if (*found == icu::TimeZone::getUnknown()) {
+  if (*systemTimeZone(zone) == icu::TimeZone::getUnknown()) {
     reader.fail(name, "a time zone like \"Europe/Rome\"");
   }
   return zone;
