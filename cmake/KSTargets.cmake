@@ -18,6 +18,8 @@ if(CMAKE_UNITY_BUILD AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   target_compile_options(ks_build_flags INTERFACE -Wno-subobject-linkage)
 endif()
 if(KS_SANITIZE)
+  # The standard library checks indices, iterators and optionals in use.
+  target_compile_definitions(ks_build_flags INTERFACE _GLIBCXX_ASSERTIONS)
   target_compile_options(ks_build_flags INTERFACE -fsanitize=${KS_SANITIZE} -fno-omit-frame-pointer
                                                   -fno-sanitize-recover=all)
   target_link_options(ks_build_flags INTERFACE -fsanitize=${KS_SANITIZE})
