@@ -8,7 +8,7 @@ namespace ks::gate {
 
 namespace {
 
-constexpr double kDegreeMetres = 6371008.8 * 3.14159265358979 / 180;
+constexpr double kDegreeMetres = kMeanEarthRadius.value * 3.14159265358979 / 180;
 const UUID kSite = *UUID::fromString("11223344-5566-4778-8899-AABBCCDDEEFF");
 
 }  // namespace

@@ -4,10 +4,8 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <functional>
 #include <map>
-#include <random>
 #include <set>
 
 #include "BeaconSDK/Platform/Storage/DiskFileStore.h"
@@ -30,15 +28,13 @@ class FileFaultsTest : public ::testing::Test {
   std::ptrdiff_t fileCount() const {
     return std::distance(std::filesystem::directory_iterator(folder_.path()), {});
   }
-  /// Runs `work` in a child process, and waits until it is dead; `kill` may end it sooner.
-  static void runInChild(const std::function<void()>& work,
-                         const std::function<void(pid_t)>& kill) {
+  /// Runs `work` in a child process, and waits until it is dead.
+  static void runInChild(const std::function<void()>& work) {
     const pid_t child = ::fork();
     if (child == 0) {
       work();
       ::_exit(0);
     }
-    kill(child);
     int status = 0;
     ::waitpid(child, &status, 0);
   }
@@ -128,7 +124,6 @@ TEST_F(FileFaultsTest, PowerCutsLeaveOldOrNew) {
   }
 }
 
-/// More rounds with KS_KILLS=300 in the environment.
 TEST_F(FileFaultsTest, KillsLeaveOldOrNew) {
   const auto isWhole = [&] {
     const std::string text = readText(file_);
@@ -137,29 +132,12 @@ TEST_F(FileFaultsTest, KillsLeaveOldOrNew) {
   ASSERT_FALSE(store_.write(file_, bytesOf('o')));
   for (int nth = 1; nth <= 8; ++nth) {
     int calls = 0;
-    runInChild(
-        [&] {
-          const SystemCalls shim(
-              [&](const SystemCall&) { return ++calls == nth ? ::raise(SIGKILL) : 0; });
-          (void)store_.write(file_, bytesOf('n'));
-        },
-        [](pid_t) {});
+    runInChild([&] {
+      const SystemCalls shim(
+          [&](const SystemCall&) { return ++calls == nth ? ::raise(SIGKILL) : 0; });
+      (void)store_.write(file_, bytesOf('n'));
+    });
     EXPECT_TRUE(isWhole()) << "killed at call " << nth;
-  }
-  const char* const wanted = std::getenv("KS_KILLS");
-  std::mt19937 random(1);
-  for (int round = 0; round < (wanted != nullptr ? std::atoi(wanted) : 30); ++round) {
-    runInChild(
-        [&] {
-          for (char letter = 'a';; letter = letter == 'z' ? 'a' : static_cast<char>(letter + 1)) {
-            (void)store_.write(file_, bytesOf(letter));
-          }
-        },
-        [&](pid_t child) {
-          ::usleep(random() % 3000);
-          ::kill(child, SIGKILL);
-        });
-    ASSERT_TRUE(isWhole()) << round;
   }
   removeUnfinishedFiles(folder_.path());
   EXPECT_EQ(fileCount(), 1);

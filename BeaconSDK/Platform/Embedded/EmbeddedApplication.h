@@ -1,60 +1,35 @@
 #pragma once
 
-#include <functional>
-#include <map>
-#include <optional>
+#include <utility>
 
-#include "BeaconSDK/Platform/Api/Foundation.h"
-#include "BeaconSDK/Platform/Api/UIKit.h"
-#include "BeaconSDK/Platform/Common/LocalNotifications.h"
+#include "BeaconSDK/Platform/Common/DeviceApplication.h"
 
 namespace ks {
 
 /// The application of an embedded device: the host reports when it is in front, shows notifications
 /// and alerts, and can query whether background work is running. Main queue only.
-class EmbeddedApplication : public UIApplication {
+class EmbeddedApplication : public DeviceApplication {
  public:
   using Presenter = LocalNotifications::Presenter;
 
-  EmbeddedApplication(DispatchQueue& mainQueue, NSNotificationCenter& center);
+  EmbeddedApplication(DispatchQueue& mainQueue, NSNotificationCenter& center)
+      : DeviceApplication(mainQueue, center) {}
 
-  /// The interval at which the host should call the library's background-fetch hook.
-  void setMinimumBackgroundFetchInterval(Seconds interval) override { fetchInterval_ = interval; }
-  std::optional<Seconds> minimumBackgroundFetchInterval() const { return fetchInterval_; }
-  UIBackgroundTaskIdentifier beginBackgroundTask(std::function<void()> expirationHandler) override;
-  void endBackgroundTask(UIBackgroundTaskIdentifier task) override;
-  void scheduleLocalNotification(UILocalNotification notification) override {
-    localNotifications_.schedule(std::move(notification));
-  }
-  void cancelAllLocalNotifications() override { localNotifications_.cancelAll(); }
-  /// Presented like a local notification without user information.
-  void showAlertView(const UIAlertView& alert) override;
-
-  /// Each posts its notification asynchronously on the main queue, unless already in that state.
-  /// Initially inactive.
-  void becomeActive();
-  void resignActive();
-  bool isActive() const { return active_; }
+  /// Call when the host came to the front, or went to the back.
+  void becomeActive() { setActive(true); }
+  void resignActive() { setActive(false); }
 
   /// True while the host should keep the process running.
-  bool hasBackgroundWork() const { return !backgroundTasks_.empty(); }
-  /// Expires every background task; call before the process is stopped.
-  void expireBackgroundTasks();
+  bool hasBackgroundWork() const { return !runningTasks().empty(); }
   /// Sets the function called with each local notification and alert that is due; may be null.
   void setPresenter(Presenter presenter) { presenter_ = std::move(presenter); }
 
  private:
-  void postSoon(const char* name);
-  void present(const UILocalNotification& notification) const;
+  void present(const UILocalNotification& notification) override {
+    if (presenter_) presenter_(notification);
+  }
 
-  DispatchQueue& mainQueue_;
-  NSNotificationCenter& center_;
   Presenter presenter_;
-  bool active_ = false;
-  std::optional<Seconds> fetchInterval_;
-  UIBackgroundTaskIdentifier lastBackgroundTask_ = UIBackgroundTaskInvalid;
-  std::map<UIBackgroundTaskIdentifier, std::function<void()>> backgroundTasks_;
-  LocalNotifications localNotifications_;
 };
 
 }  // namespace ks

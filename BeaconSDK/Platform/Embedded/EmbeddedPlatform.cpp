@@ -4,11 +4,11 @@
 #include <utility>
 
 #include "BeaconSDK/Platform/Api/Version.h"
+#include "BeaconSDK/Platform/Common/HostReachability.h"
 #include "BeaconSDK/Platform/Common/ScheduledNotificationCenter.h"
 #include "BeaconSDK/Platform/Common/SystemClock.h"
 #include "BeaconSDK/Platform/Common/WorkerQueue.h"
 #include "BeaconSDK/Platform/Embedded/EmbeddedQueue.h"
-#include "BeaconSDK/Platform/Embedded/EmbeddedReachability.h"
 #include "BeaconSDK/Platform/Http/HttpURLLoadingSystem.h"
 #include "BeaconSDK/Platform/Location/LocationErrors.h"
 #include "BeaconSDK/Platform/Storage/DiskFileStore.h"
@@ -83,7 +83,7 @@ struct EmbeddedPlatform::Services {
   NSNotificationCenter notificationCenter;
   EmbeddedQueue mainQueue;
   EmbeddedLocation location;
-  EmbeddedReachability reachability;
+  HostReachability reachability;
   EmbeddedApplication application;
   /// Keeps none: the listener has each with its attachments.
   ScheduledNotificationCenter notifications;

@@ -16,7 +16,6 @@
 
 namespace ks {
 
-class EmbeddedReachability;
 class HttpObserver;
 class ScheduledNotificationCenter;
 

@@ -19,12 +19,11 @@ constexpr Seconds kShortestFetchInterval{1};
 LinuxApplication::LinuxApplication(Clock& clock, DispatchQueue& mainQueue,
                                    NSNotificationCenter& center, Console& console,
                                    const std::string& applicationName)
-    : clock_(clock),
+    : DeviceApplication(mainQueue, center),
+      clock_(clock),
       mainQueue_(mainQueue),
-      center_(center),
       console_(console),
-      lastFetch_(clock.now()),
-      localNotifications_(mainQueue, [this](const UILocalNotification& due) { present(due); }) {
+      lastFetch_(clock.now()) {
   session_ = std::make_unique<SessionEvents>(
       mainQueue, SessionEvents::Listener{
                      .lockChanged = [this] { updateActive(); },
@@ -50,13 +49,7 @@ void LinuxApplication::resignActive() {
 }
 
 void LinuxApplication::updateActive() {
-  const bool active = foreground_ && !session_->isLocked() && !session_->isAsleep();
-  if (std::exchange(active_, active) == active) return;
-  const char* const name =
-      active ? UIApplicationDidBecomeActiveNotification : UIApplicationWillResignActiveNotification;
-  mainQueue_.async([this, name, alive = std::weak_ptr(alive_)] {
-    if (!alive.expired()) center_.post({name, nullptr, {}});
-  });
+  setActive(foreground_ && !session_->isLocked() && !session_->isAsleep());
 }
 
 void LinuxApplication::sleepChanged() {
@@ -70,7 +63,7 @@ void LinuxApplication::sleepChanged() {
 }
 
 void LinuxApplication::setMinimumBackgroundFetchInterval(Seconds interval) {
-  fetchInterval_ = std::max(interval, kShortestFetchInterval);
+  DeviceApplication::setMinimumBackgroundFetchInterval(std::max(interval, kShortestFetchInterval));
   armFetch();
 }
 
@@ -81,18 +74,19 @@ void LinuxApplication::setBackgroundFetchHandler(FetchHandler handler) {
 
 void LinuxApplication::armFetch() {
   fetchTimer_.cancel();
-  if (!fetchHandler_ || !fetchInterval_ || fetching_) return;
+  const auto interval = minimumBackgroundFetchInterval();
+  if (!fetchHandler_ || !interval || fetching_) return;
   // A wall clock that was set back does not put the fetch off beyond one interval.
   const Seconds since = std::max(Seconds{0}, clock_.now() - lastFetch_);
-  fetchTimer_.arm(mainQueue_, std::max(Seconds{0}, *fetchInterval_ - since), [this] { fetch(); });
+  fetchTimer_.arm(mainQueue_, std::max(Seconds{0}, *interval - since), [this] { fetch(); });
 }
 
 void LinuxApplication::fetch() {
   fetching_ = true;
   lastFetch_ = clock_.now();
   const UIBackgroundTaskIdentifier task = beginBackgroundTask({});
-  const auto done = [this, task, alive = std::weak_ptr(alive_)](UIBackgroundFetchResult) {
-    if (alive.expired() || !backgroundTasks_.contains(task)) return;
+  const auto done = [this, task, alive = lifetime()](UIBackgroundFetchResult) {
+    if (alive.expired() || !runningTasks().contains(task)) return;
     endBackgroundTask(task);
     fetching_ = false;
     armFetch();
@@ -102,32 +96,7 @@ void LinuxApplication::fetch() {
   handler(done);
 }
 
-UIBackgroundTaskIdentifier LinuxApplication::beginBackgroundTask(
-    std::function<void()> expirationHandler) {
-  backgroundTasks_.emplace(++lastBackgroundTask_, std::move(expirationHandler));
-  inhibitor_->setWanted(true);
-  return lastBackgroundTask_;
-}
-
-void LinuxApplication::endBackgroundTask(UIBackgroundTaskIdentifier task) {
-  if (backgroundTasks_.erase(task) == 0) return;
-  if (backgroundTasks_.empty()) inhibitor_->setWanted(false);
-}
-
-void LinuxApplication::expireBackgroundTasks() {
-  for (const auto& [task, handler] : backgroundTasks_) {
-    if (!handler) continue;
-    mainQueue_.async([this, task = task, handler = handler, alive = std::weak_ptr(alive_)] {
-      if (!alive.expired() && backgroundTasks_.contains(task)) handler();
-    });
-  }
-}
-
-void LinuxApplication::showAlertView(const UIAlertView& alert) {
-  UILocalNotification notification;
-  notification.alertBody = alert.message.empty() ? alert.title : alert.title + "\n" + alert.message;
-  present(notification);
-}
+void LinuxApplication::backgroundWorkChanged(bool isRunning) { inhibitor_->setWanted(isRunning); }
 
 void LinuxApplication::present(const UILocalNotification& notification) {
   console_.log(notification.alertBody);

@@ -4,7 +4,6 @@
 #include <mutex>
 #include <utility>
 
-#include "BeaconSDK/Platform/Api/AdSupport.h"
 #include "BeaconSDK/Platform/Api/UIKit.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedPlatformOptions.h"
 

@@ -4,67 +4,15 @@
 
 namespace ks {
 
-/// Shared with the watches, which may outlive the service.
-struct SimulatedReachability::State {
-  std::mutex mutex;
-  SimulatedLoop* loop = nullptr;
-  std::optional<SCNetworkReachabilityFlags> flags = kSCNetworkReachabilityFlagsReachable;
-  Seconds delay{0};
-  bool refuses = false;
-  std::vector<std::string> targets;
-  std::vector<std::weak_ptr<Watch>> watches;
-};
-
-class SimulatedReachability::Watch : public SCNetworkReachability {
- public:
-  explicit Watch(std::shared_ptr<State> state) : state_(std::move(state)) {}
-
-  std::optional<SCNetworkReachabilityFlags> getFlags() override {
-    const std::lock_guard lock(state_->mutex);
-    if (state_->loop != nullptr) state_->loop->stall(state_->delay);
-    return state_->flags;
-  }
-  bool setCallback(std::function<void(SCNetworkReachabilityFlags)> callback) override {
-    callback_ = std::move(callback);
-    return true;
-  }
-  bool schedule() override { return scheduled_ = true; }
-  void unschedule() override { scheduled_ = false; }
-
-  void report(SCNetworkReachabilityFlags flags) const {
-    const auto callback = callback_;
-    if (scheduled_ && callback) callback(flags);
-  }
-
- private:
-  std::shared_ptr<State> state_;
-  std::function<void(SCNetworkReachabilityFlags)> callback_;
-  bool scheduled_ = false;
-};
-
-SimulatedReachability::SimulatedReachability(SimulatedLoop& loop, DispatchQueue& mainQueue)
-    : mainQueue_(mainQueue), state_(std::make_shared<State>()) {
-  state_->loop = &loop;
-}
-
-SimulatedReachability::~SimulatedReachability() {
-  const std::lock_guard lock(state_->mutex);
-  state_->loop = nullptr;
-}
-
-std::shared_ptr<SCNetworkReachability> SimulatedReachability::makeWatch(std::string target) {
-  const std::lock_guard lock(state_->mutex);
-  state_->targets.push_back(std::move(target));
-  if (state_->refuses) return nullptr;
-  auto watch = std::make_shared<Watch>(state_);
-  std::erase_if(state_->watches, [](const auto& other) { return other.expired(); });
-  state_->watches.push_back(watch);
-  return watch;
+std::shared_ptr<SCNetworkReachability> SimulatedReachability::makeWatchOf(std::string target) {
+  const std::lock_guard lock(mutex_);
+  targets_.push_back(std::move(target));
+  return refuses_ ? nullptr : makeWatch();
 }
 
 std::shared_ptr<SCNetworkReachability> SimulatedReachability::reachabilityWithName(
     const std::string& host) {
-  return makeWatch(host);
+  return makeWatchOf(host);
 }
 
 std::shared_ptr<SCNetworkReachability> SimulatedReachability::reachabilityWithAddress(
@@ -74,32 +22,21 @@ std::shared_ptr<SCNetworkReachability> SimulatedReachability::reachabilityWithAd
     text += std::to_string((address.address >> shift) & 0xFF);
     if (shift > 0) text += '.';
   }
-  return makeWatch(std::move(text));
-}
-
-void SimulatedReachability::setFlags(std::optional<SCNetworkReachabilityFlags> flags) {
-  const std::lock_guard lock(state_->mutex);
-  if (std::exchange(state_->flags, flags) == flags) return;
-  for (const auto& watch : state_->watches) {
-    mainQueue_.async([watch, flags] {
-      if (const auto alive = watch.lock()) alive->report(flags.value_or(0));
-    });
-  }
+  return makeWatchOf(std::move(text));
 }
 
 void SimulatedReachability::setDelay(Seconds delay) {
-  const std::lock_guard lock(state_->mutex);
-  state_->delay = delay;
+  setReadingHook([&loop = loop_, delay] { loop.stall(delay); });
 }
 
 void SimulatedReachability::setRefusesTargets(bool flag) {
-  const std::lock_guard lock(state_->mutex);
-  state_->refuses = flag;
+  const std::lock_guard lock(mutex_);
+  refuses_ = flag;
 }
 
 std::vector<std::string> SimulatedReachability::targets() const {
-  const std::lock_guard lock(state_->mutex);
-  return state_->targets;
+  const std::lock_guard lock(mutex_);
+  return targets_;
 }
 
 }  // namespace ks

@@ -1,9 +1,9 @@
 #include "tools/ksbeacon/device/Services.h"
 
 #include <algorithm>
-#include <cctype>
 #include <utility>
 
+#include "BeaconSDK/Platform/Api/Ascii.h"
 #include "BeaconSDK/Platform/Linux/Machine/LinuxFolders.h"
 
 namespace ks::tool {
@@ -56,12 +56,10 @@ std::string reasonFor(const ServiceState& state) {
   std::string reason;
   bool startsWord = false;
   for (const char letter : state.name) {
-    const auto byte = static_cast<unsigned char>(letter);
     if (letter == ' ') {
       startsWord = true;
     } else {
-      reason += static_cast<char>(std::exchange(startsWord, false) ? std::toupper(byte)
-                                                                   : std::tolower(byte));
+      reason += std::exchange(startsWord, false) ? asciiUpperCase(letter) : asciiLowerCase(letter);
     }
   }
   return reason;

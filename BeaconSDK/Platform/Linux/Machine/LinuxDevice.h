@@ -4,7 +4,6 @@
 #include <optional>
 #include <string>
 
-#include "BeaconSDK/Platform/Api/AdSupport.h"
 #include "BeaconSDK/Platform/Api/UIKit.h"
 
 namespace ks {

@@ -1,4 +1,4 @@
-#include "BeaconSDK/Platform/Embedded/EmbeddedReachability.h"
+#include "BeaconSDK/Platform/Common/HostReachability.h"
 
 #include <mutex>
 #include <utility>
@@ -7,18 +7,20 @@
 namespace ks {
 
 /// Shared with the watches, which may outlive the service.
-struct EmbeddedReachability::State {
+struct HostReachability::State {
   std::mutex mutex;
-  SCNetworkReachabilityFlags flags = kSCNetworkReachabilityFlagsReachable;
+  std::optional<SCNetworkReachabilityFlags> flags = kSCNetworkReachabilityFlagsReachable;
+  std::function<void()> readingHook;
   std::vector<std::weak_ptr<Watch>> watches;
 };
 
-class EmbeddedReachability::Watch : public SCNetworkReachability {
+class HostReachability::Watch : public SCNetworkReachability {
  public:
   explicit Watch(std::shared_ptr<State> state) : state_(std::move(state)) {}
 
   std::optional<SCNetworkReachabilityFlags> getFlags() override {
     const std::lock_guard lock(state_->mutex);
+    if (state_->readingHook) state_->readingHook();
     return state_->flags;
   }
   bool setCallback(std::function<void(SCNetworkReachabilityFlags)> callback) override {
@@ -39,10 +41,10 @@ class EmbeddedReachability::Watch : public SCNetworkReachability {
   bool scheduled_ = false;
 };
 
-EmbeddedReachability::EmbeddedReachability(DispatchQueue& mainQueue)
+HostReachability::HostReachability(DispatchQueue& mainQueue)
     : mainQueue_(mainQueue), state_(std::make_shared<State>()) {}
 
-std::shared_ptr<SCNetworkReachability> EmbeddedReachability::makeWatch() {
+std::shared_ptr<SCNetworkReachability> HostReachability::makeWatch() {
   auto watch = std::make_shared<Watch>(state_);
   const std::lock_guard lock(state_->mutex);
   std::erase_if(state_->watches, [](const auto& other) { return other.expired(); });
@@ -50,24 +52,29 @@ std::shared_ptr<SCNetworkReachability> EmbeddedReachability::makeWatch() {
   return watch;
 }
 
-std::shared_ptr<SCNetworkReachability> EmbeddedReachability::reachabilityWithName(
+std::shared_ptr<SCNetworkReachability> HostReachability::reachabilityWithName(
     const std::string& host) {
   return host.empty() ? nullptr : makeWatch();
 }
 
-std::shared_ptr<SCNetworkReachability> EmbeddedReachability::reachabilityWithAddress(
+std::shared_ptr<SCNetworkReachability> HostReachability::reachabilityWithAddress(
     const SocketAddress& /*address*/) {
   return makeWatch();
 }
 
-void EmbeddedReachability::setFlags(SCNetworkReachabilityFlags flags) {
+void HostReachability::setFlags(std::optional<SCNetworkReachabilityFlags> flags) {
   const std::lock_guard lock(state_->mutex);
   if (std::exchange(state_->flags, flags) == flags) return;
   for (const auto& watch : state_->watches) {
     mainQueue_.async([watch, flags] {
-      if (const auto alive = watch.lock()) alive->report(flags);
+      if (const auto alive = watch.lock()) alive->report(flags.value_or(0));
     });
   }
+}
+
+void HostReachability::setReadingHook(std::function<void()> hook) {
+  const std::lock_guard lock(state_->mutex);
+  state_->readingHook = std::move(hook);
 }
 
 }  // namespace ks
