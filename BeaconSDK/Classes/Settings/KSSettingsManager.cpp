@@ -55,6 +55,7 @@ std::shared_ptr<KSSettingsManager> KSSettingsManager::initWithNetwork(
 void KSSettingsManager::refresh(CompletionBlock completion) {
   {
     const std::lock_guard lock(completionMutex_);
+    // By default a later refresh replaces the completion of an earlier one.
     if (!refinements_.startAlwaysAnswers) contentLoadedCompletionBlocks_.clear();
     contentLoadedCompletionBlocks_.push_back(std::move(completion));
   }
@@ -94,6 +95,7 @@ void KSSettingsManager::enableAllOnFirstList() {
   const auto categories = contentCategories();
   const std::lock_guard lock(enabledMutex_);
   if (isEnabledUnread_) load();
+  // Only once; an unread file may hold the user's choice.
   if (enabledContentIdentifiers_ || isEnabledUnread_) return;
   if (categories.empty() && refinements_.categoriesFromFirstList) return;
   enabledContentIdentifiers_.emplace();
@@ -110,6 +112,7 @@ void KSSettingsManager::finishRefresh(std::optional<ks::Error> error) {
     std::vector<CompletionBlock> completions;
     {
       const std::lock_guard lock(self->completionMutex_);
+      // Taken out before the calls, because a completion may refresh again.
       completions = std::exchange(self->contentLoadedCompletionBlocks_, {});
     }
     for (const CompletionBlock& completion : completions) {
@@ -120,6 +123,7 @@ void KSSettingsManager::finishRefresh(std::optional<ks::Error> error) {
 
 void KSSettingsManager::save() const {
   const std::lock_guard lock(enabledMutex_);
+  // Would overwrite a choice that was not read yet.
   if (isEnabledUnread_) return;
   ks::NSKeyedArchiver archiver;
   if (enabledContentIdentifiers_) {
@@ -151,6 +155,7 @@ void KSSettingsManager::loadTags() {
   if (!stored) return;
   if (!aTags_) aTags_.emplace().isMutable = true;
   for (const auto& [key, value] : *stored) {
+    // Tags set since the start are newer than those of the file.
     if (value.string() && !aTags_->contains(key)) aTags_->set(key, value);
   }
 }
@@ -180,6 +185,7 @@ void KSSettingsManager::enableContentCategory(const KSProximityZoneContentCatego
   if (isEnabledUnread_) load();
   if (enabledContentIdentifiers_) {
     if (enabled) {
+      // Entries may repeat; disabling removes all of them.
       enabledContentIdentifiers_->push_back(*category.identifier);
     } else {
       std::erase(*enabledContentIdentifiers_, *category.identifier);
@@ -225,6 +231,7 @@ void KSSettingsManager::deleteTag(const std::string& key) {
 
 void KSSettingsManager::clearTags() {
   const std::lock_guard lock(tagsMutex_);
+  // An unread file may be overwritten: all its tags are cleared too.
   areTagsUnread_ = false;
   if (aTags_) aTags_->clear();
   saveTags();

@@ -6,6 +6,7 @@
 #include "BeaconSDK/Platform/Api/UIKit.h"
 
 void KSApplicationActivity::registerForApplicationNotifications() {
+  // By default each start adds a registration, and each registration handles every activation.
   if (refinements_.oneActivation && !observations_.empty()) return;
   observations_.push_back(notificationCenter_.addObserver(
       ks::UIApplicationDidBecomeActiveNotification,
@@ -24,6 +25,7 @@ void KSApplicationActivity::appDidBecomeActive() {
     if (elapsed > interval) {
       refreshCategoriesThenLocations();
     } else {
+      // The rest of the interval, which counts from the last refresh.
       kManagerLog(kFunction, "Schedule location refresh in %f seconds", interval - elapsed);
       refresh_.scheduleRefreshBesideEarlier(ks::Seconds(interval - elapsed));
     }

@@ -17,6 +17,7 @@ constexpr int kLocationsOutdatedSeconds = 3600;
 void KSLifecycle::start(StartCompletion completion) {
   if (!completion) completion = [](const std::optional<ks::Error>&) {};
   if (state_.started || state_.starting) {
+    // By default such a start has no effect and its completion is never called.
     if (!refinements_.startAlwaysAnswers) return;
     if (state_.started) return completion(std::nullopt);
     waiting_.push_back(std::move(completion));
@@ -28,7 +29,10 @@ void KSLifecycle::start(StartCompletion completion) {
     refuseStart(completion);
     return;
   }
+  // Content of an unknown category never fires, so the first start waits for the list. Later ones
+  // use the stored list and refresh it beside.
   if (settingsManager_.contentCategories().empty()) {
+    // The session is closed: no reply would ever come.
     if (network_.isReset()) {
       state_.starting = false;
       completion(ks::NSErrorHelpers::errorWithDescription(
@@ -55,6 +59,7 @@ void KSLifecycle::refuseStart(const StartCompletion& completion) {
   state_.starting = false;
   completion(
       ks::NSErrorHelpers::errorWithDescription("Wrong location manager authorization status"));
+  // The first refused start still fetches the categories; further ones do not.
   if (std::exchange(state_.justLoaded, true)) return;
   settingsManager_.refresh(link_.whileAlive([this](const std::optional<ks::Error>&) {
     activity_.registerForApplicationNotifications();
@@ -131,10 +136,12 @@ void KSLifecycle::fetch(const FetchCompletion& completion) {
       result = UIBackgroundFetchResult::newData;
     }
   }
+  // Called before the downloads end; the background session continues without the application.
   completion(result);
 }
 
 void KSLifecycle::reset() {
+  // First of all, so that no event of the device arrives during the rest.
   regionMonitor_.endMonitoring();
   network_.reset();
   refresh_.invalidateTimers();

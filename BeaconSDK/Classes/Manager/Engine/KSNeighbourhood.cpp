@@ -11,6 +11,7 @@ void KSNeighbourhood::didUpdateLocations(const std::vector<ks::CLLocation>& loca
                 "currentLocation updated to %@", newest.description());
   }
   const auto& searchRegion = regionMonitor_.searchRegion();
+  // A position may show that the region was left before its exit is reported.
   if (!searchRegion || !searchRegion->containsCoordinate(newest.coordinate)) {
     startLookingForNewGeoFence();
   } else if (cache_.locations().empty()) {
@@ -26,6 +27,7 @@ void KSNeighbourhood::didDetermineState(ks::CLRegionState state, const ks::CLReg
     return;
   }
   if (state == ks::CLRegionState::outside) {
+    // An exit comes without a position; the service's own is the newest there is.
     locationAccess_.setCurrentLocation(locationAccess_.serviceLocation());
     kManagerLog(kFunction, "Exiting CircularRegion");
     startLookingForNewGeoFence();
@@ -56,6 +58,7 @@ void KSNeighbourhood::resetGeoFencing() {
 }
 
 void KSNeighbourhood::forget() {
+  // Stays end before the book and the cache drop their beacons.
   stays_.forgetBeacons();
   book_.clear();
   dwelling_.stopAll();

@@ -15,6 +15,7 @@ constexpr const char* kDetermine =
 void KSRegionEvents::didDetermineState(ks::CLRegionState state,
                                        const std::shared_ptr<const ks::CLRegion>& region) {
   if (ks::asCircularRegion(region)) {
+    // A circle that is no geofence can only be the search region.
     const auto geofence = cache_.geofenceForRegion(region->identifier());
     if (!geofence) {
       neighbourhood_.didDetermineState(state, *region);
@@ -43,6 +44,7 @@ void KSRegionEvents::beaconRegionEntered(const std::shared_ptr<const ks::CLBeaco
 void KSRegionEvents::beaconRegionLeft(const ks::CLBeaconRegion& region) {
   kManagerLog(kDetermine, "Exited region %@", region.proximityUUID());
   kManagerLog(kDetermine, "====");
+  // First, so that no late result starts a stay again.
   tracker_.stopRanging(region);
   const auto beacons = book_.beaconsInRegion(region);
   if (!beacons) return;
@@ -64,6 +66,8 @@ void KSRegionEvents::endEnteredStay(const std::shared_ptr<KSPrivateBeacon>& beac
   const auto content = beacon->content();
   const std::int64_t wanted = content ? content->proximity : 0;
   const bool firesOnExit = !content || !content->eventIsEnter;
+  // With a wanted proximity the content fires only if the device was last seen there; if it was
+  // elsewhere, the departure has been handled while ranging.
   if (wanted != 0 && wanted == beacon->proximity()) {
     kManagerLog(kDetermine, "beacon moved out of trigger zone");
     content->updateEventDetectionCounter();

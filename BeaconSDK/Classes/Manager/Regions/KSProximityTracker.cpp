@@ -51,12 +51,14 @@ void KSProximityTracker::didRangeBeacons(const std::vector<ks::CLBeacon>& beacon
   const KSRegionBook::Region* known = nullptr;
   std::vector<std::string> toFetch;
   for (const auto& [uuid, major, minor, proximity, accuracy, rssi] : beacons) {
+    // Looked up until it exists: the first unknown beacon creates the region.
     if (known == nullptr) known = book_.regionWithKey(key);
     const auto beacon = book_.addOrReturnBeacon(KSRegionBook::find(known, uuid, major, minor), uuid,
                                                 major, minor, *beaconRegion);
     if (battery_) battery_->requestBatteryForBeacon(*beacon);
     if (!rangeBeacon(beacon, proximity)) continue;
     toFetch.push_back(referenceTo(*beacon));
+    // The remaining beacons are handled with the next result.
     if (toFetch.size() == kMostBeaconsPerRequest) break;
   }
   contentRequests_.request(std::move(toFetch));
@@ -121,6 +123,7 @@ void KSProximityTracker::rangeBeaconWithContent(const std::shared_ptr<KSPrivateB
   if (!content) return;
   if (enableLogging) traceDetection(*beacon, proximity);
   const std::int64_t previous = beacon->proximity();
+  // An unknown proximity is evaluated each time.
   if (previous == proximity && proximity != 0) return;
   if (previous != 0 && enableLogging) {
     kManagerLog(kRange, "Proximity changed from %@  to %@", formatProximity(previous),

@@ -23,6 +23,7 @@ std::size_t KSRegionBook::Region::IdentityHash::operator()(const Identity& ident
 std::shared_ptr<KSPrivateBeacon> KSRegionBook::knownOrAppended(
     const std::shared_ptr<KSPrivateBeacon>& beacon) {
   Region& region = regionForKey(beacon->regionKey());
+  // Beacons without a UUID are never taken for each other.
   const auto found = region.places_.find(Region::identityOf(*beacon));
   if (beacon->uuid() && found != region.places_.end()) return *found->second.front();
   append(region, beacon);
@@ -41,6 +42,7 @@ void KSRegionBook::takeOver(const std::shared_ptr<KSPrivateBeacon>& known,
                             const KSPrivateBeacon& beacon) {
   const auto guard = known->lock();
   const auto earlier = known->content();
+  // The identifier of the content may change below.
   unindexContent(known);
   known->setState(beacon.state());
   known->setIdentifier(beacon.identifier());
@@ -95,6 +97,7 @@ void KSRegionBook::remove(Region& region, const KSPrivateBeacon& beacon) {
   auto& places = region.places_;
   const auto found = places.find(Region::identityOf(beacon));
   if (found == places.end()) return;
+  // Beacons may share the identity; only those with the same portal identifier leave.
   const auto leave = [&](Region::Place place) {
     if (!(*place)->isEqual(&beacon)) return false;
     unindexContent(*place);
@@ -151,6 +154,7 @@ void KSRegionBook::makeRoom(Region& region) {
   while (region.unknown_.size() >= kMostUnknownBeacons) {
     const auto oldest = region.unknown_.front().lock();
     region.unknown_.pop_front();
+    // One with an identifier has become known since.
     if (oldest && !oldest->identifier()) remove(region, *oldest);
   }
 }

@@ -20,6 +20,11 @@ void KSPortalRefresh::refreshLocationsWithLocation(const std::optional<ks::CLLoc
   restartRefreshTimer();
 }
 
+void KSPortalRefresh::locationsReplaced() {
+  restartRefreshTimer();
+  checkIfProximityZonesNeedRefreshing();
+}
+
 void KSPortalRefresh::restartRefreshTimer() {
   refreshLocationsTimer_.reset();
   scheduleRefreshTimer(kLocationsRefreshInterval);
@@ -27,6 +32,7 @@ void KSPortalRefresh::restartRefreshTimer() {
 
 void KSPortalRefresh::scheduleRefreshBesideEarlier(ks::Seconds delay) {
   if (refreshLocationsTimer_) forgottenTimers_.push_back(std::move(refreshLocationsTimer_));
+  // Fired timers are removed, so the list holds those of one interval only.
   std::erase_if(forgottenTimers_, [](const auto& timer) { return !timer->isScheduled(); });
   scheduleRefreshTimer(delay);
 }

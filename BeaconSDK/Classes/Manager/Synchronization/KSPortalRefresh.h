@@ -36,8 +36,9 @@ class KSPortalRefresh {
   void refreshLocationsWithLocation(const std::optional<ks::CLLocation>& location);
   /// As `refreshLocations`, without changing the timer.
   void loadLocations() { network_->loadLocations(locationAccess_.currentLocation()); }
-  /// Schedules the next fetch of the locations one interval from now.
-  void restartRefreshTimer();
+  /// Call when the location list was replaced: schedules its next fetch one interval from now and
+  /// requests outdated zones.
+  void locationsReplaced();
   /// Sets the refresh timer to `delay`. An earlier timer still fires once: it is replaced, not
   /// cancelled.
   void scheduleRefreshBesideEarlier(ks::Seconds delay);
@@ -55,6 +56,7 @@ class KSPortalRefresh {
 
  private:
   KSZoneCheck makeZoneCheck() const;
+  void restartRefreshTimer();
   void scheduleRefreshTimer(ks::Seconds delay);
 
   const std::shared_ptr<KSNetwork> network_;

@@ -10,6 +10,7 @@ KSZoneCheck::KSZoneCheck(const ks::LocationList& locations, std::shared_ptr<KSNe
       disabledCategories_(settingsManager.disabledCategories()),
       tags_(settingsManager.tags()),
       clock_(clock) {
+  // Copies: `run` may be called on another thread, on which the records must not be read.
   entries_.reserve(locations.size());
   for (const auto& location : locations) {
     entries_.push_back(

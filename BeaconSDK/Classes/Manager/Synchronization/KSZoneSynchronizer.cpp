@@ -57,6 +57,7 @@ void KSZoneSynchronizer::addLoadedLocations(ks::LocationList loaded) {
   if (!regionMonitor_.mayMonitorRegions()) return;
   using ks::NSArrayHelpers::arrayByRemovingObjectsOfArray;
   const ks::LocationList earlier = cache_.locations();
+  // While the old list is in place, so that the notification can name the location.
   for (const auto& removed : arrayByRemovingObjectsOfArray(earlier, loaded)) {
     if (removed->identifier) replaceBeaconsForLocation(*removed->identifier, {});
   }
@@ -64,6 +65,7 @@ void KSZoneSynchronizer::addLoadedLocations(ks::LocationList loaded) {
   for (const auto& location : earlier) {
     if (location->identifier) earlierByIdentifier.emplace(*location->identifier, location.get());
   }
+  // The portal does not send when this device loaded the zones.
   for (const auto& location : loaded) {
     if (!location->identifier) continue;
     const auto known = earlierByIdentifier.find(*location->identifier);
@@ -72,9 +74,8 @@ void KSZoneSynchronizer::addLoadedLocations(ks::LocationList loaded) {
   cache_.setLocations(std::move(loaded));
   cache_.saveLocations();
   state_.setLastLocationsRefreshDate(clock_.now());
-  refresh_.restartRefreshTimer();
   link_.postOnMainQueue(KSProximityManagerLocationsUpdatedNotification, {});
-  refresh_.checkIfProximityZonesNeedRefreshing();
+  refresh_.locationsReplaced();
 }
 
 void KSZoneSynchronizer::replaceBeaconsForLocation(const std::string& identifier,
@@ -86,8 +87,7 @@ void KSZoneSynchronizer::replaceBeaconsForLocation(const std::string& identifier
   inherit(beacons, earlier);
   auto kept = book_.replaceBeacons(leavingTheBook(earlier, beacons), beacons);
   if (identifier == kUnknownLocation) regionMonitor_.adjustBeaconRegions(beacons);
-  cache_.replaceZonesOfLocation(identifier, std::move(kept));
-  const auto location = cache_.noteZonesSynced(identifier, clock_.now());
+  const auto location = cache_.replaceZonesOfLocation(identifier, std::move(kept), clock_.now());
   if (!location) return;
   link_.postOnMainQueue(KSProximityManagerProximityZonesForLocationUpdatedNotification,
                         {{ks::manager_keys::kLocation, location}});
@@ -99,6 +99,7 @@ void KSZoneSynchronizer::newBeaconsFetched(const ks::PrivateBeaconList& beacons)
     const auto zone = book_.addOrReplaceBeaconToBeaconRegions(fetched);
     cache_.admit(zone);
     if (zone->state() == KSPrivateBeaconState::noContent) contentRequests_.tellWithheld(*zone);
+    // The proximity is unknown until the next ranging result.
     tracker_.rangeBeaconWithContent(zone, 0);
   }
 }

@@ -11,6 +11,7 @@ bool KSDwellingZones::hasDwellingProximityZone(const KSProximityZone& zone) cons
 }
 
 void KSDwellingZones::addDwellingProximityZone(const std::shared_ptr<KSProximityZone>& zone) {
+  // Destroying an earlier task cancels its timer, so the time starts again.
   if (const auto earlier = find(*zone); earlier != tasks_.end()) tasks_.erase(earlier);
   if (const auto* const beacon = zone->asBeacon(); beacon != nullptr && enableLogging) {
     kManagerLog("-[KSProximityManager addDwellingProximityZone:]", "Trigger beacon %@",
@@ -24,6 +25,7 @@ void KSDwellingZones::addDwellingProximityZone(const std::shared_ptr<KSProximity
 void KSDwellingZones::removeDwellingItem(const KSProximityZone& zone) {
   const auto found = find(zone);
   if (found == tasks_.end()) return;
+  // Read before the task is destroyed.
   const ks::Date begun = (*found)->begun();
   tasks_.erase(found);
   if (const auto observer = observer_.get()) {
@@ -50,6 +52,7 @@ void KSDwellingZones::timeUp(const KSDwellingNotificationToServerTask& task) {
     statistics_.notifiedAfterDwelling(*zone);
     announce(zone);
   }
+  // Destroys the task that called this operation.
   removeDwellingNotificationToServerTask(task);
 }
 
@@ -73,6 +76,7 @@ void KSDwellingZones::announce(const std::shared_ptr<KSProximityZone>& zone) {
 KSDwellingZones::Tasks::const_iterator KSDwellingZones::find(const KSProximityZone& zone) const {
   return std::find_if(tasks_.begin(), tasks_.end(), [&](const auto& task) {
     const auto item = task->item();
+    // Equal is enough: a refresh may have replaced the object of the zone.
     return item && (item.get() == &zone || item->isEqual(&zone));
   });
 }

@@ -11,6 +11,7 @@ KSBlockedContents::KSBlockedContents(ks::Platform& platform, const KSObserverSlo
           [this](const ks::Value& stored) { restore(stored); }) {}
 
 ks::Value KSBlockedContents::withoutExpired() {
+  // Called for each write, so the file holds running blocks only.
   const ks::Date now = clock_.now();
   ks::Dictionary left;
   for (const auto& [identifier, until] : blockedContents_) {
@@ -26,6 +27,7 @@ void KSBlockedContents::restore(const ks::Value& stored) {
   const ks::Date now = clock_.now();
   for (const auto& [identifier, value] : *entries) {
     const ks::Date* const until = value.date();
+    // A block since the start of the process is newer than the one in the file.
     const bool isNew = !blockedContents_.contains(identifier);
     if (isNew && until != nullptr && *until > now) blockedContents_.set(identifier, *until);
   }
@@ -40,6 +42,7 @@ void KSBlockedContents::block(const KSProximityZoneContent& content) {
 
 void KSBlockedContents::applyTo(KSProximityZoneContent* content) {
   if (content == nullptr || !content->identifier) return;
+  // A file that could not be read at the start is read now, so that no block is missed.
   file_.restored();
   const ks::Value* const until = blockedContents_.find(*content->identifier);
   if (until != nullptr) content->blockedUntilDate = *until->date();

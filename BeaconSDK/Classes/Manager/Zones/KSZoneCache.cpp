@@ -82,6 +82,7 @@ void KSZoneCache::setZones(const std::string& identifier, ks::PrivateBeaconList 
 }
 
 void KSZoneCache::count(const ks::PrivateBeaconList& beacons, int change) {
+  // A list may hold an object twice; it counts once.
   std::unordered_set<const KSPrivateBeacon*> counted;
   for (const auto& beacon : beacons) {
     if (!counted.insert(beacon.get()).second) continue;
@@ -112,18 +113,15 @@ ks::PrivateBeaconList KSZoneCache::zonesOfLocation(const std::string& identifier
   return held == nullptr ? ks::PrivateBeaconList{} : *held;
 }
 
-void KSZoneCache::replaceZonesOfLocation(const std::string& identifier,
-                                         ks::PrivateBeaconList beacons) {
+std::shared_ptr<KSLocation> KSZoneCache::replaceZonesOfLocation(const std::string& identifier,
+                                                                ks::PrivateBeaconList beacons,
+                                                                ks::Date now) {
   for (const auto& beacon : beacons) admit(beacon);
   // After the new zones were filed: a beacon that keeps its manufacturer identifier is filed again
   // only with its next content.
   for (const auto& beacon : zonesOfLocation(identifier)) removeManufacturerOf(*beacon);
   setZones(identifier, std::move(beacons));
   saveBeaconsForLocation();
-}
-
-std::shared_ptr<KSLocation> KSZoneCache::noteZonesSynced(std::string_view identifier,
-                                                         ks::Date now) {
   auto location = locationWithIdentifier(identifier);
   if (!location) return nullptr;
   location->zonesSyncedOn = now;

@@ -34,12 +34,10 @@ class KSZoneCache {
   const ks::PrivateBeaconTable& beaconsForLocation() const { return beaconsForLocation_; }
   /// A copy; empty when the location has none.
   ks::PrivateBeaconList zonesOfLocation(const std::string& identifier) const;
-  /// Replaces the location's zones, applies the blocked contents to the new ones, files them by
-  /// manufacturer, and saves.
-  void replaceZonesOfLocation(const std::string& identifier, ks::PrivateBeaconList beacons);
-  /// Sets and saves when the location's zones were last replaced; returns the location, or null
-  /// when it is not listed.
-  std::shared_ptr<KSLocation> noteZonesSynced(std::string_view identifier, ks::Date now);
+  /// Replaces the location's zones at `now`: applies the blocked contents to the new ones, files
+  /// them by manufacturer, and saves. Returns the location, or null when it is not listed.
+  std::shared_ptr<KSLocation> replaceZonesOfLocation(const std::string& identifier,
+                                                     ks::PrivateBeaconList beacons, ks::Date now);
   /// How many locations' lists hold this very object.
   int listsHolding(const KSPrivateBeacon& beacon) const;
   /// Reads the file, applies the blocked contents to it and files the beacons by manufacturer.
