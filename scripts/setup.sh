@@ -2,9 +2,10 @@
 # Installs what building, running and testing need and the machine lacks. Debian 12; apt-get as root
 # or through sudo, and only when something is missing.
 #
-# usage: scripts/setup.sh build|test|machine...
+# usage: scripts/setup.sh build|test|packages|machine...
 #   build    what the library, the command and the demo need
 #   test     what ./test.sh needs on top of that
+#   packages what scripts/check-packages.sh needs on top of that
 #   machine  what the virtual machine of ./test.sh long needs on top of that
 set -euo pipefail
 
@@ -27,6 +28,7 @@ test_packages=(
   fish gnome-keyring groff-base libsecret-tools systemd zsh
 )
 
+packages_packages=(dpkg-dev fakeroot gzip lintian mmdebstrap mosquitto mosquitto-clients)
 machine_packages=(bluez busybox-static cpio kmod qemu-system-x86)
 
 wanted=()
@@ -34,10 +36,11 @@ for group in "${@:-build}"; do
   case "$group" in
     build) wanted+=("${build_packages[@]}") ;;
     test) wanted+=("${build_packages[@]}" "${test_packages[@]}") ;;
+    packages) wanted+=("${build_packages[@]}" "${packages_packages[@]}") ;;
     machine)
       wanted+=("${build_packages[@]}" "${test_packages[@]}" "${machine_packages[@]}")
       ;;
-    *) echo "setup: unknown group '$group' (build, test or machine)" >&2; exit 2 ;;
+    *) echo "setup: unknown group '$group' (build, test, packages or machine)" >&2; exit 2 ;;
   esac
 done
 

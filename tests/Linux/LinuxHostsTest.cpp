@@ -55,4 +55,12 @@ TEST_F(LinuxHostsTest, BareHostSaysHowServicesStand) {
   EXPECT_THAT(readText(output_), EndsWith("ended\n"));
 }
 
+#ifdef KS_HPP_HOST
+TEST_F(LinuxHostsTest, HostOverTheCInterfaceSaysWhyItDoesNotStart) {
+  start(KS_HPP_HOST);
+  ASSERT_TRUE(says("connect to 127.0.0.1")) << readText(output_);
+  EXPECT_EQ(host_.wait(), 1) << readText(output_);
+}
+#endif
+
 }  // namespace ks::test

@@ -195,6 +195,7 @@ TEST_F(RunCommandTest, RefusesWrongOptionsAndWhatGivesPasswordsAway) {
       {"https://x.example --ca " + password_.string(), "expected a PEM file with certificates"},
       {"https://x.example --pin sha256//short=", "Base64 text of a key's SHA-256 digest"},
       {"http://127.0.0.1:1 --pin " + std::string(43, 'A') + "=", "begins with https://"},
+      {"https://x.example --exec /nowhere/program", "there is no program /nowhere/program"},
       {"https://x.example --password secret", "--password"},
       {"https://x.example", "there is no password"},
   };

@@ -102,8 +102,16 @@ class WalkTest : public testing::Test {
     chmod(password.c_str(), 0600);
     return KS_COMMAND " run --json --tag language=it --portal " + portal_->url() + " --user " +
            scenario_.portal.credentials.username + " --password-file " + password.string() +
-           " --state " + (folder_.path() / "state").string();
+           " --state " + (folder_.path() / "state").string() + " --exec " + listener().string();
   }
+  /// A program that keeps each event that it is given.
+  std::filesystem::path listener() const {
+    const auto file =
+        test::writeText(folder_.path() / "listener", "#!/bin/sh\ncat >>" + heard().string() + "\n");
+    std::filesystem::permissions(file, std::filesystem::perms::owner_all);
+    return file;
+  }
+  std::filesystem::path heard() const { return folder_.path() / "heard"; }
 
   /// Walks from a moment of the scenario to another, or until the condition holds.
   bool walk(Seconds from, Seconds to, const std::function<bool(Seconds)>& done) {
@@ -182,6 +190,9 @@ TEST_F(WalkTest, EndsInTheSimulationsTriggers) {
   const std::string entered = "statistic beacons/enter b-entrance";
   EXPECT_TRUE(runLoopUntil([&] { return told().contains(entered); }));
   EXPECT_TRUE(run.writes(R"("action":"shown","zone":"b-entrance")"));
+  const std::string message = R"("message":"The museum is open until six.")";
+  EXPECT_TRUE(runLoopUntil(
+      [&] { return test::readText(heard()).find(message) != std::string::npos; }, Seconds{30}));
   run.signal(SIGTERM);
   EXPECT_EQ(run.wait(Seconds{2}), 0);
   const Facts facts = factsIn(run.output());

@@ -50,11 +50,15 @@ int run(int argc, char** argv) {
       "  ksbeacon doctor                                          what of this machine is ready\n"
       "  ksbeacon scan                                            the beacons around\n"
       "  ksbeacon run --portal https://portal.example.com/app --user kiosk-7\n"
+      "  ksbeacon --config /etc/ksbeacon/ksbeacon.toml run        with options from a file\n"
       "  ksbeacon status                                          how the running service is\n"
       "  ksbeacon help run                                        examples and options of a "
       "command");
   app.set_version_flag("--version", std::string("ksbeacon ") + ks::kVersion);
   app.require_subcommand(1);
+  app.allow_config_extras(CLI::config_extras_mode::error);
+  app.set_config("--config", "", "Read options from this file; ksbeacon help --sample prints one")
+      ->type_name("FILE");
 
   int code = ks::tool::kSuccess;
   ks::tool::addSimulateCommand(app, code);

@@ -24,6 +24,7 @@ tool::LibraryHost::Options libraryOptions(const ks_application& application) {
   options.portalURL = application.portal_url;
   while (options.portalURL.ends_with('/')) options.portalURL.pop_back();
   options.refinements = refinementsFrom(application.refinements);
+  options.consent = consentWithout(application.without);
   options.showsNotifications = application.announce_only == 0;
   options.waitsForPictures = false;
   options.log = application.log != 0;
@@ -46,6 +47,19 @@ Refinements refinementsFrom(const char* names) {
     refinements.*known->member = true;
   }
   return refinements;
+}
+
+Consent consentWithout(const char* names) {
+  Consent consent;
+  std::istringstream list(optional(names));
+  for (std::string name; std::getline(list, name, ',');) {
+    const auto known = std::ranges::find(Consent::named(), name, &Consent::Named::name);
+    if (known == Consent::named().end()) {
+      throw Failure(KS_ERROR_ARGUMENT, "there is no class of data '" + name + "'");
+    }
+    consent.*known->member = false;
+  }
+  return consent;
 }
 
 NSLocale localeOf(const ks_application& application, NSLocale otherwise) {

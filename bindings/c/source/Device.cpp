@@ -5,6 +5,7 @@
 
 #include "bindings/c/source/Application.h"
 #include "bindings/c/source/EventView.h"
+#include "tools/ksbeacon/output/JsonText.h"
 
 using ks::capi::Failure;
 
@@ -30,7 +31,10 @@ class ks_device::Transfers : public ks::HttpObserver {
 };
 
 ks_device::ks_device(const ks_application& application, const ks_callbacks* callbacks)
-    : options_(ks::capi::libraryOptions(application)), transfers_(std::make_shared<Transfers>()) {
+    : options_(ks::capi::libraryOptions(application)),
+      recordFile_(ks::capi::optional(application.record)),
+      isRecordPrivate_(application.record_private != 0),
+      transfers_(std::make_shared<Transfers>()) {
   if (callbacks != nullptr) callbacks_ = ks::capi::taken(callbacks, "callbacks");
   options_.started = [this](const std::optional<ks::Error>& error) {
     if (callbacks_.started == nullptr) return;
@@ -41,30 +45,49 @@ ks_device::ks_device(const ks_application& application, const ks_callbacks* call
 
 std::shared_ptr<ks::HttpObserver> ks_device::transferObserver() { return transfers_; }
 
-void ks_device::open(ks::Platform& device) {
+void ks_device::open(ks::Platform& device, ks::LocationEngine& engine,
+                     const std::filesystem::path& state) {
   start_ = device.clock().now();
   // Timeline events of one turn are delivered in the next one, in order.
   timeline_.listen([this, &device](const ks::tool::TimelineEvent& event) {
+    if (recording_) recording_->take(event);
     if (callbacks_.event == nullptr) return;
     undelivered_.push_back(event);
     if (undelivered_.size() == 1) device.mainQueue().async([this] { deliver(); });
   });
   recorder_ = std::make_shared<ks::tool::TimelineRecorder>(
-      timeline_, ks::tool::TimelineRecorder::Options{start_, options_.portalURL, true});
-  recorder_->follow(device.clock());
-  platform_ = std::make_shared<ks::tool::ObservedPlatform>(device, *recorder_);
+      timeline_, ks::tool::TimelineRecorder::Options{
+                     start_, options_.portalURL, true, {}, options_.refinements.exactStays});
+  if (!recordFile_.empty()) record(device, engine, state);
+  platform_ = std::make_shared<ks::tool::ObservedPlatform>(
+      recording_ ? recording_->platform() : device, *recorder_);
+  recorder_->follow(platform_->clock());
   ks::Platform::install(platform_);
   library_.emplace(recorder_, options_);
   transfers_->follow(&device.mainQueue(), [this](const ks::HttpExchange& exchange) {
-    library_->transferEnded(exchange);
+    // Of a recording these are the transfers outside, not the library's.
+    if (!recording_) library_->transferEnded(exchange);
   });
+  if (callbacks_.health != nullptr) watchHealth(device.mainQueue());
+}
+
+void ks_device::record(ks::Platform& device, ks::LocationEngine& engine,
+                       const std::filesystem::path& state) {
+  recording_ = ks::capi::Recording::make(
+      {device, engine, state, recordFile_, isRecordPrivate_, options_, recorder_->options(),
+       [this](const std::string& name, const ks::Dictionary& arguments) {
+         library_->handle(name, arguments);
+       },
+       [this](const ks::HttpExchange& exchange) { library_->transferEnded(exchange); }});
 }
 
 void ks_device::close() {
+  healthTimer_.cancel();
   transfers_->follow(nullptr, {});
   library_.reset();
   ks::Platform::install(nullptr);
   platform_.reset();
+  recording_.reset();
 }
 
 void ks_device::deliver() {
@@ -96,10 +119,38 @@ bool ks_device::runOnce(ks::Seconds timeout) {
 
 void ks_device::start() {
   KSProximityManager* const manager = library_->manager();
-  if (manager != nullptr && !library_->isRefused()) return library_->start();
-  if (!library_->launch(manager == nullptr ? "launched" : "makes the library anew")) {
+  if (manager != nullptr && !library_->isRefused()) return handle("start", {});
+  handle("launch", {{"text", manager == nullptr ? "launched" : "makes the library anew"}});
+  if (library_->manager() == nullptr) {
     throw Failure(KS_ERROR_SYSTEM, "the library's cache folder cannot be made");
   }
+}
+
+void ks_device::handle(const std::string& name, ks::Dictionary arguments) {
+  if (recording_) return recording_->call(name, std::move(arguments));
+  library_->handle(name, arguments);
+}
+
+void ks_device::call(const char* name, ks::Dictionary arguments) {
+  static_cast<void>(manager());
+  handle(name, std::move(arguments));
+}
+
+std::string ks_device::healthText() { return ks::tool::jsonText(manager().health().dictionary()); }
+
+void ks_device::watchHealth(ks::DispatchQueue& mainQueue) {
+  constexpr ks::Seconds kInterval{15};
+  healthTimer_.arm(mainQueue, kInterval, [this, &mainQueue] {
+    watchHealth(mainQueue);
+    if (library_->manager() == nullptr) return;
+    const ks::Health health = manager().health();
+    std::string reasons;
+    for (const ks::Ailment& ailment : health.ailments) reasons += ailment.reason + " ";
+    if (toldAilments_ == reasons) return;
+    toldAilments_ = reasons;
+    const std::string text = ks::tool::jsonText(health.dictionary());
+    callbacks_.health(callbacks_.user_data, health.isWell() ? 0 : 1, text.c_str());
+  });
 }
 
 KSProximityManager& ks_device::manager() {
@@ -115,11 +166,16 @@ ks::EmbeddedPlatform& ks_device::embedded() {
   throw Failure(KS_ERROR_UNAVAILABLE, "only an embedded device is fed by its host");
 }
 
-void ks_device::say(const char* action, const std::string& title, const std::string& body,
-                    const ks::Value& zone) {
-  const std::string text = ks::tool::shownText(title, body);
-  recorder_->say(ks::tool::TimelineKind::notification, std::string(action) + ": " + text,
-                 {{"action", action}, {"zone", zone}, {"text", text}});
+void ks_device::shown(const ks::UNMutableNotificationContent& content) {
+  handle("shown",
+         {{"title", content.title}, {"body", content.body}, {"userInfo", content.userInfo}});
+}
+
+void ks_device::alerted(const std::string& text) {
+  handle("say",
+         {{"kind", static_cast<std::int64_t>(ks::tool::TimelineKind::notification)},
+          {"text", "alert: " + text},
+          {"details", ks::Dictionary{{"action", "alert"}, {"zone", ks::Null{}}, {"text", text}}}});
 }
 
 void ks_device::tellDemand(const ks_demand& demand) {

@@ -7,7 +7,9 @@
 #include <thread>
 
 #include "BeaconSDK/Platform/Http/HttpURLLoadingSystem.h"
+#include "BeaconSDK/Platform/Location/Wakeup.h"
 #include "bindings/c/source/Occupation.h"
+#include "bindings/c/source/Recording.h"
 #include "ksbeacon/ksbeacon.h"
 #include "tools/ksbeacon/host/LibraryHost.h"
 #include "tools/ksbeacon/host/ObservedPlatform.h"
@@ -38,6 +40,11 @@ struct ks_device {
   /// Throws `Failure` when it was not made yet.
   KSProximityManager& manager();
   ks::tool::LibraryHost& library() { return *library_; }
+  /// Has the application do something with the library, through the recording if there is one.
+  /// Throws `Failure` when the library was not made yet.
+  void call(const char* name, ks::Dictionary arguments = {});
+  /// As one JSON object.
+  std::string healthText();
 
   virtual int descriptor();
   virtual void setActive(bool active) = 0;
@@ -45,31 +52,41 @@ struct ks_device {
   virtual ks::EmbeddedPlatform& embedded();
 
  protected:
-  /// Installs the platform and makes the application on it.
-  void open(ks::Platform& device);
+  /// Installs the platform and makes the application on it. `engine` is the device's, `state` the
+  /// folder of its user defaults.
+  void open(ks::Platform& device, ks::LocationEngine& engine, const std::filesystem::path& state);
   /// Before the platform goes.
   void close();
   /// Tells the library of each transfer.
   std::shared_ptr<ks::HttpObserver> transferObserver();
-  void say(const char* action, const std::string& title, const std::string& body,
-           const ks::Value& zone);
+  void shown(const ks::UNMutableNotificationContent& content);
+  void alerted(const std::string& text);
   void tellDemand(const ks_demand& demand);
   virtual bool runTurn(ks::Seconds timeout) = 0;
 
  private:
   class Transfers;
   void deliver();
+  void record(ks::Platform& device, ks::LocationEngine& engine, const std::filesystem::path& state);
+  void handle(const std::string& name, ks::Dictionary arguments);
+  void watchHealth(ks::DispatchQueue& mainQueue);
 
   ks::capi::Occupation occupation_;
   const std::thread::id thread_ = std::this_thread::get_id();
   ks_callbacks callbacks_{};
   ks::tool::LibraryHost::Options options_;
+  std::string recordFile_;
+  bool isRecordPrivate_;
   ks::Date start_;
   std::shared_ptr<Transfers> transfers_;
   ks::tool::Timeline timeline_;
   std::shared_ptr<ks::tool::TimelineRecorder> recorder_;
+  std::unique_ptr<ks::capi::Recording> recording_;
   std::shared_ptr<ks::tool::ObservedPlatform> platform_;
   std::optional<ks::tool::LibraryHost> library_;
   std::deque<ks::tool::TimelineEvent> undelivered_;
+  ks::Wakeup healthTimer_;
+  /// The reasons that were told last; absent before the first time.
+  std::optional<std::string> toldAilments_;
   bool isRunning_ = false;
 };

@@ -21,15 +21,14 @@ class EmbeddedDevice : public ks_device {
   EmbeddedDevice(const ks_application& application, const ks_callbacks* callbacks,
                  const std::string& folder, const std::string& timeZone)
       : ks_device(application, callbacks), platform_(options(application, folder, timeZone)) {
-    open(platform_);
+    open(platform_, platform_.location().engine(),
+         ks::EmbeddedPlatformOptions::inFolder(folder).state);
     platform_.location().setDemandHandler(
         [this](const ks::EmbeddedDemand& demand) { tellDemand(demandFrom(demand)); });
-    platform_.scheduledNotificationCenter().setListener([this](const auto& shown) {
-      const ks::UNMutableNotificationContent& content = shown.request.content;
-      say("shown", content.title, content.body, content.userInfo["beaconIdentifier"]);
-    });
+    platform_.scheduledNotificationCenter().setListener(
+        [this](const auto& shown) { ks_device::shown(shown.request.content); });
     platform_.embeddedApplication().setPresenter(
-        [this](const ks::UILocalNotification& alert) { say("alert", "", alert.alertBody, {}); });
+        [this](const ks::UILocalNotification& alert) { alerted(alert.alertBody); });
   }
   ~EmbeddedDevice() override { close(); }
 

@@ -58,6 +58,14 @@ EventView::EventView(const tool::TimelineEvent& event, Date start)
   if (event.kind == TimelineKind::notification) {
     event_.message = keep(message_, event.details, "text");
   }
+  const Dictionary* const shows = event.details["shows"].dictionary();
+  if (shows == nullptr) return;
+  event_.title = keep(title_, *shows, "title");
+  event_.body = keep(body_, *shows, "message");
+  event_.page = keep(page_, *shows, "page");
+  event_.video = keep(video_, *shows, "video");
+  event_.media = keep(media_, *shows, "media");
+  event_.icon = keep(icon_, *shows, "icon");
 }
 
 const char* EventView::keep(std::string& place, const Dictionary& details, const char* member) {

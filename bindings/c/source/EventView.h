@@ -27,6 +27,12 @@ class EventView {
   std::string zone_;
   std::string detail_;
   std::string message_;
+  std::string title_;
+  std::string body_;
+  std::string page_;
+  std::string video_;
+  std::string media_;
+  std::string icon_;
   ks_event event_{};
 };
 

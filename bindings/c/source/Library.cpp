@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "BeaconSDK/Classes/Beacon/Content/KSProximityZoneContentCategory.h"
+#include "bindings/c/source/Application.h"
 #include "bindings/c/source/Device.h"
 
 using ks::capi::Failure;
@@ -52,26 +53,22 @@ ks_status ks_set_active(ks_device* device, int32_t active) {
 }
 
 ks_status ks_fetch(ks_device* device) {
-  return onDevice(device, [](ks_device& target) {
-    target.manager();
-    target.library().fetchInBackground();
-  });
+  return onDevice(device, [](ks_device& target) { target.call("fetch"); });
 }
 
 ks_status ks_reset(ks_device* device) {
-  return onDevice(device, [](ks_device& target) { target.manager().reset(); });
+  return onDevice(device, [](ks_device& target) { target.call("reset"); });
 }
 
 ks_status ks_set_tag(ks_device* device, const char* name, const char* value) {
   return onDevice(device, [&](ks_device& target) {
-    target.manager().settingsManager().setTag(required(name, "name"), ks::capi::optional(value));
+    target.call("setTag", {{"name", required(name, "name")}, {"value", ks::capi::optional(value)}});
   });
 }
 
 ks_status ks_delete_tag(ks_device* device, const char* name) {
   return onDevice(device, [&](ks_device& target) {
-    KSSettingsManager& settings = target.manager().settingsManager();
-    name == nullptr ? settings.clearTags() : settings.deleteTag(name);
+    name == nullptr ? target.call("clearTags") : target.call("deleteTag", {{"name", name}});
   });
 }
 
@@ -94,20 +91,36 @@ ks_status ks_enable_category(ks_device* device, const char* identifier, int32_t 
     const bool isKnown = std::ranges::any_of(
         categories, [&](const auto& category) { return category->identifier == wanted; });
     if (!isKnown) throw Failure(KS_ERROR_ARGUMENT, "there is no category '" + wanted + "'");
-    target.library().switchCategory(wanted, enabled != 0);
+    target.call("switchCategory", {{"name", wanted}, {"on", enabled != 0}});
   });
 }
 
 ks_status ks_open_content(ks_device* device, const char* content) {
   return onDevice(device, [&](ks_device& target) {
-    target.manager();
-    target.library().openContent(required(content, "content"));
+    target.call("open", {{"name", required(content, "content")}});
   });
 }
 
 ks_status ks_show_content(ks_device* device, const char* content) {
   return onDevice(device, [&](ks_device& target) {
-    target.manager();
-    target.library().showContent(required(content, "content"));
+    target.call("show", {{"name", required(content, "content")}});
   });
+}
+
+ks_status ks_health(ks_device* device, void (*told)(void*, const char*), void* user_data) {
+  return onDevice(device, [&](ks_device& target) {
+    if (told == nullptr) throw Failure(KS_ERROR_ARGUMENT, "told is null");
+    told(user_data, target.healthText().c_str());
+  });
+}
+
+ks_status ks_set_consent(ks_device* device, const char* without) {
+  return onDevice(device, [&](ks_device& target) {
+    target.call("setConsent",
+                {{"without", ks::tool::withoutList(ks::capi::consentWithout(without))}});
+  });
+}
+
+ks_status ks_purge(ks_device* device) {
+  return onDevice(device, [](ks_device& target) { target.call("purge"); });
 }

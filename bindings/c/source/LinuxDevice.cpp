@@ -11,16 +11,15 @@ class LinuxDevice : public ks_device {
  public:
   LinuxDevice(const ks_application& application, const ks_callbacks* callbacks)
       : ks_device(application, callbacks), platform_(options(application)) {
-    open(platform_);
+    open(platform_, platform_.locationEngine(),
+         ks::xdgFolders(application.bundle_identifier).state);
     auto* const center = platform_.linuxNotificationCenter();
     if (center == nullptr) return;
-    center->setDeliveryHandler([this](const ks::UNNotificationRequest& request) {
-      const ks::UNMutableNotificationContent& content = request.content;
-      say("shown", content.title, content.body, content.userInfo["beaconIdentifier"]);
-    });
+    center->setDeliveryHandler(
+        [this](const ks::UNNotificationRequest& request) { shown(request.content); });
     center->setResponseHandler([this](const ks::UNNotificationResponse& response) {
       if (library().manager() == nullptr) return;
-      library().openNotification(response.request.content.userInfo);
+      call("openNotification", {{"userInfo", response.request.content.userInfo}});
     });
   }
   ~LinuxDevice() override { close(); }

@@ -3,8 +3,10 @@
 #include "bindings/c/source/Application.h"
 #include "bindings/c/source/EventView.h"
 #include "bindings/c/source/Occupation.h"
+#include "tools/ksbeacon/replay/Replay.h"
 #include "tools/ksbeacon/scenario/ScenarioReader.h"
 #include "tools/ksbeacon/simulate/Simulation.h"
+#include "tools/ksbeacon/why/FileExplanation.h"
 
 namespace {
 
@@ -32,6 +34,34 @@ ks::tool::SimulationOptions simulationOptions(const ks_scenario_options& options
   return made;
 }
 
+/// Hands events to the caller until it ends the run.
+class Listener {
+ public:
+  using Callback = int32_t (*)(void*, const ks_event*);
+  Listener(Callback callback, void* userData) : callback_(callback), userData_(userData) {}
+
+  void follow(ks::tool::Timeline& timeline) {
+    timeline.listen([this](const ks::tool::TimelineEvent& event) {
+      if (callback_ == nullptr || isEnded_) return;
+      const ks::capi::EventView view(event, start);
+      isEnded_ = callback_(userData_, &view.event()) != 0;
+    });
+  }
+  bool isEnded() const { return isEnded_; }
+  /// Throws `Failure` when the caller ended it.
+  void check() const {
+    if (isEnded_) throw Failure(KS_ERROR_STATE, "the caller ended the run");
+  }
+
+  /// The moment from which events count.
+  ks::Date start;
+
+ private:
+  Callback callback_;
+  void* userData_;
+  bool isEnded_ = false;
+};
+
 void report(const ks::tool::SimulationResult& outcome, ks_scenario_result* result) {
   if (result == nullptr) return;
   ks_scenario_result made{};
@@ -55,17 +85,58 @@ ks_status ks_run_scenario(const char* path, const ks_scenario_options* given,
     if (given != nullptr) options = ks::capi::taken(given, "options");
     const ks::tool::Scenario scenario = readScenario(ks::capi::required(path, "path"), options);
     ks::tool::SimulationOptions simulation = simulationOptions(options);
-    bool isEnded = false;
-    simulation.isInterrupted = [&] { return isEnded; };
+    Listener listener(event, user_data);
+    listener.start = scenario.start;
+    simulation.isInterrupted = [&] { return listener.isEnded(); };
     ks::tool::Timeline timeline;
-    timeline.listen([&](const ks::tool::TimelineEvent& happened) {
-      if (event == nullptr || isEnded) return;
-      const ks::capi::EventView view(happened, scenario.start);
-      isEnded = event(user_data, &view.event()) != 0;
-    });
+    listener.follow(timeline);
     const auto outcome = ks::tool::simulate(scenario, simulation, timeline);
     if (!outcome.failure.empty()) throw Failure(KS_ERROR_INPUT, outcome.failure);
-    if (isEnded) throw Failure(KS_ERROR_STATE, "the caller ended the run");
+    listener.check();
     report(outcome, result);
+  });
+}
+
+ks_status ks_replay(const char* path, const ks_scenario_options* given,
+                    int32_t (*event)(void*, const ks_event*), void* user_data) {
+  return ks::capi::guarded([&] {
+    const ks::capi::Occupation occupation;
+    ks_scenario_options asked{};
+    if (given != nullptr) asked = ks::capi::taken(given, "options");
+    Listener listener(event, user_data);
+    ks::tool::ReplayOptions options;
+    if (asked.until > 0) options.until = ks::Seconds{asked.until};
+    options.everyRanging = asked.every_ranging != 0;
+    options.documents = ks::capi::optional(asked.documents);
+    if (asked.refinements != nullptr) {
+      options.refinements = ks::capi::refinementsFrom(asked.refinements);
+    }
+    options.isInterrupted = [&] { return listener.isEnded(); };
+    ks::tool::Timeline timeline;
+    listener.follow(timeline);
+    const auto outcome = ks::tool::replay(ks::capi::required(path, "path"), options, timeline,
+                                          [&](ks::Date start) { listener.start = start; });
+    if (!outcome.failure.empty()) throw Failure(KS_ERROR_INPUT, outcome.failure);
+    listener.check();
+    if (!outcome.departure.empty()) {
+      throw Failure(KS_ERROR_STATE, "departs from the recording at " + outcome.departure);
+    }
+  });
+}
+
+ks_status ks_why(const char* path, const char* name, double at, const char* documents,
+                 void (*told)(void*, const char*), void* user_data) {
+  return ks::capi::guarded([&] {
+    const ks::capi::Occupation occupation;
+    if (told == nullptr) throw Failure(KS_ERROR_ARGUMENT, "told is null");
+    ks::tool::WhyQuestion question{ks::capi::required(name, "name"),
+                                   ks::capi::required(path, "path"), std::nullopt,
+                                   ks::capi::optional(documents)};
+    if (at >= 0) question.at = ks::Seconds{at};
+    const auto answer = ks::tool::explainFile(question);
+    if (const auto* const failure = std::get_if<std::string>(&answer)) {
+      throw Failure(KS_ERROR_INPUT, *failure);
+    }
+    told(user_data, ks::tool::whyJson(std::get<ks::tool::WhyAnswer>(answer)).c_str());
   });
 }

@@ -22,7 +22,7 @@ from ksbeacon._errors import (
 )
 from ksbeacon._events import Event, Kind
 from ksbeacon._library import version
-from ksbeacon._scenario import Scenario, Walk
+from ksbeacon._scenario import Scenario, Walk, replay, why
 
 __version__ = version()
 
@@ -41,5 +41,7 @@ __all__ = [
     "ThreadError",
     "Unavailable",
     "Walk",
+    "replay",
     "version",
+    "why",
 ]

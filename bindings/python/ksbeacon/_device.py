@@ -3,17 +3,18 @@
 from __future__ import annotations
 
 import asyncio
+import json
 import os
 import time
 from collections import deque
-from collections.abc import AsyncIterator, Iterator
+from collections.abc import AsyncIterator, Callable, Iterator
 from dataclasses import dataclass
 from types import TracebackType
 from typing import Any
 
 from ksbeacon._errors import StateError
 from ksbeacon._events import Event, event_from
-from ksbeacon._library import Structure, check, ffi, lib, text_or_none
+from ksbeacon._library import Structure, check, ffi, lib, text_or_none, told
 
 
 @dataclass(frozen=True)
@@ -34,11 +35,18 @@ class Application:
     #: Contents are announced and not shown.
     announce_only: bool = False
     log: bool = False
+    #: Classes of data neither to send nor to keep: "positions,tags".
+    without: str | None = None
+    #: A file that takes down what enters the device, for `replay`.
+    record: str | os.PathLike[str] | None = None
+    #: Leaves tags out of the recording and rounds its positions.
+    record_private: bool = False
 
     def _structure(self) -> Structure:
         members: dict[str, object] = dict(vars(self))
         members["announce_only"] = int(self.announce_only)
         members["log"] = int(self.log)
+        members["record_private"] = int(self.record_private)
         return Structure("ks_application", **members)
 
 
@@ -64,6 +72,8 @@ class Device:
         self._events: deque[Event] = deque()
         self._problems: deque[str | None] = deque()
         self._demand: Demand | None = None
+        #: Called with whether something ails the library, and its health, when that changes.
+        self.on_health: Callable[[bool, dict[str, Any]], object] | None = None
         self._callbacks = Structure("ks_callbacks")
         self._keep = self._make_callbacks()
         pointer = ffi.new("ks_device **")
@@ -108,9 +118,15 @@ class Device:
                 wanted.position_interval,
             )
 
+        @ffi.callback("void(void *, int32_t, const char *)")
+        def health(_: Any, ailing: int, text: Any) -> None:
+            if self.on_health is not None:
+                self.on_health(bool(ailing), json.loads(text_or_none(text) or "{}"))
+
         pointer = self._callbacks.pointer
         pointer.event, pointer.started, pointer.demand = event, started, demand
-        return [event, started, demand]
+        pointer.health = health
+        return [event, started, demand, health]
 
     def close(self) -> None:
         """Ends the library; a second call does nothing."""
@@ -222,6 +238,18 @@ class Device:
 
     def enable_category(self, identifier: str, enabled: bool = True) -> None:
         self._call(lib.ks_enable_category, identifier.encode(), int(enabled))
+
+    def health(self) -> dict[str, Any]:
+        """The state of the library: its facts, and "ailments" with reasons and what to do."""
+        return told(lambda answer: self._call(lib.ks_health, answer, ffi.NULL))
+
+    def set_consent(self, without: str = "") -> None:
+        """Classes of data neither to send nor to keep from now on: "positions,tags"."""
+        self._call(lib.ks_set_consent, without.encode())
+
+    def purge(self) -> None:
+        """Ends the library for good and removes everything that it holds on this device."""
+        self._call(lib.ks_purge)
 
     def open_content(self, content: str) -> None:
         """The user opened an announced content."""

@@ -54,6 +54,13 @@ class Event:
     met: bool | None
     #: What a person sees of a notification.
     message: str | None
+    #: What a content shows; the last four are URLs.
+    title: str | None = None
+    body: str | None = None
+    page: str | None = None
+    video: str | None = None
+    media: str | None = None
+    icon: str | None = None
 
     @cached_property
     def details(self) -> dict[str, Any]:
@@ -79,4 +86,10 @@ def event_from(pointer: Any) -> Event:
         detail=text_or_none(pointer.detail),
         met=_flag(pointer.met),
         message=text_or_none(pointer.message),
+        title=text_or_none(pointer.title),
+        body=text_or_none(pointer.body),
+        page=text_or_none(pointer.page),
+        video=text_or_none(pointer.video),
+        media=text_or_none(pointer.media),
+        icon=text_or_none(pointer.icon),
     )

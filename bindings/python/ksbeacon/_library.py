@@ -2,8 +2,10 @@
 
 from __future__ import annotations
 
+import json
 import os
 import re
+from collections.abc import Callable
 from pathlib import Path
 from typing import Any
 
@@ -41,6 +43,18 @@ def check(status: int) -> None:
 
 def text_or_none(pointer: Any) -> str | None:
     return None if pointer == ffi.NULL else ffi.string(pointer).decode(errors="replace")
+
+
+def told(ask: Callable[[Any], object]) -> dict[str, Any]:
+    """What a function answers through a callback that takes JSON."""
+    answers: list[str] = []
+
+    @ffi.callback("void(void *, const char *)")
+    def answer(_: Any, text: Any) -> None:
+        answers.append(text_or_none(text) or "{}")
+
+    ask(answer)
+    return json.loads(answers[0])
 
 
 class Structure:

@@ -2,6 +2,7 @@
 
 import asyncio
 import contextlib
+import dataclasses
 import json
 import re
 import subprocess
@@ -95,8 +96,10 @@ def test_embedded_device_tells_why_it_does_not_start(device):
 
 
 def test_embedded_device_announces_what_it_hears(command, tmp_path):
+    recording = tmp_path / "day.ksrec"
+    application = ksbeacon.Application("", "demo", "demo", record=recording, without="tags")
     with portal(command) as url, ksbeacon.Device.embedded(
-        ksbeacon.Application(url, "demo", "demo"), tmp_path
+        dataclasses.replace(application, portal_url=url), tmp_path / "state"
     ) as device:
         device.start()
         assert device.categories()["1"][1]
@@ -109,9 +112,26 @@ def test_embedded_device_announces_what_it_hears(command, tmp_path):
                 fired = event
                 break
         assert fired and fired.content == "welcome" and fired.entering
+        assert fired.body == "The museum is open until six."
+        health = device.health()
+        assert health["started"] and not health["ailments"]
+        device.set_consent("statistics,identifiers")
+        with pytest.raises(ksbeacon.ArgumentError, match="smells"):
+            device.set_consent("smells")
         device.open_content("welcome")
         texts = [event.text for event in device.events(1)]
         assert "the user opens content welcome" in texts
+    assert fired in ksbeacon.replay(recording)
+    assert ksbeacon.why(recording, "welcome")["fired"]
+    other = ksbeacon.replay(recording, documents=EXAMPLES / "kiosk-portal")
+    assert "welcome" not in [event.content for event in other]
+
+
+def test_why_names_the_rule_that_held_back():
+    answer = ksbeacon.Scenario(SCENARIOS / "event-counter.json").why("coffee", at=35)
+    assert not answer["fired"] and "1 more event" in answer["conclusion"]
+    with pytest.raises(ksbeacon.InputError):
+        ksbeacon.why("nowhere.ksrec", "coffee")
 
 
 def test_asyncio_gives_events_beside_other_work(device):

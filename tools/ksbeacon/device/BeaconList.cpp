@@ -28,7 +28,7 @@ void BeaconList::hear(const Advertisement& advertisement, Seconds now) {
   }
   for (const ManufacturerData& data : advertisement.manufacturerData) {
     const auto frame = readBeaconFrame(data).frame;
-    if (!frame) continue;
+    if (!frame || (uuid_ && frame->proximityUUID != *uuid_)) continue;
     const Identity identity{frame->proximityUUID, frame->major, frame->minor};
     if (entries_.size() >= kMostBeacons && !entries_.contains(identity)) {
       forget(now);

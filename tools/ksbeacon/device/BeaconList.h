@@ -42,6 +42,8 @@ class BeaconList {
 
   /// How much stronger than usual the receiver is, in dB: less in what comes from now on.
   void setReceiverGain(Dbm gain) { gain_ = gain; }
+  /// Only beacons of this UUID are kept; absent: all.
+  void setUUID(std::optional<UUID> uuid) { uuid_ = uuid; }
   /// `now` never goes back; the packet came the advertisement's age before.
   void hear(const Advertisement& advertisement, Seconds now);
   /// The nearest first, those of unknown distance last. Forgets silent ones.
@@ -57,6 +59,7 @@ class BeaconList {
   void forget(Seconds now);
 
   Dbm gain_{0};
+  std::optional<UUID> uuid_;
   std::map<Identity, Entry> entries_;
   /// Battery levels by sender: they may come in packets of their own.
   std::map<std::string, int> batteries_;

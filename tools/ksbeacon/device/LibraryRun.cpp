@@ -31,6 +31,7 @@ LibraryRun::LibraryRun(LibraryRunOptions options)
     : options_(std::move(options)),
       device_(watched(options_.platform, transfers_)),
       printer_(std::cout, device_.clock().now(), options_.form),
+      outputs_(options_.outputs, device_.mainQueue(), device_.clock().now(), warn),
       recorder_(std::make_shared<TimelineRecorder>(
           timeline_, TimelineRecorder::Options{device_.clock().now(),
                                                options_.library.portalURL,
@@ -47,6 +48,7 @@ LibraryRun::LibraryRun(LibraryRunOptions options)
     if (recorded_) recordEvent(*options_.recording, event, recorder_->options().start, true);
     printer_.print(event);
     printed();
+    outputs_.take(event);
   });
   transfers_->follow(device_.mainQueue(), [this](const HttpExchange& exchange) {
     if (!recorded_) host_->transferEnded(exchange);
@@ -116,12 +118,9 @@ void LibraryRun::serveNotifications() {
   auto* const center = device_.linuxNotificationCenter();
   if (center == nullptr) return;
   center->setDeliveryHandler([this](const UNNotificationRequest& request) {
-    const std::string text = shownText(request.content.title, request.content.body);
-    call("say", {{"kind", static_cast<std::int64_t>(TimelineKind::notification)},
-                 {"text", "shown: " + text},
-                 {"details", Dictionary{{"action", "shown"},
-                                        {"zone", request.content.userInfo["beaconIdentifier"]},
-                                        {"text", text}}}});
+    call("shown", {{"title", request.content.title},
+                   {"body", request.content.body},
+                   {"userInfo", request.content.userInfo}});
   });
   center->setResponseHandler([this](const UNNotificationResponse& response) {
     call("openNotification", {{"userInfo", response.request.content.userInfo}});

@@ -10,6 +10,7 @@
 #include "BeaconSDK/Platform/Linux/Loop/MainLoop.h"
 #include "BeaconSDK/Platform/Location/Wakeup.h"
 #include "BeaconSDK/Platform/Recorded/RecordedPlatform.h"
+#include "tools/ksbeacon/device/EventOutputs.h"
 #include "tools/ksbeacon/device/HealthPost.h"
 #include "tools/ksbeacon/device/ServiceManager.h"
 #include "tools/ksbeacon/device/TransferWatch.h"
@@ -32,6 +33,7 @@ struct LibraryRunOptions {
   std::filesystem::path statusSocket;
   /// A file of metrics; empty: none.
   std::filesystem::path metrics;
+  EventOutputs::Options outputs;
 };
 
 /// The library on this machine, from its launch to the end of the process. Installs the platform
@@ -75,6 +77,7 @@ class LibraryRun {
   SharedBuses buses_{device_.mainQueue()};
   Timeline timeline_;
   TimelinePrinter printer_;
+  EventOutputs outputs_;
   std::shared_ptr<TimelineRecorder> recorder_;
   /// Null without a recording.
   std::unique_ptr<RecordedPlatform> recorded_;

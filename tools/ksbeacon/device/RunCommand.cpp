@@ -43,6 +43,7 @@ struct Arguments {
   std::vector<std::string> refinements;
   std::vector<std::string> without;
   std::string metrics;
+  EventOutputs::Options outputs;
   double receiverGain = 0;
   bool quiet = false;
   bool json = false;
@@ -123,6 +124,7 @@ LibraryRunOptions optionsFor(const Arguments& arguments, std::string password) {
   for (const auto& [name, member] : ks::Consent::named()) {
     library.consent.*member = std::ranges::find(arguments.without, name) == arguments.without.end();
   }
+  options.outputs = arguments.outputs;
   options.statusSocket = statusSocketPath(arguments.state);
   if (!arguments.metrics.empty()) options.metrics = std::filesystem::absolute(arguments.metrics);
   library.showsNotifications = !arguments.quiet;
@@ -131,6 +133,7 @@ LibraryRunOptions optionsFor(const Arguments& arguments, std::string password) {
   options.form.colours = !arguments.json && outputTakesColours();
   options.form.everything = arguments.verbose;
   options.form.log = arguments.log;
+  options.form.wallClock = true;
   options.everyRanging = arguments.json || arguments.verbose;
   return options;
 }
@@ -171,6 +174,8 @@ void addRunCommand(CLI::App& app, int& code) {
       "demo.password\n"
       "  ksbeacon run ... --json | jq 'select(.kind == \"trigger\")'\n"
       "  ksbeacon run ... --record day.ksrec                  for ksbeacon replay\n"
+      "  ksbeacon run ... --no-notifications --open           a kiosk: shows pages in a browser\n"
+      "  ksbeacon run ... --exec /usr/local/bin/tell-home     a program for each content\n"
       "  ksbeacon run ... --tag language=it --disable-category 2\n"
       "  ksbeacon run ... --without positions,identifiers     what the user forbids\n"
       "  ksbeacon run ... --metrics /var/lib/node_exporter/ksbeacon.prom\n"
@@ -220,6 +225,15 @@ void addRunCommand(CLI::App& app, int& code) {
       ->add_option("--metrics", arguments->metrics,
                    "Write metrics to this file every 15 s, for a node exporter's folder")
       ->type_name("FILE");
+  command
+      ->add_option(
+          "--exec", arguments->outputs.program,
+          "Run this program for each event that carries a content, with the event as JSON on "
+          "its input; at most 4 at a time, 30 s each")
+      ->type_name("PROGRAM")
+      ->check(checkProgram);
+  command->add_flag("--open", arguments->outputs.opensPages,
+                    "Open pages and videos of contents with the desktop's program");
   command->add_option("--state", arguments->state, "Folder of its files instead of the user's own")
       ->type_name("DIR");
   command

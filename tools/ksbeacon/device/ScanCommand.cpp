@@ -30,18 +30,25 @@ namespace {
 struct ScanArguments {
   double span = 0;
   double gain = 0;
+  std::string uuid;
   bool calibrate = false;
   bool json = false;
 };
 
 constexpr Seconds kBetweenViews{1};
 
+std::string checkUUID(const std::string& text) {
+  return UUID::fromString(text) ? "" : "expected a UUID, got \"" + text + "\"";
+}
+
 /// Shows once a second what was heard: on a terminal the whole table, else a line for each beacon
 /// that was heard since the last time.
 class Scan {
  public:
-  Scan(bool json, Dbm gain) : json_(json), live_(!json && outputIsTerminal()) {
-    list_.setReceiverGain(gain);
+  explicit Scan(const ScanArguments& arguments)
+      : json_(arguments.json), live_(!arguments.json && outputIsTerminal()) {
+    list_.setReceiverGain(Dbm{arguments.gain});
+    if (!arguments.uuid.empty()) list_.setUUID(UUID::fromString(arguments.uuid));
     platform_.locationEngine().setAdvertisementListener([this](const Advertisement& heard) {
       ++packets_;
       list_.hear(heard, platform_.clock().uptime());
@@ -180,6 +187,9 @@ void addScanCommand(CLI::App& app, int& code) {
   command->add_option("--for", arguments->span, "End after so many seconds")
       ->type_name("SECONDS")
       ->check(numberBetween(0.1, 366.0 * 24 * 3600));
+  command->add_option("--uuid", arguments->uuid, "Only beacons of this UUID")
+      ->type_name("UUID")
+      ->check(checkUUID);
   auto* const gain = addReceiverGainOption(*command, arguments->gain);
   command
       ->add_flag("--calibrate", arguments->calibrate,
@@ -192,7 +202,7 @@ void addScanCommand(CLI::App& app, int& code) {
     if (arguments->calibrate) {
       code = calibrate(span.value_or(kCalibration), arguments->json);
     } else {
-      code = Scan(arguments->json, Dbm{arguments->gain}).run(span);
+      code = Scan(*arguments).run(span);
     }
   });
 }

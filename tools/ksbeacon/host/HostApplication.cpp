@@ -129,9 +129,8 @@ void HostApplication::observe() {
   device_.simulatedNotificationCenter().setListener(
       [this](const ScheduledNotificationCenter::Notification& shown) {
         const UNMutableNotificationContent& content = shown.request.content;
-        const std::string text = shownText(content.title, content.body);
-        say(TimelineKind::notification, "shown: " + text,
-            {{"action", "shown"}, {"zone", content.userInfo["beaconIdentifier"]}, {"text", text}});
+        call("shown",
+             {{"title", content.title}, {"body", content.body}, {"userInfo", content.userInfo}});
       });
   device_.application().setAlertListener([this](const UIAlertView& alert) {
     const std::string text = shownText(alert.title, alert.message);

@@ -44,6 +44,7 @@ Dictionary hostDetails(const LibraryHost::Options& library,
   return {{"user", library.username},
           {"portal", library.portalURL},
           {"refinements", Array(std::move(refinements))},
+          {"without", withoutList(library.consent)},
           {"tags", std::move(tags)},
           {"enabledCategories", texts(library.enabledCategories)},
           {"disabledCategories", texts(library.disabledCategories)},
@@ -63,6 +64,7 @@ LibraryHost::Options libraryOptionsIn(const Dictionary& host) {
       if (name == chosen) options.refinements.*member = true;
     }
   }
+  options.consent = consentWithout(host["without"]);
   if (const Dictionary* const tags = host["tags"].dictionary()) {
     for (const auto& [name, value] : *tags) {
       options.tags.emplace_back(name, value.stringValue().value_or(""));

@@ -5,6 +5,7 @@
 #include "BeaconSDK/Classes/Beacon/Content/KSProximityZoneContentCategory.h"
 #include "BeaconSDK/Classes/Logging/KSLog.h"
 #include "BeaconSDK/Platform/Api/Platform.h"
+#include "tools/ksbeacon/timeline/ContentDetails.h"
 
 namespace ks::tool {
 
@@ -97,7 +98,8 @@ void LibraryHost::announced(const NSNotification& notification) {
                  {{"action", "announced"},
                   {"zone", zone->identifier().value_or("")},
                   {"content", identifier},
-                  {"text", text}});
+                  {"text", text},
+                  {"shows", contentDetails(content)}});
   announced_[identifier] = zone;
   if (options_.showsNotifications) show(zone);
 }
@@ -137,9 +139,19 @@ std::shared_ptr<KSProximityZone> LibraryHost::announcedZone(const std::string& c
 }
 
 void LibraryHost::openContent(const std::string& identifier) {
-  const auto zone = announcedZone(identifier);
-  if (!zone) return;
-  say("the user opens content " + identifier);
+  if (const auto zone = announcedZone(identifier)) open(zone);
+}
+
+void LibraryHost::open(const std::shared_ptr<KSProximityZone>& zone) {
+  const KSProximityZoneContent& content = *zone->content();
+  const std::string identifier = content.identifier.value_or("");
+  const std::string text = "the user opens content " + identifier;
+  recorder_->say(TimelineKind::application, text,
+                 {{"text", text},
+                  {"action", "opened"},
+                  {"zone", zone->identifier().value_or("")},
+                  {"content", identifier},
+                  {"shows", contentDetails(content)}});
   manager_->incrementLoyaltyForProximityZone(zone);
 }
 
@@ -158,13 +170,28 @@ void LibraryHost::show(const std::shared_ptr<KSProximityZone>& zone) {
   }
 }
 
-void LibraryHost::openNotification(const Dictionary& userInfo) {
+std::shared_ptr<KSProximityZone> LibraryHost::zoneIn(const Dictionary& userInfo) const {
+  if (manager_ == nullptr) return nullptr;
   const std::string identifier = userInfo["beaconIdentifier"].stringValue().value_or("");
   const auto zone = manager_->proximityZoneForIdentifier(
       identifier, static_cast<KSContentDownloadType>(userInfo["contentType"].integerValue()));
-  if (!zone || !zone->content()) return say("the user opens a content that is gone");
-  say("the user opens content " + zone->content()->identifier.value_or(""));
-  manager_->incrementLoyaltyForProximityZone(zone);
+  return zone && zone->content() ? zone : nullptr;
+}
+
+void LibraryHost::notificationShown(const std::string& title, const std::string& body,
+                                    const Dictionary& userInfo) {
+  const std::string text = shownText(title, body);
+  Dictionary details{{"action", "shown"}, {"zone", userInfo["beaconIdentifier"]}, {"text", text}};
+  if (const auto zone = zoneIn(userInfo)) {
+    details.set("content", zone->content()->identifier.value_or(""));
+    details.set("shows", contentDetails(*zone->content()));
+  }
+  recorder_->say(TimelineKind::notification, "shown: " + text, std::move(details));
+}
+
+void LibraryHost::openNotification(const Dictionary& userInfo) {
+  const auto zone = zoneIn(userInfo);
+  zone ? open(zone) : say("the user opens a content that is gone");
 }
 
 void LibraryHost::refresh() {
@@ -185,19 +212,50 @@ void LibraryHost::handle(const std::string& name, const Dictionary& arguments) {
                    textIn(arguments, "text"), details != nullptr ? *details : Dictionary{});
     return;
   }
+  if (name == "shown") {
+    const Dictionary* const information = arguments["userInfo"].dictionary();
+    notificationShown(textIn(arguments, "title"), textIn(arguments, "body"),
+                      information != nullptr ? *information : Dictionary{});
+    return;
+  }
   if (manager_ == nullptr) return;
   const std::string subject = textIn(arguments, "name");
   KSSettingsManager& settings = manager_->settingsManager();
+  if (name == "start") start();
   if (name == "fetch") fetchInBackground();
   if (name == "transfers") finishBackgroundTransfers();
   if (name == "retry") manager_->retry();
   if (name == "reset") manager_->reset();
   if (name == "open") openContent(subject);
   if (name == "show") showContent(subject);
+  if (name == "purge") manager_->purge();
+  if (name == "setConsent") manager_->setConsent(consentWithout(arguments["without"]));
+  if (name == "openNotification" && arguments["userInfo"].dictionary() != nullptr) {
+    openNotification(*arguments["userInfo"].dictionary());
+  }
   if (name == "setTag") settings.setTag(subject, textIn(arguments, "value"));
   if (name == "deleteTag") settings.deleteTag(subject);
   if (name == "clearTags") settings.clearTags();
   if (name == "switchCategory") switchCategory(subject, arguments["on"].boolValue());
+}
+
+Array withoutList(const ks::Consent& consent) {
+  std::vector<Value> names;
+  for (const auto& [name, member] : ks::Consent::named()) {
+    if (!(consent.*member)) names.emplace_back(name);
+  }
+  return Array(std::move(names));
+}
+
+ks::Consent consentWithout(const Value& names) {
+  ks::Consent consent;
+  if (names.array() == nullptr) return consent;
+  for (const auto& [name, member] : ks::Consent::named()) {
+    for (const Value& each : names.array()->items) {
+      if (each.stringValue() == name) consent.*member = false;
+    }
+  }
+  return consent;
 }
 
 std::string shownText(const std::string& title, const std::string& message) {

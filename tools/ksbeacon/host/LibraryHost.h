@@ -65,6 +65,9 @@ class LibraryHost {
   /// The user opens an announced content, or has it shown again.
   void openContent(const std::string& identifier);
   void showContent(const std::string& identifier);
+  /// The device showed a notification with this title, body and information.
+  void notificationShown(const std::string& title, const std::string& body,
+                         const Dictionary& userInfo);
   /// The user opens the notification with this information.
   void openNotification(const Dictionary& userInfo);
   /// The library runs: asks the portal anew for all that is older than now.
@@ -81,6 +84,9 @@ class LibraryHost {
   void announced(const NSNotification& notification);
   std::shared_ptr<KSProximityZone> announcedZone(const std::string& content);
   void show(const std::shared_ptr<KSProximityZone>& zone);
+  /// The zone that a notification's information names, or null.
+  std::shared_ptr<KSProximityZone> zoneIn(const Dictionary& userInfo) const;
+  void open(const std::shared_ptr<KSProximityZone>& zone);
 
   std::shared_ptr<TimelineRecorder> recorder_;
   Options options_;
@@ -90,6 +96,10 @@ class LibraryHost {
   /// The zones that were announced, by their contents' identifiers.
   std::map<std::string, std::shared_ptr<KSProximityZone>> announced_;
 };
+
+/// The names of the classes that the user forbids, and back; unknown names are ignored.
+Array withoutList(const ks::Consent& consent);
+ks::Consent consentWithout(const Value& names);
 
 /// What a person sees of a content: its title and its message, as far as it has them.
 std::string shownText(const std::string& title, const std::string& message);

@@ -30,10 +30,6 @@ void RunningHost::handle(const std::string& name, const Dictionary& arguments) {
     refresh();
   } else if (name == "stop") {
     stop();
-  } else if (name == "openNotification") {
-    if (const Dictionary* const information = arguments["userInfo"].dictionary()) {
-      library_.openNotification(*information);
-    }
   } else {
     library_.handle(name, arguments);
   }

@@ -50,7 +50,7 @@ class RunningHost : private CBCentralManagerDelegate {
   RunningHost& operator=(const RunningHost&) = delete;
   ~RunningHost() override;
 
-  /// "launch", "fetch", "refresh", "openNotification", "stop", or a call of `LibraryHost`.
+  /// "launch", "fetch", "refresh", "stop", or a call of `LibraryHost`.
   void handle(const std::string& name, const Dictionary& arguments);
   void transferEnded(const HttpExchange& exchange) { library_.transferEnded(exchange); }
   /// Null until the launch, and where the library could not be made.

@@ -47,6 +47,9 @@ CommandTable commandTable(const CLI::App& app);
 /// The reference page in the manual's own markup (roff, "man" macros).
 std::string manualPage(const CommandTable& table, const std::string& version);
 
+/// A configuration file with every option of the service, each explained and commented out.
+std::string configurationSample(const CommandTable& table);
+
 /// What completes the program's arguments in a shell: "bash", "zsh" or "fish".
 std::string bashCompletion(const CommandTable& table);
 std::string zshCompletion(const CommandTable& table);

@@ -48,6 +48,7 @@ void addHelpCommands(CLI::App& app) {
   struct Arguments {
     std::string topic;
     bool manual = false;
+    bool sample = false;
   };
   auto arguments = std::make_shared<Arguments>();
   addCompletionCommand(app);
@@ -56,16 +57,20 @@ void addHelpCommands(CLI::App& app) {
   command->footer(
       "Examples:\n"
       "  ksbeacon help simulate                   examples first, then every option\n"
-      "  ksbeacon help --man | man -l -           the same for all commands, as a manual page");
+      "  ksbeacon help --man | man -l -           the same for all commands, as a manual page\n"
+      "  ksbeacon help --sample > ksbeacon.toml   a configuration file to begin with");
   std::vector<std::string> topics;
   for (const CLI::App* const known : app.get_subcommands([](const CLI::App*) { return true; })) {
     topics.push_back(known->get_name());
   }
   command->add_option("COMMAND", arguments->topic, "A subcommand")->check(CLI::IsMember(topics));
   command->add_flag("--man", arguments->manual, "Print the manual page's source");
+  command->add_flag("--sample", arguments->sample, "Print a configuration file, all commented out");
   command->callback([&app, arguments] {
     if (arguments->manual) {
       std::cout << manualPage(commandTable(app), kVersion);
+    } else if (arguments->sample) {
+      std::cout << configurationSample(commandTable(app));
     } else {
       printHelp(app, arguments->topic);
     }

@@ -6,12 +6,12 @@
 #include <utility>
 
 #include "BeaconSDK/Platform/Recorded/ReplayedPlatform.h"
-#include "BeaconSDK/Platform/Simulated/SimulatedNetwork.h"
+#include "BeaconSDK/Platform/Simulated/SimulatedQueue.h"
 #include "tools/ksbeacon/host/HostDetails.h"
 #include "tools/ksbeacon/host/ObservedPlatform.h"
 #include "tools/ksbeacon/host/RunningHost.h"
 #include "tools/ksbeacon/host/TimelineMarks.h"
-#include "tools/ksbeacon/portal/PortalServer.h"
+#include "tools/ksbeacon/simulate/WalkPortal.h"
 
 namespace ks::tool {
 
@@ -34,7 +34,7 @@ class StoppedClock : public Clock {
 class Process {
  public:
   Process(const RecordedEvent& begin, Timeline& timeline, const ReplayOptions& options,
-          const std::string& otherPortal)
+          const WalkPortal* otherPortal)
       : device_(begin) {
     LibraryHost::Options library = libraryOptionsIn(device_.host());
     if (options.refinements) library.refinements = *options.refinements;
@@ -42,7 +42,7 @@ class Process {
     lines.exactStays = library.refinements.exactStays;
     lines.everyRanging = options.everyRanging;
     if (options.hasOtherRules()) device_.setIndependent();
-    if (!otherPortal.empty()) useNetwork(library, lines, otherPortal);
+    if (otherPortal != nullptr) usePortal(*otherPortal, library, lines);
     recorder_ = std::make_shared<TimelineRecorder>(timeline, std::move(lines));
     platform_ = std::make_shared<ObservedPlatform>(device_, *recorder_);
     recorder_->follow(device_.clock());
@@ -65,7 +65,7 @@ class Process {
     recorder_->follow(stopped_);
     host_.reset();
     runningHost_.reset();
-    if (network_) network_->setListener(nullptr);
+    if (network_) network_->detach();
     Platform::install(nullptr);
   }
 
@@ -73,15 +73,15 @@ class Process {
   Date start() const { return recorder_->options().start; }
 
  private:
-  void useNetwork(LibraryHost::Options& library, TimelineRecorder::Options& lines,
-                  const std::string& portal) {
-    library.portalURL = portal;
-    lines.portalURL = portal;
-    HttpOptions http;
-    http.temporaryDirectory = device_.directories().temporary;
-    network_ = std::make_unique<SimulatedNetwork>(device_.loop(), std::move(http));
-    network_->setListener([this](const HttpExchange& exchange) { host_->transferEnded(exchange); });
-    device_.setURLLoadingSystem(network_->loadingSystem());
+  void usePortal(const WalkPortal& portal, LibraryHost::Options& library,
+                 TimelineRecorder::Options& lines) {
+    library.portalURL = portal.url();
+    lines.portalURL = portal.url();
+    network_ = portal.network();
+    network_->attach({[this] { return std::make_shared<SimulatedQueue>(device_.loop()); },
+                      device_.directories().temporary,
+                      [this](const HttpExchange& exchange) { transferEnded(exchange); }});
+    device_.setURLLoadingSystem(*network_);
   }
 
   void transferEnded(const HttpExchange& exchange) {
@@ -90,7 +90,8 @@ class Process {
   }
 
   ReplayedPlatform device_;
-  std::unique_ptr<SimulatedNetwork> network_;
+  /// Of the other portal; null without one.
+  std::shared_ptr<portal::SiteLoadingSystem> network_;
   std::shared_ptr<TimelineRecorder> recorder_;
   std::shared_ptr<ObservedPlatform> platform_;
   /// One of the two, as the recording says.
@@ -103,12 +104,12 @@ class Process {
 class Replaying {
  public:
   Replaying(RecordingReader reader, const ReplayOptions& options, Timeline& timeline,
-            const ReplayBeginning& begins, std::string portal)
+            const ReplayBeginning& begins, const WalkPortal* portal)
       : reader_(std::move(reader)),
         options_(options),
         timeline_(timeline),
         begins_(begins),
-        portal_(std::move(portal)) {
+        portal_(portal) {
     watched_.listen([this](const TimelineEvent& event) { happened(event); });
   }
 
@@ -232,7 +233,7 @@ class Replaying {
   const ReplayOptions& options_;
   Timeline& timeline_;
   const ReplayBeginning& begins_;
-  std::string portal_;
+  const WalkPortal* portal_;
   Timeline watched_;
   ReplayResult result_;
   std::unique_ptr<Process> process_;
@@ -258,23 +259,19 @@ ReplayResult replay(const std::filesystem::path& recording, const ReplayOptions&
     result.failure = reader.error().localizedDescription();
     return result;
   }
-  std::shared_ptr<portal::PortalServer> server;
+  std::unique_ptr<WalkPortal> portal;
   if (!options.documents.empty()) {
     portal::PortalOptions portalOptions;
     portalOptions.documents = options.documents;
     portalOptions.reload = false;
-    auto started = portal::PortalServer::start(std::move(portalOptions));
+    auto started = startSitePortal(std::move(portalOptions));
     if (!started) {
       result.failure = started.error().localizedDescription();
       return result;
     }
-    server = *started;
+    portal = std::move(started.value());
   }
-  result =
-      Replaying(std::move(reader.value()), options, timeline, begins, server ? server->url() : "")
-          .run();
-  if (server) server->stop();
-  return result;
+  return Replaying(std::move(reader.value()), options, timeline, begins, portal.get()).run();
 }
 
 }  // namespace ks::tool

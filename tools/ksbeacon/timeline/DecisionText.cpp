@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "BeaconSDK/Classes/Beacon/KSProximityZone.h"
+#include "tools/ksbeacon/timeline/ContentDetails.h"
 
 namespace ks::tool {
 
@@ -100,6 +101,7 @@ TimelineEvent timelineEventFor(const ks::TriggerDecision& decision) {
       line.text = subject + (decision.isEnter ? " fires on entering" : " fires on leaving");
       if (decision.dwelt) line.text += fmt::format(" after {} s", decision.dwellingTime);
       line.details.set("dwelt", decision.dwelt);
+      if (content) line.details.set("shows", contentDetails(*content));
       return line;
     case Outcome::dwellingStarted:
     case Outcome::dwellingPending:

@@ -1,5 +1,6 @@
 #include "tools/ksbeacon/timeline/Timeline.h"
 
+#include <fmt/chrono.h>
 #include <fmt/format.h>
 
 #include <cmath>
@@ -35,6 +36,11 @@ const char* colourOf(const TimelineEvent& event) {
   }
 }
 
+std::string localMoment(Date moment) {
+  const auto seconds = static_cast<std::time_t>(std::floor(secondsSince1970(moment)));
+  return fmt::format("{:%Y-%m-%d %H:%M:%S}  ", fmt::localtime(seconds));
+}
+
 }  // namespace
 
 std::string timelineJson(const TimelineEvent& event, Date start) {
@@ -57,7 +63,8 @@ void TimelinePrinter::print(const TimelineEvent& event) {
 
 void TimelinePrinter::printText(const TimelineEvent& event) {
   const std::string kind = fmt::format("{:<12}", timelineKindName(event.kind));
-  stream_ << fmt::format("{:>12}  ", timelineMoment(event.at));
+  stream_ << (options_.wallClock ? localMoment(start_ + event.at)
+                                 : fmt::format("{:>12}  ", timelineMoment(event.at)));
   if (options_.colours) {
     stream_ << colourOf(event) << kind << "\033[0m";
   } else {

@@ -38,6 +38,8 @@ class TimelinePrinter {
     /// Minor events and the log as well.
     bool everything = false;
     bool log = false;
+    /// Texts begin with the local date and time instead of the time since the start.
+    bool wallClock = false;
   };
 
   /// `start` is the moment from which JSON lines count their dates.

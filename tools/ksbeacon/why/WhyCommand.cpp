@@ -2,24 +2,16 @@
 
 #include <fmt/format.h>
 
-#include <filesystem>
 #include <iostream>
 #include <memory>
 #include <string>
-#include <utility>
 #include <variant>
-#include <vector>
 
-#include "BeaconSDK/Platform/Api/Ascii.h"
 #include "tools/ksbeacon/options/NumberOption.h"
 #include "tools/ksbeacon/output/Complaint.h"
 #include "tools/ksbeacon/output/ExitCode.h"
-#include "tools/ksbeacon/output/JsonText.h"
 #include "tools/ksbeacon/output/PrintableText.h"
-#include "tools/ksbeacon/replay/Replay.h"
-#include "tools/ksbeacon/scenario/ScenarioReader.h"
-#include "tools/ksbeacon/simulate/Simulation.h"
-#include "tools/ksbeacon/why/Explanation.h"
+#include "tools/ksbeacon/why/FileExplanation.h"
 
 namespace ks::tool {
 
@@ -34,11 +26,6 @@ struct Arguments {
   bool json = false;
 };
 
-const char* stateName(WhyLink::State state) {
-  static constexpr const char* kNames[] = {"holds", "broken", "unknown"};
-  return kNames[static_cast<std::size_t>(state)];
-}
-
 void print(const WhyAnswer& answer, bool asJson) {
   if (!asJson) {
     static constexpr const char* kSigns[] = {"yes", "NO", "?"};
@@ -49,53 +36,17 @@ void print(const WhyAnswer& answer, bool asJson) {
     std::cout << printable(answer.conclusion) << '\n';
     return;
   }
-  std::vector<Value> links;
-  for (const WhyLink& link : answer.links) {
-    links.push_back(
-        Dictionary{{"link", link.name}, {"state", stateName(link.state)}, {"text", link.text}});
-  }
-  std::cout << jsonText(Dictionary{{"fired", answer.fired},
-                                   {"links", Array(std::move(links))},
-                                   {"conclusion", answer.conclusion}})
-            << '\n';
-}
-
-/// Lives through the file up to the moment; why that could not be done, or nothing.
-std::string follow(const Arguments& arguments, const Scenario* scenario, Timeline& timeline) {
-  std::optional<Seconds> until;
-  if (arguments.at >= 0) until = Seconds{arguments.at};
-  if (scenario != nullptr) {
-    SimulationOptions options;
-    options.until = until;
-    return simulate(*scenario, options, timeline).failure;
-  }
-  ReplayOptions options;
-  options.until = until;
-  options.everyRanging = true;
-  const ReplayResult result = replay(arguments.file, options, timeline);
-  return result.failure + result.departure;
+  std::cout << whyJson(answer) << '\n';
 }
 
 int explain(const Arguments& arguments) {
-  const bool isScenario =
-      asciiLowerCased(std::filesystem::path(arguments.file).extension().string()) == ".json";
-  std::optional<Scenario> scenario;
-  std::filesystem::path documents = arguments.documents;
-  if (isScenario) {
-    auto read = readScenarioFile(arguments.file);
-    if (const auto* const error = std::get_if<InputError>(&read)) {
-      return complain(error->message(), kUsage);
-    }
-    scenario = std::get<Scenario>(std::move(read));
-    if (documents.empty()) documents = scenario->portal.documents;
+  WhyQuestion question{arguments.subject, arguments.file, std::nullopt, arguments.documents};
+  if (arguments.at >= 0) question.at = Seconds{arguments.at};
+  const auto answer = explainFile(question);
+  if (const auto* const failure = std::get_if<std::string>(&answer)) {
+    return complain(*failure, kUsage);
   }
-  Explanation explanation(arguments.subject, documents.empty() ? std::vector<DocumentedZone>{}
-                                                               : documentedZones(documents));
-  Timeline timeline;
-  timeline.listen([&](const TimelineEvent& event) { explanation.note(event); });
-  const std::string failure = follow(arguments, scenario ? &*scenario : nullptr, timeline);
-  if (!failure.empty()) return complain(failure, kUsage);
-  print(explanation.answer(), arguments.json);
+  print(std::get<WhyAnswer>(answer), arguments.json);
   return kSuccess;
 }
 

@@ -103,6 +103,14 @@ typedef struct ks_event {
   int32_t met;
   /* What a person sees of a notification; else null. */
   const char* message;
+  /* Triggers, notifications and contents that the user opens: what the content shows; null where it
+   * has none. The last four are URLs. */
+  const char* title;
+  const char* body;
+  const char* page;
+  const char* video;
+  const char* media;
+  const char* icon;
 } ks_event;
 
 /* ---- A device ---- */
@@ -133,7 +141,13 @@ typedef struct ks_application {
   const char* certificate_authorities;
   /* Non-zero: contents are only announced; else each is also shown as a notification. */
   uint32_t announce_only;
-  uint32_t reserved;
+  /* Non-zero: `record` holds no tags and only rough positions. */
+  uint32_t record_private;
+  /* Classes of data neither to send nor to keep, as in `ks_set_consent`; null: none. */
+  const char* without;
+  /* A file that takes down what enters the device, for `ks_replay`; null: none. It never holds the
+   * password. */
+  const char* record;
 } ks_application;
 
 typedef struct ks_demand {
@@ -157,6 +171,9 @@ typedef struct ks_callbacks {
   void (*started)(void* user_data, const char* problem);
   /* Embedded devices: what the host should listen for has changed. */
   void (*demand)(void* user_data, const ks_demand* demand);
+  /* What ails the library has changed, found out every 15 s; `ailing` is 0 when nothing does,
+   * `json` as from `ks_health`. */
+  void (*health)(void* user_data, int32_t ailing, const char* json);
 } ks_callbacks;
 
 /* A device that the host feeds. `folder` holds everything that outlives the process; it is made
@@ -223,7 +240,20 @@ KS_API ks_status ks_set_bluetooth(ks_device* device, int32_t powered);
 /* 0 not determined, 1 restricted, 2 denied, 3 always, 4 when in use; always at first. */
 KS_API ks_status ks_set_permission(ks_device* device, int32_t permission);
 
-/* ---- A scenario ---- */
+/* ---- Health, and what the user permits ---- */
+
+/* Calls `told` with the state of the library as one JSON object: its facts, and "ailments", each
+ * with a stable "reason", a sentence and what to do. */
+KS_API ks_status ks_health(ks_device* device, void (*told)(void* user_data, const char* json),
+                           void* user_data);
+/* Classes of data that are neither sent nor kept from now on:
+ * "positions,statistics,tags,identifiers" or some of them; null or "": none. What was kept of such
+ * a class is removed. The application remembers its user's word. */
+KS_API ks_status ks_set_consent(ks_device* device, const char* without);
+/* Ends the library for good and removes everything that it holds on this device. */
+KS_API ks_status ks_purge(ks_device* device);
+
+/* ---- A scenario, a recording ---- */
 
 typedef struct ks_scenario_options {
   uint32_t size;
@@ -257,6 +287,20 @@ typedef struct ks_scenario_result {
 KS_API ks_status ks_run_scenario(const char* path, const ks_scenario_options* options,
                                  int32_t (*event)(void* user_data, const ks_event* event),
                                  void* user_data, ks_scenario_result* result);
+/* Lives through a recording again and checks that everything happens as it did; KS_ERROR_STATE,
+ * with the first difference, where it does not. Of `options` `until`, `refinements`, `documents`
+ * and `every_ranging` count; with other refinements or documents nothing is compared. `event` as
+ * above.
+ */
+KS_API ks_status ks_replay(const char* path, const ks_scenario_options* options,
+                           int32_t (*event)(void* user_data, const ks_event* event),
+                           void* user_data);
+/* Why a content, named by its own or its zone's identifier, fired or did not in a scenario
+ * (".json") or a recording, `at` seconds after its start; negative: at its end. `documents` holds
+ * the portal's documents; null: the scenario's. Calls `told` with one JSON object: "fired", "links"
+ * from the portal to the screen, and "conclusion". */
+KS_API ks_status ks_why(const char* path, const char* name, double at, const char* documents,
+                        void (*told)(void* user_data, const char* json), void* user_data);
 
 #ifdef __cplusplus
 }

@@ -41,6 +41,12 @@ struct Event {
         zone(textOf(event.zone)),
         detail(textOf(event.detail)),
         message(textOf(event.message)),
+        title(textOf(event.title)),
+        body(textOf(event.body)),
+        page(textOf(event.page)),
+        video(textOf(event.video)),
+        media(textOf(event.media)),
+        icon(textOf(event.icon)),
         entering(event.entering == 1),
         met(event.met == 1) {}
 
@@ -56,6 +62,13 @@ struct Event {
   std::string zone;
   std::string detail;
   std::string message;
+  /// What a content shows; the last four are URLs.
+  std::string title;
+  std::string body;
+  std::string page;
+  std::string video;
+  std::string media;
+  std::string icon;
   bool entering;
   bool met;
 
@@ -75,6 +88,11 @@ struct Application {
   std::string country = {};
   std::string refinements = {};
   std::string certificateAuthorities = {};
+  /// Classes of data neither to send nor to keep: "positions,tags".
+  std::string without = {};
+  /// A file that takes down what enters the device, for `replay`.
+  std::string record = {};
+  bool recordPrivate = false;
   bool announceOnly = false;
   bool log = false;
 };
@@ -93,6 +111,8 @@ struct Handlers {
   std::function<void(const std::string& problem)> onStarted = {};
   /// Embedded devices: what to listen for.
   std::function<void(const ks_demand&)> onDemand = {};
+  /// What ails the library has changed; `json` as from `Device::health`.
+  std::function<void(bool isAiling, const std::string& json)> onHealth = {};
 };
 
 /// The library on one device; a process has at most one. Belongs to the thread that made it.
@@ -157,6 +177,18 @@ class Device {
     return found;
   }
 
+  /// The state of the library as one JSON object; see `ks_health`.
+  std::string health() {
+    std::string text;
+    const auto keep = [](void* to, const char* json) { *static_cast<std::string*>(to) = json; };
+    call(ks_health(handle(), keep, &text));
+    return text;
+  }
+  /// Classes of data neither to send nor to keep from now on; "" for none.
+  void setConsent(const std::string& without) { call(ks_set_consent(handle(), without.c_str())); }
+  /// Ends the library for good and removes everything that it holds on this device.
+  void purge() { call(ks_purge(handle())); }
+
   /// What an embedded device hears.
   void advertisement(const std::string& address, const std::vector<std::uint8_t>& elements,
                      double rssi) {
@@ -202,6 +234,9 @@ class Device {
     who.country = optional(application.country);
     who.refinements = optional(application.refinements);
     who.certificate_authorities = optional(application.certificateAuthorities);
+    who.without = optional(application.without);
+    who.record = optional(application.record);
+    who.record_private = application.recordPrivate ? 1 : 0;
     who.announce_only = application.announceOnly ? 1 : 0;
     who.log = application.log ? 1 : 0;
     ks_callbacks callbacks{};
@@ -218,6 +253,11 @@ class Device {
     callbacks.demand = [](void* state, const ks_demand* demand) {
       protect(state, [&](Handlers& to) {
         if (to.onDemand) to.onDemand(*demand);
+      });
+    };
+    callbacks.health = [](void* state, std::int32_t ailing, const char* json) {
+      protect(state, [&](Handlers& to) {
+        if (to.onHealth) to.onHealth(ailing != 0, json);
       });
     };
     ks_device* made = nullptr;
@@ -255,14 +295,14 @@ class Device {
   std::unique_ptr<ks_device, Destroy> device_;
 };
 
-/// Lives through a scenario; see `ks_run_scenario`. `onEvent` may be empty.
-inline ks_scenario_result runScenario(const std::string& path,
-                                      const std::function<void(const Event&)>& onEvent = {}) {
-  struct Run {
-    const std::function<void(const Event&)>& onEvent;
-    std::exception_ptr raised;
-  } run{onEvent, nullptr};
-  const auto happened = [](void* pointer, const ks_event* event) -> std::int32_t {
+namespace detail {
+
+/// A run's listener, and what it threw.
+struct Run {
+  const std::function<void(const Event&)>& onEvent;
+  std::exception_ptr raised;
+
+  static std::int32_t happened(void* pointer, const ks_event* event) {
     auto& to = *static_cast<Run*>(pointer);
     try {
       if (to.onEvent) to.onEvent(Event(*event));
@@ -271,13 +311,37 @@ inline ks_scenario_result runScenario(const std::string& path,
       to.raised = std::current_exception();
       return 1;
     }
-  };
+  }
+  void finish(ks_status status) const {
+    if (raised) std::rethrow_exception(raised);
+    check(status);
+  }
+};
+
+}  // namespace detail
+
+/// Lives through a scenario; see `ks_run_scenario`. `onEvent` may be empty.
+inline ks_scenario_result runScenario(const std::string& path,
+                                      const std::function<void(const Event&)>& onEvent = {}) {
+  detail::Run run{onEvent, nullptr};
   ks_scenario_result result{};
   result.size = sizeof(result);
-  const ks_status status = ks_run_scenario(path.c_str(), nullptr, happened, &run, &result);
-  if (run.raised) std::rethrow_exception(run.raised);
-  check(status);
+  run.finish(ks_run_scenario(path.c_str(), nullptr, detail::Run::happened, &run, &result));
   return result;
+}
+
+/// Lives through a recording again; throws where it departs from it. `onEvent` may be empty.
+inline void replay(const std::string& path, const std::function<void(const Event&)>& onEvent = {}) {
+  detail::Run run{onEvent, nullptr};
+  run.finish(ks_replay(path.c_str(), nullptr, detail::Run::happened, &run));
+}
+
+/// Why a content fired or did not in a scenario or a recording, as one JSON object; see `ks_why`.
+inline std::string why(const std::string& path, const std::string& name, double at = -1) {
+  std::string text;
+  const auto keep = [](void* to, const char* json) { *static_cast<std::string*>(to) = json; };
+  check(ks_why(path.c_str(), name.c_str(), at, nullptr, keep, &text));
+  return text;
 }
 
 }  // namespace ksbeacon

@@ -1,0 +1,86 @@
+#!/usr/bin/env bash
+# Makes the Debian packages from the release build, holds them against the policy (lintian), and uses them
+# as somebody else would: a program in C by pkg-config, one in C++ with a shared library of its own by
+# find_package, Python, and the command.
+#
+# usage: scripts/check-packages.sh          unpacked into a folder
+#        scripts/check-packages.sh root     also installed into a bare Debian root (mmdebstrap, as root)
+set -euo pipefail
+cd "$(dirname "$0")/.."
+packages=$PWD/build/packages
+scenario=examples/scenarios/demo.json
+
+make_packages() {
+  cmake --preset release -DKS_BUILD_TESTS=OFF -DKS_BUILD_BENCHMARKS=OFF -DBUILD_SHARED_LIBS=OFF \
+    -DCMAKE_INSTALL_PREFIX=/usr >build/release.configure.log
+  cmake --build --preset release
+  rm -rf "$packages"
+  cpack --config build/release/CPackConfig.cmake -B "$packages" >build/packages.log 2>&1 ||
+    { cat build/packages.log >&2; return 1; }
+  rm -rf "$packages/_CPack_Packages"
+}
+
+use_unpacked() {
+  local root=$packages/root package libraries
+  for package in "$packages"/*.deb; do dpkg-deb -x "$package" "$root"; done
+  libraries=$(dirname "$(find "$root" -name libksbeacon.so.1)")
+  export LD_LIBRARY_PATH=$libraries
+  local flags
+  flags=$(PKG_CONFIG_SYSROOT_DIR=$root PKG_CONFIG_PATH=$libraries/pkgconfig \
+    pkg-config --cflags --libs ksbeacon)
+  # shellcheck disable=SC2086
+  cc examples/c/main.c $flags -o "$packages/gateway"
+  "$packages/gateway" $scenario | tail -n 1
+  cmake -S tests/Packages -B "$packages/consumer" -G Ninja -DCMAKE_PREFIX_PATH="$root/usr" >/dev/null
+  cmake --build "$packages/consumer" >/dev/null
+  "$packages/consumer/consumer" $scenario
+  PYTHONPATH=$root/usr/lib/python3/dist-packages /usr/bin/python3 -c "
+import ksbeacon
+assert ksbeacon.Scenario('$scenario').run().passed
+print('python: ksbeacon', ksbeacon.version())"
+  unset LD_LIBRARY_PATH
+}
+
+# The shell that runs in the bare root, with nothing but what Debian and the packages bring.
+in_root() {
+  cat <<'SCRIPT'
+set -eu
+export DEBIAN_FRONTEND=noninteractive
+apt-get update -q >/dev/null
+apt-get install -qy --no-install-recommends /packages/*.deb gcc g++ cmake make pkg-config libc6-dev >/dev/null
+cd /work
+ksbeacon simulate examples/scenarios/demo.json >/dev/null
+ksbeacon --version
+cc examples/c/main.c $(pkg-config --cflags --libs ksbeacon) -o /tmp/gateway
+/tmp/gateway examples/scenarios/demo.json | tail -n 1
+cmake -S tests/Packages -B /tmp/consumer >/dev/null && cmake --build /tmp/consumer >/dev/null
+/tmp/consumer/consumer examples/scenarios/demo.json
+python3 -c "
+import ksbeacon
+assert ksbeacon.Scenario('examples/scenarios/demo.json').run().passed"
+ksbeacon doctor >/dev/null || [ $? -eq 3 ]
+test -f /usr/lib/systemd/system/ksbeacon.service
+apt-get remove -qy libksbeacon1 ksbeacon >/dev/null
+test ! -e /usr/bin/ksbeacon
+SCRIPT
+}
+
+use_root() {
+  local root=build/bare-root
+  rm -rf "$root"
+  # KS_MIRROR: a mirror, or a file of sources, instead of the usual one.
+  mmdebstrap --variant=apt --quiet bookworm "$root" ${KS_MIRROR:+"$KS_MIRROR"}
+  mkdir -p "$root/packages" "$root/work"
+  cp "$packages"/*.deb "$root/packages"
+  cp -r examples tests "$root/work"
+  cp /etc/resolv.conf "$root/etc/resolv.conf"
+  in_root | chroot "$root" /bin/sh
+  rm -rf "$root"
+  echo "packages: installed, used and removed in a bare root"
+}
+
+make_packages
+lintian --no-tag-display-limit --fail-on error,warning "$packages"/*.deb
+use_unpacked
+[ "${1:-}" != root ] || use_root
+echo "packages: $(basename -a "$packages"/*.deb | tr '\n' ' ')"
