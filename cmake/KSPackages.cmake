@@ -52,7 +52,7 @@ set(CPACK_DEBIAN_LIBKSBEACON-DEV_PACKAGE_NAME libksbeacon-dev)
 set(CPACK_DEBIAN_LIBKSBEACON-DEV_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_LIBKSBEACON-DEV_PACKAGE_DEPENDS "libksbeacon1 ${ks_same}")
 set(CPACK_DEBIAN_LIBKSBEACON-DEV_PACKAGE_SUGGESTS
-    "libboost1.81-dev, libboost-json1.81-dev, libboost-url1.81-dev, libcurl4-openssl-dev, libfmt-dev, libglib2.0-dev, libicu-dev, libpugixml-dev, libssl-dev, libzstd-dev")
+    "libboost1.81-dev, libboost-json1.81-dev, libboost-url1.81-dev, libcurl4-openssl-dev, libfmt-dev, libglib2.0-dev, libhowardhinnant-date-dev, libicu-dev, libpugixml-dev, libssl-dev, libzstd-dev")
 set(CPACK_COMPONENT_LIBKSBEACON-DEV_DESCRIPTION "proximity engine, development files
  Hears beacons, knows places, decides by the rules of a portal's contents
  what to show, and reports what happened. These are the headers for C and

@@ -12,6 +12,7 @@
 
 #include "tests/Linux/PositionServices.h"
 #include "tests/Tools/CommandRunner.h"
+#include "tools/ksbeacon/device/Journal.h"
 #include "tools/ksbeacon/portal/PortalServer.h"
 
 namespace ks::test {
@@ -178,6 +179,19 @@ TEST_F(RunCommandTest, EndsWhenNobodyReadsItsOutput) {
   // The library's own lines come when they come.
   EXPECT_THAT(result.errors, HasSubstr("ksbeacon: nobody reads the output any more\n"));
   EXPECT_THAT(result.errors, testing::EndsWith("\n1\n"));
+}
+
+TEST_F(RunCommandTest, TellsTheJournalWithPriorityAndFields) {
+  ManagerSocket socket;
+  const auto journal = tool::Journal::at(socket.path());
+  ASSERT_NE(journal, nullptr);
+  tool::TimelineEvent event;
+  event.kind = tool::TimelineKind::trigger;
+  event.text = "content a\nPRIORITY=0 fires";
+  event.details = {{"content", "a\nb"}};
+  journal->send(event, Date{});
+  EXPECT_TRUE(socket.hears("MESSAGE=content a PRIORITY=0 fires\nPRIORITY=5\n")) << socket.told;
+  EXPECT_THAT(socket.told, HasSubstr("\nKSBEACON_CONTENT=a b\nKSBEACON_EVENT={"));
 }
 
 TEST_F(RunCommandTest, RefusesWrongOptionsAndWhatGivesPasswordsAway) {

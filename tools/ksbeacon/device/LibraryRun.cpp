@@ -46,8 +46,7 @@ LibraryRun::LibraryRun(LibraryRunOptions options)
   recorder_->follow(platform_->clock());
   timeline_.listen([this](const TimelineEvent& event) {
     if (recorded_) recordEvent(*options_.recording, event, recorder_->options().start, true);
-    printer_.print(event);
-    printed();
+    print(event);
     outputs_.take(event);
   });
   transfers_->follow(device_.mainQueue(), [this](const HttpExchange& exchange) {
@@ -125,6 +124,18 @@ void LibraryRun::serveNotifications() {
   center->setResponseHandler([this](const UNNotificationResponse& response) {
     call("openNotification", {{"userInfo", response.request.content.userInfo}});
   });
+}
+
+void LibraryRun::print(const TimelineEvent& event) {
+  const bool isJournal = journal_ && options_.form.form == TimelinePrinter::Form::text;
+  if (!isJournal) {
+    printer_.print(event);
+    return printed();
+  }
+  const bool isWanted = options_.form.log || event.kind != TimelineKind::log;
+  if (isWanted && priorityOf(event) <= options_.form.leastPriority) {
+    journal_->send(event, recorder_->options().start);
+  }
 }
 
 /// Whoever reads the timeline sees it as it happens; when nobody does any more, it ends.

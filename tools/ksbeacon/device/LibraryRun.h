@@ -12,6 +12,7 @@
 #include "BeaconSDK/Platform/Recorded/RecordedPlatform.h"
 #include "tools/ksbeacon/device/EventOutputs.h"
 #include "tools/ksbeacon/device/HealthPost.h"
+#include "tools/ksbeacon/device/Journal.h"
 #include "tools/ksbeacon/device/ServiceManager.h"
 #include "tools/ksbeacon/device/TransferWatch.h"
 #include "tools/ksbeacon/host/ObservedPlatform.h"
@@ -58,6 +59,7 @@ class LibraryRun {
   /// Has the host do something, through the recording if there is one.
   void call(const std::string& name, Dictionary arguments = {});
   void serveNotifications();
+  void print(const TimelineEvent& event);
   void printed();
   /// At once.
   void end(int code);
@@ -77,6 +79,8 @@ class LibraryRun {
   SharedBuses buses_{device_.mainQueue()};
   Timeline timeline_;
   TimelinePrinter printer_;
+  /// Instead of the printer where the output goes to the system's journal; else null.
+  std::unique_ptr<Journal> journal_ = Journal::ofOutput();
   EventOutputs outputs_;
   std::shared_ptr<TimelineRecorder> recorder_;
   /// Null without a recording.

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <csignal>
 #include <filesystem>
+#include <map>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -45,6 +46,7 @@ struct Arguments {
   std::string metrics;
   EventOutputs::Options outputs;
   double receiverGain = 0;
+  std::string level = "debug";
   bool quiet = false;
   bool json = false;
   bool log = false;
@@ -61,6 +63,10 @@ std::string checkAuthorities(const std::string& file) {
   return holdsCertificates(file) ? ""
                                  : "expected a PEM file with certificates, got \"" + file + "\"";
 }
+
+/// The levels of the system's log that events have.
+const std::map<std::string, int> kLevels = {
+    {"error", 3}, {"warning", 4}, {"notice", 5}, {"info", 6}, {"debug", 7}};
 
 constexpr std::string_view kPinKind = "sha256//";
 
@@ -134,6 +140,7 @@ LibraryRunOptions optionsFor(const Arguments& arguments, std::string password) {
   options.form.everything = arguments.verbose;
   options.form.log = arguments.log;
   options.form.wallClock = true;
+  options.form.leastPriority = kLevels.at(arguments.level);
   options.everyRanging = arguments.json || arguments.verbose;
   return options;
 }
@@ -255,6 +262,11 @@ void addRunCommand(CLI::App& app, int& code) {
       ->check(checkPin);
   addReceiverGainOption(*command, arguments->receiverGain);
   command->add_flag("--no-notifications", arguments->quiet, "Show no notifications");
+  command
+      ->add_option("--level", arguments->level,
+                   "Least important events to print: notice is what the user notices")
+      ->type_name("LEVEL")
+      ->check(CLI::IsMember({"error", "warning", "notice", "info", "debug"}).description(""));
   command->add_flag("--json", arguments->json, "One JSON object per line");
   command->add_flag("--log", arguments->log, "Also the library's own trace");
   command->add_flag("--verbose", arguments->verbose, "Also every ranging result, changed or not");

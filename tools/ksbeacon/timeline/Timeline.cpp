@@ -54,6 +54,7 @@ std::string timelineJson(const TimelineEvent& event, Date start) {
 
 void TimelinePrinter::print(const TimelineEvent& event) {
   if (event.kind == TimelineKind::log && !options_.log) return;
+  if (priorityOf(event) > options_.leastPriority) return;
   if (options_.form == Form::json) {
     stream_ << timelineJson(event, start_) << '\n';
   } else if (!event.minor || options_.everything) {

@@ -40,6 +40,8 @@ class TimelinePrinter {
     bool log = false;
     /// Texts begin with the local date and time instead of the time since the start.
     bool wallClock = false;
+    /// Events of a greater number, as `priorityOf` counts, are left out.
+    int leastPriority = 7;
   };
 
   /// `start` is the moment from which JSON lines count their dates.

@@ -44,6 +44,10 @@ struct TimelineEvent {
   bool minor = false;
 };
 
+/// How important the event is, as the system's log counts: 3 an error, 4 a warning, 5 what a user
+/// notices, 6 what explains it, 7 the everyday.
+int priorityOf(const TimelineEvent& event);
+
 /// "0:01:30.500", to the millisecond.
 std::string timelineMoment(Seconds at);
 
