@@ -42,8 +42,9 @@ int main(int argc, char** argv) {
   const std::string_view wanted = argc > 1 ? argv[1] : "";
   int failed = 0;
   printHeading();
-  for (const auto& rows : {ks::gate::presenceRows(), ks::gate::borderRows(),
-                           ks::gate::recordedRows(), ks::gate::positionRows()}) {
+  for (const auto& rows :
+       {ks::gate::presenceRows(), ks::gate::borderRows(), ks::gate::recordedRows(),
+        ks::gate::positionRows(), ks::gate::costRows()}) {
     for (const auto& row : rows) {
       if (row.name.find(wanted) != std::string::npos) failed += run(row);
     }

@@ -17,7 +17,8 @@ struct Figure {
   bool passes() const { return value <= limit; }
 };
 
-/// A situation and how to measure it. Deterministic: the same figures on every machine.
+/// A situation and how to measure it. Deterministic: the same figures on every machine, except for
+/// times of the processor, whose limits are far away.
 struct Row {
   std::string name;
   std::function<std::vector<Figure>()> measure;
@@ -31,5 +32,7 @@ std::vector<Row> borderRows();
 std::vector<Row> recordedRows();
 /// Resting, driving and walking beside a circle, from fixes to region events.
 std::vector<Row> positionRows();
+/// What hearing and ranging many beacons takes of memory and processor.
+std::vector<Row> costRows();
 
 }  // namespace ks::gate

@@ -103,7 +103,7 @@ std::vector<Row> presenceRows() {
           standing(1, 0.5),          standing(5, 0.3),
           standing(5, 0.8),          standing(10, 0.5),
           standing(10, 0.8),         outages(25, 2, 0),
-          outages(45, 2, 1),         unkind(30),
+          outages(45, 2, 1),         unkind(10),
           edgeOfRange(150, 0),       edgeOfRange(250, 0),
           switchedOff(0.3, 0.3, 40), switchedOff(1, 0.3, 40),
           switchedOff(5, 0.5, 250)};

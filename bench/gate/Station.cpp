@@ -44,7 +44,12 @@ Station::Station(SimulatedBeacon beacon, Metres distance, SimulatedPlatformOptio
   rooms_->observer.set(self_);
   rooms_->locationAccess.create();
   rooms_->batteryStatus = std::make_unique<KSBatteryStatus>(*platform_);
-  learnContent();
+  const auto category = std::make_shared<KSProximityZoneContentCategory>();
+  category->identifier = "shoes";
+  rooms_->settingsManager->newContentLoadedWithType(
+      KSContentDownloadType::contentCategories,
+      RecordList<KSProximityZoneContentCategory>{category});
+  learnContent(1);
   rooms_->locationAccess.startMonitoring(std::make_shared<CLBeaconRegion>(kSite, "site"));
 }
 
@@ -54,22 +59,17 @@ Station::~Station() {
   Platform::install(nullptr);
 }
 
-void Station::learnContent() {
-  const auto category = std::make_shared<KSProximityZoneContentCategory>();
-  category->identifier = "shoes";
-  rooms_->settingsManager->newContentLoadedWithType(
-      KSContentDownloadType::contentCategories,
-      RecordList<KSProximityZoneContentCategory>{category});
+void Station::learnContent(std::uint16_t minor) {
   auto content = std::make_shared<KSTextPushProximityZoneContent>();
-  content->identifier = "c1";
+  content->identifier = "c" + std::to_string(minor);
   content->categoryIdentifier = "shoes";
   content->proximity = static_cast<std::int64_t>(CLProximity::near);
   content->eventIsEnter = true;
   auto beacon = std::make_shared<KSPrivateBeacon>();
-  beacon->setIdentifier("b1");
+  beacon->setIdentifier("b" + std::to_string(minor));
   beacon->setUuid(kSite);
   beacon->setMajor(1);
-  beacon->setMinor(1);
+  beacon->setMinor(minor);
   beacon->setContent(content);
   beacon->setState(KSPrivateBeaconState::contentFetched);
   beacon->setValidUntil(platform_->clock().now() + Seconds{1e9});

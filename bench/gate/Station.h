@@ -20,6 +20,8 @@ class Station : public CLLocationManagerDelegate, public ks::EngineObserver {
 
   void pass(Seconds time) { platform_->advance(time); }
   SimulatedPlatform& platform() { return *platform_; }
+  /// The beacon of that minor fires a content on entering NEAR.
+  void learnContent(std::uint16_t minor);
   /// The beacon, which may be moved or switched off.
   SimulatedBeacon beacon() const { return *platform_->world().beacon(id_); }
   void setBeacon(SimulatedBeacon beacon) { platform_->world().setBeacon(id_, std::move(beacon)); }
@@ -44,7 +46,6 @@ class Station : public CLLocationManagerDelegate, public ks::EngineObserver {
   void didRangeBeacons(CLLocationManager&, const std::vector<CLBeacon>&,
                        const RegionPointer&) override;
   void triggerDecided(const ks::TriggerDecision& decision) override;
-  void learnContent();
 
   std::shared_ptr<SimulatedPlatform> platform_;
   SimulatedWorld::BeaconId id_ = 0;

@@ -276,6 +276,7 @@ TEST_F(BeaconRegionTest, FloodLeavesKnownBeacons) {
   hearFor(10, 1, -65, 1);
   flood();
   EXPECT_EQ(engine_->counters().untrackedBeacons, 20000u - 4095u);
+  EXPECT_EQ(engine_->counters().evictedBeacons, 0u);
   for (int second = 0; second < 10; ++second) {
     hear(-65, 1);
     hear(-65, 7);
@@ -283,6 +284,7 @@ TEST_F(BeaconRegionTest, FloodLeavesKnownBeacons) {
     hear(-65, 7);
     flood();
   }
+  EXPECT_GT(engine_->counters().evictedBeacons, 4000u);
   // The one that was there, and one that came amid the strangers.
   EXPECT_EQ(recorder_.ranged.back().at(0).minor, 1);
   EXPECT_EQ(recorder_.ranged.back().at(1).minor, 7);

@@ -276,6 +276,7 @@ void LocationEngineCore::handleBeacon(BeaconPacket packet) {
   packet.time = now - std::max(packet.time, Seconds{0});
   if (isUsable(packet.rssi)) packet.rssi.value -= gain_.value;
   auto* beacon = group->heard(packet, now);
+  counters.evictedBeacons += group->takeEvictions();
   if (beacon == nullptr) {
     const auto count = ++counters.untrackedBeacons;
     if (isWorthTelling(count)) notice(untrackedText(packet.frame, count));
@@ -335,11 +336,16 @@ void LocationEngineCore::positionFailed(const Error& error) {
 }
 
 void LocationEngineCore::handleDisplayOn() {
-  const auto regions = book_.all();
-  for (const auto& [id, region] : regions) {
+  std::vector<std::shared_ptr<MonitoredRegion>> inside;
+  for (const auto& [id, region] : book_.all()) {
     const bool wanted = region->beacons && region->beacons->notifyEntryStateOnDisplay();
-    if (!wanted || !region->watched || !region->confirmed) continue;
-    if (region->state == CLRegionState::inside) reports_.remind(region);
+    if (wanted && region->confirmed && region->state == CLRegionState::inside) {
+      inside.push_back(region);
+    }
+  }
+  // Callbacks may end the monitoring of regions that come later.
+  for (const auto& region : inside) {
+    if (region->watched) reports_.remind(region);
   }
 }
 

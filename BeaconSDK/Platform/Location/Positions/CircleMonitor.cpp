@@ -91,6 +91,8 @@ void CircleMonitor::handleStep(const TrackStep& step, Seconds now) {
   } else {
     index_.around(step.to.coordinate, ids);
   }
+  if (!step.repeated) recent_.push_back(step.to.coordinate);
+  if (recent_.size() > kMostRecent) recent_.pop_front();
   std::sort(ids.begin(), ids.end());
   ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
   for (const auto id : ids) {
@@ -114,6 +116,10 @@ void CircleMonitor::judge(const std::shared_ptr<MonitoredRegion>& region, const 
                           Metres depth, Seconds now) {
   const auto uncertainty = step.to.uncertainty;
   const auto side = sideOf(depth);
+  if (passes(*region, step, depth)) {
+    cross(region, CLRegionState::inside);
+    return;
+  }
   if (side == region->state) {
     stay(region, step, depth);
     return;
@@ -130,11 +136,30 @@ void CircleMonitor::judge(const std::shared_ptr<MonitoredRegion>& region, const 
   if (isDecided(*region, evidence, step, depth, now)) cross(region, side);
 }
 
+bool CircleMonitor::passes(const MonitoredRegion& region, const TrackStep& step,
+                           Metres depth) const {
+  const double uncertainty = step.to.uncertainty.value;
+  if (!step.moving || region.state == CLRegionState::inside ||
+      uncertainty > region.circle->radius().value) {
+    return false;
+  }
+  if (depth.value >= uncertainty) return true;
+  if (depth.value < 0 && !pending_.contains(region.id)) return false;
+  bool inside = false;
+  double spare = 0;
+  for (const auto& place : recent_) {
+    if (distanceBetween(place, step.to.coordinate).value > kPassingReach * uncertainty) continue;
+    const double there = depthAt(*region.circle, place).value;
+    inside = inside || there >= 0;
+    spare += there + kPassingDoubt * uncertainty;
+  }
+  return inside && spare >= 0;
+}
+
 bool CircleMonitor::isDecided(const MonitoredRegion& region, const Evidence& evidence,
                               const TrackStep& step, Metres depth, Seconds now) const {
-  // Who passes through has few fixes inside, and the last may be the only one.
-  if (step.moving && depth.value >= 0) return true;
-  if (step.moving && evidence.weight >= kMovingEvidence * need(step)) return true;
+  const bool leaves = region.state == CLRegionState::inside;
+  if (leaves && step.moving && evidence.weight >= kMovingEvidence * need(step)) return true;
   if (!speaks(depth, step.to.uncertainty)) return false;
   const bool clear = isClear(depth, step.to.uncertainty);
   // There is no stay that a first fix could undo.
@@ -153,7 +178,8 @@ void CircleMonitor::stay(const std::shared_ptr<MonitoredRegion>& region, const T
     auto& evidence = found->second;
     evidence.weight -= weightOf(depth, step);
     evidence.speaking = 0;
-    if (!step.moving || evidence.weight <= 0) pending_.erase(found);
+    const double least = region->state == CLRegionState::inside ? 0 : -kGivenUp;
+    if (!step.moving || evidence.weight <= least) pending_.erase(found);
   }
   const bool asked = !region->confirmed || !region->requesters.empty();
   if (asked && speaks(depth, step.to.uncertainty)) reports_.found(region, region->state);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <deque>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -21,6 +22,14 @@ inline constexpr double kClearCrossing = 3;
 /// While the device hardly gets on between two fixes, fixes that amount to this many uncertainties
 /// together decide.
 inline constexpr double kMovingEvidence = 2;
+/// A moving device passes through a circle when one fix lies inside and the mean of the last fixes,
+/// those within four uncertainties, no farther outside than this share of the uncertainty: a
+/// single fix says little where others lie beside it.
+inline constexpr double kPassingDoubt = 0.75;
+inline constexpr double kPassingReach = 4;
+inline constexpr std::size_t kMostRecent = 8;
+/// Fixes that amount to this many uncertainties outside end a passage that was not one.
+inline constexpr double kGivenUp = 3;
 /// At rest, fixes must agree on an unclear crossing for a thirtieth of the rest, but at least and
 /// at most for this long: a device that stands on a border does not flap.
 inline constexpr double kPatienceShare = 1.0 / 30;
@@ -75,6 +84,7 @@ class CircleMonitor {
 
   void judge(const std::shared_ptr<MonitoredRegion>& region, const TrackStep& step, Metres depth,
              Seconds now);
+  bool passes(const MonitoredRegion& region, const TrackStep& step, Metres depth) const;
   bool isDecided(const MonitoredRegion& region, const Evidence& evidence, const TrackStep& step,
                  Metres depth, Seconds now) const;
   void stay(const std::shared_ptr<MonitoredRegion>& region, const TrackStep& step, Metres depth);
@@ -90,6 +100,8 @@ class CircleMonitor {
   /// Circles that every step has to look at.
   std::set<std::uint64_t> attention_;
   std::unordered_map<std::uint64_t, Evidence> pending_;
+  /// Where the last fixes were, the newest at the end.
+  std::deque<CLLocationCoordinate2D> recent_;
   /// The circles of the step that is handled; kept for its memory.
   std::vector<std::uint64_t> touched_;
   /// Vague fixes within circles that are too small for them.

@@ -40,7 +40,8 @@ FixTrack::Finding FixTrack::offer(const CLLocation& fix, Seconds uptime, Date no
   if (points_.empty()) return {Verdict::accepted, {accept(point)}};
   const auto& good = points_.back();
   if (point.coordinate == good.coordinate) {
-    const bool fresh = point.timestamp > good.timestamp;
+    // Another date, not a later one: the wall clock may have been set back.
+    const bool fresh = point.timestamp != good.timestamp && point.taken > good.taken;
     const bool denied = fresh && doubt_.has_value();
     if (fresh) {
       doubt_.reset();

@@ -37,8 +37,8 @@ BeaconMemory* BeaconGroup::add(const BeaconFrame& frame, Seconds now) {
 }
 
 template <class Predicate>
-void BeaconGroup::forgetIf(Predicate predicate) {
-  std::erase_if(beacons_, [&](const auto& beacon) {
+std::size_t BeaconGroup::forgetIf(Predicate predicate) {
+  return std::erase_if(beacons_, [&](const auto& beacon) {
     if (!predicate(*beacon)) return false;
     byNumbers_.erase(numbersOf(beacon->major(), beacon->minor()));
     return true;
@@ -53,7 +53,7 @@ void BeaconGroup::sweep(Seconds now) {
     return now - beacon.lastHeard() > limit;
   });
   if (beacons_.size() >= kMostBeaconsPerUUID) {
-    forgetIf([](const BeaconMemory& beacon) { return !beacon.gaps().meanGap(); });
+    evictions_ += forgetIf([](const BeaconMemory& beacon) { return !beacon.gaps().meanGap(); });
   }
   swept_ = now;
 }

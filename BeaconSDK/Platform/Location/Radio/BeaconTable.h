@@ -3,6 +3,7 @@
 #include <boost/unordered/unordered_flat_map.hpp>
 #include <cstdint>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "BeaconSDK/Platform/Location/Radio/BeaconMemory.h"
@@ -31,6 +32,9 @@ class BeaconGroup {
   /// The same for a beacon that is not tracked.
   std::vector<MonitoredRegion*> regionsOf(const BeaconFrame& frame) const;
 
+  /// How many beacons were forgotten for want of room since the last call.
+  std::uint64_t takeEvictions() { return std::exchange(evictions_, 0); }
+
   int users = 0;
   /// When its last user went.
   Seconds released{0};
@@ -38,14 +42,16 @@ class BeaconGroup {
  private:
   BeaconMemory* add(const BeaconFrame& frame, Seconds now);
   void sweep(Seconds now);
+  /// Returns how many.
   template <class Predicate>
-  void forgetIf(Predicate predicate);
+  std::size_t forgetIf(Predicate predicate);
 
   std::vector<std::unique_ptr<BeaconMemory>> beacons_;
   boost::unordered_flat_map<std::uint32_t, BeaconMemory*> byNumbers_;
   std::vector<MonitoredRegion*> regions_;
   std::uint64_t regionsVersion_ = 1;
   Seconds swept_{0};
+  std::uint64_t evictions_ = 0;
 };
 
 /// All groups. Frames of other UUIDs leave no trace. What was learned of a UUID's beacons outlives

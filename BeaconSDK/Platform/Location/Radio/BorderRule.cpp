@@ -22,9 +22,13 @@ constexpr Margin kMovingMargin{1, 0.7};
 constexpr Margin kDeadZone{0.5, 0.5};
 // The sum that crosses, in dB s.
 constexpr double kCrossingSum = 10;
-// After a change without an approach the margin grows by so many dB, and the sum so many times.
+// After a change without movement the margin grows by so many dB, and the sum so many times.
 constexpr double kSettledMarginDb = 3.5;
 constexpr double kSettledSums = 15;
+// A departure that is taken back within this time was somebody who stood in between, and others
+// may for so long after the last one. A device that goes and returns takes longer, mostly.
+constexpr Seconds kPassing{40};
+constexpr Seconds kWariness{3600};
 // One packet speaks for at most this long: a slow beacon's noise is not proof by lasting.
 constexpr Seconds kLongestWeight{2};
 
@@ -54,23 +58,32 @@ void BorderRule::observe(Seconds time, const SignalEstimate& estimate) {
   const bool outwards = estimate.lossDb - outer > inner - estimate.lossDb;
   const double excess = outwards ? estimate.lossDb - outer : inner - estimate.lossDb;
   if (std::exchange(outwards_, outwards) != outwards) sum_ = 0;
-  // A body in the way takes strength and gives none: only a gain proves movement.
-  const bool approaches = estimate.isMoving && !outwards;
-  if (approaches) settled_ = false;
-  const auto margin = approaches ? kMovingMargin : kStandingMargin;
-  if (!crosses(excess, std::min(elapsed, kLongestWeight).count(),
-               width(margin, estimate.deviationDb), width(kDeadZone, estimate.deviationDb))) {
-    return;
+  const bool wary = outwards && time < waryUntil_;
+  if (wary && estimate.isMoving) waryUntil_ = time + kWariness;
+  if (crosses(estimate, excess, std::min(elapsed, kLongestWeight).count(), wary)) {
+    change(time, estimate.lossDb);
   }
-  band_ = proximityAtLoss(estimate.lossDb);
-  settled_ = true;
-  sum_ = 0;
 }
 
-bool BorderRule::crosses(double excess, double seconds, double margin, double deadZone) {
-  sum_ = std::max(0.0, sum_ + (excess - deadZone) * seconds);
-  return excess > margin + (settled_ ? kSettledMarginDb : 0) ||
-         sum_ > kCrossingSum * (settled_ ? kSettledSums : 1);
+bool BorderRule::crosses(const SignalEstimate& estimate, double excess, double seconds, bool wary) {
+  const bool moves = estimate.isMoving && !wary;
+  if (moves) settled_ = false;
+  const bool hard = settled_ || wary;
+  const double margin = width(moves ? kMovingMargin : kStandingMargin, estimate.deviationDb);
+  sum_ = std::max(0.0, sum_ + (excess - width(kDeadZone, estimate.deviationDb)) * seconds);
+  return excess > margin + (hard ? kSettledMarginDb : 0) ||
+         sum_ > kCrossingSum * (hard ? kSettledSums : 1);
+}
+
+void BorderRule::change(Seconds time, double lossDb) {
+  if (outwards_) {
+    returnsUntil_ = time + kPassing;
+  } else if (time < returnsUntil_) {
+    waryUntil_ = time + kWariness;
+  }
+  band_ = proximityAtLoss(lossDb);
+  settled_ = true;
+  sum_ = 0;
 }
 
 void BorderRule::begin(Seconds time, const SignalEstimate& estimate) {

@@ -17,9 +17,9 @@ struct SignalEstimate {
 ///
 /// A border is crossed at once when the estimate lies far beyond it, and by less when it stays
 /// beyond: the excess is summed over time after Page's cumulative sum test, so that a wrong band is
-/// left in the end however close to the border the beacon is. A change is harder to
-/// take back until the beacon approaches, which keeps a stand on a border calm, and one amid
-/// passers-by: a body in the way looks like a departure, but nothing looks like an approach.
+/// left in the end however close to the border the beacon is. A change is harder to take back until
+/// the device moves, which keeps a stand on a border calm. A body in the way looks like a
+/// departure, but one that is soon taken back: after such a one departures are harder for a while.
 /// Constant memory.
 class BorderRule {
  public:
@@ -31,8 +31,9 @@ class BorderRule {
 
  private:
   void begin(Seconds time, const SignalEstimate& estimate);
-  /// An excess beyond the border that has lasted for so long; all in dB.
-  bool crosses(double excess, double seconds, double margin, double deadZone);
+  /// What one packet, after so many seconds, says of the side that it lies nearer to.
+  bool crosses(const SignalEstimate& estimate, double excess, double seconds, bool wary);
+  void change(Seconds time, double lossDb);
 
   CLProximity band_ = CLProximity::unknown;
   bool certain_ = false;
@@ -41,8 +42,12 @@ class BorderRule {
   /// The excess beyond the border of one side, summed over time in dB s.
   double sum_ = 0;
   bool outwards_ = false;
-  /// The band was changed, and nothing has approached since.
+  /// The band was changed, and nothing has moved since.
   bool settled_ = false;
+  /// A return before then takes back a departure.
+  Seconds returnsUntil_{0};
+  /// Passers-by are known until then.
+  Seconds waryUntil_{0};
 };
 
 /// How long the first packets may leave the proximity open.

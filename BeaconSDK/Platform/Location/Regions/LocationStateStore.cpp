@@ -13,7 +13,7 @@ FileContent FileLocationStateStore::load() {
     console_.log("Monitored regions are not there yet: " + content.problem);
   }
   const bool isWhole = content.state == FileContent::State::whole;
-  if (isWhole && !decodeRegions(content.bytes)) {
+  if (isWhole && !isRegionList(content.bytes)) {
     content = {FileContent::State::damaged, {}, "'" + path_.string() + "' is damaged"};
   }
   if (content.state != FileContent::State::damaged) return content;

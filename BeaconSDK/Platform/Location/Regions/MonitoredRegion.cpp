@@ -31,19 +31,19 @@ bool haveSameShape(const MonitoredRegion& a, const MonitoredRegion& b) {
 
 std::shared_ptr<MonitoredRegion> RegionRegistry::add(std::shared_ptr<MonitoredRegion> region) {
   region->id = ++lastId_;
-  idOf_[region->region->identifier()] = region->id;
+  byIdentifier_.insert(region.get());
   byId_[region->id] = region;
   return region;
 }
 
 void RegionRegistry::remove(const MonitoredRegion& region) {
-  idOf_.erase(region.region->identifier());
+  byIdentifier_.erase(&region);
   byId_.erase(region.id);
 }
 
-std::shared_ptr<MonitoredRegion> RegionRegistry::find(const std::string& identifier) const {
-  const auto found = idOf_.find(identifier);
-  return found == idOf_.end() ? nullptr : find(found->second);
+std::shared_ptr<MonitoredRegion> RegionRegistry::find(std::string_view identifier) const {
+  const auto found = byIdentifier_.find(identifier);
+  return found == byIdentifier_.end() ? nullptr : find((*found)->id);
 }
 
 std::shared_ptr<MonitoredRegion> RegionRegistry::find(std::uint64_t id) const {

@@ -1,11 +1,13 @@
 #pragma once
 
+#include <boost/unordered/unordered_flat_set.hpp>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
 #include <string>
-#include <unordered_map>
+#include <string_view>
 #include <vector>
 
 #include "BeaconSDK/Platform/Api/CoreLocation.h"
@@ -62,15 +64,26 @@ class RegionRegistry {
   std::shared_ptr<MonitoredRegion> add(std::shared_ptr<MonitoredRegion> region);
   void remove(const MonitoredRegion& region);
   /// Null when there is none.
-  std::shared_ptr<MonitoredRegion> find(const std::string& identifier) const;
+  std::shared_ptr<MonitoredRegion> find(std::string_view identifier) const;
   std::shared_ptr<MonitoredRegion> find(std::uint64_t id) const;
   /// In the order in which monitoring began.
   const std::map<std::uint64_t, std::shared_ptr<MonitoredRegion>>& all() const { return byId_; }
 
  private:
+  /// Regions by their identifiers, which stand in the regions alone: a list may be long.
+  struct Identifiers {
+    using is_transparent = void;
+    static std::string_view of(const MonitoredRegion* region) {
+      return region->region->identifier();
+    }
+    static std::string_view of(std::string_view identifier) { return identifier; }
+    std::size_t operator()(const auto& key) const { return std::hash<std::string_view>{}(of(key)); }
+    bool operator()(const auto& a, const auto& b) const { return of(a) == of(b); }
+  };
+
   std::uint64_t lastId_ = 0;
   std::map<std::uint64_t, std::shared_ptr<MonitoredRegion>> byId_;
-  std::unordered_map<std::string, std::uint64_t> idOf_;
+  boost::unordered_flat_set<const MonitoredRegion*, Identifiers, Identifiers> byIdentifier_;
 };
 
 }  // namespace ks

@@ -12,6 +12,7 @@ namespace ks {
 namespace {
 
 constexpr std::string_view kMark = "KSREGIONS1";
+constexpr std::size_t kSumSize = 8;
 enum Kind : std::uint8_t { kCircle = 1, kBeacons = 2 };
 enum Flag : std::uint8_t { kEntry = 1, kExit = 2, kOnDisplay = 4, kHasMajor = 8, kHasMinor = 16 };
 
@@ -150,15 +151,17 @@ Data encodeRegions(const RegionRegistry& book) {
   return std::move(writer.bytes);
 }
 
+bool isRegionList(std::span<const std::uint8_t> bytes) {
+  if (bytes.size() < kMark.size() + kSumSize) return false;
+  return std::equal(kMark.begin(), kMark.end(), bytes.begin()) &&
+         Reader(bytes.last(kSumSize)).integer(8) == checkSum(bytes.first(bytes.size() - kSumSize));
+}
+
 std::optional<std::vector<std::shared_ptr<MonitoredRegion>>> decodeRegions(
     std::span<const std::uint8_t> bytes) {
-  constexpr std::size_t kSumSize = 8;
-  if (bytes.size() < kMark.size() + kSumSize) return std::nullopt;
-  const auto content = bytes.first(bytes.size() - kSumSize);
-  if (Reader(bytes.last(kSumSize)).integer(8) != checkSum(content)) return std::nullopt;
-  if (!std::equal(kMark.begin(), kMark.end(), content.begin())) return std::nullopt;
+  if (!isRegionList(bytes)) return std::nullopt;
   std::vector<std::shared_ptr<MonitoredRegion>> regions;
-  Reader reader(content.subspan(kMark.size()));
+  Reader reader(bytes.subspan(kMark.size(), bytes.size() - kMark.size() - kSumSize));
   while (!reader.atEnd()) {
     auto region = read(reader);
     if (!region) return std::nullopt;

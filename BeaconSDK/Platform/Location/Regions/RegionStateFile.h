@@ -19,6 +19,9 @@ Data encodeRegions(const RegionRegistry& book);
 std::optional<std::vector<std::shared_ptr<MonitoredRegion>>> decodeRegions(
     std::span<const std::uint8_t> bytes);
 
+/// False when the bytes are no list of this version or were damaged after it was written.
+bool isRegionList(std::span<const std::uint8_t> bytes);
+
 /// Of one entry of a journal.
 inline constexpr std::size_t kChangeSize = 16;
 
