@@ -51,7 +51,7 @@ enum {
 
 /* "the device belongs to another thread"; never null. */
 KS_API const char* ks_status_text(ks_status status);
-/* What the calling thread's last failed call ran into; "" when none has failed. Lives until the
+/* The message of the last failed call of this thread; "" when none has failed. Valid until the
  * thread's next failed call. */
 KS_API const char* ks_last_error(void);
 /* "1.0.0". */
@@ -59,7 +59,7 @@ KS_API const char* ks_version(void);
 
 /* ---- Events ---- */
 
-/* What an event tells of; docs/timeline.md describes each kind. */
+/* Kinds of events; docs/timeline.md describes each. */
 typedef int32_t ks_event_kind;
 enum {
   KS_EVENT_APPLICATION = 0,
@@ -76,7 +76,7 @@ enum {
   KS_EVENT_CACHE = 11,
   KS_EVENT_LOG = 12,
   KS_EVENT_EXPECTATION = 13,
-  /* A kind that this version has no number for; its name is in `json`. */
+  /* A kind without a number in this version; its name is in `json`. */
   KS_EVENT_OTHER = 255
 };
 
@@ -91,17 +91,17 @@ typedef struct ks_event {
   const char* text;
   /* One line for a program: the object of docs/timeline.md. */
   const char* json;
-  /* The content's and the zone's identifier; null where the event has none. */
+  /* The content's and the zone's identifier; may be null. */
   const char* content;
   const char* zone;
-  /* Triggers, waits and refusals: 1 for an entry, 0 for an exit; else -1. */
+  /* For triggers, waits and refusals: 1 for an entry, 0 for an exit; else -1. */
   int32_t entering;
   /* A refusal's rule, a notification's action, a region's change, a statistic's event; else null.
    */
   const char* detail;
-  /* Expectations: 1 met, 0 not met; else -1. */
+  /* For expectations: 1 met, 0 not met; else -1. */
   int32_t met;
-  /* What a person sees of a notification; else null. */
+  /* The text of a notification; else null. */
   const char* message;
   /* Triggers, notifications and contents that the user opens: what the content shows; null where it
    * has none. The last four are URLs. */
@@ -117,7 +117,7 @@ typedef struct ks_event {
 
 typedef struct ks_device ks_device;
 
-/* Who uses the library, and how. */
+/* The application, and how it uses the library. */
 typedef struct ks_application {
   uint32_t size;
   /* Non-zero: the library writes its trace, as events of kind KS_EVENT_LOG. */
@@ -137,15 +137,15 @@ typedef struct ks_application {
   const char* country;
   /* Behaviour beyond the default: "exactStays,keptStatistics", "all"; null: none. */
   const char* refinements;
-  /* A PEM file of certificates that are trusted besides the system's; null: none. */
+  /* A PEM file of certificates trusted in addition to the system's; may be null. */
   const char* certificate_authorities;
-  /* Non-zero: contents are only announced; else each is also shown as a notification. */
+  /* Non-zero: contents are only announced; 0: each is also shown as a notification. */
   uint32_t announce_only;
   /* Non-zero: `record` holds no tags and only rough positions. */
   uint32_t record_private;
-  /* Classes of data neither to send nor to keep, as in `ks_set_consent`; null: none. */
+  /* Classes of data neither to send nor to store, as in `ks_set_consent`; null: none. */
   const char* without;
-  /* A file that takes down what enters the device, for `ks_replay`; null: none. It never holds the
+  /* A file in which the device's input is recorded, for `ks_replay`; null: none. It never holds the
    * password. */
   const char* record;
 } ks_application;
@@ -154,9 +154,9 @@ typedef struct ks_demand {
   uint32_t size;
   /* 0: no advertisements are needed; 1: each beacon every few seconds; 2: every advertisement. */
   uint32_t advertisements;
-  /* The wanted uncertainty of positions in metres; negative: none are needed. */
+  /* Required uncertainty of positions in metres; negative: none are needed. */
   double position_accuracy;
-  /* Seconds that may lie between two positions. */
+  /* Maximum time between two positions in seconds. */
   double position_interval;
 } ks_demand;
 
@@ -164,20 +164,20 @@ typedef struct ks_demand {
 typedef struct ks_callbacks {
   uint32_t size;
   uint32_t reserved;
-  /* Handed to each callback. */
+  /* Passed to each callback. */
   void* user_data;
   void (*event)(void* user_data, const ks_event* event);
   /* An attempt to start has ended; `problem` is null when the library runs. */
   void (*started)(void* user_data, const char* problem);
-  /* Embedded devices: what the host should listen for has changed. */
+  /* Embedded devices: called when the demand for input has changed. */
   void (*demand)(void* user_data, const ks_demand* demand);
-  /* What ails the library has changed, found out every 15 s; `ailing` is 0 when nothing does,
-   * `json` as from `ks_health`. */
+  /* Called when the library's problems have changed, checked every 15 s; `ailing` is 0 without
+   * problems, `json` as from `ks_health`. */
   void (*health)(void* user_data, int32_t ailing, const char* json);
 } ks_callbacks;
 
-/* A device that the host feeds. `folder` holds everything that outlives the process; it is made
- * when missing. `time_zone` is an Olson name, null for UTC. */
+/* A device whose host supplies the input. `folder` holds everything that outlives the process;
+ * it is created when missing. `time_zone` is an Olson name, null for UTC. */
 KS_API ks_status ks_create_embedded(const ks_application* application,
                                     const ks_callbacks* callbacks, const char* folder,
                                     const char* time_zone, ks_device** device);
@@ -187,23 +187,24 @@ KS_API ks_status ks_create_linux(const ks_application* application, const ks_cal
 /* Ends the library and frees the device; null is allowed. Not from a callback. */
 KS_API ks_status ks_destroy(ks_device* device);
 
-/* Begins to work; `started` tells how it went. Does nothing while the library runs or starts. */
+/* Starts the library; `started` is called with the result. Does nothing while the library runs
+ * or starts. */
 KS_API ks_status ks_start(ks_device* device);
-/* Runs what is due, having waited at most `timeout_ms` for something to be; negative: as long as it
- * takes. `ran` receives 1 when something was due, else 0; may be null. Not from a callback. */
+/* Waits at most `timeout_ms` until something is due and runs it; negative: without limit. `ran`
+ * receives 1 when something was due, else 0; may be null. Not from a callback. */
 KS_API ks_status ks_run_once(ks_device* device, int32_t timeout_ms, int32_t* ran);
-/* A descriptor for poll(2) and select(2), readable while `ks_run_once` has something to do; it
- * stays the library's. Linux devices have none: they live in GLib's default main context. */
+/* A descriptor for poll(2) and select(2), readable while `ks_run_once` has something to do;
+ * owned by the library. Linux devices have none: they use GLib's default main context. */
 KS_API ks_status ks_descriptor(ks_device* device, int32_t* descriptor);
 
-/* The application came to the front, or went to the back; it begins at the back. */
+/* Call when the application came to the front, or went to the back; initially at the back. */
 KS_API ks_status ks_set_active(ks_device* device, int32_t active);
-/* Asks the portal for what is out of date, as a system's background fetch does. */
+/* Requests what is out of date from the portal, as a system's background fetch does. */
 KS_API ks_status ks_fetch(ks_device* device);
-/* Ends all monitoring, and forgets zones and locations. */
+/* Stops all monitoring, and drops zones and locations. */
 KS_API ks_status ks_reset(ks_device* device);
 
-/* The user's tags: sent with requests, kept over restarts. */
+/* Sets one of the user's tags, which are sent with requests and stored across restarts. */
 KS_API ks_status ks_set_tag(ks_device* device, const char* name, const char* value);
 /* A null name deletes all tags. */
 KS_API ks_status ks_delete_tag(ks_device* device, const char* name);
@@ -217,27 +218,27 @@ KS_API ks_status ks_categories(ks_device* device,
 /* KS_ERROR_ARGUMENT when the list has no such category. */
 KS_API ks_status ks_enable_category(ks_device* device, const char* identifier, int32_t enabled);
 
-/* The user opened an announced content: the portal is told. */
+/* Reports to the portal that the user opened an announced content. */
 KS_API ks_status ks_open_content(ks_device* device, const char* content);
 /* Shows an announced content as a notification. */
 KS_API ks_status ks_show_content(ks_device* device, const char* content);
 
-/* ---- What an embedded device hears; KS_ERROR_UNAVAILABLE on others ---- */
+/* ---- Input of an embedded device; KS_ERROR_UNAVAILABLE on others ---- */
 
-/* One Bluetooth Low Energy advertisement: its length-type-value elements as they were received.
- * Malformed elements are passed over. `address` tells senders apart; `rssi` is in dBm. */
+/* Processes one Bluetooth Low Energy advertisement, given as its length-type-value elements.
+ * Malformed elements are ignored. `address` identifies the sender; `rssi` is in dBm. */
 KS_API ks_status ks_advertisement(ks_device* device, const char* address, const uint8_t* elements,
                                   size_t count, double rssi);
-/* The same where the system has taken the manufacturer data out: `bytes` follow the company. */
+/* As above, where the system has extracted the manufacturer data: `bytes` follow the company. */
 KS_API ks_status ks_manufacturer_data(ks_device* device, const char* address, uint16_t company,
                                       const uint8_t* bytes, size_t count, double rssi);
-/* Degrees, and metres of uncertainty. */
+/* Processes a position: degrees, and metres of uncertainty. */
 KS_API ks_status ks_position(ks_device* device, double latitude, double longitude, double accuracy);
-/* No positions can be had for now. */
+/* Call when no positions are available for now. */
 KS_API ks_status ks_position_lost(ks_device* device);
-/* The radio was switched on or off; on at first. */
+/* Call when the radio was switched on or off; initially on. */
 KS_API ks_status ks_set_bluetooth(ks_device* device, int32_t powered);
-/* 0 not determined, 1 restricted, 2 denied, 3 always, 4 when in use; always at first. */
+/* 0 not determined, 1 restricted, 2 denied, 3 always, 4 when in use; initially always. */
 KS_API ks_status ks_set_permission(ks_device* device, int32_t permission);
 
 /* ---- Health, and what the user permits ---- */
@@ -246,11 +247,11 @@ KS_API ks_status ks_set_permission(ks_device* device, int32_t permission);
  * with a stable "reason", a sentence and what to do. */
 KS_API ks_status ks_health(ks_device* device, void (*told)(void* user_data, const char* json),
                            void* user_data);
-/* Classes of data that are neither sent nor kept from now on:
- * "positions,statistics,tags,identifiers" or some of them; null or "": none. What was kept of such
- * a class is removed. The application remembers its user's word. */
+/* Classes of data that are neither sent nor stored from now on:
+ * "positions,statistics,tags,identifiers" or some of them; null or "": none. Stored data of
+ * these classes is removed. The choice itself is not stored. */
 KS_API ks_status ks_set_consent(ks_device* device, const char* without);
-/* Ends the library for good and removes everything that it holds on this device. */
+/* Ends the library permanently and removes everything that it stores on this device. */
 KS_API ks_status ks_purge(ks_device* device);
 
 /* ---- A scenario, a recording ---- */
@@ -262,9 +263,10 @@ typedef struct ks_scenario_options {
   uint64_t seed;
   /* Ends after so many seconds; 0: where the scenario ends. */
   double until;
-  /* Instead of the scenario's: as in `ks_application`, or "none"; null: the scenario's. */
+  /* Replaces the scenario's refinements: as in `ks_application`, or "none"; null: the
+   * scenario's. */
   const char* refinements;
-  /* Instead of the scenario's folder of portal documents; null: the scenario's. */
+  /* Replaces the scenario's folder of portal documents; null: the scenario's. */
   const char* documents;
   /* Non-zero: every ranging result is an event, else only those that change something. */
   uint32_t every_ranging;
@@ -280,25 +282,24 @@ typedef struct ks_scenario_result {
   uint32_t reserved;
 } ks_scenario_result;
 
-/* Lives through a scenario file (docs/scenarios.md) in virtual time, without a network, calling
- * `event` for each event; equal files and options give equal events. `event` returns 0 to go on,
- * anything else ends the run, which then returns KS_ERROR_STATE. `options`, `event` and `result`
+/* Runs a scenario file (docs/scenarios.md) in virtual time, without a network, calling `event`
+ * for each event; equal files and options give equal events. `event` returns 0 to continue; any
+ * other value ends the run, which then returns KS_ERROR_STATE. `options`, `event` and `result`
  * may be null. */
 KS_API ks_status ks_run_scenario(const char* path, const ks_scenario_options* options,
                                  int32_t (*event)(void* user_data, const ks_event* event),
                                  void* user_data, ks_scenario_result* result);
-/* Lives through a recording again and checks that everything happens as it did; KS_ERROR_STATE,
- * with the first difference, where it does not. Of `options` `until`, `refinements`, `documents`
- * and `every_ranging` count; with other refinements or documents nothing is compared. `event` as
- * above.
- */
+/* Replays a recording and checks that everything happens as recorded; returns KS_ERROR_STATE,
+ * with the first difference, where it does not. Of `options` only `until`, `refinements`,
+ * `documents` and `every_ranging` apply; with other refinements or documents nothing is
+ * compared. `event` as above. */
 KS_API ks_status ks_replay(const char* path, const ks_scenario_options* options,
                            int32_t (*event)(void* user_data, const ks_event* event),
                            void* user_data);
-/* Why a content, named by its own or its zone's identifier, fired or did not in a scenario
- * (".json") or a recording, `at` seconds after its start; negative: at its end. `documents` holds
- * the portal's documents; null: the scenario's. Calls `told` with one JSON object: "fired", "links"
- * from the portal to the screen, and "conclusion". */
+/* Explains why a content, named by its own or its zone's identifier, fired or did not in a
+ * scenario (".json") or a recording, `at` seconds after its start; negative: at its end.
+ * `documents` is the folder of the portal's documents; null: the scenario's. Calls `told` with
+ * one JSON object: "fired", "links" from the portal to the screen, and "conclusion". */
 KS_API ks_status ks_why(const char* path, const char* name, double at, const char* documents,
                         void (*told)(void* user_data, const char* json), void* user_data);
 
