@@ -1,6 +1,6 @@
 #include <gmock/gmock.h>
 
-#include <fstream>
+#include <filesystem>
 #include <functional>
 
 #include "BeaconSDK/Classes/Manager/Health/HeldData.h"
@@ -67,7 +67,18 @@ TEST_F(HealthTest, EachAilmentHasItsReasonAndPasses) {
        [&](Scenario& s) {
          s.location->delegate->didStartMonitoringForRegion(*s.location->manager, shared);
        }},
-      {ks::AilmentReason::clockJumped, [](Scenario& s) { s.setsClock(-86400); },
+      {ks::AilmentReason::regionsRefused,
+       [&](Scenario& s) {
+         s.location->delegate->monitoringDidFailForRegion(*s.location->manager, shared,
+                                                          ks::Error("location", 5, "radius"));
+         s.passes(3600);
+       },
+       [](Scenario& s) {
+         s.movesTo(ks::testing::kHome);
+         s.portalAnswers("/locations", "[]");
+         s.portalAnswers("/geofences", "[]");
+       }},
+      {ks::AilmentReason::clockJumped, [](Scenario& s) { s.setsClock(86400); },
        [](Scenario& s) { s.passes(ks::Health::kJumpToldSeconds + 1); }},
       {ks::AilmentReason::statisticsWaiting,
        [](Scenario& s) {
@@ -77,6 +88,20 @@ TEST_F(HealthTest, EachAilmentHasItsReasonAndPasses) {
        [](Scenario& s) {
          s.passes(5);
          s.statistics();
+       }},
+      {ks::AilmentReason::statisticsDropped,
+       [](Scenario& s) {
+         s.determines(ks::CLRegionState::outside);
+         const auto folder = s.device->directories().caches / "KSProximityManager/statistics";
+         for (const auto& file : std::filesystem::directory_iterator(folder)) {
+           if (file.path().extension() == ".event") std::filesystem::resize_file(file.path(), 0);
+         }
+         s.portalFails("beacons/exit");
+         s.passes(5);
+       },
+       [](Scenario& s) {
+         s.relaunches();
+         s.startsAtSite();
        }},
   };
   scenario.startsAtSite();

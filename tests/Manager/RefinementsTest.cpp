@@ -151,6 +151,10 @@ TEST_P(RefinementsTest, ClockSetBackADay) {
   EXPECT_EQ(comesBack(), 0U) << "half an hour";
   scenario.passes(1801);
   EXPECT_EQ(comesBack(), isRefined() ? 1U : 0U) << "the hour is over";
+  scenario.setsClock(-3600);
+  scenario.sleeps(3601);
+  EXPECT_EQ(comesBack(), isRefined() ? 1U : 0U) << "the hour has been slept through";
+  EXPECT_EQ(scenario.manager->health().clockJumps, 1) << "sleep is none";
   scenario.passes(86400);
   EXPECT_EQ(comesBack(), 1U) << "a day later for everybody";
 }

@@ -62,6 +62,7 @@ class FakeURLLoadingSystem : public URLLoadingSystem {
     }
     std::shared_ptr<NSURLSessionTask> uploadTaskWithRequest(NSURLRequest request,
                                                             std::filesystem::path file) override {
+      ++system_.uploads;
       auto transfer = add(NSURLSessionTask::Kind::upload, std::move(request));
       std::ifstream content(file, std::ios::binary);
       transfer->body.assign(std::istreambuf_iterator<char>(content), {});
@@ -102,6 +103,9 @@ class FakeURLLoadingSystem : public URLLoadingSystem {
   std::map<std::string, Data> resources;
   /// Called with the limits of each such fetch while it is under way.
   std::function<void(const DataLimits&)> onFetch;
+
+  /// How many uploads were made.
+  std::size_t uploads = 0;
 
   /// The session made last, while it lives.
   std::shared_ptr<Session> session() const { return session_.lock(); }

@@ -92,6 +92,11 @@ void Scenario::setsClock(double by) {
   installed_->clock().jump(Seconds{by});
 }
 
+void Scenario::sleeps(double seconds) {
+  clockAhead_ += seconds;
+  installed_->clock().sleep(Seconds{seconds});
+}
+
 void Scenario::launches() {
   manager = KSProximityManager::initWithUsername("user", "secret", portal, device->currentLocale(),
                                                  refinements, consent);

@@ -67,6 +67,8 @@ class Scenario : public ks::EngineObserver {
   void passes(double seconds) { device->advance(Seconds{seconds}); }
   /// Somebody sets the wall clock: by so many seconds ahead, or back.
   void setsClock(double by);
+  /// The device sleeps for so long: its uptime and its timers stand still.
+  void sleeps(double seconds);
   void movesTo(CLLocationCoordinate2D place);
   void hearsNothing() { ranges({}); }
   /// The site's beacon is ranged, 3 s after whatever was before.

@@ -73,6 +73,7 @@ TEST_F(ReplayTest, RepeatsEveryExampleExactly) {
                                  "permission",
                                  "portal-faults",
                                  "refined-announcements",
+                                 "refined-clock",
                                  "refined-start",
                                  "refined-statistics",
                                  "refined-stays",

@@ -239,7 +239,7 @@ void KSProximityManager::didStartMonitoringForRegion(ks::CLLocationManager&,
 void KSProximityManager::monitoringDidFailForRegion(ks::CLLocationManager&,
                                                     const RegionPointer& region,
                                                     const ks::Error& error) {
-  if (region) rooms_->healthWatch.regionRefused(region->identifier());
+  if (region) rooms_->healthWatch.regionRefused(*region);
   KSRegionMonitor::monitoringDidFailForRegion(error);
 }
 void KSProximityManager::didFailWithError(ks::CLLocationManager&, const ks::Error& error) {

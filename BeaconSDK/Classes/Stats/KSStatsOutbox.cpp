@@ -61,6 +61,7 @@ void KSStatsOutbox::loadLedger() {
   const ks::Dictionary* const dropped = (*counts)["dropped"].dictionary();
   if (dropped == nullptr) return;
   for (const auto& [reason, times] : *dropped) ledger_.dropped[reason] = count(times);
+  droppedBefore_ = ledger_.droppedCount();
 }
 
 void KSStatsOutbox::load() {
@@ -173,6 +174,7 @@ void KSStatsOutbox::purge() {
   std::filesystem::create_directories(folder_, ignored);
   unwritten_.clear();
   ledger_ = {};
+  droppedBefore_ = 0;
   // A reply to the current attempt belongs to no event any more.
   isSending_ = false;
   ++attempt_;

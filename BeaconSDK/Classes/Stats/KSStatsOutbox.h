@@ -61,6 +61,8 @@ class KSStatsOutbox : public std::enable_shared_from_this<KSStatsOutbox> {
   void forgetOrigin();
 
   const ks::StatsLedger& ledger() const { return ledger_; }
+  /// Of the dropped ones, those since this outbox was made.
+  std::int64_t droppedLately() const { return ledger_.droppedCount() - droppedBefore_; }
   /// Seconds until the next attempt after the last failure; the first pause when there was none.
   ks::Seconds pause() const { return pause_; }
 
@@ -82,6 +84,7 @@ class KSStatsOutbox : public std::enable_shared_from_this<KSStatsOutbox> {
   std::string origin_;
   const Sender sender_;
   ks::StatsLedger ledger_;
+  std::int64_t droppedBefore_ = 0;
   /// Events whose file could not be written.
   std::map<std::int64_t, Event> unwritten_;
   bool isSending_ = false;

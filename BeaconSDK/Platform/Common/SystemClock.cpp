@@ -3,6 +3,7 @@
 #include <time.h>
 
 #include <chrono>
+#include <cstdlib>
 #include <fstream>
 
 namespace ks {
@@ -20,7 +21,9 @@ Seconds SystemClock::continuousUptime() const {
 std::string SystemClock::bootIdentifier() const {
   std::string identifier;
   std::getline(std::ifstream("/proc/sys/kernel/random/boot_id"), identifier);
-  return identifier;
+  if (!identifier.empty()) return identifier;
+  const char* const told = std::getenv(kBootVariable);
+  return told != nullptr ? told : "";
 }
 
 }  // namespace ks

@@ -57,9 +57,11 @@ HostApplication::HostApplication(const Scenario& scenario,
   const LibraryHost::Options options = libraryOptions(scenario, launch);
   buildWorld();
   if (launch.recording != nullptr) {
-    recorded_ = std::make_unique<RecordedPlatform>(
-        device_, device_.location().engine(), device_.directories().caches.parent_path(),
-        *launch.recording, hostDetails(options, recorder_->options()));
+    Dictionary host = hostDetails(options, recorder_->options());
+    host.set("clockShift", launch.clockShift.count());
+    recorded_ = std::make_unique<RecordedPlatform>(device_, device_.location().engine(),
+                                                   device_.directories().caches.parent_path(),
+                                                   *launch.recording, std::move(host));
   }
   Platform& seen = recorded_ ? static_cast<Platform&>(*recorded_) : device_;
   platform_ = std::make_shared<ObservedPlatform>(seen, *recorder_);
@@ -88,6 +90,11 @@ void HostApplication::runUntil(Date moment) {
 
 void HostApplication::call(const std::string& name, Dictionary arguments) {
   if (recorded_) return recorded_->call(name, std::move(arguments));
+  handle(name, arguments);
+}
+
+void HostApplication::handle(const std::string& name, const Dictionary& arguments) {
+  if (platform_->handle(name, arguments)) return;
   library_->handle(name, arguments);
 }
 
@@ -118,9 +125,8 @@ void HostApplication::observe() {
   if (recorded_) {
     if (network_) listenToTransfers([](const HttpExchange&) {});
     recorded_->setTransferListener(transferEnded);
-    recorded_->setHostHandler([this](const std::string& name, const Dictionary& arguments) {
-      library_->handle(name, arguments);
-    });
+    recorded_->setHostHandler(
+        [this](const std::string& name, const Dictionary& arguments) { handle(name, arguments); });
   } else {
     listenToTransfers(transferEnded);
   }
@@ -162,7 +168,7 @@ void HostApplication::apply(const Scenario::Event& event) {
       return;
     case Kind::moveClock:
       say(fmt::format("the wall clock is set by {:+g} s", event.by.count()));
-      platform_->clock().jump(event.by);
+      call("moveClock", {{"by", event.by.count()}});
       return;
     case Kind::retry:
       say("tries to start again");

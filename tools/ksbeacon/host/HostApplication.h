@@ -59,6 +59,7 @@ class HostApplication {
   void applySettings(const Scenario::Event& event);
   /// Has the library's side do something, through the recording if there is one.
   void call(const std::string& name, Dictionary arguments = {});
+  void handle(const std::string& name, const Dictionary& arguments);
   void say(TimelineKind kind, std::string text, Dictionary details = {});
   void say(std::string text) { say(TimelineKind::application, std::move(text)); }
 

@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "BeaconSDK/Platform/Api/Diagnostics/LocationCounters.h"
+
 namespace ks::tool {
 
 namespace {
@@ -99,7 +101,7 @@ class ObservedManager : public CLLocationManager, private CLLocationManagerDeleg
   CLLocationManagerDelegate* delegate_ = nullptr;
 };
 
-class ObservedServices : public LocationServices {
+class ObservedServices : public CountingLocationServices {
  public:
   ObservedServices(LocationServices& inner, LocationListener& listener)
       : inner_(inner), listener_(listener) {}
@@ -116,6 +118,10 @@ class ObservedServices : public LocationServices {
   std::unique_ptr<CLLocationManager> makeLocationManager() override {
     return std::make_unique<ObservedManager>(inner_.makeLocationManager(), listener_);
   }
+  LocationCounters counters() const override {
+    const auto* const counting = dynamic_cast<const CountingLocationServices*>(&inner_);
+    return counting != nullptr ? counting->counters() : LocationCounters{};
+  }
 
  private:
   LocationServices& inner_;
@@ -128,5 +134,11 @@ ObservedPlatform::ObservedPlatform(Platform& device, LocationListener& listener)
     : ForwardingPlatform(device),
       clock_(device.clock()),
       locationServices_(std::make_unique<ObservedServices>(device.locationServices(), listener)) {}
+
+bool ObservedPlatform::handle(const std::string& name, const Dictionary& arguments) {
+  if (name != "moveClock") return false;
+  clock_.jump(Seconds{arguments["by"].doubleValue()});
+  return true;
+}
 
 }  // namespace ks::tool

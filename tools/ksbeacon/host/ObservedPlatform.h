@@ -17,6 +17,9 @@ class ObservedPlatform : public ForwardingPlatform {
   ObservedPlatform(Platform& device, LocationListener& listener);
 
   ShiftedClock& clock() override { return clock_; }
+  /// "moveClock" sets the wall clock ahead of where it stands, as a recording holds it; false for
+  /// any other call.
+  bool handle(const std::string& name, const Dictionary& arguments);
   LocationServices& locationServices() override { return *locationServices_; }
 
  private:

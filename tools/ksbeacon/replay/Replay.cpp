@@ -46,6 +46,7 @@ class Process {
     recorder_ = std::make_shared<TimelineRecorder>(timeline, std::move(lines));
     platform_ = std::make_shared<ObservedPlatform>(device_, *recorder_);
     recorder_->follow(device_.clock());
+    platform_->clock().jump(Seconds{device_.host()["clockShift"].doubleValue()});
     Platform::install(platform_);
     if (device_.host()["application"].stringValue() == "run") {
       runningHost_.emplace(recorder_, std::move(library), RunningHost::Events{});
@@ -53,6 +54,7 @@ class Process {
       host_.emplace(recorder_, std::move(library));
     }
     device_.setHostHandler([this](const std::string& name, const Dictionary& arguments) {
+      if (platform_->handle(name, arguments)) return;
       if (runningHost_) runningHost_->handle(name, arguments);
       if (host_) host_->handle(name, arguments);
     });

@@ -66,6 +66,19 @@ std::string statisticsOf(const Dictionary& health) {
   return text;
 }
 
+/// What came in, and what of it was odd.
+std::string counted(const Dictionary& health, std::string_view all, std::string_view used,
+                    std::initializer_list<std::pair<const char*, const char*>> oddities) {
+  const Dictionary* const counters = health["counters"].dictionary();
+  if (counters == nullptr) return "";
+  std::string text = fmt::format("{} {}", (*counters)[std::string(all)].integerValue(), used);
+  for (const auto& [name, meaning] : oddities) {
+    const std::int64_t times = (*counters)[name].integerValue();
+    if (times != 0) text += fmt::format(", {} {}", times, meaning);
+  }
+  return text;
+}
+
 std::string ailmentsIn(const Dictionary& health, bool colours) {
   std::string text;
   const Array* const ailments = health["ailments"].array();
@@ -93,13 +106,20 @@ std::string moment(std::string_view name, std::string_view help, const std::opti
 /// One sample for each of the counts, under the label `label`.
 template <class Counts>
 std::string labelled(std::string_view name, std::string_view help, std::string_view label,
-                     const Counts& counts) {
+                     const Counts& counts, std::string_view type = "gauge") {
   std::string text =
-      fmt::format("# HELP ksbeacon_{0} {1}\n# TYPE ksbeacon_{0} gauge\n", name, help);
+      fmt::format("# HELP ksbeacon_{0} {1}\n# TYPE ksbeacon_{0} {2}\n", name, help, type);
   for (const auto& [value, count] : counts) {
     text += fmt::format("ksbeacon_{}{{{}=\"{}\"}} {}\n", name, label, value, count);
   }
   return counts.empty() ? "" : text;
+}
+
+std::string inputMetrics(const LocationCounters& counters) {
+  std::map<std::string_view, std::uint64_t> counts;
+  for (const auto& [name, member] : LocationCounters::named()) counts[name] = counters.*member;
+  return labelled("input_total", "What became of packets and fixes, by kind.", "kind", counts,
+                  "counter");
 }
 
 std::string statisticsMetrics(const ks::StatsLedger& ledger) {
@@ -115,7 +135,7 @@ std::string statisticsMetrics(const ks::StatsLedger& ledger) {
 
 std::string healthText(const Dictionary& health, bool colours) {
   std::string text = ailmentsIn(health, colours) + "\n";
-  text += line("started", startOf(health));
+  if (health.contains("started")) text += line("started", startOf(health));
   text += line("permission", textOf(health["permission"]));
   text += line("portal", repliesOf(health));
   if (health.contains("zonesKnown")) {
@@ -126,6 +146,15 @@ std::string healthText(const Dictionary& health, bool colours) {
   }
   text += line("last beacon", ageOf(health["lastPacketAge"]));
   text += line("last position", ageOf(health["lastFixAge"]));
+  text += line("packets", counted(health, "advertisements", "heard",
+                                  {{"matchedBeacons", "of wanted beacons"},
+                                   {"skippedElements", "malformed"},
+                                   {"replacedPowers", "with a power that no beacon has"},
+                                   {"sharedIdentities", "identities of two senders"},
+                                   {"untrackedBeacons", "beacons too many"}}));
+  text += line("fixes", counted(health, "fixes", "came",
+                                {{"rejectedFixes", "refused"},
+                                 {"tooSmallCircles", "geofences smaller than their uncertainty"}}));
   text += line("Bluetooth", textOf(health["adapter"]));
   if (health["receiverGain"].isNumber()) {
     text += line("receiver gain", fmt::format("{:g} dB", health["receiverGain"].doubleValue()));
@@ -170,6 +199,7 @@ std::string healthMetrics(const ks::Health& health) {
                 health.isCacheWritable ? 1 : 0);
   if (health.receiverGain)
     text += gauge("receiver_gain_db", "Receiver gain.", *health.receiverGain);
+  if (health.counters) text += inputMetrics(*health.counters);
   if (health.statistics) text += statisticsMetrics(*health.statistics);
   std::map<std::string, int> ailments;
   for (const ks::Ailment& ailment : health.ailments) ailments[ailment.reason] = 1;

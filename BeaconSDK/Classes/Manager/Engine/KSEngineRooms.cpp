@@ -118,8 +118,12 @@ ks::Health KSEngineRooms::health() const {
   if (batteryStatus) health.adapter = batteryStatus->radioState();
   if (outbox) {
     health.statistics = outbox->ledger();
+    health.statisticsDropped = outbox->droppedLately();
     health.areStatisticsStuck = outbox->pause() > KSStatsOutbox::kFirstPause;
   }
+  const auto* const counting =
+      dynamic_cast<const ks::CountingLocationServices*>(&platform.locationServices());
+  if (counting != nullptr) health.counters = counting->counters();
   health.isCacheWritable = ks::HeldData::canWrite();
   health.judge();
   return health;

@@ -79,10 +79,11 @@ void judgeDevice(const ks::Health& health, Ailments& found) {
                      "check the receiver or the location service"});
   }
   if (!health.regionsRefused.empty()) {
-    found.push_back({ks::AilmentReason::regionsRefused,
-                     ks::stringWithFormat("the device refuses to monitor %d regions",
-                                          count(health.regionsRefused.size())),
-                     "let the portal send fewer geofences"});
+    found.push_back(
+        {ks::AilmentReason::regionsRefused,
+         ks::stringWithFormat("the device refuses to monitor %d regions, %@ for one",
+                              count(health.regionsRefused.size()), health.regionsRefused.front()),
+         "correct their circles at the portal, or let it send fewer"});
   }
   if (!health.isCacheWritable) {
     found.push_back({ks::AilmentReason::folders, "the cache folder cannot be written",
@@ -105,11 +106,11 @@ void judgeStatistics(const ks::Health& health, Ailments& found) {
                                           health.statistics->waiting),
                      kCheckNetwork});
   }
-  if (health.statistics->droppedCount() > 0) {
-    found.push_back(
-        {ks::AilmentReason::statisticsDropped,
-         ks::stringWithFormat("%d statistics were dropped", health.statistics->droppedCount()),
-         "bring the device online more often"});
+  if (health.statisticsDropped > 0) {
+    found.push_back({ks::AilmentReason::statisticsDropped,
+                     ks::stringWithFormat("%d statistics were dropped since the library was made",
+                                          health.statisticsDropped),
+                     "bring the device online more often, and keep to one portal"});
   }
 }
 
@@ -122,6 +123,15 @@ ks::Value ledgerValue(const std::optional<ks::StatsLedger>& ledger) {
                         {"sent", ledger->sent},
                         {"refused", ledger->refused},
                         {"dropped", std::move(dropped)}};
+}
+
+ks::Value counterValues(const std::optional<ks::LocationCounters>& counters) {
+  if (!counters) return ks::Null{};
+  ks::Dictionary values;
+  for (const auto& [name, member] : ks::LocationCounters::named()) {
+    values.set(std::string(name), static_cast<std::int64_t>(*counters.*member));
+  }
+  return values;
 }
 
 ks::Array ailmentList(const Ailments& ailments) {
@@ -191,6 +201,7 @@ ks::Dictionary ks::Health::dictionary() const {
           {"lastFixAge", age(lastFix, now)},
           {"adapter", adapterText(adapter)},
           {"receiverGain", orNull(receiverGain)},
+          {"counters", counterValues(counters)},
           {"statistics", ledgerValue(statistics)},
           {"cacheWritable", isCacheWritable},
           {"clockJumps", clockJumps},

@@ -10,6 +10,7 @@
 #include "BeaconSDK/Platform/Api/CoreBluetooth.h"
 #include "BeaconSDK/Platform/Api/CoreLocation.h"
 #include "BeaconSDK/Platform/Api/Date.h"
+#include "BeaconSDK/Platform/Api/Diagnostics/LocationCounters.h"
 #include "BeaconSDK/Platform/Api/Value.h"
 
 namespace ks {
@@ -85,10 +86,15 @@ struct Health {
   /// Receiver gain in dB; absent unless the host provides it.
   std::optional<double> receiverGain;
 
+  /// What became of the device's packets and fixes; absent where the location service counts none.
+  std::optional<LocationCounters> counters;
+
   /// Absent unless statistics are kept.
   std::optional<StatsLedger> statistics;
   /// True when the portal has not accepted the oldest waiting event.
   bool areStatisticsStuck = false;
+  /// Of the ledger's dropped ones, those since the manager was made.
+  std::int64_t statisticsDropped = 0;
   bool isCacheWritable = true;
   /// Number of wall-clock changes by more than `KSHealthWatch::kJump`, and the time of the last
   /// one.

@@ -44,13 +44,14 @@ class InvariantWatch {
   void settle();
 
   std::int64_t breaches() const { return breaches_; }
+  /// "beacons b1": the zones with an enter and no exit yet.
+  const std::set<std::string, std::less<>>& entered() const { return entered_; }
 
  private:
   void report(std::string invariant, std::string text);
 
   const Listener listener_;
   const bool exactStays_;
-  /// "beacons b1": the zones with an enter and no exit yet.
   std::set<std::string, std::less<>> entered_;
   /// Notification statistics whose firing has not been reported yet, by zone.
   std::map<std::string, int> unexplained_;

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "BeaconSDK/Classes/Manager/Regions/KSRegionMonitor.h"
 #include "BeaconSDK/Platform/Api/Foundation.h"
 
 namespace {
@@ -27,56 +28,69 @@ const char* nameOf(KSContentDownloadType type) {
 }  // namespace
 
 KSHealthWatch::KSHealthWatch(const ks::Clock& clock)
-    : clock_(clock), since_(clock.now()), lead_(wallLead()) {}
+    : clock_(clock), since_(elapsed()), lead_(lead()) {}
 
-ks::Seconds KSHealthWatch::wallLead() const {
+KSHealthWatch::Moment KSHealthWatch::elapsed() const {
   const auto* const continuous = dynamic_cast<const ks::ContinuousClock*>(&clock_);
-  const ks::Seconds elapsed =
-      continuous != nullptr ? continuous->continuousUptime() : clock_.uptime();
-  return clock_.now().time_since_epoch() - elapsed;
+  return continuous != nullptr ? continuous->continuousUptime() : clock_.uptime();
 }
 
 void KSHealthWatch::replied(KSContentDownloadType type) {
-  lastReply_[nameOf(type)] = clock_.now();
+  lastReply_[nameOf(type)] = elapsed();
   failingSince_.reset();
   lastFailure_.clear();
   loginRefusedSince_.reset();
+  if (type != KSContentDownloadType::geofences) return;
+  std::erase_if(regionsRefused_, [](const auto& region) { return region.second; });
 }
 
 void KSHealthWatch::downloadFailed(const ks::Error& error) {
-  if (!failingSince_) failingSince_ = clock_.now();
+  if (!failingSince_) failingSince_ = elapsed();
   lastFailure_ = error.localizedDescription();
 }
 
 void KSHealthWatch::loginRefused() {
-  if (!loginRefusedSince_) loginRefusedSince_ = clock_.now();
+  if (!loginRefusedSince_) loginRefusedSince_ = elapsed();
 }
 
-void KSHealthWatch::beaconsRanged() { lastPacket_ = clock_.now(); }
+void KSHealthWatch::beaconsRanged() { lastPacket_ = elapsed(); }
 
-void KSHealthWatch::located() { lastFix_ = clock_.now(); }
+void KSHealthWatch::located() { lastFix_ = elapsed(); }
+
+void KSHealthWatch::regionRefused(const ks::CLRegion& region) {
+  const std::string& identifier = region.identifier();
+  regionsRefused_[identifier] = dynamic_cast<const ks::CLCircularRegion*>(&region) != nullptr &&
+                                identifier != KSRegionMonitor::kSearchRegionIdentifier;
+}
 
 bool KSHealthWatch::lookAtClock() {
-  const ks::Seconds lead = wallLead();
-  const ks::Seconds moved = lead - std::exchange(lead_, lead);
+  const ks::Seconds now = lead();
+  const ks::Seconds moved = now - std::exchange(lead_, now);
   if (moved > -kJump && moved < kJump) return false;
   ++clockJumps_;
-  lastClockJump_ = clock_.now();
+  lastClockJump_ = elapsed();
   return true;
 }
 
 ks::Health KSHealthWatch::health() const {
   ks::Health health;
   health.now = clock_.now();
-  health.since = since_;
-  health.lastReply = lastReply_;
-  health.failingSince = failingSince_;
+  const ks::Seconds now = elapsed();
+  const auto date = [&](Moment moment) { return health.now - (now - moment); };
+  const auto dateIf = [&](const std::optional<Moment>& moment) {
+    return moment ? std::optional(date(*moment)) : std::nullopt;
+  };
+  health.since = date(since_);
+  for (const auto& [kind, moment] : lastReply_) health.lastReply[kind] = date(moment);
+  health.failingSince = dateIf(failingSince_);
   health.lastFailure = lastFailure_;
-  health.loginRefusedSince = loginRefusedSince_;
-  health.lastPacket = lastPacket_;
-  health.lastFix = lastFix_;
-  health.regionsRefused.assign(regionsRefused_.begin(), regionsRefused_.end());
+  health.loginRefusedSince = dateIf(loginRefusedSince_);
+  health.lastPacket = dateIf(lastPacket_);
+  health.lastFix = dateIf(lastFix_);
+  for (const auto& [identifier, isGeofence] : regionsRefused_) {
+    health.regionsRefused.push_back(identifier);
+  }
   health.clockJumps = clockJumps_;
-  health.lastClockJump = lastClockJump_;
+  health.lastClockJump = dateIf(lastClockJump_);
   return health;
 }

@@ -2,7 +2,6 @@
 
 #include <map>
 #include <optional>
-#include <set>
 #include <string>
 
 #include "BeaconSDK/Classes/Manager/Health/Health.h"
@@ -10,8 +9,9 @@
 #include "BeaconSDK/Platform/Api/Error.h"
 #include "BeaconSDK/Platform/Api/Foundation.h"
 
-/// Records the last signs of life of the portal and the device. Called by the manager as events
-/// pass through it; decides nothing. Main queue only.
+/// Records the last signs of life of the portal and the device, by elapsed time: an event of a minute
+/// ago stays a minute old, whoever sets the wall clock. Called by the manager as events pass through
+/// it; decides nothing. Main queue only.
 class KSHealthWatch {
  public:
   /// A wall clock that moves by more than this against elapsed time was set: no time service slews
@@ -26,7 +26,9 @@ class KSHealthWatch {
   void loginRefused();
   void beaconsRanged();
   void located();
-  void regionRefused(const std::string& identifier) { regionsRefused_.insert(identifier); }
+  /// A geofence counts as refused until the portal's next list: what still stands there is tried
+  /// again.
+  void regionRefused(const ks::CLRegion& region);
   void regionTaken(const std::string& identifier) { regionsRefused_.erase(identifier); }
   /// Compares the wall clock with elapsed time; true when it was set since the last call.
   bool lookAtClock();
@@ -35,19 +37,25 @@ class KSHealthWatch {
   ks::Health health() const;
 
  private:
-  ks::Seconds wallLead() const;
+  /// Elapsed time since some moment before the watch was made.
+  using Moment = ks::Seconds;
+
+  Moment elapsed() const;
+  /// The wall clock less elapsed time.
+  ks::Seconds lead() const { return clock_.now().time_since_epoch() - elapsed(); }
 
   const ks::Clock& clock_;
-  const ks::Date since_;
-  /// The wall clock less elapsed time, at the last check.
+  const Moment since_;
+  /// At the last check.
   ks::Seconds lead_;
-  std::map<std::string, ks::Date> lastReply_;
-  std::optional<ks::Date> failingSince_;
+  std::map<std::string, Moment> lastReply_;
+  std::optional<Moment> failingSince_;
   std::string lastFailure_;
-  std::optional<ks::Date> loginRefusedSince_;
-  std::optional<ks::Date> lastPacket_;
-  std::optional<ks::Date> lastFix_;
-  std::set<std::string> regionsRefused_;
+  std::optional<Moment> loginRefusedSince_;
+  std::optional<Moment> lastPacket_;
+  std::optional<Moment> lastFix_;
+  /// By identifier: whether it is a geofence.
+  std::map<std::string, bool> regionsRefused_;
   int clockJumps_ = 0;
-  std::optional<ks::Date> lastClockJump_;
+  std::optional<Moment> lastClockJump_;
 };

@@ -26,12 +26,15 @@ std::string pathOf(GVariant* reply) {
   return path;
 }
 
-/// Never another login service than the machine's own: installing elogind beside systemd removes
-/// systemd, and with it most of what the machine runs.
+/// Never another login service than the machine's own: elogind and systemd exclude each other, so
+/// installing the one removes the other, and with it most of what the machine runs.
 std::string loginServiceMend() {
-  std::error_code ignored;
-  const bool isInstalled = std::filesystem::exists("/lib/systemd/systemd-logind", ignored);
-  return isInstalled ? "systemctl start systemd-logind" : "apt install systemd";
+  const auto isInstalled = [](const char* program) {
+    std::error_code ignored;
+    return std::filesystem::exists(program, ignored);
+  };
+  if (isInstalled("/lib/systemd/systemd-logind")) return "systemctl start systemd-logind";
+  return isInstalled("/lib/elogind/elogind") ? "service elogind start" : "apt install systemd";
 }
 
 }  // namespace

@@ -6,7 +6,7 @@
 
 #include "BeaconSDK/Platform/Api/CoreLocation.h"
 #include "BeaconSDK/Platform/Api/Foundation.h"
-#include "BeaconSDK/Platform/Location/Engine/LocationCounters.h"
+#include "BeaconSDK/Platform/Api/Diagnostics/LocationCounters.h"
 #include "BeaconSDK/Platform/Location/Engine/LocationDemand.h"
 #include "BeaconSDK/Platform/Location/Engine/LocationInput.h"
 #include "BeaconSDK/Platform/Location/LocationErrors.h"
@@ -36,7 +36,7 @@ class LocationEngineCore;
 ///
 /// Main queue only, apart from the operations of `LocationServices`. Input must not be given from
 /// within a delegate's callback. Managers may outlive the engine and are then inert.
-class LocationEngine : public LocationServices, public LocationInput {
+class LocationEngine : public CountingLocationServices, public LocationInput {
  public:
   /// Reads the regions of earlier runs from `store` on construction. The store and the listener
   /// must outlive the engine. The authorization is initially `notDetermined`.
@@ -68,7 +68,7 @@ class LocationEngine : public LocationServices, public LocationInput {
   void observeApplication(NSNotificationCenter& center);
 
   LocationDemand demand() const;
-  LocationCounters counters() const;
+  LocationCounters counters() const override;
 
   /// Passes all further input to `input`, starting with the current settings; the demand is then
   /// the one of `setDemand`. This engine saves its state and stops. `input` must outlive the
