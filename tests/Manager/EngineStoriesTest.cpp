@@ -56,8 +56,17 @@ class Story : public ks::EngineObserver {
       scenario_.passes(1000);
     }
     holds();
+    addsUp();
+  }
+  const std::string& breaches() const { return breaches_; }
+  /// How often each statistic was made.
+  const std::map<std::string, int>& made() const { return made_; }
+
+ private:
+  void addsUp() {
     const auto ledger = scenario_.manager->statisticsLedger();
     if (ledger && ledger->waiting != 0) breaches_ += "statistics wait for ever\n";
+    if (ledger && ledger->sent > accepted_) breaches_ += "sent what the portal did not get\n";
     if (!ledger && scenario_.http->uploads != allMade_) breaches_ += "not all was sent once\n";
     if (isRefined() && !watch_.entered().empty()) {
       breaches_ += *watch_.entered().begin() + " was never left\n";
@@ -66,11 +75,6 @@ class Story : public ks::EngineObserver {
       breaches_ += "not every firing was counted\n";
     }
   }
-  const std::string& breaches() const { return breaches_; }
-  /// How often each statistic was made.
-  const std::map<std::string, int>& made() const { return made_; }
-
- private:
   bool isRefined() const { return mood_ == Mood::refined; }
   std::uint64_t random(std::uint64_t below) { return random_.next() % below; }
   bool mostly() { return random(4) != 0; }
@@ -195,7 +199,9 @@ class Story : public ks::EngineObserver {
     if (!urls.empty()) answer(urls[random(urls.size())], mostly());
   }
   void answer(const std::string& url, bool isWell) {
-    if (isWell) return scenario_.portalAnswers(url, documentFor(url));
+    const std::string document = documentFor(url);
+    if (isWell && document.empty()) ++accepted_;
+    if (isWell) return scenario_.portalAnswers(url, document);
     random(2) == 0 ? scenario_.portalFails(url)
                    : scenario_.portalRefuses(url, random(2) ? 500 : 404);
   }
@@ -252,7 +258,12 @@ class Story : public ks::EngineObserver {
   void statisticMade(const ks::StatisticMade& statistic) override {
     ++made_[statistic.event];
     ++allMade_;
-    if (mood_ == Mood::calm && statistic.event.starts_with("geofences/")) return;
+    const bool isBeacon = statistic.event.starts_with("beacons/");
+    const bool isThere = isBeacon ? atSite_ : inside_.contains(statistic.zone);
+    if (isRefined() && !isThere && statistic.event.ends_with("/enter")) {
+      breaches_ += statistic.zone + " was entered from afar\n";
+    }
+    if (mood_ == Mood::calm && !isBeacon) return;
     watch_.statisticMade(statistic);
   }
   void triggerDecided(const ks::TriggerDecision& decision) override {
@@ -285,6 +296,8 @@ class Story : public ks::EngineObserver {
   std::string breaches_;
   std::map<std::string, int> made_;
   std::size_t allMade_ = 0;
+  /// Statistics that the portal accepted, some perhaps again.
+  std::int64_t accepted_ = 0;
   int fired_ = 0;
   std::map<std::string, ks::Date> lastFired_;
   ks::InvariantWatch watch_;

@@ -24,6 +24,7 @@ bool KSLocationAccess::mayMonitorRegions() const {
 
 void KSLocationAccess::create() {
   manager_ = services_.makeLocationManager();
+  ranged_.clear();
   manager_->setDelegate(&delegate_);
   manager_->setPausesLocationUpdatesAutomatically(false);
   manager_->setActivityType(ks::CLActivityType::other);
@@ -79,12 +80,14 @@ void KSLocationAccess::requestState(const ks::CLRegion& region) {
 void KSLocationAccess::startRanging(std::shared_ptr<const ks::CLBeaconRegion> region) {
   if (!manager_ || !region) return;
   tell(Kind::rangingStarted, *region);
+  ranged_.insert(region->identifier());
   manager_->startRangingBeaconsInRegion(std::move(region));
 }
 
 void KSLocationAccess::stopRanging(const ks::CLBeaconRegion& region) {
   if (!manager_) return;
   tell(Kind::rangingStopped, region);
+  ranged_.erase(region.identifier());
   manager_->stopRangingBeaconsInRegion(region);
 }
 

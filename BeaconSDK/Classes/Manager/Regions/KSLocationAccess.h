@@ -2,6 +2,8 @@
 
 #include <memory>
 #include <optional>
+#include <set>
+#include <string>
 #include <vector>
 
 #include "BeaconSDK/Classes/Manager/Common/KSObserverSlot.h"
@@ -51,6 +53,9 @@ class KSLocationAccess {
   void requestState(const ks::CLRegion& region);
   void startRanging(std::shared_ptr<const ks::CLBeaconRegion> region);
   void stopRanging(const ks::CLBeaconRegion& region);
+  bool isRanging(const std::string& regionIdentifier) const {
+    return ranged_.contains(regionIdentifier);
+  }
 
  private:
   void tell(ks::RegionActivity::Kind kind, const ks::CLRegion& region) const;
@@ -59,6 +64,8 @@ class KSLocationAccess {
   ks::CLLocationManagerDelegate& delegate_;
   const KSObserverSlot& observer_;
   std::unique_ptr<ks::CLLocationManager> manager_;
+  /// Identifiers of the ranged regions.
+  std::set<std::string> ranged_;
   std::optional<ks::CLLocation> currentLocation_;
   bool keepsPositions_ = true;
 };

@@ -47,6 +47,10 @@ class KSProximityTracker {
   /// the region's first.
   void startRanging(const std::shared_ptr<const ks::CLBeaconRegion>& region);
   void stopRanging(const ks::CLBeaconRegion& region);
+  /// True while the device is at the beacon's region, or may be.
+  bool isRanging(const KSPrivateBeacon& beacon) const {
+    return locationAccess_.isRanging(beacon.regionKey());
+  }
 
  private:
   enum class Sighting : std::int32_t { ignored, empty, taken };

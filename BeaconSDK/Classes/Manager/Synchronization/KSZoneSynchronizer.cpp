@@ -99,6 +99,8 @@ void KSZoneSynchronizer::newBeaconsFetched(const ks::PrivateBeaconList& beacons)
     const auto zone = book_.addOrReplaceBeaconToBeaconRegions(fetched);
     cache_.admit(zone);
     if (zone->state() == KSPrivateBeaconState::noContent) contentRequests_.tellWithheld(*zone);
+    // The device has left by now: the stay begins when the beacon is heard again.
+    if (refinements_.exactStays && !tracker_.isRanging(*zone)) continue;
     // The proximity is unknown until the next ranging result.
     tracker_.rangeBeaconWithContent(zone, 0);
   }
