@@ -96,7 +96,7 @@ TEST_F(HealthTest, EachAilmentHasItsReasonAndPasses) {
          for (const auto& file : std::filesystem::directory_iterator(folder)) {
            if (file.path().extension() == ".event") std::filesystem::resize_file(file.path(), 0);
          }
-         s.portalFails("beacons/");
+         s.portalFails("beacons/notification");
          s.passes(5);
        },
        [](Scenario& s) {
