@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "BeaconSDK/Platform/Api/Diagnostics/LocationCounters.h"
+#include "BeaconSDK/Platform/Api/Diagnostics/CountingLocationServices.h"
 
 namespace ks::tool {
 
@@ -118,9 +118,10 @@ class ObservedServices : public CountingLocationServices {
   std::unique_ptr<CLLocationManager> makeLocationManager() override {
     return std::make_unique<ObservedManager>(inner_.makeLocationManager(), listener_);
   }
-  LocationCounters counters() const override {
+  std::map<std::string, std::int64_t> counts() const override {
     const auto* const counting = dynamic_cast<const CountingLocationServices*>(&inner_);
-    return counting != nullptr ? counting->counters() : LocationCounters{};
+    if (counting == nullptr) return {};
+    return counting->counts();
   }
 
  private:

@@ -115,13 +115,6 @@ std::string labelled(std::string_view name, std::string_view help, std::string_v
   return counts.empty() ? "" : text;
 }
 
-std::string inputMetrics(const LocationCounters& counters) {
-  std::map<std::string_view, std::uint64_t> counts;
-  for (const auto& [name, member] : LocationCounters::named()) counts[name] = counters.*member;
-  return labelled("input_total", "What became of packets and fixes, by kind.", "kind", counts,
-                  "counter");
-}
-
 std::string statisticsMetrics(const ks::StatsLedger& ledger) {
   std::map<std::string, std::int64_t> fates{{"made", ledger.made},
                                             {"waiting", ledger.waiting},
@@ -151,7 +144,8 @@ std::string healthText(const Dictionary& health, bool colours) {
                                    {"skippedElements", "malformed"},
                                    {"replacedPowers", "with a power that no beacon has"},
                                    {"sharedIdentities", "identities of two senders"},
-                                   {"untrackedBeacons", "beacons too many"}}));
+                                   {"untrackedBeacons", "beacons too many"},
+                                   {"evictedBeacons", "forgotten to make room"}}));
   text += line("fixes", counted(health, "fixes", "came",
                                 {{"rejectedFixes", "refused"},
                                  {"tooSmallCircles", "geofences smaller than their uncertainty"}}));
@@ -199,7 +193,8 @@ std::string healthMetrics(const ks::Health& health) {
                 health.isCacheWritable ? 1 : 0);
   if (health.receiverGain)
     text += gauge("receiver_gain_db", "Receiver gain.", *health.receiverGain);
-  if (health.counters) text += inputMetrics(*health.counters);
+  text += labelled("input_total", "What became of packets and fixes, by kind.", "kind",
+                   health.counters, "counter");
   if (health.statistics) text += statisticsMetrics(*health.statistics);
   std::map<std::string, int> ailments;
   for (const ks::Ailment& ailment : health.ailments) ailments[ailment.reason] = 1;

@@ -7,6 +7,7 @@
 #include "BeaconSDK/Classes/Common/Foundation/NSFileManager+Helpers.h"
 #include "BeaconSDK/Classes/Common/Foundation/UIDevice+UUID.h"
 #include "BeaconSDK/Classes/Manager/Health/HeldData.h"
+#include "BeaconSDK/Platform/Api/Diagnostics/CountingLocationServices.h"
 
 KSEngineRooms::KSEngineRooms(ks::Platform& device, const KSPortalAccess& portal,
                              const ks::Refinements& chosen, const ks::Consent& consent,
@@ -123,7 +124,7 @@ ks::Health KSEngineRooms::health() const {
   }
   const auto* const counting =
       dynamic_cast<const ks::CountingLocationServices*>(&platform.locationServices());
-  if (counting != nullptr) health.counters = counting->counters();
+  if (counting != nullptr) health.counters = counting->counts();
   health.isCacheWritable = ks::HeldData::canWrite();
   health.judge();
   return health;

@@ -125,12 +125,10 @@ ks::Value ledgerValue(const std::optional<ks::StatsLedger>& ledger) {
                         {"dropped", std::move(dropped)}};
 }
 
-ks::Value counterValues(const std::optional<ks::LocationCounters>& counters) {
-  if (!counters) return ks::Null{};
+ks::Value counterValues(const std::map<std::string, std::int64_t>& counters) {
+  if (counters.empty()) return ks::Null{};
   ks::Dictionary values;
-  for (const auto& [name, member] : ks::LocationCounters::named()) {
-    values.set(std::string(name), static_cast<std::int64_t>(*counters.*member));
-  }
+  for (const auto& [name, count] : counters) values.set(name, count);
   return values;
 }
 

@@ -10,7 +10,6 @@
 #include "BeaconSDK/Platform/Api/CoreBluetooth.h"
 #include "BeaconSDK/Platform/Api/CoreLocation.h"
 #include "BeaconSDK/Platform/Api/Date.h"
-#include "BeaconSDK/Platform/Api/Diagnostics/LocationCounters.h"
 #include "BeaconSDK/Platform/Api/Value.h"
 
 namespace ks {
@@ -86,8 +85,9 @@ struct Health {
   /// Receiver gain in dB; absent unless the host provides it.
   std::optional<double> receiverGain;
 
-  /// What became of the device's packets and fixes; absent where the location service counts none.
-  std::optional<LocationCounters> counters;
+  /// What became of the device's packets and fixes, by name; empty where the location service
+  /// counts none.
+  std::map<std::string, std::int64_t> counters;
 
   /// Absent unless statistics are kept.
   std::optional<StatsLedger> statistics;

@@ -9,9 +9,9 @@
 #include "BeaconSDK/Platform/Api/Error.h"
 #include "BeaconSDK/Platform/Api/Foundation.h"
 
-/// Records the last signs of life of the portal and the device, by elapsed time: an event of a minute
-/// ago stays a minute old, whoever sets the wall clock. Called by the manager as events pass through
-/// it; decides nothing. Main queue only.
+/// Records the last signs of life of the portal and the device, by elapsed time: an event of a
+/// minute ago stays a minute old, whoever sets the wall clock. Called by the manager as events pass
+/// through it; decides nothing. Main queue only.
 class KSHealthWatch {
  public:
   /// A wall clock that moves by more than this against elapsed time was set: no time service slews

@@ -5,8 +5,9 @@
 #include <optional>
 
 #include "BeaconSDK/Platform/Api/CoreLocation.h"
+#include "BeaconSDK/Platform/Api/Diagnostics/CountingLocationServices.h"
 #include "BeaconSDK/Platform/Api/Foundation.h"
-#include "BeaconSDK/Platform/Api/Diagnostics/LocationCounters.h"
+#include "BeaconSDK/Platform/Location/Engine/LocationCounters.h"
 #include "BeaconSDK/Platform/Location/Engine/LocationDemand.h"
 #include "BeaconSDK/Platform/Location/Engine/LocationInput.h"
 #include "BeaconSDK/Platform/Location/LocationErrors.h"
@@ -68,7 +69,8 @@ class LocationEngine : public CountingLocationServices, public LocationInput {
   void observeApplication(NSNotificationCenter& center);
 
   LocationDemand demand() const;
-  LocationCounters counters() const override;
+  LocationCounters counters() const;
+  std::map<std::string, std::int64_t> counts() const override { return counters().byName(); }
 
   /// Passes all further input to `input`, starting with the current settings; the demand is then
   /// the one of `setDemand`. This engine saves its state and stops. `input` must outlive the

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "BeaconSDK/Platform/Api/Diagnostics/LocationCounters.h"
+#include "BeaconSDK/Platform/Location/Engine/LocationCounters.h"
 #include "BeaconSDK/Platform/Location/Engine/LocationDemand.h"
 #include "BeaconSDK/Platform/Location/ManagerList.h"
 #include "BeaconSDK/Platform/Location/Positions/CircleMonitor.h"
