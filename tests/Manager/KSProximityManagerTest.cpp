@@ -181,6 +181,8 @@ TEST_F(KSProximityManagerTest, ForgottenTimerEndsWithTheActivity) {
 
 TEST_F(KSProximityManagerTest, ReturnWaitsForTheRestOfTheHour) {
   scenario.startsAtSite();
+  scenario.device->application().becomeActive();
+  scenario.passes(0);
   scenario.device->application().resignActive();
   scenario.passes(600);
   scenario.device->application().becomeActive();
