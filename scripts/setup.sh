@@ -28,7 +28,7 @@ test_packages=(
   fish gnome-keyring groff-base libsecret-tools systemd zsh
 )
 
-packages_packages=(dpkg-dev fakeroot gzip lintian mmdebstrap mosquitto mosquitto-clients)
+packages_packages=(dpkg-dev fakeroot gzip lintian mmdebstrap)
 machine_packages=(bluez busybox-static cpio kmod qemu-system-x86)
 
 wanted=()

@@ -104,16 +104,19 @@ void openPage(const std::string& url, const std::function<void(const std::string
   if (!url.starts_with("http://") && !url.starts_with("https://")) {
     return failed(url + " is not opened: only http:// and https:// are");
   }
+  struct Asked {
+    std::string url;
+    std::function<void(const std::string&)> failed;
+  };
   const auto done = [](GObject*, GAsyncResult* result, gpointer data) {
-    const std::unique_ptr<std::function<void(const std::string&)>> told(
-        static_cast<std::function<void(const std::string&)>*>(data));
+    const std::unique_ptr<Asked> asked(static_cast<Asked*>(data));
     GError* raw = nullptr;
     if (g_app_info_launch_default_for_uri_finish(result, &raw) != FALSE) return;
     const GLibOwned<GError> error(raw);
-    (*told)(error->message);
+    asked->failed(asked->url + " could not be opened: " + error->message);
   };
   g_app_info_launch_default_for_uri_async(url.c_str(), nullptr, nullptr, done,
-                                          new std::function(failed));
+                                          new Asked{url, failed});
 }
 
 }  // namespace ks
