@@ -107,6 +107,10 @@ TEST_F(KSProximityTrackerTest, ThrottlesEachRegion) {
   scenario.determines(CLRegionState::inside);
   scenario.ranges(beaconsFrom(1, 3));
   EXPECT_TRUE(scenario.logged("beacon count: 3")) << "entering begins anew";
+  scenario.setsClock(-3600);
+  scenario.passes(0.1);
+  scenario.ranges(beaconsFrom(1, 4));
+  EXPECT_TRUE(scenario.logged("beacon count: 4")) << "a last time in the future is long ago";
 }
 
 TEST_F(KSProximityTrackerTest, EmptyRegionIsMonitoredAnew) {

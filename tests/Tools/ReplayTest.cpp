@@ -125,6 +125,16 @@ TEST_F(ReplayTest, KeepsTagsAndExactPlacesPrivate) {
   EXPECT_THAT(lines, Contains(HasSubstr("\"kind\":\"trigger\"")));
 }
 
+TEST_F(ReplayTest, NoticesAreLinesOfBothDays) {
+  Scenario day = scenario("demo");
+  for (auto& beacon : day.beacons) beacon.radio.measuredPower = Dbm{0};
+  const Lines recorded = record(day);
+  EXPECT_THAT(recorded, Contains(HasSubstr("notice: Beacon")));
+  Lines replayed;
+  EXPECT_EQ(play(replayed).departure, "");
+  EXPECT_EQ(replayed, recorded);
+}
+
 TEST_F(ReplayTest, ShowsTheSameDayUnderOtherRules) {
   record(scenario("once-only"));
   Lines lines;

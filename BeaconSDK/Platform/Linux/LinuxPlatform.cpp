@@ -65,10 +65,14 @@ struct LinuxPlatform::Services : LocationDemandListener {
     if (radio) radio->locationDemandChanged(demand);
     if (positions) positions->locationDemandChanged(demand);
   }
-  void noticed(const std::string& text) override { console.log(text); }
+  void noticed(const std::string& text) override {
+    if (noticeListener) return noticeListener(text);
+    console.log(text);
+  }
   void connect(const LinuxPlatformOptions& options);
   void showLocalNotifications();
 
+  std::function<void(const std::string&)> noticeListener;
   SystemClock clock;
   LinuxConsole console;
   PrivateFolders folders;
@@ -91,7 +95,8 @@ struct LinuxPlatform::Services : LocationDemandListener {
 };
 
 LinuxPlatform::Services::Services(const LinuxPlatformOptions& options)
-    : console(options.applicationName, options.logDescriptor),
+    : noticeListener(options.noticeListener),
+      console(options.applicationName, options.logDescriptor),
       folders(options.folders.value_or(xdgFolders(options.bundleIdentifier))),
       userDefaults(folders.owned().state / kUserDefaults, console),
       device(options.systemRoot, folders.folders().state, options.bundleIdentifier),

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -44,6 +45,9 @@ struct LinuxPlatformOptions {
   std::map<std::string, std::string> publicKeyPins;
   /// Observes every transfer; held weakly.
   std::weak_ptr<HttpObserver> httpObserver;
+  /// Called with each notice about received packets and positions, instead of writing it to the
+  /// log. May be null.
+  std::function<void(const std::string&)> noticeListener;
   /// Gain of the machine's Bluetooth receiver above the usual one, in dB.
   Dbm receiverGain{0};
   /// File descriptor for log lines, by default standard error; -1: none.

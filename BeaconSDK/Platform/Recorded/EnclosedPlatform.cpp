@@ -116,6 +116,11 @@ void EnclosedPlatform::applyToEngine(const RecordedEvent& event) {
   }
 }
 
+void EnclosedPlatform::noticed(const std::string& text) {
+  if (noticeListener_) return noticeListener_(text);
+  console_.log(text);
+}
+
 Dictionary settingsDetails(const SimulatedSettings& settings) {
   return {{"bundle", settings.mainBundle.bundleIdentifier},
           {"bundleVersion", settings.mainBundle.shortVersionString},

@@ -48,6 +48,11 @@ class EnclosedPlatform : public Platform, private LocationDemandListener {
   void setTransferListener(EnclosedLoading::Listener listener) {
     loading_.setListener(std::move(listener));
   }
+  /// Sets the function called with each notice of the location engine, instead of writing it to the
+  /// console. May be null.
+  void setNoticeListener(std::function<void(const std::string&)> listener) {
+    noticeListener_ = std::move(listener);
+  }
   /// Uses `loading` for the library's transfers instead of passing them outside. Call it before the
   /// first use.
   void setURLLoadingSystem(URLLoadingSystem& loading) { otherLoading_ = &loading; }
@@ -94,6 +99,7 @@ class EnclosedPlatform : public Platform, private LocationDemandListener {
   void locationDemandChanged(const LocationDemand& demand) override {
     outside_.demandChanged(demand);
   }
+  void noticed(const std::string& text) override;
   void apply(const RecordedEvent& event);
   void applyToEngine(const RecordedEvent& event);
 
@@ -127,6 +133,7 @@ class EnclosedPlatform : public Platform, private LocationDemandListener {
   EnclosedLoading loading_;
   URLLoadingSystem* otherLoading_ = nullptr;
   HostHandler hostHandler_;
+  std::function<void(const std::string&)> noticeListener_;
 };
 
 /// Convert the settings of a device to and from their form in a recording.

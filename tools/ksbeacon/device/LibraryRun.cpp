@@ -20,8 +20,10 @@ namespace ks::tool {
 namespace {
 
 LinuxPlatformOptions watched(LinuxPlatformOptions options,
-                             const std::shared_ptr<TransferWatch>& transfers) {
+                             const std::shared_ptr<TransferWatch>& transfers,
+                             std::function<void(const std::string&)> notice) {
   options.httpObserver = transfers;
+  options.noticeListener = std::move(notice);
   return options;
 }
 
@@ -29,7 +31,8 @@ LinuxPlatformOptions watched(LinuxPlatformOptions options,
 
 LibraryRun::LibraryRun(LibraryRunOptions options)
     : options_(std::move(options)),
-      device_(watched(options_.platform, transfers_)),
+      device_(watched(options_.platform, transfers_,
+                      [this](const std::string& text) { recorder_->notice(text); })),
       printer_(std::cout, device_.clock().now(), options_.form),
       outputs_(options_.outputs, device_.mainQueue(), device_.clock().now(), warn),
       recorder_(std::make_shared<TimelineRecorder>(
@@ -74,6 +77,7 @@ std::unique_ptr<RecordedPlatform> LibraryRun::record() {
   recorded->setHostHandler([this](const std::string& name, const Dictionary& arguments) {
     host_->handle(name, arguments);
   });
+  recorded->setNoticeListener([this](const std::string& text) { recorder_->notice(text); });
   recorded->setTransferListener(
       [this](const HttpExchange& exchange) { host_->transferEnded(exchange); });
   return recorded;

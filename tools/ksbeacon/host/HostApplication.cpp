@@ -130,8 +130,9 @@ void HostApplication::observe() {
   } else {
     listenToTransfers(transferEnded);
   }
-  device_.location().setNoticeListener(
-      [this](const std::string& text) { say(TimelineKind::application, "notice: " + text); });
+  const auto notice = [this](const std::string& text) { recorder_->notice(text); };
+  device_.location().setNoticeListener(notice);
+  if (recorded_) recorded_->setNoticeListener(notice);
   device_.simulatedNotificationCenter().setListener(
       [this](const ScheduledNotificationCenter::Notification& shown) {
         const UNMutableNotificationContent& content = shown.request.content;

@@ -58,6 +58,7 @@ class Process {
       if (runningHost_) runningHost_->handle(name, arguments);
       if (host_) host_->handle(name, arguments);
     });
+    device_.setNoticeListener([this](const std::string& text) { recorder_->notice(text); });
     device_.setTransferListener([this](const HttpExchange& exchange) { transferEnded(exchange); });
   }
   Process(const Process&) = delete;

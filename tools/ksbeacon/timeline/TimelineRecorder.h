@@ -48,6 +48,8 @@ class TimelineRecorder : public ks::EngineObserver, public LocationListener {
 
   /// A line in the application's own words.
   void say(TimelineKind kind, std::string text, Dictionary details = {});
+  /// What a person should know about the device's input.
+  void notice(const std::string& text) { say(TimelineKind::application, "notice: " + text); }
 
   void triggerDecided(const ks::TriggerDecision& decision) override;
   void contentRequested(const ks::ContentRequest& request) override;

@@ -85,6 +85,14 @@ void judgeDevice(const ks::Health& health, Ailments& found) {
                               count(health.regionsRefused.size()), health.regionsRefused.front()),
          "correct their circles at the portal, or let it send fewer"});
   }
+  const auto tooSmall = health.counters.find("tooSmallCircles");
+  if (tooSmall != health.counters.end() && tooSmall->second > 0) {
+    found.push_back(
+        {ks::AilmentReason::circlesTooSmall,
+         ks::stringWithFormat("%d geofences are smaller than the uncertainty of positions in them",
+                              tooSmall->second),
+         "let the portal make them larger"});
+  }
   if (!health.isCacheWritable) {
     found.push_back({ks::AilmentReason::folders, "the cache folder cannot be written",
                      "make room on the disk and check the folder's permissions"});

@@ -24,6 +24,7 @@ inline constexpr const char* portal = "portal";
 inline constexpr const char* bluetooth = "bluetooth";
 inline constexpr const char* positions = "positions";
 inline constexpr const char* regionsRefused = "regionsRefused";
+inline constexpr const char* circlesTooSmall = "circlesTooSmall";
 inline constexpr const char* deaf = "deaf";
 inline constexpr const char* statisticsWaiting = "statisticsWaiting";
 inline constexpr const char* statisticsDropped = "statisticsDropped";
