@@ -49,7 +49,7 @@ TEST(ExplanationTest, SaysWhatWouldHaveToChange) {
       {"coffee", "event-counter", 35,
        "coffee would fire after 1 more event in time: 1 of 2 were counted."},
       {"square", "dwelling-exit", 180,
-       "square would fire at the next event after 0:30:01.000: 1631 s of the repeat delay were "
+       "square would fire at the next event after 0:30:01.000: 1630 s of the repeat delay were "
        "left; it fired last at 0:00:01.000."},
       {"goodbye", "once-only", 700,
        "goodbye would fire if it did not fire only once: it has fired; it fired last at "
