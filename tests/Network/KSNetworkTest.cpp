@@ -39,8 +39,11 @@ class KSNetworkTest : public PortalTest {
   void upload(const std::string& body) {
     auto request = NSURLRequestKS::defaultPostRequestWithUrl({"https://portal.test/app/post"});
     request.httpBody.assign(body.begin(), body.end());
-    network->upload(request);
+    network->upload(request, [this](std::optional<int> status) { statuses.push_back(status); });
   }
+
+  /// Of each upload that has ended.
+  std::vector<std::optional<int>> statuses;
 };
 
 TEST_F(KSNetworkTest, ConfiguresBackgroundSession) {
@@ -134,6 +137,7 @@ TEST_F(KSNetworkTest, UploadsFromOwnFile) {
   EXPECT_EQ(temporaryFiles(), 0U);
   EXPECT_THAT(platform->console().lines(),
               ElementsAre(HasSubstr("-1001"), HasSubstr("Cannot remove")));
+  EXPECT_THAT(statuses, ElementsAre(500, std::nullopt, std::nullopt));
   EXPECT_THAT(reports, IsEmpty());
 }
 
