@@ -25,10 +25,13 @@ class StatusSocketTest : public testing::Test {
   void closes() {
     main_.sync([this] { socket_.reset(); });
   }
+  static constexpr int kCallers = 4;
+
   /// Each asks until it gets no answer, at most so often.
   std::vector<std::thread> callers(int times) {
     std::vector<std::thread> threads;
-    for (int caller = 0; caller < 4; ++caller) {
+    threads.reserve(kCallers);
+    for (int caller = 0; caller < kCallers; ++caller) {
       threads.emplace_back([this, times] {
         for (int time = 0; time < times; ++time) {
           const auto reply = askService(path_);
