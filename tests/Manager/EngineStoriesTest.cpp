@@ -278,7 +278,12 @@ class Story : public ks::EngineObserver {
       breaches_ += zone + " fired again after " + std::to_string(since) + " s\n";
     }
   }
-  void neighbourhoodForgotten() override { watch_.neighbourhoodForgotten(); }
+  void neighbourhoodForgotten() override {
+    for (const std::string& zone : watch_.entered()) {
+      if (isRefined() && zone.starts_with("beacons ")) breaches_ += zone + " was dropped\n";
+    }
+    watch_.neighbourhoodForgotten();
+  }
   void holds() {
     watch_.settle();
     if (const auto ledger = scenario_.manager->statisticsLedger()) watch_.check(*ledger);
