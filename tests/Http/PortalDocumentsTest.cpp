@@ -49,7 +49,7 @@ TEST(PortalDocumentsTest, ProblemsNameLineAndMember) {
        "d.json:5: [0].content.type: expected one of HTML VIDEO PUSH_TEXT FOLLOW_TRACK\n"},
       {beacons, beacon + ", \"majr\": 1,\n \"tags\": {\"a\": 1}}]",
        "d.json:4: [0].tags: expected an object whose values are text\n"
-       "d.json:3: [0].majr: unknown member\n"},
+       "d.json:3: [0].majr: unknown member; did you mean \"major\"?\n"},
       {beacons, beacon + ", \"validUntil\": \"2030-01-01\"}]",
        "d.json:3: [0].validUntil: expected a date like 2030-01-31T12:00:00.0000000Z\n"}};
   for (const auto& [kind, text, expected] : bad) EXPECT_EQ(problemsOf(kind, text), expected);

@@ -161,7 +161,9 @@ TEST(CommandTest, AnswersWithItsExitCode) {
       {"simulate " + unmet + " --repeat 2", 1, "0 of 2 walks met all expectations\n"},
       {"simulate " + unmet, 1, "; it never happened\n"},
       {"simulate " + misspelt, 2,
-       "expect[1].content: expected a content of the portal's documents, got \"cofee\"\n"},
+       "expect[1].content: expected a content of the portal's documents, got \"cofee\"; did you "
+       "mean "
+       "\"coffee\"?\n"},
       {"simulate " + demo + " --portal http://127.0.0.1:9/app", 3, "the portal did not answer\n"},
       {"simulate " + demo + " --repeat 2 --vary noise --portal http://127.0.0.1:9/app", 3,
        "the portal did not answer\n"},
@@ -180,6 +182,9 @@ TEST(CommandTest, AnswersWithItsExitCode) {
       {"simulate " + demo + " --until nan", 2, "got nan; see ksbeacon simulate --help\n"},
       {"scan --for nan", 2,
        "--for: expected a number from 0.1 to 31622400, got nan; see ksbeacon scan --help\n"},
+      {"simulate " + demo + " --jsno", 2,
+       "--jsno; did you mean \"--json\"?; see ksbeacon simulate --help\n"},
+      {"simulat " + demo, 2, "option simulat; did you mean \"simulate\"?; see ksbeacon --help\n"},
       {"foo", 2, "ksbeacon: there is no subcommand or option foo; see ksbeacon --help\n"},
       {"simulate", 2, "see ksbeacon simulate --help\n"},
       {"portal " + demo, 2, "expected a folder of portal documents\n"},

@@ -1,12 +1,13 @@
 #include <gmock/gmock.h>
 
+#include <functional>
 #include <string>
 
 #include "tests/Support/TemporaryFolder.h"
+#include "tools/ksbeacon/explanation/Explanation.h"
 #include "tools/ksbeacon/scenario/ScenarioReader.h"
 #include "tools/ksbeacon/simulate/Simulation.h"
 #include "tools/ksbeacon/suite/Suite.h"
-#include "tools/ksbeacon/why/Explanation.h"
 
 namespace ks::tool {
 namespace {
@@ -14,17 +15,42 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
-WhyAnswer answerFor(const std::string& subject, const std::string& name, double at) {
+/// Asked of an example scenario at a moment, after `change` has made another day of it.
+WhyAnswer answerFor(const std::string& subject, const std::string& name, double at,
+                    const std::function<void(Scenario&)>& change = {}) {
   const auto read =
       readScenarioFile(std::string(KS_SOURCE_DIR "/examples/scenarios/") + name + ".json");
-  const Scenario& scenario = std::get<Scenario>(read);
-  Explanation explanation(subject, documentedZones(scenario.portal.documents));
+  Scenario scenario = std::get<Scenario>(read);
+  if (change) change(scenario);
+  Chronicle chronicle;
   Timeline timeline;
-  timeline.listen([&](const TimelineEvent& event) { explanation.note(event); });
+  timeline.listen([&](const TimelineEvent& event) { chronicle.note(event); });
   SimulationOptions options;
   options.until = Seconds{at};
-  simulate(scenario, options, timeline);
-  return explanation.answer();
+  EXPECT_EQ(simulate(scenario, options, timeline).failure, "");
+  return explain(chronicle, subject, documentedZones(scenario.portal.documents));
+}
+
+using Kind = Scenario::Event::Kind;
+
+std::function<void(Scenario&)> happens(Kind kind, double at) {
+  return [=](Scenario& day) {
+    Scenario::Event event{Seconds{at}, kind};
+    event.permission = CLAuthorizationStatus::denied;
+    event.downtime = Seconds{1000};
+    event.name = "welcome";
+    day.events.push_back(event);
+  };
+}
+
+std::function<void(Scenario&)> fails(const char* path, double from) {
+  return [=](Scenario& day) {
+    Scenario::Fault fault;
+    fault.from = Seconds{from};
+    fault.to = day.until;
+    fault.path = path;
+    day.faults = {fault};
+  };
 }
 
 TEST(ExplanationTest, SaysWhatWouldHaveToChange) {
@@ -33,6 +59,10 @@ TEST(ExplanationTest, SaysWhatWouldHaveToChange) {
     const char* scenario;
     double at;
     const char* answer;
+    std::function<void(Scenario&)> change = {};
+  };
+  const auto isBlind = [](Scenario& day) {
+    day.walk.outages = {{day.start, day.start + day.until}};
   };
   const Question questions[] = {
       {"nothing", "demo", 10, "nothing would fire if a document of the portal named it."},
@@ -42,10 +72,45 @@ TEST(ExplanationTest, SaysWhatWouldHaveToChange) {
       {"welcome", "permission", 60,
        "welcome would fire if the library worked: the library did not start: Wrong location "
        "manager authorization status."},
-      {"jetty", "demo", 300, "jetty would fire if the device entered its circle."},
+      {"welcome", "demo", 60,
+       "welcome would fire if the library worked: the location permission is denied.",
+       happens(Kind::setPermission, 50)},
+      {"welcome", "demo", 60,
+       "welcome would fire if the library worked: the process was killed at 0:00:40.000.",
+       happens(Kind::restart, 40)},
+      {"welcome", "demo", 60,
+       "welcome would fire if the library worked: the library did not start: The portal's document "
+       "is not a list.",
+       fails("/contents/categories", 0)},
+      {"welcome", "demo", 130,
+       "welcome would fire if the device monitored its region: /beacons was answered by 500 at "
+       "0:00:01.000.",
+       fails("/beacons", 0)},
+      {"welcome", "demo", 60,
+       "welcome would fire if the device monitored its region: no position has come.", isBlind},
+      {"square", "demo", 60,
+       "square would fire if the device monitored its region: no position has come.", isBlind},
+      {"welcome", "demo", 60, "welcome would fire if Bluetooth could be used.",
+       happens(Kind::setBluetooth, 5)},
+      {"welcome", "demo", 60,
+       "welcome would fire if the device monitored its region: the network cannot be used.",
+       happens(Kind::setNetwork, 0)},
+      {"welcome", "disturbances", 600,
+       "welcome would fire if the portal delivered it: the portal has no content for "
+       "4B8E1A60-5D0C-4F3B-9E57-0C1D2E3F4A5B:1:1; asked again from 2026-05-04T10:11:22.000Z; it "
+       "fired last at 0:07:14.000."},
+      {"b-track", "demo", 60,
+       "b-track would fire if the device heard its beacon "
+       "4B8E1A60-5D0C-4F3B-9E57-0C1D2E3F4A5B:1:9."},
+      {"jetty", "demo", 300,
+       "jetty would fire if the device entered its circle; its last position came at "
+       "0:04:34.000."},
       {"rest", "demo", 60,
        "rest would fire if the device heard its beacon 4B8E1A60-5D0C-4F3B-9E57-0C1D2E3F4A5B:1:5."},
       {"b-cafe", "demo", 60, "b-cafe would fire if the device were near: far was seen."},
+      {"painting", "same-content", 60,
+       "painting would fire if the device were immediate: near was seen; it fired last at "
+       "0:00:17.000."},
       {"coffee", "event-counter", 35,
        "coffee would fire after 1 more event in time: 1 of 2 were counted."},
       {"square", "dwelling-exit", 180,
@@ -55,23 +120,38 @@ TEST(ExplanationTest, SaysWhatWouldHaveToChange) {
        "goodbye would fire if it did not fire only once: it has fired; it fired last at "
        "0:01:51.297."},
       {"welcome", "categories", 60, "welcome would fire if category 1 were on."},
+      {"wall", "refined-categories", 60, "wall fired at 0:00:02.000."},
       {"audio", "dwelling-enter", 10,
        "audio would fire if the device stayed 120 s from 0:00:02.000."},
+      {"audio", "dwelling-enter", 100, "audio would fire if the device stayed 120 s, not 69."},
       {"rest", "dwelling-exit", 90, "rest would fire if the device stayed 120 s, not 69."},
       {"rest", "dwelling-exit", 600, "rest fired at 0:08:40.297."},
+      {"welcome", "demo", 130,
+       "welcome fired at 0:02:01.000; it would be seen if a notification of it were shown.",
+       [](Scenario& day) { day.application.showsNotifications = false; }},
+      {"welcome", "demo", 130,
+       "welcome fired at 0:02:01.000; the portal was not told: /beacons/notification was answered "
+       "by 500 at 0:02:01.000.",
+       fails("/beacons/notification", 0)},
+      {"welcome", "demo", 130, "welcome fired at 0:02:01.000."},
+      {"coffee", "demo", 350, "coffee would fire if the device were near: unknown was seen."},
+      {"square", "demo", 350, "square fired at 0:00:16.000."},
   };
   for (const Question& question : questions) {
-    const WhyAnswer answer = answerFor(question.subject, question.scenario, question.at);
-    EXPECT_EQ(answer.conclusion, question.answer);
+    const WhyAnswer answer =
+        answerFor(question.subject, question.scenario, question.at, question.change);
+    EXPECT_EQ(answer.conclusion, question.answer) << question.scenario;
   }
 }
 
 TEST(ExplanationTest, FollowsAContentToTheScreen) {
-  const WhyAnswer answer = answerFor("welcome", "demo", 130);
+  const WhyAnswer answer = answerFor("welcome", "demo", 130, happens(Kind::openContent, 125));
   EXPECT_TRUE(answer.fired);
   for (const WhyLink& link : answer.links) {
     EXPECT_EQ(link.state, WhyLink::State::holds) << link.name << ": " << link.text;
   }
+  EXPECT_THAT(whyText(whyDetails(answer)),
+              HasSubstr("opening       yes  opened by the user at 0:02:05"));
 }
 
 TEST(SuiteTest, TalliesTheWalksInWhichAnExpectationFailed) {

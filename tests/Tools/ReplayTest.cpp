@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <cmath>
 #include <filesystem>
 #include <string>
@@ -9,8 +10,10 @@
 #include "BeaconSDK/Platform/Storage/ValueText.h"
 #include "tests/Support/TemporaryFolder.h"
 #include "tools/ksbeacon/replay/Comparison.h"
+#include "tools/ksbeacon/replay/DayDraft.h"
 #include "tools/ksbeacon/replay/Replay.h"
 #include "tools/ksbeacon/scenario/ScenarioReader.h"
+#include "tools/ksbeacon/scenario/ScenarioText.h"
 #include "tools/ksbeacon/simulate/Simulation.h"
 
 namespace ks::tool {
@@ -64,6 +67,7 @@ TEST_F(ReplayTest, RepeatsEveryExampleExactly) {
                                  "background",
                                  "battery",
                                  "categories",
+                                 "disturbances",
                                  "dropped-connection",
                                  "dwelling-enter",
                                  "dwelling-exit",
@@ -153,27 +157,85 @@ TEST_F(ReplayTest, ShowsTheSameDayUnderOtherRules) {
   EXPECT_THAT(lines, Not(Contains(HasSubstr("\"goodbye\""))));
 }
 
-TEST(ComparisonTest, NamesOnlyTheContentThatFiresOtherwise) {
+TEST_F(ReplayTest, MakesAScenarioThatGoesAlike) {
+  record(scenario("demo"));
+  DayDraft draft;
+  Timeline timeline;
+  timeline.listen([&](const TimelineEvent& event) { draft.note(event); });
+  ReplayOptions options;
+  options.everyRanging = true;
+  const ReplayResult result = replay(file_, options, timeline);
+  draft.readEntries(file_);
+  const Scenario day = draft.scenario(file_, result);
+  fs::create_directory(folder_ / "portal");
+  ASSERT_TRUE(draft.documents().write(folder_ / "portal"));
+  const auto written = test::writeText(folder_ / "day.json", scenarioText(day, "portal"));
+  const auto read = readScenarioFile(written);
+  ASSERT_TRUE(std::holds_alternative<Scenario>(read)) << std::get<InputError>(read).message();
+  const Scenario& again = std::get<Scenario>(read);
+  EXPECT_LT(again.walk.stops.size(), 20U);
+  Timeline ignored;
+  const SimulationResult lived = simulate(again, {}, ignored);
+  EXPECT_EQ(lived.failure, "");
+  EXPECT_EQ(lived.outcomes.size(), 2U) << "welcome and square fired";
+  for (const auto& outcome : lived.outcomes) EXPECT_TRUE(outcome.met) << outcome.expected;
+}
+
+TEST_F(ReplayTest, KeepsWholePartsWithinALimit) {
+  const Scenario day = scenario("demo");
+  std::uintmax_t longest = 0;
+  RecordingWriter::Options options;
+  options.limit.bytes = 60'000;
+  for (int part = 0; part < 6; ++part) {
+    auto writer = RecordingWriter::create(file_, options);
+    SimulationOptions run;
+    run.recording = writer.value().get();
+    Timeline ignored;
+    ASSERT_EQ(simulate(day, run, ignored).failure, "");
+    writer.value().reset();
+    longest = std::max(longest, fs::file_size(file_));
+    // As a kill leaves it: the next process goes on before the tear.
+    fs::resize_file(file_, fs::file_size(file_) - 3);
+  }
+  EXPECT_LT(longest, 2 * options.limit.bytes);
+  Lines lines;
+  const ReplayResult result = play(lines);
+  EXPECT_EQ(result.failure + result.departure, "");
+  EXPECT_GT(std::ranges::count_if(lines,
+                                  [](const std::string& line) {
+                                    return line.find("\"text\":\"launched\"") != std::string::npos;
+                                  }),
+            1);
+}
+
+TEST(ComparisonTest, NamesOnlyWhatDiffers) {
   Comparison comparison;
-  const auto fires = [&](Comparison::Run run, const char* content, double at) {
+  const auto happens = [&](Comparison::Run run, TimelineKind kind, const char* content, double at) {
     TimelineEvent event;
-    event.kind = TimelineKind::trigger;
+    event.kind = kind;
     event.at = Seconds{at};
-    event.details.set("content", content);
-    comparison.note(run, event);
+    event.details = {{"content", content}, {"action", "shown"}};
+    comparison.note(run, "kiosk.ksrec", event);
+  };
+  const auto fires = [&](Comparison::Run run, const char* content, double at) {
+    happens(run, TimelineKind::trigger, content, at);
   };
   for (const auto run : {Comparison::Run::before, Comparison::Run::after}) fires(run, "same", 10);
   fires(Comparison::Run::before, "often", 20);
   fires(Comparison::Run::after, "often", 20);
   fires(Comparison::Run::after, "often", 4000);
+  happens(Comparison::Run::after, TimelineKind::notification, "", 4000);
   fires(Comparison::Run::before, "moved", 100);
   fires(Comparison::Run::after, "moved", 160);
   Lines texts;
   for (const auto& difference : comparison.differences()) texts.push_back(inWords(difference));
   EXPECT_THAT(texts, ElementsAre("content moved: fires once, 60 s later",
                                  "content often: fires 2 times instead of once"));
-  EXPECT_EQ(comparison.hours().size(), 1U);
-  EXPECT_EQ(comparison.hours().at(1).second, 1U);
+  ASSERT_EQ(comparison.hours().size(), 1U);
+  EXPECT_EQ(inWords(1, comparison.hours().at(1)),
+            "hour 1: 1 contents fire instead of 0, 1 notifications instead of 0");
+  ASSERT_EQ(comparison.days().size(), 1U);
+  EXPECT_EQ(comparison.days()[0].second.after, 1U);
 }
 
 }  // namespace

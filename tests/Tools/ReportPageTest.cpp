@@ -20,8 +20,8 @@ Scenario standingStill() {
 }
 
 /// The page's data, without the page.
-std::string dataOf(const ReportPage& page) {
-  const std::string html = page.html();
+std::string dataOf(const ReportPage& page, const Scenario& scenario = standingStill()) {
+  const std::string html = page.html(scenario);
   const auto begin = html.find("{\"world\":");
   return html.substr(begin, html.find("</script>", begin) - begin);
 }
@@ -58,8 +58,7 @@ std::string shown(const std::filesystem::path& page, const std::string& fragment
 }
 
 TEST(ReportPageTest, KeepsOnlyChangesOfRanging) {
-  const Scenario scenario = standingStill();
-  ReportPage page(scenario);
+  ReportPage page;
   page.note(ranging(1, "far"));
   for (int at = 2; at < 100; ++at) page.note(ranging(at, "near"));
   page.note(ranging(100, ""));
@@ -78,10 +77,10 @@ TEST(ReportPageTest, KeepsOnlyChangesOfRanging) {
 TEST(ReportPageTest, TakesNoTextForMarkup) {
   Scenario scenario = standingStill();
   scenario.title = "</script><b>";
-  ReportPage page(scenario);
+  ReportPage page;
   page.note({.kind = TimelineKind::log, .text = "</script>KS-PAGE-DATA", .details = {}});
-  EXPECT_THAT(dataOf(page), AllOf(HasSubstr(R"("title":"\u003c/script>\u003cb>")"),
-                                  HasSubstr(R"("text":"\u003c/script>KS-PAGE-DATA")")));
+  EXPECT_THAT(dataOf(page, scenario), AllOf(HasSubstr(R"("title":"\u003c/script>\u003cb>")"),
+                                            HasSubstr(R"("text":"\u003c/script>KS-PAGE-DATA")")));
 }
 
 TEST(ReportPageTest, ShowsTheMomentOfItsAddress) {

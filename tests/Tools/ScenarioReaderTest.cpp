@@ -89,7 +89,14 @@ TEST(ScenarioReaderTest, NamesThePlaceOfEachMistake) {
       {"\"value\": \"b\"", "\"content\": \"b\"", "17: events[0].value: expected a text"},
       {"\"never\": true", "\"never\": 1", "18: expect[0].never: expected true or false"},
       {"\"content\": \"c\"", "\"refusal\": \"mood\"", "18: expect[0].refusal: expected one of"},
-      {"\"events\"", "\"event\"", "17: event: expected no such member; known are title, start"},
+      {"\"events\"", "\"event\"", "17: event: expected no such member; known are $schema, title"},
+      {"\"do\": \"setTag\", \"tag\": \"a\", \"value\": \"b\"",
+       "\"do\": \"setBattery\", \"beacon\": \"door\", \"level\": 9",
+       " events[0].beacon: expected a beacon with a \"battery\""},
+      {"\"content\": \"c\"", "\"engine\": \"runing\"",
+       "18: expect[0].engine: expected one of running, starting, stopped, got \"runing\"; did you "
+       "mean \"running\"?"},
+      {"\"content\": \"c\"", "\"entered\": \"c\"", "18: expect[0]: expected an event \"look\""},
       {"\"origin\": {\"latitude\": 45, \"longitude\": 7},", "",
        "8: beacons[0].at: expected degrees, because the scenario has no \"origin\""},
   };

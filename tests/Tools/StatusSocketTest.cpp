@@ -17,7 +17,8 @@ class StatusSocketTest : public testing::Test {
  protected:
   ~StatusSocketTest() override { closes(); }
   Result<std::unique_ptr<StatusSocket>> opened() {
-    return StatusSocket::open(path_, main_, [this] { return std::to_string(++answers_); });
+    return StatusSocket::open(path_, main_,
+                              [this](const std::string&) { return std::to_string(++answers_); });
   }
   void opens() {
     main_.sync([this] { socket_ = std::move(opened().value()); });

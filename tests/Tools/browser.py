@@ -96,6 +96,13 @@ class Browser:
             self.send("Input.dispatchMouseEvent", type=kind, x=x, y=y, clickCount=int(click),
                       button="left" if kind != "mouseMoved" else "none")
 
+    def key(self, key):
+        """Presses and releases a key, as "Enter"."""
+        codes = {"Enter": 13, "Escape": 27, "ArrowDown": 40, "ArrowUp": 38}
+        for kind in ("rawKeyDown", "keyUp"):
+            self.send("Input.dispatchKeyEvent", type=kind, key=key, code=key,
+                      windowsVirtualKeyCode=codes[key])
+
     def picture(self, file):
         with open(file, "wb") as out:
             out.write(base64.b64decode(self.send("Page.captureScreenshot")["data"]))

@@ -56,6 +56,25 @@ def hover(browser):
     for x, y in places:
         browser.point(x, y)
         browser.point(x, y, click=True)
+        browser.value("document.getElementById('why').close()")
+
+
+def ask_why(browser):
+    """Goes to the first decision and asks, with the keys: the chain must be read, as text."""
+    browser.value("document.querySelector('.events .asks').click()")
+    browser.value("document.getElementById('why-close').click()")
+    marked = browser.value("document.querySelector('#events .now').className")
+    assert "asks" in marked, marked
+    browser.value("document.getElementById('events').focus()")
+    browser.key("Enter")
+    chain = browser.value("document.querySelector('#why[open]').textContent")
+    assert "portal" in chain and " fire" in chain, chain
+    browser.key("Escape")
+    before = browser.value("document.querySelector('#events .now').textContent")
+    browser.key("ArrowDown")
+    assert browser.value("document.querySelector('#events .now').textContent") != before
+    browser.value("document.getElementById('closer').click()")
+    assert browser.value("parseFloat(document.getElementById('lanes').style.getPropertyValue('--width'))") > 150
 
 
 def main(command):
@@ -80,6 +99,7 @@ def main(command):
             assert 0 <= clock["left"] and clock["right"] <= width, clock
             if width == 1400:
                 hover(browser)
+                ask_why(browser)
             assert browser.value("document.documentElement.dataset.ran === undefined"), "a name was run"
             assert browser.value("document.querySelectorAll('#map img, #map svg svg').length === 0")
             wrong = [event for event in browser.events

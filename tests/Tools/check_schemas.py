@@ -32,7 +32,11 @@ def main():
     command, source = sys.argv[1], pathlib.Path(sys.argv[2])
     scenario = validator(source / "docs/scenario.schema.json")
     shapes = lines_by_kind(validator(source / "docs/timeline.schema.json").schema)
+    portal = validator(source / "docs/portal.schema.json").schema["$defs"]
     faults, kinds = [], set()
+    for file in sorted((source / "examples").glob("*portal/*.json")):
+        document = Draft202012Validator({**portal[file.stem], "$defs": portal})
+        faults += [f"{file.name}: {e.message}" for e in document.iter_errors(json.loads(file.read_text()))]
     for file in sorted((source / "examples/scenarios").glob("*.json")):
         faults += [f"{file.name}: {e.message}" for e in scenario.iter_errors(json.loads(file.read_text()))]
         told = subprocess.run([command, "simulate", file, "--json", "--log"], capture_output=True, text=True)

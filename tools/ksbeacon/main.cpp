@@ -3,6 +3,7 @@
 #include <iostream>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "BeaconSDK/Platform/Api/Version.h"
 #include "tools/ksbeacon/check/CheckCommand.h"
@@ -14,6 +15,7 @@
 #include "tools/ksbeacon/options/HelpFormatter.h"
 #include "tools/ksbeacon/output/Complaint.h"
 #include "tools/ksbeacon/output/ExitCode.h"
+#include "tools/ksbeacon/output/Suggestion.h"
 #include "tools/ksbeacon/portal/PortalCommand.h"
 #include "tools/ksbeacon/replay/ReplayCommand.h"
 #include "tools/ksbeacon/simulate/SimulateCommand.h"
@@ -24,15 +26,35 @@
 
 namespace {
 
+/// The options and commands that `app` has.
+std::vector<std::string> namesIn(const CLI::App& app) {
+  std::vector<std::string> names;
+  for (const CLI::Option* const option : app.get_options()) {
+    for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
+  }
+  for (const CLI::App* const command : app.get_subcommands([](const CLI::App*) { return true; })) {
+    names.push_back(command->get_name());
+  }
+  return names;
+}
+
+/// What was probably meant by an argument that nobody takes.
+std::string meant(const CLI::App& app, const std::vector<std::string>& unknown) {
+  if (unknown.empty()) return "";
+  return ks::tool::suggestion(unknown.front().substr(0, unknown.front().find('=')), namesIn(app));
+}
+
 /// What is wrong, and whose help tells more.
 std::string mistakeIn(const CLI::App& app, const CLI::ParseError& error) {
   const auto commands = app.get_subcommands();
   if (!commands.empty()) {
-    return std::string(error.what()) + "; see ksbeacon " + commands.front()->get_name() + " --help";
+    const CLI::App& command = *commands.front();
+    return error.what() + meant(command, command.remaining()) + "; see ksbeacon " +
+           command.get_name() + " --help";
   }
   const auto unknown = app.remaining();
   return (unknown.empty() ? error.what() : "there is no subcommand or option " + unknown.front()) +
-         "; see ksbeacon --help";
+         meant(app, unknown) + "; see ksbeacon --help";
 }
 
 int run(int argc, char** argv) {

@@ -128,15 +128,17 @@ void addFiles(Dictionary& files, const std::string& name, const fs::path& folder
 
 Result<std::unique_ptr<RecordingWriter>> RecordingWriter::create(const fs::path& path,
                                                                  Options options) {
-  auto file = RecordingFileWriter::create(path);
+  RecordingRing ring(options.limit);
+  const std::uintmax_t whole = options.limit.isSet() ? ring.read(path) : 0;
+  auto file =
+      whole > 0 ? RecordingFileWriter::resume(path, whole) : RecordingFileWriter::create(path);
   if (!file) return file.error();
-  return std::make_unique<RecordingWriter>(std::move(file.value()), options);
+  return std::make_unique<RecordingWriter>(std::move(file.value()), std::move(ring), options);
 }
 
 void RecordingWriter::add(RecordedEvent event) {
   if (error_) return;
-  if (event.kind == Kind::begin) flush();
-  if (event.kind == Kind::begin) lastFlush_ = now_ = 0;
+  if (event.kind == Kind::begin) begin(event);
   if (event.kind == Kind::mark || event.kind == Kind::note) event.microseconds = now_;
   now_ = event.microseconds;
   if (options_.isPrivate && tellsOfTags(event)) return;
@@ -144,6 +146,20 @@ void RecordingWriter::add(RecordedEvent event) {
   encoder_.add(event);
   if (encoder_.bytes().size() >= kLargestBuffer) flush();
   flushIfDue(now_);
+}
+
+void RecordingWriter::begin(const RecordedEvent& event) {
+  flush();
+  lastFlush_ = now_ = 0;
+  if (const Date* const start = event.details["start"].date()) start_ = *start;
+  ring_.partBegins({file_.size(), start_});
+}
+
+/// A recording that cannot be made shorter goes on as it is.
+void RecordingWriter::keepWithinLimit() {
+  const std::uintmax_t first = ring_.drop(file_.size(), date());
+  if (first <= kRecordingMark.size() || file_.dropFront(first)) return;
+  ring_.cutAt(first, kRecordingMark.size());
 }
 
 void RecordingWriter::flushIfDue(std::int64_t microseconds) {
@@ -157,6 +173,7 @@ void RecordingWriter::flush() {
   if (encoder_.bytes().empty() || error_) return;
   error_ = file_.append(encoder_.bytes());
   encoder_.clear();
+  if (options_.limit.isSet()) keepWithinLimit();
 }
 
 RecordedPlatform::RecordedPlatform(Platform& device, LocationEngine& engine, fs::path state,

@@ -11,6 +11,7 @@
 #include "BeaconSDK/Platform/Recorded/EnclosedPlatform.h"
 #include "BeaconSDK/Platform/Recorded/RecordingCodec.h"
 #include "BeaconSDK/Platform/Recorded/RecordingFile.h"
+#include "BeaconSDK/Platform/Recorded/RecordingRing.h"
 
 namespace ks {
 
@@ -21,12 +22,17 @@ class RecordingWriter {
     /// Omits tags and senders' addresses and rounds positions to about 100 m: a replay then behaves
     /// similarly, not equally.
     bool isPrivate = false;
+    /// How much is kept. If set, an existing recording is continued, not replaced.
+    RecordingLimit limit{};
   };
 
   static Result<std::unique_ptr<RecordingWriter>> create(const std::filesystem::path& path,
                                                          Options options);
-  RecordingWriter(RecordingFileWriter file, Options options)
-      : options_(options), encoder_(options.isPrivate), file_(std::move(file)) {}
+  RecordingWriter(RecordingFileWriter file, RecordingRing ring, Options options)
+      : options_(options),
+        encoder_(options.isPrivate),
+        file_(std::move(file)),
+        ring_(std::move(ring)) {}
   RecordingWriter(const RecordingWriter&) = delete;
   RecordingWriter& operator=(const RecordingWriter&) = delete;
   ~RecordingWriter() { flush(); }
@@ -39,13 +45,22 @@ class RecordingWriter {
   void flushIfDue(std::int64_t microseconds);
   bool hasUnwritten() const { return !encoder_.bytes().empty() && !error_; }
   const Options& options() const { return options_; }
+  /// True when the limit asks for another process to begin: only whole ones are dropped.
+  bool isPartFull() const { return ring_.isPartFull(file_.size(), date()); }
   /// Why the recording ended early; absent while it continues.
   const std::optional<Error>& error() const { return error_; }
 
  private:
+  void begin(const RecordedEvent& event);
+  void keepWithinLimit();
+  /// Now, by the wall clock at the beginning of the process.
+  Date date() const { return start_ + Seconds{static_cast<double>(now_) / 1e6}; }
+
   Options options_;
   RecordingEncoder encoder_;
   RecordingFileWriter file_;
+  RecordingRing ring_;
+  Date start_;
   std::optional<Error> error_;
   std::int64_t lastFlush_ = 0;
   std::int64_t now_ = 0;

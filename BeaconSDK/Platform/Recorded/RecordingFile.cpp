@@ -2,9 +2,11 @@
 
 #include <zstd.h>
 
+#include <algorithm>
 #include <array>
 #include <fstream>
 #include <string>
+#include <system_error>
 #include <utility>
 
 namespace ks {
@@ -14,6 +16,8 @@ namespace {
 /// Fast, and within a tenth of what slower levels save on what radios report.
 constexpr int kLevel = 3;
 constexpr std::size_t kHeadSize = 4;
+/// Of a file that is read or copied.
+constexpr std::size_t kPiece = std::size_t{1024} * 1024;
 
 Error damaged(const std::string& what) { return {"Recording", 1, what}; }
 
@@ -33,7 +37,6 @@ Result<Data> compressed(std::span<const std::uint8_t> content) {
 
 /// Exactly `size` bytes, piece by piece: a length that lies costs no memory.
 std::optional<Data> readExactly(std::istream& stream, std::size_t size) {
-  constexpr std::size_t kPiece = std::size_t{1024} * 1024;
   Data bytes;
   while (bytes.size() < size) {
     const std::size_t begin = bytes.size();
@@ -53,7 +56,43 @@ Result<RecordingFileWriter> RecordingFileWriter::create(const std::filesystem::p
   const std::span mark(reinterpret_cast<const std::uint8_t*>(kRecordingMark.data()),
                        kRecordingMark.size());
   if (auto error = writer.file_.append(mark)) return *error;
+  writer.size_ = mark.size();
   return writer;
+}
+
+Result<RecordingFileWriter> RecordingFileWriter::resume(const std::filesystem::path& path,
+                                                        std::uintmax_t size) {
+  std::error_code error;
+  std::filesystem::resize_file(path, size, error);
+  if (error) return damaged("'" + path.string() + "': " + error.message());
+  RecordingFileWriter writer(path);
+  writer.size_ = size;
+  return writer;
+}
+
+std::optional<Error> RecordingFileWriter::dropFront(std::uintmax_t offset) {
+  const std::filesystem::path unfinished = file_.path().string() + ".tmp";
+  AppendFile shorter(unfinished);
+  shorter.remove();
+  std::ifstream stream(file_.path(), std::ios::binary);
+  Data piece(kRecordingMark.begin(), kRecordingMark.end());
+  std::optional<Error> error = shorter.append(piece);
+  stream.seekg(static_cast<std::streamoff>(offset));
+  for (std::uintmax_t left = size_ - offset; left > 0 && !error; left -= piece.size()) {
+    piece.resize(static_cast<std::size_t>(std::min<std::uintmax_t>(left, kPiece)));
+    stream.read(reinterpret_cast<char*>(piece.data()), static_cast<std::streamsize>(piece.size()));
+    error = stream ? shorter.append(piece) : damaged("the recording cannot be read");
+  }
+  std::error_code failure;
+  if (!error) std::filesystem::rename(unfinished, file_.path(), failure);
+  if (failure) error = damaged(failure.message());
+  if (error) {
+    shorter.remove();
+    return error;
+  }
+  file_ = AppendFile(file_.path());
+  size_ = size_ - offset + kRecordingMark.size();
+  return std::nullopt;
 }
 
 std::optional<Error> RecordingFileWriter::append(std::span<const std::uint8_t> content) {
@@ -61,6 +100,7 @@ std::optional<Error> RecordingFileWriter::append(std::span<const std::uint8_t> c
   if (content.size() > kLargestRecordingBlock) return error_ = damaged("the block is too large");
   const auto block = compressed(content);
   error_ = block ? file_.append(*block) : block.error();
+  if (!error_) size_ += block->size();
   return error_;
 }
 
@@ -94,6 +134,7 @@ std::optional<Data> RecordingFileReader::next() {
   const std::size_t got =
       ZSTD_decompress(content.data(), content.size(), frame->data(), frame->size());
   if (ZSTD_isError(got) || got != content.size()) return std::nullopt;
+  position_ += kHeadSize + size;
   return content;
 }
 

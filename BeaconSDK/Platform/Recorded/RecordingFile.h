@@ -27,6 +27,13 @@ class RecordingFileWriter {
   /// Creates the file for its owner only (0600), replacing an existing one.
   static Result<RecordingFileWriter> create(const std::filesystem::path& path);
 
+  /// Continues a file after its first `size` bytes, which are whole blocks; drops the rest.
+  static Result<RecordingFileWriter> resume(const std::filesystem::path& path, std::uintmax_t size);
+
+  std::uintmax_t size() const { return size_; }
+  /// Removes the blocks before `offset`, where a block begins. An error leaves the file unchanged.
+  [[nodiscard]] std::optional<Error> dropFront(std::uintmax_t offset);
+
   /// Writes one block immediately. After an error nothing more is written, because readers accept a
   /// torn block only at the end.
   [[nodiscard]] std::optional<Error> append(std::span<const std::uint8_t> content);
@@ -35,6 +42,7 @@ class RecordingFileWriter {
   explicit RecordingFileWriter(const std::filesystem::path& path) : file_(path) {}
 
   AppendFile file_;
+  std::uintmax_t size_ = 0;
   std::optional<Error> error_;
 };
 
@@ -51,10 +59,13 @@ class RecordingFileReader {
   std::optional<Data> next();
   /// True if the file ended with a whole block. Call it after `next` has returned nothing.
   bool isWhole() const { return isWhole_; }
+  /// Offset in the file after the last block that `next` returned.
+  std::uintmax_t position() const { return position_; }
 
  private:
   std::unique_ptr<std::istream> stream_;
   bool isWhole_ = false;
+  std::uintmax_t position_ = kRecordingMark.size();
 };
 
 }  // namespace ks

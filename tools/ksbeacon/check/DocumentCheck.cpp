@@ -14,6 +14,7 @@
 #include "BeaconSDK/Platform/Api/Ascii.h"
 #include "BeaconSDK/Platform/Api/CoreLocation.h"
 #include "tools/ksbeacon/check/ContentCheck.h"
+#include "tools/ksbeacon/output/Suggestion.h"
 
 namespace ks::tool {
 
@@ -99,7 +100,8 @@ class Checker {
       const std::string identifier = textOf(*location, "id");
       if (!identifier.empty() && !known_[DocumentKind::locations].contains(identifier)) {
         report(DocumentKind::beacons, path + ".location.id",
-               "expected a location of locations.json, got " + identifier);
+               "expected a location of locations.json, got " + identifier +
+                   meant(DocumentKind::locations, identifier));
       }
     }
     checkValidity(DocumentKind::beacons, item, now_, findingsOf(DocumentKind::beacons, path));
@@ -128,13 +130,21 @@ class Checker {
       report(kind, path + ".content", "can never fire: a content needs a category that is on");
     } else if (!known_[DocumentKind::categories].contains(category)) {
       report(kind, path + ".content.categoryId",
-             fmt::format("can never fire: categories.json has no category {}", category));
+             fmt::format("can never fire: categories.json has no category {}{}", category,
+                         meant(DocumentKind::categories, category)));
     }
     const auto shared = sharing_.find(textOf(*content, "id"));
     checkContentRules(
         kind, *content,
         kind == DocumentKind::beacons && shared != sharing_.end() ? shared->second : 1,
         findingsOf(kind, path));
+  }
+
+  /// The identifier that was probably meant, for the end of a finding.
+  std::string meant(DocumentKind kind, const std::string& wrong) {
+    std::vector<std::string> names;
+    for (const auto& [name, member] : known_[kind]) names.push_back(name);
+    return suggestion(wrong, names);
   }
 
   ZoneFindings findingsOf(DocumentKind kind, const std::string& path) {

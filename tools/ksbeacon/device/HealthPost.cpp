@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <cstring>
 #include <fstream>
 #include <system_error>
 #include <utility>
@@ -35,10 +36,14 @@ bool replaceReadable(const fs::path& file, const std::string& text) {
 }  // namespace
 
 HealthPost::HealthPost(const fs::path& socket, fs::path metrics, DispatchQueue& mainQueue,
-                       Source source)
+                       Source source, Why why)
     : metrics_(std::move(metrics)), mainQueue_(mainQueue), source_(std::move(source)) {
-  auto opened = StatusSocket::open(socket, mainQueue,
-                                   [this] { return jsonText(source_().dictionary()) + "\n"; });
+  auto opened =
+      StatusSocket::open(socket, mainQueue, [this, why = std::move(why)](const std::string& asked) {
+        return (asked.starts_with(kWhyRequest) ? why(asked.substr(std::strlen(kWhyRequest)))
+                                               : jsonText(source_().dictionary())) +
+               "\n";
+      });
   if (opened) {
     socket_ = std::move(opened.value());
   } else {

@@ -19,11 +19,13 @@ class HealthPost {
   /// The usual scrape interval of a node exporter.
   static constexpr Seconds kInterval{15};
   using Source = std::function<ks::Health()>;
+  /// Answers why a content or a zone's content fired or not, as one line of JSON.
+  using Why = std::function<std::string(const std::string& subject)>;
 
   /// `metrics` may be empty: none. A socket that cannot be had, or a file that cannot be written,
   /// is a line to standard error.
   HealthPost(const std::filesystem::path& socket, std::filesystem::path metrics,
-             DispatchQueue& mainQueue, Source source);
+             DispatchQueue& mainQueue, Source source, Why why);
   HealthPost(const HealthPost&) = delete;
   HealthPost& operator=(const HealthPost&) = delete;
   /// Removes both.

@@ -10,10 +10,12 @@
 #include "BeaconSDK/Platform/Linux/LinuxApplication.h"
 #include "BeaconSDK/Platform/Linux/Notifications/LinuxNotificationCenter.h"
 #include "tools/ksbeacon/device/Services.h"
+#include "tools/ksbeacon/explanation/Explanation.h"
 #include "tools/ksbeacon/host/HostDetails.h"
 #include "tools/ksbeacon/host/TimelineMarks.h"
 #include "tools/ksbeacon/output/Complaint.h"
 #include "tools/ksbeacon/output/ExitCode.h"
+#include "tools/ksbeacon/output/JsonText.h"
 
 namespace ks::tool {
 
@@ -38,17 +40,15 @@ LibraryRun::LibraryRun(LibraryRunOptions options)
       recorder_(std::make_shared<TimelineRecorder>(
           timeline_, TimelineRecorder::Options{device_.clock().now(),
                                                options_.library.portalURL,
-                                               options_.everyRanging,
+                                               true,
                                                {},
                                                options_.library.refinements.exactStays})),
       recorded_(record()),
-      platform_(std::make_shared<ObservedPlatform>(
-          recorded_ ? static_cast<Platform&>(*recorded_) : device_, *recorder_)),
+      platform_(observe()),
       code_(kSuccess) {
-  Platform::install(platform_);
-  recorder_->follow(platform_->clock());
   timeline_.listen([this](const TimelineEvent& event) {
     if (recorded_) recordEvent(*options_.recording, event, recorder_->options().start, true);
+    chronicle_.note(event);
     print(event);
     outputs_.take(event);
   });
@@ -83,6 +83,14 @@ std::unique_ptr<RecordedPlatform> LibraryRun::record() {
   return recorded;
 }
 
+std::shared_ptr<ObservedPlatform> LibraryRun::observe() {
+  auto platform = std::make_shared<ObservedPlatform>(
+      recorded_ ? static_cast<Platform&>(*recorded_) : device_, *recorder_);
+  Platform::install(platform);
+  recorder_->follow(platform->clock());
+  return platform;
+}
+
 RunningHost::Events LibraryRun::hostEvents() {
   RunningHost::Events events;
   events.status = [this](const std::string& status) { serviceManager_.status(status); };
@@ -98,10 +106,32 @@ void LibraryRun::call(const std::string& name, Dictionary arguments) {
   host_->handle(name, arguments);
 }
 
-int LibraryRun::run() {
+void LibraryRun::launch(const char* text) {
   host_.emplace(recorder_, options_.library, hostEvents());
-  call("launch", {{"text", "launched"}});
+  call("launch", {{"text", text}});
+}
+
+/// Only at a quiet moment: what is under way would be cut off.
+void LibraryRun::keepRecordingShort() {
+  look_.arm(device_.mainQueue(), kBetweenLooks, [this] { keepRecordingShort(); });
+  if (stopping_ || transfers_->underWay() > 0 || !options_.recording->isPartFull()) return;
+  call("stop");
+  device_.linuxApplication().resignActive();
+  host_.reset();
+  Platform::install(nullptr);
+  platform_.reset();
+  recorder_->follow(device_.clock());
+  recorded_.reset();
+  recorded_ = record();
+  platform_ = observe();
+  launch("launched again: the recording begins another part");
+  device_.linuxApplication().becomeActive();
+}
+
+int LibraryRun::run() {
+  launch("launched");
   if (stopping_) return code_;
+  if (recorded_) keepRecordingShort();
   device_.linuxApplication().setBackgroundFetchHandler(
       [this](KSProximityManager::FetchCompletion done) {
         fetched_ = std::move(done);
@@ -109,8 +139,9 @@ int LibraryRun::run() {
       });
   serveNotifications();
   device_.linuxApplication().becomeActive();
-  healthPost_.emplace(options_.statusSocket, options_.metrics, device_.mainQueue(),
-                      [this] { return health(); });
+  healthPost_.emplace(
+      options_.statusSocket, options_.metrics, device_.mainQueue(), [this] { return health(); },
+      [this](const std::string& subject) { return why(subject); });
   serviceManager_.ready();
   watch();
   loop_.run();
@@ -136,7 +167,8 @@ void LibraryRun::print(const TimelineEvent& event) {
     printer_.print(event);
     return printed();
   }
-  const bool isWanted = options_.form.log || event.kind != TimelineKind::log;
+  const bool isWanted = (options_.form.log || event.kind != TimelineKind::log) &&
+                        (options_.form.everything || !event.minor);
   if (isWanted && priorityOf(event) <= options_.form.leastPriority) {
     journal_->send(event, recorder_->options().start);
   }
@@ -194,6 +226,10 @@ ks::Health LibraryRun::health() {
     ailment = {reason, state.name + ": " + state.detail, state.mend};
   }
   return health;
+}
+
+std::string LibraryRun::why(const std::string& subject) const {
+  return jsonText(whyDetails(explain(chronicle_, subject, {})));
 }
 
 void LibraryRun::watch() {

@@ -15,6 +15,7 @@
 #include "tools/ksbeacon/device/Journal.h"
 #include "tools/ksbeacon/device/ServiceManager.h"
 #include "tools/ksbeacon/device/TransferWatch.h"
+#include "tools/ksbeacon/explanation/Chronicle.h"
 #include "tools/ksbeacon/host/ObservedPlatform.h"
 #include "tools/ksbeacon/host/RunningHost.h"
 #include "tools/ksbeacon/timeline/Timeline.h"
@@ -26,8 +27,6 @@ struct LibraryRunOptions {
   /// `started` and `waitsForPictures` are the run's own.
   LibraryHost::Options library;
   TimelinePrinter::Options form;
-  /// Each ranging result with all its beacons; otherwise only changes.
-  bool everyRanging = false;
   /// Takes down what enters the device. Null for nobody.
   std::unique_ptr<RecordingWriter> recording;
   /// Where `ksbeacon status` asks.
@@ -54,7 +53,14 @@ class LibraryRun {
   /// Of the two seconds in which the process must be gone.
   static constexpr Seconds kFarewell{1};
   static constexpr Seconds kStopLimit{1.9};
+  /// How often a recording that is kept within a limit is looked at.
+  static constexpr Seconds kBetweenLooks{60};
   std::unique_ptr<RecordedPlatform> record();
+  std::shared_ptr<ObservedPlatform> observe();
+  /// Makes the library, as a process does that begins.
+  void launch(const char* text);
+  /// Ends the library and begins it anew when the recording needs another part.
+  void keepRecordingShort();
   RunningHost::Events hostEvents();
   /// Has the host do something, through the recording if there is one.
   void call(const std::string& name, Dictionary arguments = {});
@@ -68,6 +74,7 @@ class LibraryRun {
   void watch();
   /// The library's, with what its platform knows better.
   ks::Health health();
+  std::string why(const std::string& subject) const;
   /// Whether a service of the machine that is missing ails this run.
   bool matters(const std::string& reason, const ks::Health& health) const;
 
@@ -82,6 +89,7 @@ class LibraryRun {
   /// Instead of the printer where the output goes to the system's journal; else null.
   std::unique_ptr<Journal> journal_ = Journal::ofOutput();
   EventOutputs outputs_;
+  Chronicle chronicle_;
   std::shared_ptr<TimelineRecorder> recorder_;
   /// Null without a recording.
   std::unique_ptr<RecordedPlatform> recorded_;
@@ -90,6 +98,7 @@ class LibraryRun {
   /// Of the background fetch that goes on.
   KSProximityManager::FetchCompletion fetched_;
   Wakeup watch_;
+  Wakeup look_;
   Wakeup farewell_;
   std::optional<HealthPost> healthPost_;
   bool stopping_ = false;

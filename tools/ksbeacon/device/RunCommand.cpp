@@ -19,6 +19,7 @@
 #include "tools/ksbeacon/device/Password.h"
 #include "tools/ksbeacon/options/PortalURL.h"
 #include "tools/ksbeacon/options/ReceiverGainOption.h"
+#include "tools/ksbeacon/options/RecordingLimitOption.h"
 #include "tools/ksbeacon/options/RefinementOption.h"
 #include "tools/ksbeacon/output/Complaint.h"
 #include "tools/ksbeacon/output/ExitCode.h"
@@ -37,6 +38,7 @@ struct Arguments {
   /// The recording's file.
   std::string record;
   bool isPrivate = false;
+  std::string keep;
   std::vector<std::string> pins;
   std::vector<std::string> tags;
   std::vector<std::string> enabledCategories;
@@ -141,7 +143,6 @@ LibraryRunOptions optionsFor(const Arguments& arguments, std::string password) {
   options.form.log = arguments.log;
   options.form.wallClock = true;
   options.form.leastPriority = kLevels.at(arguments.level);
-  options.everyRanging = arguments.json || arguments.verbose;
   return options;
 }
 
@@ -162,7 +163,8 @@ int runLibrary(Arguments arguments) {
   std::signal(SIGPIPE, SIG_IGN);
   LibraryRunOptions options = optionsFor(arguments, *password);
   if (!arguments.record.empty()) {
-    auto recording = RecordingWriter::create(arguments.record, {arguments.isPrivate});
+    auto recording = RecordingWriter::create(
+        arguments.record, {arguments.isPrivate, recordingLimitIn(arguments.keep)});
     if (!recording) return complain(recording.error().localizedDescription(), kUsage);
     options.recording = std::move(recording.value());
   }
@@ -180,7 +182,7 @@ void addRunCommand(CLI::App& app, int& code) {
       "  ksbeacon run --portal http://127.0.0.1:8080/app --user demo --password-file "
       "demo.password\n"
       "  ksbeacon run ... --json | jq 'select(.kind == \"trigger\")'\n"
-      "  ksbeacon run ... --record day.ksrec                  for ksbeacon replay\n"
+      "  ksbeacon run ... --record day.ksrec --keep 24h       for ksbeacon replay\n"
       "  ksbeacon run ... --no-notifications --open           a kiosk: shows pages in a browser\n"
       "  ksbeacon run ... --exec /usr/local/bin/tell-home     a program for each content\n"
       "  ksbeacon run ... --tag language=it --disable-category 2\n"
@@ -252,6 +254,12 @@ void addRunCommand(CLI::App& app, int& code) {
       ->add_option("--record", arguments->record,
                    "Record what enters the device, for ksbeacon replay")
       ->type_name("FILE");
+  command
+      ->add_option("--keep", arguments->keep,
+                   "With --record: go on with the file and keep so much of it, as 24h or 64M")
+      ->type_name("HOURS|SIZE")
+      ->check(checkRecordingLimit)
+      ->needs("--record");
   command->add_flag("--private", arguments->isPrivate,
                     "Leave tags out of the recording and round its positions");
   command

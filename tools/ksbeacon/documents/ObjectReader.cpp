@@ -7,6 +7,7 @@
 #include <cmath>
 
 #include "BeaconSDK/Platform/Api/Value.h"
+#include "tools/ksbeacon/output/Suggestion.h"
 
 namespace ks::tool {
 
@@ -34,7 +35,8 @@ ObjectReader::ObjectReader(const JsonNode& node, std::string path, Mistakes& mis
   for (const auto& [name, value] : *node.members()) {
     if (std::ranges::find(known, name) == known.end()) {
       mistakes_.add(value, pathOf(name),
-                    fmt::format("expected no such member; known are {}", fmt::join(known, ", ")));
+                    fmt::format("expected no such member; known are {}{}", fmt::join(known, ", "),
+                                suggestion(name, {known.begin(), known.end()})));
     }
   }
 }
@@ -127,6 +129,12 @@ std::size_t ObjectReader::choice(std::string_view name, const std::vector<std::s
   if (const std::string* const value = found->string()) {
     const auto position = std::ranges::find(choices, *value);
     if (position != choices.end()) return static_cast<std::size_t>(position - choices.begin());
+  }
+  const std::string* const wrong = found->string();
+  if (wrong != nullptr && !suggestion(*wrong, choices).empty()) {
+    mistakes_.add(*found, pathOf(name),
+                  fmt::format("expected {}, got {}{}", expected, found->inWords(),
+                              suggestion(*wrong, choices)));
   }
   fail(name, expected);
   return 0;

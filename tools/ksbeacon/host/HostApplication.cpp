@@ -26,6 +26,7 @@ SimulatedPlatformOptions deviceOptions(const Scenario& scenario,
   options.positionErrors = scenario.walk.errors;
   options.propagation = scenario.radio;
   options.urlLoadingSystem = launch.network;
+  if (!launch.hasBluetooth) options.bluetoothState = CBManagerState::poweredOff;
   return options;
 }
 
@@ -56,6 +57,7 @@ HostApplication::HostApplication(const Scenario& scenario,
       device_(deviceOptions(scenario, launch)) {
   const LibraryHost::Options options = libraryOptions(scenario, launch);
   buildWorld();
+  if (!launch.hasNetwork) setNetwork(false);
   if (launch.recording != nullptr) {
     Dictionary host = hostDetails(options, recorder_->options());
     host.set("clockShift", launch.clockShift.count());
@@ -108,7 +110,9 @@ void HostApplication::buildWorld() {
   SimulatedWorld& world = device_.world();
   world.setWalk(SimulatedWalk(scenario_.start, scenario_.walk.stops));
   world.setPositionOutages(scenario_.walk.outages);
-  for (const Scenario::Beacon& beacon : scenario_.beacons) world.addBeacon(beacon.radio);
+  for (const Scenario::Beacon& beacon : scenario_.beacons) {
+    beacons_.push_back(world.addBeacon(beacon.radio));
+  }
 }
 
 void HostApplication::listenToTransfers(SimulatedNetwork::Listener listener) {
@@ -185,8 +189,16 @@ void HostApplication::apply(const Scenario::Event& event) {
     case Kind::showNotification:
       call("show", {{"name", event.name}});
       return;
+    case Kind::reloadBeacons:
+      say("has the beacons reloaded");
+      call("reloadBeacons");
+      return;
+    case Kind::look:
+      call("look");
+      return;
     default:
       applySettings(event);
+      applyToDevice(event);
   }
 }
 
@@ -210,6 +222,46 @@ void HostApplication::applySettings(const Scenario::Event& event) {
       return;
     default:
       return;
+  }
+}
+
+void HostApplication::applyToDevice(const Scenario::Event& event) {
+  switch (event.kind) {
+    case Kind::setTimeZone:
+      say("the time zone becomes " + event.name);
+      device_.change([&](SimulatedSettings& settings) { settings.timeZoneName = event.name; });
+      return;
+    case Kind::setBluetooth:
+      say(event.on ? "Bluetooth can be used" : "Bluetooth cannot be used");
+      device_.setBluetoothState(event.on ? CBManagerState::poweredOn : CBManagerState::poweredOff);
+      return;
+    case Kind::setNetwork:
+      say(event.on ? "the network can be used" : "the network cannot be used");
+      setNetwork(event.on);
+      return;
+    case Kind::setDocuments:
+      say("the portal has other documents");
+      return;
+    case Kind::setBattery:
+      say(fmt::format("the battery of {} is at {}", event.name, event.level));
+      setBattery(event.name, event.level);
+      return;
+    default:
+      return;
+  }
+}
+
+void HostApplication::setNetwork(bool on) {
+  device_.systemConfiguration().setFlags(on ? kSCNetworkReachabilityFlagsReachable : 0);
+}
+
+void HostApplication::setBattery(const std::string& beacon, std::uint8_t level) {
+  SimulatedWorld& world = device_.world();
+  for (std::size_t i = 0; i < beacons_.size(); ++i) {
+    if (scenario_.beacons[i].name != beacon) continue;
+    SimulatedBeacon changed = *world.beacon(beacons_[i]);
+    if (changed.battery) changed.battery->level = level;
+    world.setBeacon(beacons_[i], std::move(changed));
   }
 }
 

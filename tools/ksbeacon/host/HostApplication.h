@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "BeaconSDK/Platform/Recorded/RecordedPlatform.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedPlatform.h"
@@ -36,6 +37,8 @@ class HostApplication {
     bool first = true;
     /// How far the wall clock is ahead of the scenario's.
     Seconds clockShift{0};
+    bool hasBluetooth = true;
+    bool hasNetwork = true;
   };
 
   /// Installs the device as the current platform and starts the library. The scenario and the
@@ -57,6 +60,9 @@ class HostApplication {
   /// Of the device itself; null for none.
   void listenToTransfers(SimulatedNetwork::Listener listener);
   void applySettings(const Scenario::Event& event);
+  void applyToDevice(const Scenario::Event& event);
+  void setBattery(const std::string& beacon, std::uint8_t level);
+  void setNetwork(bool on);
   /// Has the library's side do something, through the recording if there is one.
   void call(const std::string& name, Dictionary arguments = {});
   void handle(const std::string& name, const Dictionary& arguments);
@@ -70,6 +76,8 @@ class HostApplication {
   std::unique_ptr<RecordedPlatform> recorded_;
   std::shared_ptr<ObservedPlatform> platform_;
   std::optional<LibraryHost> library_;
+  /// In the order of the scenario.
+  std::vector<SimulatedWorld::BeaconId> beacons_;
 };
 
 }  // namespace ks::tool

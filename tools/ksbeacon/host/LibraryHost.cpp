@@ -1,6 +1,9 @@
 #include "tools/ksbeacon/host/LibraryHost.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <set>
 
 #include "BeaconSDK/Classes/Beacon/Content/KSProximityZoneContentCategory.h"
 #include "BeaconSDK/Classes/Logging/KSLog.h"
@@ -14,6 +17,14 @@ namespace {
 std::string textIn(const Dictionary& arguments, const char* name) {
   return arguments[name].stringValue().value_or("");
 }
+
+using EnteredZones = std::vector<std::shared_ptr<KSProximityZone>>;
+
+std::string listed(const auto& names) {
+  return names.empty() ? "none" : fmt::format("{}", fmt::join(names, ", "));
+}
+
+Array arrayOf(const auto& names) { return Array(std::vector<Value>(names.begin(), names.end())); }
 
 }  // namespace
 
@@ -201,6 +212,23 @@ void LibraryHost::refresh() {
   fetchInBackground();
 }
 
+void LibraryHost::look() {
+  const char* const engine = manager_->started()    ? "running"
+                             : manager_->starting() ? "starting"
+                                                    : "stopped";
+  std::set<std::string> entered;
+  for (const auto& zone : manager_->enteredZones().value_or(EnteredZones{})) {
+    entered.insert(zone->identifier().value_or("(null)"));
+  }
+  std::vector<std::string> ailments;
+  for (const ks::Ailment& ailment : manager_->health().ailments) ailments.push_back(ailment.reason);
+  recorder_->say(
+      TimelineKind::state,
+      fmt::format("engine {}; entered: {}; ailments: {}", engine, listed(entered),
+                  listed(ailments)),
+      {{"engine", engine}, {"entered", arrayOf(entered)}, {"ailments", arrayOf(ailments)}});
+}
+
 void LibraryHost::handle(const std::string& name, const Dictionary& arguments) {
   if (name == "launch") {
     launch(textIn(arguments, "text"));
@@ -236,6 +264,8 @@ void LibraryHost::handle(const std::string& name, const Dictionary& arguments) {
   if (name == "setTag") settings.setTag(subject, textIn(arguments, "value"));
   if (name == "deleteTag") settings.deleteTag(subject);
   if (name == "clearTags") settings.clearTags();
+  if (name == "reloadBeacons") manager_->reloadBeacons();
+  if (name == "look") look();
   if (name == "switchCategory") switchCategory(subject, arguments["on"].boolValue());
 }
 

@@ -72,6 +72,8 @@ class LibraryHost {
   void openNotification(const Dictionary& userInfo);
   /// The library runs: asks the portal anew for all that is older than now.
   void refresh();
+  /// Tells the timeline how the library is and which zones it holds entered.
+  void look();
   void say(std::string text) { recorder_->say(TimelineKind::application, std::move(text)); }
 
   /// Does what `name` says, "launch", "fetch", "setTag", ...: what a recording holds of the

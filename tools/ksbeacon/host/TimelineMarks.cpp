@@ -28,7 +28,7 @@ std::optional<std::uint64_t> timelineMark(const TimelineEvent& event, Date start
 
 const char* markedKind(std::uint64_t mark) {
   const std::uint64_t kind = mark & ((1U << kKindBits) - 1);
-  return kind > static_cast<std::uint64_t>(TimelineKind::expectation)
+  return kind > static_cast<std::uint64_t>(kLastTimelineKind)
              ? "unknown"
              : timelineKindName(static_cast<TimelineKind>(kind));
 }
@@ -52,7 +52,7 @@ void recordEvent(RecordingWriter& writer, const TimelineEvent& event, Date start
 TimelineEvent eventIn(const RecordedEvent& note) {
   TimelineEvent event;
   event.at = Seconds{note.details["at"].doubleValue()};
-  if (note.subject <= static_cast<std::uint64_t>(TimelineKind::expectation)) {
+  if (note.subject <= static_cast<std::uint64_t>(kLastTimelineKind)) {
     event.kind = static_cast<TimelineKind>(note.subject);
   }
   event.text = note.details["text"].stringValue().value_or("");

@@ -5,6 +5,9 @@
 #include <charconv>
 #include <cmath>
 #include <optional>
+#include <vector>
+
+#include "tools/ksbeacon/output/Suggestion.h"
 
 namespace ks::tool {
 
@@ -26,6 +29,8 @@ struct Form {
   enum class Value { none, status, seconds } value;
 };
 
+constexpr double kLongest = 3600;
+
 constexpr Form kForms[] = {
     {"status", portal::FaultKind::status, Form::Value::status},
     {"latency", portal::FaultKind::latency, Form::Value::seconds},
@@ -33,6 +38,9 @@ constexpr Form kForms[] = {
     {"truncate", portal::FaultKind::truncatedBody, Form::Value::none},
     {"not-json", portal::FaultKind::notJson, Form::Value::none},
     {"drop", portal::FaultKind::droppedConnection, Form::Value::none},
+    {"cut-chunk", portal::FaultKind::cutChunk, Form::Value::none},
+    {"not-modified", portal::FaultKind::notModified, Form::Value::none},
+    {"max-age", portal::FaultKind::maxAge, Form::Value::seconds},
 };
 
 }  // namespace
@@ -48,7 +56,9 @@ std::variant<portal::Fault, std::string> faultFromOption(const std::string& text
     return fmt::format("expected a path that begins with \"/\" in \"{}\", as in {}@/beacons", text,
                        head);
   }
+  std::vector<std::string> names;
   for (const Form& form : kForms) {
+    names.emplace_back(form.name);
     if (head.substr(0, colon) != form.name) continue;
     fault.kind = form.kind;
     if (form.value == Form::Value::status) {
@@ -58,9 +68,9 @@ std::variant<portal::Fault, std::string> faultFromOption(const std::string& text
       }
       fault.status = static_cast<int>(*status);
     } else if (form.value == Form::Value::seconds) {
-      const auto seconds = numberFrom(value, 0, 3600);
+      const auto seconds = numberFrom(value, 0, kLongest);
       if (!seconds) {
-        return fmt::format("expected seconds from 0 to 3600 in \"{}\", as in {}:2", text,
+        return fmt::format("expected seconds from 0 to {} in \"{}\", as in {}:2", kLongest, text,
                            form.name);
       }
       fault.delay = Seconds{*seconds};
@@ -70,9 +80,9 @@ std::variant<portal::Fault, std::string> faultFromOption(const std::string& text
     return fault;
   }
   return fmt::format(
-      "expected a fault like status:401@/beacons, latency:2, slow:0.5, truncate, not-json or drop, "
-      "got \"{}\"",
-      text);
+      "expected a fault like status:401@/beacons, latency:2, slow:0.5, truncate, not-json, drop, "
+      "cut-chunk, not-modified or max-age:60, got \"{}\"{}",
+      text, suggestion(head.substr(0, colon), names));
 }
 
 std::string faultText(const portal::Fault& fault) {

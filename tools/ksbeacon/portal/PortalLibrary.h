@@ -43,7 +43,7 @@ class PortalLibrary {
   const State& state(DocumentKind kind) const { return states_[static_cast<std::size_t>(kind)]; }
   Stamp stampOf(DocumentKind kind) const;
 
-  const std::filesystem::path folder_;
+  std::filesystem::path folder_;
   bool isFolderThere_ = true;
   std::array<State, kDocumentKinds.size()> states_;
 };

@@ -25,6 +25,12 @@ enum class FaultKind {
   slowDrip,
   /// Closes the connection without an answer.
   droppedConnection,
+  /// Sends half of the body in chunks, without a length, and closes the connection before the last.
+  cutChunk,
+  /// Answers 304, whether or not the request named a document that it has.
+  notModified,
+  /// Answers correctly and says that the reply may be kept for `Fault::delay`.
+  maxAge,
 };
 
 struct Fault {

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "BeaconSDK/Platform/Api/UUID.h"
+#include "tools/ksbeacon/output/Suggestion.h"
 
 namespace ks::portal {
 
@@ -241,7 +242,10 @@ class Check {
       const bool isKnown = std::any_of(members.begin(), members.end(), [&](const Member& member) {
         return entry.key() == member.name;
       });
-      if (!isKnown) report_(pathOf(path, entry.key()), "unknown member");
+      if (isKnown) continue;
+      std::vector<std::string> names;
+      for (const Member& member : members) names.emplace_back(member.name);
+      report_(pathOf(path, entry.key()), "unknown member" + tool::suggestion(entry.key(), names));
     }
   }
 

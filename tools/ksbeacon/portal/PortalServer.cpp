@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
+#include <cstdio>
 #include <future>
 #include <map>
 #include <optional>
@@ -82,14 +84,35 @@ void send(SoupServerMessage* message, const SiteReply& reply) {
 }
 
 /// The reply as bytes, for connections that libsoup no longer serves.
-std::string headOf(const SiteReply& reply) {
+std::string headOf(const SiteReply& reply, const std::string& framing) {
   std::string head = "HTTP/1.1 " + std::to_string(reply.status) + " " +
                      soup_status_get_phrase(static_cast<guint>(reply.status)) + "\r\n";
   for (const auto& [name, value] : reply.fields) {
     head.append(name).append(": ").append(value).append("\r\n");
   }
-  return head + "Content-Length: " + std::to_string(reply.body.size()) +
-         "\r\nConnection: close\r\n\r\n";
+  return head + framing + "\r\nConnection: close\r\n\r\n";
+}
+
+std::string headOf(const SiteReply& reply) {
+  return headOf(reply, "Content-Length: " + std::to_string(reply.body.size()));
+}
+
+std::string chunkedHeadOf(const SiteReply& reply) {
+  return headOf(reply, "Transfer-Encoding: chunked");
+}
+
+/// Without the empty chunk that would end the body.
+std::string halfAsChunk(const std::string& body) {
+  const std::string half = body.substr(0, body.size() / 2);
+  char size[20];
+  std::snprintf(size, sizeof(size), "%zx\r\n", half.size());
+  return half.empty() ? "" : size + half + "\r\n";
+}
+
+void setMaxAge(SiteReply& reply, Seconds age) {
+  std::erase_if(reply.fields, [](const auto& each) { return each.first == "Cache-Control"; });
+  reply.fields.emplace_back("Cache-Control",
+                            "private, max-age=" + std::to_string(std::llround(age.count())));
 }
 
 std::deque<std::string> piecesOf(const std::string& body) {
@@ -298,6 +321,10 @@ void PortalServer::Impl::answer(SoupServerMessage* message, const SiteRequest& r
   }
   if (is(FaultKind::notJson)) {
     reply = shortReply(200, "text/html", "<html>this is not the document</html>");
+  } else if (is(FaultKind::notModified)) {
+    reply = SiteReply{304, {}, ""};
+  } else if (is(FaultKind::maxAge)) {
+    setMaxAge(reply, fault->delay);
   }
   if (options.onRequest) {
     options.onRequest({request.method,
@@ -312,6 +339,10 @@ void PortalServer::Impl::answer(SoupServerMessage* message, const SiteRequest& r
     hold(message, Seconds{0}, [this, message] { replyPastLibrary(message, {}, Seconds{0}); });
   } else if (is(FaultKind::truncatedBody) && !isHead) {
     std::deque<std::string> pieces = {headOf(reply) + reply.body.substr(0, reply.body.size() / 2)};
+    hold(message, Seconds{0},
+         [this, message, pieces] { replyPastLibrary(message, pieces, Seconds{0}); });
+  } else if (is(FaultKind::cutChunk) && !isHead) {
+    std::deque<std::string> pieces = {chunkedHeadOf(reply), halfAsChunk(reply.body)};
     hold(message, Seconds{0},
          [this, message, pieces] { replyPastLibrary(message, pieces, Seconds{0}); });
   } else if (is(FaultKind::slowDrip) && !isHead) {
@@ -399,6 +430,12 @@ PortalServer::~PortalServer() { stop(); }
 std::uint16_t PortalServer::port() const { return impl_->port; }
 
 std::string PortalServer::url() const { return impl_->url; }
+
+Result<bool> PortalServer::setDocuments(const std::filesystem::path& folder) {
+  std::promise<Result<bool>> done;
+  impl_->worker.post([&, impl = impl_.get()] { done.set_value(impl->site->setDocuments(folder)); });
+  return done.get_future().get();
+}
 
 void PortalServer::addFault(Fault fault) { impl_->faults.add(std::move(fault)); }
 

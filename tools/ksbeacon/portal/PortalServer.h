@@ -34,6 +34,9 @@ class PortalServer {
   /// The root URL with the prefix: "http://127.0.0.1:8080/app".
   std::string url() const;
 
+  /// Serves the documents of another folder, once what is under way has been answered; after an
+  /// error the old ones on.
+  Result<bool> setDocuments(const std::filesystem::path& folder);
   /// Adds a fault behind those at work.
   void addFault(Fault fault);
   void clearFaults();

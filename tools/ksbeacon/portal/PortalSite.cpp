@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <memory>
 #include <string_view>
+#include <utility>
 
 #include "BeaconSDK/Classes/Common/Foundation/NSData+Base64.h"
 #include "tools/ksbeacon/portal/PortalSchema.h"
@@ -109,6 +110,13 @@ SiteReply PortalSite::answer(const SiteRequest& request) {
     return statistic(zoneKind, event, request.body);
   }
   return message(404, "nothing is here: " + request.path);
+}
+
+Result<bool> PortalSite::setDocuments(const std::filesystem::path& folder) {
+  PortalLibrary other(folder);
+  if (auto loaded = other.load(); !loaded) return loaded;
+  library_ = std::move(other);
+  return true;
 }
 
 void PortalSite::close() {

@@ -38,6 +38,8 @@ class PortalSite {
   static Result<std::unique_ptr<PortalSite>> make(const PortalOptions& options);
 
   SiteReply answer(const SiteRequest& request);
+  /// Serves the documents of another folder from now on; after an error the old ones on.
+  Result<bool> setDocuments(const std::filesystem::path& folder);
   /// Makes every recorded event durable in its file.
   void close();
 

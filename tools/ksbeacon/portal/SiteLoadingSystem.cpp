@@ -54,15 +54,22 @@ class SiteLoadingSystem::Site {
       case FaultKind::droppedConnection:
         return {{}, transferError(NSURLError::networkConnectionLost, "the connection was lost")};
       case FaultKind::truncatedBody:
+      case FaultKind::cutChunk:
         site_->answer(request);
         return {{}, transferError(NSURLError::networkConnectionLost, "the reply was cut")};
       case FaultKind::status:
         return {SiteReply{fault->status, {}, R"({"message":"a fault on request"})"}, {}};
       case FaultKind::notJson:
         return {SiteReply{200, {}, "<html>this is not the document</html>"}, {}};
+      case FaultKind::notModified:
+        return {SiteReply{304, {}, ""}, {}};
       default:
         return {site_->answer(request), {}};
     }
+  }
+
+  Result<bool> setDocuments(const std::filesystem::path& folder) {
+    return site_->setDocuments(folder);
   }
 
   const std::string rootURL;
@@ -226,6 +233,9 @@ SiteLoadingSystem::~SiteLoadingSystem() = default;
 
 const std::string& SiteLoadingSystem::rootURL() const { return site_->rootURL; }
 PortalFaults& SiteLoadingSystem::faults() { return site_->faults; }
+Result<bool> SiteLoadingSystem::setDocuments(const std::filesystem::path& folder) {
+  return site_->setDocuments(folder);
+}
 void SiteLoadingSystem::attach(Device device) { site_->device = std::move(device); }
 void SiteLoadingSystem::detach() { site_->device = {}; }
 

@@ -33,6 +33,8 @@ class SiteLoadingSystem : public URLLoadingSystem {
 
   const std::string& rootURL() const;
   PortalFaults& faults();
+  /// Serves the documents of another folder from now on; after an error the old ones on.
+  Result<bool> setDocuments(const std::filesystem::path& folder);
   void attach(Device device);
   /// Sessions still open report nothing more.
   void detach();

@@ -19,11 +19,18 @@ void addReplayCommand(CLI::App& app, int& code) {
       "  ksbeacon replay day.ksrec --from 3600 --until 7200       its second hour\n"
       "  ksbeacon replay day.ksrec --documents new/               the same day, other documents\n"
       "  ksbeacon replay day.ksrec --documents new/ --compare     what would have fired otherwise\n"
+      "  ksbeacon replay day.ksrec --report day.html              a page to look at\n"
+      "  ksbeacon replay day.ksrec --as-scenario day.json         a scenario to edit\n"
+      "  ksbeacon replay day.ksrec --expect day.expect.json       hold it against expectations\n"
       "Recordings are made by simulate --record and run --record.\n"
-      "Exit codes: 0 it went as it did when it was recorded, 1 it departed, 2 a mistake in the\n"
-      "options or no recording; ended by a signal, 128 and its number.\n"
+      "Exit codes: 0 it went as it did when it was recorded, 1 it departed or an expectation "
+      "failed,\n"
+      "2 a mistake in the options or no recording; ended by a signal, 128 and its number.\n"
       "docs/recordings.md tells what a recording holds.");
-  command->add_option("FILE", arguments->recording, "The recording")->required();
+  command
+      ->add_option("FILE", arguments->recordings,
+                   "The recording; with --compare any number of them")
+      ->required();
   command->add_option("--from", arguments->from, "Show events from so many seconds on")
       ->type_name("SECONDS")
       ->check(numberBetween(0.0, 366.0 * 24 * 3600));
@@ -35,8 +42,23 @@ void addReplayCommand(CLI::App& app, int& code) {
                    "Folder of a portal's documents instead of the recorded replies")
       ->type_name("DIR");
   addRefinementOption(*command, arguments->refinements, "the recording's unless given");
-  command->add_flag("--compare", arguments->compare,
-                    "Only what fires otherwise under the other rules, by content and by hour");
+  command->add_flag(
+      "--compare", arguments->compare,
+      "Only what differs under the other rules: by content, by hour and by recording");
+  command
+      ->add_option("--report", arguments->report,
+                   "Write a page to look at: map, beacons and contents over time, timeline; with "
+                   "--compare both days")
+      ->type_name("FILE.html");
+  command
+      ->add_option(
+          "--as-scenario", arguments->asScenario,
+          "Write a scenario like the day, and beside it the portal's documents that it saw")
+      ->type_name("FILE.json")
+      ->excludes("--compare");
+  command->add_option("--expect", arguments->expect, "File of what must have happened")
+      ->type_name("FILE.json")
+      ->excludes("--compare");
   command->add_flag("--json", arguments->json, "One JSON object per line");
   command->add_flag("--verbose", arguments->verbose, "Also every ranging result, changed or not");
   command->callback([arguments, &code] { code = runReplayJob(*arguments); });

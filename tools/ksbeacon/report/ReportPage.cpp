@@ -3,6 +3,7 @@
 #include <cmath>
 #include <utility>
 
+#include "tools/ksbeacon/explanation/Explanation.h"
 #include "tools/ksbeacon/output/JsonText.h"
 #include "tools/ksbeacon/report/ReportTemplate.h"
 
@@ -61,16 +62,57 @@ std::string withoutTags(const std::string& json) {
   return safe;
 }
 
+void change(std::string& proximities, Seconds at, const std::string& beacon,
+            const std::string& proximity) {
+  append(proximities, {{"at", inMilliseconds(at)}, {"beacon", beacon}, {"proximity", proximity}});
+}
+
+using Proximities = std::map<std::string, std::map<std::string, std::string>>;
+
+void noteRanging(std::string& proximities, Proximities& known, const TimelineEvent& event) {
+  const Array* const beacons = event.details["beacons"].array();
+  const std::string* const region = event.details["region"].string();
+  if (beacons == nullptr || region == nullptr) return;
+  auto gone = std::exchange(known[*region], {});
+  auto& last = known[*region];
+  for (const Value& item : beacons->items) {
+    const Dictionary& beacon = *item.dictionary();
+    const std::string& name = *beacon["name"].string();
+    const std::string& proximity = *beacon["proximity"].string();
+    last[name] = proximity;
+    const auto before = gone.extract(name);
+    if (before.empty() || before.mapped() != proximity) {
+      change(proximities, event.at, name, proximity);
+    }
+  }
+  for (const auto& [name, proximity] : gone) change(proximities, event.at, name, "gone");
+}
+
+/// Nobody hears the region's beacons any more.
+void forget(std::string& proximities, Proximities& known, const std::string& region, Seconds at) {
+  for (const auto& [name, proximity] : std::exchange(known[region], {})) {
+    change(proximities, at, name, "gone");
+  }
+}
+
+bool isDecision(TimelineKind kind) {
+  return kind == TimelineKind::trigger || kind == TimelineKind::dwelling ||
+         kind == TimelineKind::refusal;
+}
+
 }  // namespace
 
-void ReportPage::note(const TimelineEvent& event) {
-  if (event.kind == TimelineKind::ranging) noteRanging(event);
+void ReportPage::note(Day& day, const TimelineEvent& event) const {
+  day.chronicle.note(event);
+  if (event.kind == TimelineKind::ranging) {
+    noteRanging(day.proximities, day.lastProximities, event);
+  }
   if (event.kind == TimelineKind::region && *event.details["change"].string() == "rangingStopped") {
-    forget(*event.details["region"].string(), event.at);
+    forget(day.proximities, day.lastProximities, *event.details["region"].string(), event.at);
   }
   if (event.kind == TimelineKind::expectation) {
-    ++expected_;
-    if (event.details["met"].boolValue()) ++met_;
+    ++day.expected;
+    if (event.details["met"].boolValue()) ++day.met;
   }
   if (event.minor) return;
   Dictionary line{{"at", inMilliseconds(event.at)},
@@ -81,42 +123,23 @@ void ReportPage::note(const TimelineEvent& event) {
       if (name != "text" && name != "body") line.set(name, value);
     }
   }
-  append(events_, line);
-}
-
-void ReportPage::noteRanging(const TimelineEvent& event) {
-  const Array* const beacons = event.details["beacons"].array();
-  const std::string* const region = event.details["region"].string();
-  if (beacons == nullptr || region == nullptr) return;
-  auto gone = std::exchange(lastProximities_[*region], {});
-  auto& last = lastProximities_[*region];
-  for (const Value& item : beacons->items) {
-    const Dictionary& beacon = *item.dictionary();
-    const std::string& name = *beacon["name"].string();
-    const std::string& proximity = *beacon["proximity"].string();
-    last[name] = proximity;
-    const auto before = gone.extract(name);
-    if (before.empty() || before.mapped() != proximity) change(event.at, name, proximity);
+  if (isDecision(event.kind)) {
+    const std::string content = event.details["content"].stringValue().value_or("");
+    line.set("why", whyDetails(explain(day.chronicle, content, known_)));
   }
-  for (const auto& [name, proximity] : gone) change(event.at, name, "gone");
+  append(day.events, line);
 }
 
-void ReportPage::forget(const std::string& region, Seconds at) {
-  for (const auto& [name, proximity] : std::exchange(lastProximities_[region], {})) {
-    change(at, name, "gone");
-  }
-}
-
-void ReportPage::change(Seconds at, const std::string& beacon, const std::string& proximity) {
-  append(proximities_, {{"at", inMilliseconds(at)}, {"beacon", beacon}, {"proximity", proximity}});
-}
-
-std::string ReportPage::html() const {
-  Dictionary world = worldOf(scenario_);
-  world.set("expected", expected_);
-  world.set("met", met_);
-  std::string data = "{\"world\":" + jsonText(world) + ",\n\"proximities\":[" + proximities_ +
-                     "],\n\"events\":[" + events_ + "]}";
+std::string ReportPage::html(const Scenario& scenario) const {
+  Dictionary world = worldOf(scenario);
+  world.set("expected", day_.expected);
+  world.set("met", day_.met);
+  const auto lists = [](const Day& day) {
+    return "\"proximities\":[" + day.proximities + "],\n\"events\":[" + day.events + "]";
+  };
+  std::string data = "{\"world\":" + jsonText(world) + ",\n" + lists(day_);
+  if (!other_.events.empty()) data += ",\n\"other\":{" + lists(other_) + "}";
+  data += "}";
   return std::string(kReportBeforeData) + withoutTags(data) + std::string(kReportAfterData);
 }
 

@@ -4,40 +4,49 @@
 #include <string>
 #include <vector>
 
+#include "tools/ksbeacon/explanation/Chronicle.h"
+#include "tools/ksbeacon/explanation/DocumentedZones.h"
 #include "tools/ksbeacon/scenario/Scenario.h"
 #include "tools/ksbeacon/timeline/TimelineEvent.h"
 
 namespace ks::tool {
 
-/// A simulation as one HTML page without outside parts: a map of the walk, what each beacon and
-/// content did over time, and the timeline, all at the moment that the reader picks.
+/// Makes one self-contained HTML page of a day: a map of the walk, each beacon's and content's
+/// state over time, the timeline, all at the moment that the reader picks, and why each content
+/// fired or not. Optionally shows the same day under other rules beside it.
 ///
-/// Equal simulations make equal pages. Grows with the events; of ranging results only the changes
-/// are kept.
+/// Equal days give equal pages. Memory grows with the events; only changes of ranging results are
+/// kept.
 class ReportPage {
  public:
-  /// The scenario must outlive the page.
-  explicit ReportPage(const Scenario& scenario) : scenario_(scenario) {}
+  /// `known` are the portal's zones; may be empty.
+  explicit ReportPage(std::vector<DocumentedZone> known = {}) : known_(std::move(known)) {}
 
-  /// Takes one event of the timeline; ranging results with all their beacons.
-  void note(const TimelineEvent& event);
+  /// Adds an event of the timeline; ranging results need all their beacons.
+  void note(const TimelineEvent& event) { note(day_, event); }
+  /// The same of the day under other rules.
+  void noteOther(const TimelineEvent& event) { note(other_, event); }
 
-  std::string html() const;
+  /// Returns the page; `scenario` gives the title and what the map shows.
+  std::string html(const Scenario& scenario) const;
 
  private:
-  void noteRanging(const TimelineEvent& event);
-  /// Nobody hears the region's beacons any more.
-  void forget(const std::string& region, Seconds at);
-  void change(Seconds at, const std::string& beacon, const std::string& proximity);
+  struct Day {
+    /// Both as the items of a JSON list.
+    std::string events;
+    std::string proximities;
+    /// By region, then by the beacon's name.
+    std::map<std::string, std::map<std::string, std::string>> lastProximities;
+    Chronicle chronicle;
+    int expected = 0;
+    int met = 0;
+  };
 
-  const Scenario& scenario_;
-  /// Both as the items of a JSON list.
-  std::string events_;
-  std::string proximities_;
-  /// By region, then by the beacon's name.
-  std::map<std::string, std::map<std::string, std::string>> lastProximities_;
-  int expected_ = 0;
-  int met_ = 0;
+  void note(Day& day, const TimelineEvent& event) const;
+
+  std::vector<DocumentedZone> known_;
+  Day day_;
+  Day other_;
 };
 
 }  // namespace ks::tool

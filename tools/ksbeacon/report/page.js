@@ -1,8 +1,8 @@
 'use strict';
 
-const {world, proximities, events} = JSON.parse(document.getElementById('data').textContent);
+const {world, proximities, events, other} = JSON.parse(document.getElementById('data').textContent);
 const element = (id) => document.getElementById(id);
-const end = events.reduce((last, event) => Math.max(last, event.at), 1);
+const end = [...events, ...(other ? other.events : [])].reduce((last, event) => Math.max(last, event.at), 1);
 
 /** How many items of a list in order of `at` are not later than the moment. */
 function countUpTo(list, moment) {
@@ -163,6 +163,15 @@ function makeMap() {
   told.bindPopup('the last position that the library was told, and its accuracy');
   const device = L.circleMarker(placeAt(0), {className: 'device', radius: 5, weight: 2, fillOpacity: 1})
       .bindPopup('the device').addTo(map);
+  const follow = element('follow');
+  const setFollowing = (isOn) => follow.setAttribute('aria-pressed', isOn);
+  follow.onclick = () => setFollowing(follow.getAttribute('aria-pressed') !== 'true');
+  map.on('dragstart', () => setFollowing(false));
+  /** Keeps the device off the map's edges. */
+  const keepInView = (where) => {
+    if (follow.getAttribute('aria-pressed') !== 'true') return;
+    if (!map.getBounds().pad(-0.15).contains(where)) map.panTo(where, {animate: false});
+  };
   map.on('moveend zoomend', () => uncoverNames(names));
   addEventListener('resize', () => uncoverNames(names));
 
@@ -171,6 +180,7 @@ function makeMap() {
     if (fix) told.setLatLng(place(fix)).setRadius(fix.accuracy).addTo(map);
     else told.remove();
     device.setLatLng(placeAt(moment));
+    keepInView(device.getLatLng());
     let isOther = false;
     for (const {changes, shape} of circles) {
       const last = lastUpTo(changes, moment);
@@ -196,8 +206,25 @@ function addKey(keys, className, text) {
   add(key, 'span', '', text);
 }
 
-/** A row for each beacon heard and for each content decided about, over the whole time. */
-function makeLanes(pick) {
+/** What part of the time the lanes show; calls `changed` when that is another. */
+function makeSpan(changed) {
+  const span = {from: 0, to: end};
+  const kShortest = Math.min(end, 10);
+  const set = (from, length) => {
+    const wide = Math.min(end, Math.max(kShortest, length));
+    span.from = Math.min(Math.max(0, from), end - wide);
+    span.to = span.from + wide;
+    changed();
+  };
+  const zoom = (factor, around) => set(around - (around - span.from) * factor, (span.to - span.from) * factor);
+  return {span, zoom, whole: () => set(0, end), show: (moment) => {
+    const wide = span.to - span.from;
+    if (moment < span.from || moment > span.to) set(moment - wide / 2, wide);
+  }};
+}
+
+/** A row for each beacon heard and for each content decided about, over the time. */
+function makeLanes(pick, ask) {
   const lanes = element('lanes');
   const share = (at) => `${at / end * 100}%`;
   const lane = (name, className) => {
@@ -205,8 +232,9 @@ function makeLanes(pick) {
     add(row, 'span', '', name).title = name;
     return add(row, 'div', 'track');
   };
+  const band = (name, className) => add(lane(name, className), 'div', 'band');
   for (const [beacon, changes] of changesOfBeacon) {
-    const track = lane(beacon);
+    const track = band(beacon);
     changes.forEach(({at, proximity}, index) => {
       if (proximity === 'gone') return;
       const until = index + 1 < changes.length ? changes[index + 1].at : end;
@@ -216,40 +244,154 @@ function makeLanes(pick) {
       span.title = `${beacon} ${proximity} from ${clock(at)} to ${clock(until)}`;
     });
   }
-  const decided = events.filter(
-      ({kind}) => kind === 'trigger' || kind === 'refusal' || kind === 'dwelling');
-  for (const [content, decisions] of grouped(decided, (event) => event.content)) {
-    const track = lane(`content ${content}`);
-    for (const {at, kind, text} of decisions) {
-      const mark = add(track, 'i', `mark ${kind}`);
-      mark.style.left = share(at);
-      mark.title = `${clock(at)} ${text}`;
-      mark.onclick = () => pick(at);
+  const decisionsIn = (list) => grouped(
+      list.filter(({kind}) => kind === 'trigger' || kind === 'refusal' || kind === 'dwelling'),
+      (event) => event.content);
+  const addMarks = (track, decisions) => {
+    for (const event of decisions) {
+      const mark = add(track, 'i', `mark ${event.kind}`);
+      mark.style.left = share(event.at);
+      mark.title = `${clock(event.at)} ${event.text}`;
+      mark.onclick = () => {
+        pick(event.at);
+        ask(event);
+      };
     }
+  };
+  const before = decisionsIn(events);
+  const after = decisionsIn(other ? other.events : []);
+  for (const content of new Set([...before.keys(), ...after.keys()])) {
+    addMarks(band(`content ${content}`), before.get(content) || []);
+    if (other) addMarks(band('under the other rules', 'other'), after.get(content) || []);
   }
   const axis = lane('', 'axis');
-  for (let tick = 0; tick <= 4; ++tick) {
-    add(axis, 'span', '', clock(end * tick / 4).replace(/\.\d+$/, '')).style.left = `${tick * 25}%`;
-  }
   const keys = add(lanes, 'div', 'keys');
   for (const name of ['immediate', 'near', 'far', 'unknown']) addKey(keys, name, name);
   addKey(keys, 'mark trigger', 'fires');
   addKey(keys, 'mark refusal', 'refused');
   addKey(keys, 'mark dwelling', 'waits');
-  return (moment) => lanes.style.setProperty('--moment', share(moment));
+  let shown = 0;
+  const part = makeSpan(() => draw());
+  const draw = () => {
+    const {from, to} = part.span;
+    lanes.style.setProperty('--shift', `${-from / (to - from) * 100}%`);
+    lanes.style.setProperty('--width', `${end / (to - from) * 100}%`);
+    lanes.style.setProperty('--moment', `${(shown - from) / (to - from) * 100}%`);
+    axis.replaceChildren();
+    for (let tick = 0; tick <= 4; ++tick) {
+      const at = from + (to - from) * tick / 4;
+      add(axis, 'span', '', clock(at).replace(/\.\d+$/, '')).style.left = `${tick * 25}%`;
+    }
+  };
+  element('closer').onclick = () => part.zoom(0.5, shown);
+  element('wider').onclick = () => part.zoom(2, shown);
+  element('whole').onclick = part.whole;
+  lanes.addEventListener('wheel', (wheel) => {
+    if (!wheel.ctrlKey) return;
+    wheel.preventDefault();
+    const box = axis.getBoundingClientRect();
+    const at = part.span.from + (wheel.clientX - box.left) / box.width * (part.span.to - part.span.from);
+    part.zoom(wheel.deltaY > 0 ? 1.25 : 0.8, at);
+  }, {passive: false});
+  draw();
+  return (moment) => {
+    shown = moment;
+    part.show(moment);
+    const {from, to} = part.span;
+    lanes.style.setProperty('--moment', `${(moment - from) / (to - from) * 100}%`);
+  };
 }
 
-/** The list of events with its filters; returns what marks the moment. */
-function makeTimeline(pick) {
-  const list = element('events');
-  const rows = events.map((event) => {
+/** The chain from the portal to the screen, at the moment of a decision. */
+function makeWhy() {
+  const dialog = element('why');
+  const kSigns = {holds: '\u2713', broken: '\u2717', unknown: '?'};
+  element('why-close').onclick = () => dialog.close();
+  return (event) => {
+    if (!event.why) return;
+    element('why-title').textContent = `${clock(event.at)} ${event.text}`;
+    const links = element('why-links');
+    links.replaceChildren();
+    for (const {link, state, text} of event.why.links) {
+      const row = add(links, 'li', state);
+      add(row, 'b', '', kSigns[state]).title = state;
+      add(row, 'span', '', link);
+      add(row, 'span', '', text);
+    }
+    element('why-conclusion').textContent = event.why.conclusion;
+    dialog.showModal();
+  };
+}
+
+/** A list of events that marks the moment; arrow keys go from event to event, Enter asks why. */
+function makeList(list, members, pick, ask) {
+  const rows = members.map((event, index) => {
     const row = add(list, 'li', event.met === false ? 'unmet' : event.kind);
+    row.setAttribute('role', 'option');
+    row.setAttribute('aria-selected', 'false');
     add(row, 'time', '', clock(event.at));
     add(row, 'b', '', event.kind);
     add(row, 'span', '', event.text);
-    row.onclick = () => pick(event.at);
+    row.classList.toggle('asks', Boolean(event.why));
+    row.onclick = () => {
+      mark(index);
+      pick(event.at);
+      ask(event);
+    };
     return {at: event.at, event, row};
   });
+  let reached = rows.length;
+  let marked = -1;
+  const mark = (index) => {
+    if (marked === index) return;
+    if (marked >= 0) {
+      rows[marked].row.classList.remove('now');
+      rows[marked].row.setAttribute('aria-selected', 'false');
+      rows[marked].row.removeAttribute('id');
+    }
+    marked = index;
+    if (marked < 0) return list.removeAttribute('aria-activedescendant');
+    const {row} = rows[marked];
+    row.classList.add('now');
+    row.setAttribute('aria-selected', 'true');
+    row.id = `${list.id}-now`;
+    list.setAttribute('aria-activedescendant', row.id);
+  };
+  const show = (moment) => {
+    while (reached > 0 && rows[reached - 1].at > moment) rows[--reached].row.classList.add('later');
+    while (reached < rows.length && rows[reached].at <= moment) {
+      rows[reached++].row.classList.remove('later');
+    }
+    // A row that was gone to stays marked among others of its moment.
+    if (marked < 0 || rows[marked].at !== moment) mark(reached - 1);
+    if (marked >= 0) reveal(list, rows[marked].row);
+  };
+  const go = (by) => {
+    let index = marked + by;
+    while (rows[index] && rows[index].row.hidden) index += by;
+    if (!rows[index]) return;
+    mark(index);
+    pick(rows[index].at);
+  };
+  list.onkeydown = (key) => {
+    const steps = {ArrowDown: 1, ArrowUp: -1};
+    if (key.key in steps) go(steps[key.key]);
+    else if (key.key === 'Enter' && marked >= 0) ask(rows[marked].event);
+    else return;
+    key.preventDefault();
+  };
+  return {rows, show};
+}
+
+/** The events with their filters, of both days if there are two; returns what marks the moment. */
+function makeTimeline(pick, ask) {
+  const lists = [makeList(element('events'), events, pick, ask)];
+  if (other) {
+    element('others').hidden = false;
+    document.body.classList.add('compare');
+    lists.push(makeList(element('others'), other.events, pick, ask));
+  }
+  const rows = lists.flatMap((list) => list.rows);
   const hidden = new Set();
   const filter = () => {
     const wanted = element('search').value.toLowerCase();
@@ -257,7 +399,7 @@ function makeTimeline(pick) {
       row.hidden = hidden.has(event.kind) || !event.text.toLowerCase().includes(wanted);
     }
   };
-  for (const [kind, members] of grouped(events, (event) => event.kind)) {
+  for (const [kind, members] of grouped(rows, ({event}) => event.kind)) {
     const label = add(element('kinds'), 'label');
     const box = add(label, 'input');
     box.type = 'checkbox';
@@ -270,18 +412,8 @@ function makeTimeline(pick) {
     label.append(` ${kind} ${members.length}`);
   }
   element('search').oninput = filter;
-  let reached = rows.length;
-  let marked;
   return (moment) => {
-    while (reached > 0 && rows[reached - 1].at > moment) rows[--reached].row.classList.add('later');
-    while (reached < rows.length && rows[reached].at <= moment) {
-      rows[reached++].row.classList.remove('later');
-    }
-    if (marked) marked.classList.remove('now');
-    if (reached === 0) return;
-    marked = rows[reached - 1].row;
-    marked.classList.add('now');
-    reveal(list, marked);
+    for (const list of lists) list.show(moment);
   };
 }
 
@@ -355,5 +487,6 @@ function makePlayer(views) {
 showHeader();
 const views = [];
 const player = makePlayer(views);
-views.push(makeMap(), makeLanes(player.stopAt), makeTimeline(player.stopAt));
+const ask = makeWhy();
+views.push(makeMap(), makeLanes(player.stopAt, ask), makeTimeline(player.stopAt, ask));
 makePanels(player.showAddress);

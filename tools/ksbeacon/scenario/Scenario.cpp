@@ -2,6 +2,17 @@
 
 namespace ks::tool {
 
+const std::vector<std::string>& eventNames() {
+  static const std::vector<std::string> kNames = {
+      "becomeActive",   "resignActive",    "backgroundFetch", "backgroundTransfer",
+      "setPermission",  "setTag",          "deleteTag",       "clearTags",
+      "enableCategory", "disableCategory", "restart",         "moveClock",
+      "retry",          "reset",           "openContent",     "showNotification",
+      "setClock",       "setTimeZone",     "setBluetooth",    "setNetwork",
+      "setDocuments",   "setBattery",      "reloadBeacons",   "look"};
+  return kNames;
+}
+
 const std::vector<std::string>& refusalNames() {
   static const std::vector<std::string> kNames = {
       "proximity", "eventCounter", "repeatDelay", "onceOnly", "category", "dwelling", "otherEvent"};
@@ -12,6 +23,11 @@ const std::vector<std::string>& statisticNames() {
   static const std::vector<std::string> kNames = {
       "beacons/enter",   "beacons/exit",   "beacons/notification",   "beacons/content",
       "geofences/enter", "geofences/exit", "geofences/notification", "geofences/content"};
+  return kNames;
+}
+
+const std::vector<std::string>& engineStateNames() {
+  static const std::vector<std::string> kNames = {"running", "starting", "stopped"};
   return kNames;
 }
 

@@ -81,37 +81,66 @@ struct Scenario {
       reset,
       openContent,
       showNotification,
+      setClock,
+      setTimeZone,
+      setBluetooth,
+      setNetwork,
+      setDocuments,
+      setBattery,
+      reloadBeacons,
+      look,
     };
     Seconds at{0};
     Kind kind = Kind::becomeActive;
-    /// The tag, the category or the content.
-    std::string name;
+    /// The tag, the category, the content, the time zone or the beacon.
+    std::string name{};
     /// The tag's value.
-    std::string value;
+    std::string value{};
     CLAuthorizationStatus permission = CLAuthorizationStatus::authorizedAlways;
     /// How long the process stays dead.
     Seconds downtime{0};
     /// How far ahead the wall clock is set; negative: back.
     Seconds by{0};
+    /// What the wall clock is set to.
+    Date date{};
+    /// Whether Bluetooth or the network can be used from now on.
+    bool on = false;
+    /// The folder of the portal's new documents.
+    std::filesystem::path documents{};
+    /// The beacon's battery, as sent.
+    std::uint8_t level = 0;
   };
 
   /// What the portal does wrong from a moment on, until another.
   struct Fault {
-    enum class Kind { status, truncate, notJson, drop };
+    enum class Kind { status, truncate, notJson, drop, cutChunk, notModified, maxAge };
     Seconds from{0};
     Seconds to{0};
     /// The beginning of the request paths that suffer, after the root: "/beacons"; empty for all.
     std::string path;
     Kind kind = Kind::status;
     int status = 500;
+    /// How long replies say that they may be kept.
+    Seconds age{0};
   };
 
   /// One line of the plan that the timeline is held against.
   struct Expectation {
-    enum class Subject { content, statistic, refusal, request, shown };
+    enum class Subject {
+      content,
+      statistic,
+      refusal,
+      request,
+      shown,
+      // What a look finds.
+      entered,
+      engine,
+      ailment,
+    };
     Subject subject = Subject::content;
     /// The content's identifier, "beacons/enter", the name of the rule, how the request's path
-    /// begins, or the zone whose notification the user sees.
+    /// begins, the zone whose notification the user sees or that is entered, "running", or a reason
+    /// of `ks::AilmentReason`.
     std::string name;
     /// The portal's identifier of the zone, but for requests; empty for any.
     std::string zone;
@@ -148,11 +177,17 @@ struct Scenario {
   std::vector<Expectation> expectations;
 };
 
+/// "becomeActive", ...: in the order of the events' kinds.
+const std::vector<std::string>& eventNames();
+
 /// The rules that a refusal can name: "repeatDelay", ...
 const std::vector<std::string>& refusalNames();
 
 /// What the portal can be told: "beacons/enter", ...
 const std::vector<std::string>& statisticNames();
+
+/// "running", "starting", "stopped".
+const std::vector<std::string>& engineStateNames();
 
 /// "always", "denied", ...: in the order of the platform's numbers.
 const std::vector<std::string>& permissionNames();

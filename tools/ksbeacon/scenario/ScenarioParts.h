@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "tools/ksbeacon/documents/ObjectReader.h"
 #include "tools/ksbeacon/scenario/Scenario.h"
@@ -36,6 +37,7 @@ class ScenarioParts {
   Scenario::Expectation expectation(const JsonNode& node, const std::string& path) const;
 
  private:
+  std::vector<std::string_view> readDeviceEvent(ObjectReader& reader, Scenario::Event& event) const;
   /// Degrees, or metres east and north of the origin.
   CLLocationCoordinate2D position(ObjectReader& reader, std::string_view name) const;
   void readSteps(ObjectReader& reader, Scenario::Walk& walk) const;

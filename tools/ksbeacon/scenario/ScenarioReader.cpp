@@ -1,8 +1,11 @@
 #include "tools/ksbeacon/scenario/ScenarioReader.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 
 #include "tools/ksbeacon/documents/ObjectReader.h"
+#include "tools/ksbeacon/output/Suggestion.h"
 #include "tools/ksbeacon/scenario/GpxTrack.h"
 #include "tools/ksbeacon/scenario/ScenarioParts.h"
 
@@ -10,8 +13,7 @@ namespace ks::tool {
 
 namespace {
 
-/// A year: longer days are a typing error.
-constexpr double kLongest = 366.0 * 24 * 3600;
+constexpr double kLongest = kLongestDay.count();
 
 void readPortal(const JsonNode& node, const ScenarioParts& parts, Scenario& scenario,
                 Mistakes& mistakes) {
@@ -61,7 +63,11 @@ ks::Refinements readRefinements(ObjectReader& reader, Mistakes& mistakes) {
     if (found != ks::Refinements::named().end()) {
       refinements.*found->member = true;
     } else {
-      mistakes.add(item, path, "expected a refinement's name, got " + item.inWords());
+      std::vector<std::string> names;
+      for (const auto& [name, member] : ks::Refinements::named()) names.emplace_back(name);
+      mistakes.add(item, path,
+                   "expected a refinement's name, got " + item.inWords() +
+                       (item.string() == nullptr ? "" : suggestion(*item.string(), names)));
     }
   });
   return refinements;
@@ -94,11 +100,36 @@ void readApplication(const JsonNode& node, Scenario& scenario, Mistakes& mistake
   });
 }
 
+/// Events and expectations that name what must stand elsewhere in the scenario.
+void checkPlan(const Scenario& scenario, Mistakes& mistakes) {
+  using Subject = Scenario::Expectation::Subject;
+  const std::string file = scenario.file.string();
+  for (std::size_t i = 0; i < scenario.events.size(); ++i) {
+    const Scenario::Event& event = scenario.events[i];
+    if (event.kind != Scenario::Event::Kind::setBattery) continue;
+    const auto beacon = std::ranges::find(scenario.beacons, event.name, &Scenario::Beacon::name);
+    if (beacon != scenario.beacons.end() && beacon->radio.battery) continue;
+    mistakes.add({file, 0, fmt::format("events[{}].beacon", i),
+                  fmt::format("expected a beacon with a \"battery\", got \"{}\"", event.name)});
+  }
+  for (std::size_t i = 0; i < scenario.expectations.size(); ++i) {
+    const Scenario::Expectation& each = scenario.expectations[i];
+    const bool isSeen = each.subject < Subject::entered ||
+                        std::ranges::any_of(scenario.events, [&](const Scenario::Event& event) {
+                          return event.kind == Scenario::Event::Kind::look &&
+                                 event.at >= each.from && event.at <= each.to;
+                        });
+    if (isSeen) continue;
+    mistakes.add({file, each.line, fmt::format("expect[{}]", i),
+                  "expected an event \"look\" between its \"from\" and \"to\""});
+  }
+}
+
 Scenario readDocument(const JsonNode& document, const std::string& file, Mistakes& mistakes) {
   ObjectReader reader(
       document, "", mistakes,
-      {"title", "start", "timeZone", "locale", "until", "seed", "permission", "origin", "pathLoss",
-       "radio", "portal", "application", "beacons", "walk", "events", "expect"});
+      {"$schema", "title", "start", "timeZone", "locale", "until", "seed", "permission", "origin",
+       "pathLoss", "radio", "portal", "application", "beacons", "walk", "events", "expect"});
   Scenario scenario;
   scenario.file = file;
   scenario.title = reader.text("title", scenario.file.stem().string());
@@ -128,6 +159,7 @@ Scenario readDocument(const JsonNode& document, const std::string& file, Mistake
   reader.each("expect", [&](const JsonNode& item, const std::string& path) {
     scenario.expectations.push_back(parts.expectation(item, path));
   });
+  checkPlan(scenario, mistakes);
   return scenario;
 }
 
@@ -148,6 +180,21 @@ std::variant<Scenario, InputError> readScenario(std::string_view text, const std
 
 std::variant<Scenario, InputError> readScenarioFile(const std::string& path) {
   return readParsed(readLocatedJson(path), path);
+}
+
+std::variant<std::vector<Scenario::Expectation>, InputError> readExpectations(
+    const std::string& path) {
+  auto parsed = readLocatedJson(path);
+  if (auto* const error = std::get_if<InputError>(&parsed)) return std::move(*error);
+  Mistakes mistakes(path);
+  ObjectReader reader(std::get<JsonNode>(parsed), "", mistakes, {"$schema", "title", "expect"});
+  const ScenarioParts parts(reader, Date{}, kLongestDay, {});
+  std::vector<Scenario::Expectation> expectations;
+  reader.each("expect", [&](const JsonNode& item, const std::string& itemPath) {
+    expectations.push_back(parts.expectation(item, itemPath));
+  });
+  if (mistakes.first()) return *mistakes.first();
+  return expectations;
 }
 
 std::variant<Scenario, InputError> readTrackScenario(const std::string& path,

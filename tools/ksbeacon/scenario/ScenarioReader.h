@@ -17,6 +17,14 @@ std::variant<Scenario, InputError> readScenario(std::string_view text, const std
 /// The same for the content of `path`.
 std::variant<Scenario, InputError> readScenarioFile(const std::string& path);
 
+/// Reads the expectations about a recording: an object with the list "expect" of a scenario. Those
+/// without "to" end at `kLongestDay`.
+std::variant<std::vector<Scenario::Expectation>, InputError> readExpectations(
+    const std::string& path);
+
+/// The longest day, a year: longer ones are a typing error.
+inline constexpr Seconds kLongestDay{366.0 * 24 * 3600};
+
 /// A day along a GPX track without beacons, against the portal documents in a folder: from the
 /// track's first time, or a fixed one, until a minute after its last point.
 std::variant<Scenario, InputError> readTrackScenario(const std::string& path,

@@ -21,6 +21,13 @@ bool batteryFits(const Scenario::Expectation& expectation, const TimelineEvent& 
          (*body)["batteryLevel"].integerValue() == *expectation.battery;
 }
 
+bool names(const TimelineEvent& event, const char* list, const std::string& name) {
+  const Array* const items = event.details[list].array();
+  return items != nullptr && std::ranges::any_of(items->items, [&](const Value& item) {
+           return item.stringValue() == name;
+         });
+}
+
 bool matches(const Scenario::Expectation& expectation, const TimelineEvent& event) {
   const bool zoneFits = expectation.zone.empty() || textOf(event, "zone") == expectation.zone;
   switch (expectation.subject) {
@@ -39,6 +46,12 @@ bool matches(const Scenario::Expectation& expectation, const TimelineEvent& even
     case Subject::shown:
       return event.kind == TimelineKind::notification && textOf(event, "action") == "shown" &&
              textOf(event, "zone") == expectation.name;
+    case Subject::engine:
+      return event.kind == TimelineKind::state && textOf(event, "engine") == expectation.name;
+    case Subject::entered:
+      return event.kind == TimelineKind::state && names(event, "entered", expectation.name);
+    case Subject::ailment:
+      return event.kind == TimelineKind::state && names(event, "ailments", expectation.name);
   }
   return false;
 }
@@ -51,14 +64,20 @@ const char* verbOf(Subject subject) {
       return "refuses";
     case Subject::shown:
       return "appears";
+    case Subject::entered:
+      return "is entered";
+    case Subject::engine:
+    case Subject::ailment:
+      return "is seen";
     default:
       return "is sent";
   }
 }
 
 std::string inWords(const Scenario::Expectation& expectation) {
-  static constexpr const char* kSubjects[] = {"content", "statistic", "refusal", "request",
-                                              "notification of zone"};
+  static constexpr const char* kSubjects[] = {
+      "content", "statistic", "refusal", "request", "notification of zone",
+      "zone",    "engine",    "ailment"};
   const auto subject = static_cast<std::size_t>(expectation.subject);
   std::string text = fmt::format("{} {}", kSubjects[subject], expectation.name);
   if (!expectation.zone.empty()) text += " of zone " + expectation.zone;
@@ -112,6 +131,17 @@ std::vector<Expectations::Outcome> Expectations::outcomes(Seconds end) const {
     outcomes.push_back({&expectation, met, inWords(expectation), momentsInWords(each.moments)});
   }
   return outcomes;
+}
+
+TimelineEvent Expectations::eventOf(const Outcome& outcome, Seconds at) {
+  return {.at = at,
+          .kind = TimelineKind::expectation,
+          .text = (outcome.met ? "met: " : "NOT MET: ") + outcome.expected +
+                  (outcome.met ? "" : "; " + outcome.happened),
+          .details = {{"met", outcome.met},
+                      {"line", outcome.expectation->line},
+                      {"expected", outcome.expected},
+                      {"happened", outcome.happened}}};
 }
 
 }  // namespace ks::tool

@@ -28,6 +28,9 @@ class Expectations {
   /// In the order of the scenario, for a simulation that went as far as `end`.
   std::vector<Outcome> outcomes(Seconds end) const;
 
+  /// The line of the timeline that tells of an outcome.
+  static TimelineEvent eventOf(const Outcome& outcome, Seconds at);
+
  private:
   struct Watched {
     const Scenario::Expectation* expectation;

@@ -14,6 +14,9 @@ class HttpPortal : public WalkPortal {
   std::string url() const override { return server_->url(); }
   void addFault(portal::Fault fault) override { server_->addFault(std::move(fault)); }
   void clearFaults() override { server_->clearFaults(); }
+  Result<bool> setDocuments(const std::filesystem::path& folder) override {
+    return server_->setDocuments(folder);
+  }
   void stop() override { server_->stop(); }
 
  private:

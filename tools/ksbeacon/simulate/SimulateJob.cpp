@@ -7,6 +7,7 @@
 #include <memory>
 #include <utility>
 #include <variant>
+#include <vector>
 
 #include "BeaconSDK/Platform/Api/Ascii.h"
 #include "tools/ksbeacon/options/PortalURL.h"
@@ -121,8 +122,9 @@ int walkRepeatedly(const Scenario& scenario, const SimulationOptions& options,
 int walkOnce(const Scenario& scenario, const SimulationOptions& options,
              const SimulateArguments& arguments) {
   TimelinePrinter printer(std::cout, scenario.start, formFor(arguments));
-  ReportPage report(scenario);
   const bool isReported = !arguments.report.empty();
+  ReportPage report(isReported ? documentedZones(scenario.portal.documents)
+                               : std::vector<DocumentedZone>{});
   Timeline timeline;
   timeline.listen([&](const TimelineEvent& event) {
     printer.print(event);
@@ -141,7 +143,7 @@ int walkOnce(const Scenario& scenario, const SimulationOptions& options,
   // The embedded portal fails for its documents alone: it takes any free port.
   if (!result.failure.empty()) return complain(result.failure, kUsage);
   if (result.portalIsSilent) return complainOfSilence(options.portalURL);
-  if (isReported && !writeText(arguments.report, report.html())) {
+  if (isReported && !writeText(arguments.report, report.html(scenario))) {
     return complain(arguments.report + ": the page could not be written", kUsage);
   }
   return judge(scenario, result, arguments.json);

@@ -34,11 +34,15 @@ portal::Fault portalFault(const Scenario::Fault& fault) {
       {Kind::status, portal::FaultKind::status},
       {Kind::truncate, portal::FaultKind::truncatedBody},
       {Kind::notJson, portal::FaultKind::notJson},
-      {Kind::drop, portal::FaultKind::droppedConnection}};
+      {Kind::drop, portal::FaultKind::droppedConnection},
+      {Kind::cutChunk, portal::FaultKind::cutChunk},
+      {Kind::notModified, portal::FaultKind::notModified},
+      {Kind::maxAge, portal::FaultKind::maxAge}};
   portal::Fault made;
   made.kind = kKinds.at(fault.kind);
   made.status = fault.status;
   made.path = fault.path;
+  made.delay = fault.age;
   return made;
 }
 
@@ -85,8 +89,12 @@ class Run {
 
   Seconds end() const { return end_; }
   bool hasProcess() const { return hasProcess_; }
+  /// Why the day could not go on as the scenario says; empty when it did.
+  const std::string& failure() const { return failure_; }
 
  private:
+  using Kind = Scenario::Event::Kind;
+
   /// Moments in order, ties in the order of planning: the portal changes before the application.
   void plan() {
     for (const Scenario::Fault& fault : scenario_.faults) {
@@ -95,7 +103,7 @@ class Run {
       }
     }
     for (const Scenario::Event& event : scenario_.events) {
-      if (event.kind != Scenario::Event::Kind::restart) {
+      if (event.kind != Kind::restart) {
         agenda_.emplace(event.at, [this, &event] { apply(event); });
         continue;
       }
@@ -124,6 +132,8 @@ class Run {
     launch.first = std::exchange(first_, false);
     hasProcess_ = true;
     launch.clockShift = clockShift_;
+    launch.hasBluetooth = hasBluetooth_;
+    launch.hasNetwork = hasNetwork_;
     application_ = std::make_unique<HostApplication>(scenario_, recorder_, launch);
   }
 
@@ -134,9 +144,13 @@ class Run {
     hasProcess_ = false;
   }
 
-  void apply(const Scenario::Event& event) {
-    if (event.kind == Scenario::Event::Kind::setPermission) permission_ = event.permission;
-    clockShift_ += event.by;
+  void apply(Scenario::Event event) {
+    if (event.kind == Kind::setClock) {
+      event.kind = Kind::moveClock;
+      event.by = event.date - (scenario_.start + event.at) - clockShift_;
+    }
+    keep(event);
+    if (event.kind == Kind::setDocuments) changeDocuments(event);
     if (application_) {
       application_->apply(event);
     } else {
@@ -145,9 +159,38 @@ class Run {
     }
   }
 
+  /// What lasts beyond the process.
+  void keep(const Scenario::Event& event) {
+    clockShift_ += event.by;
+    if (event.kind == Kind::setPermission) permission_ = event.permission;
+    if (event.kind == Kind::setTimeZone) scenario_.timeZone = event.name;
+    if (event.kind == Kind::setBluetooth) hasBluetooth_ = event.on;
+    if (event.kind == Kind::setNetwork) {
+      hasNetwork_ = event.on;
+      applyFaults(event.at);
+    }
+    if (event.kind != Kind::setBattery) return;
+    for (Scenario::Beacon& beacon : scenario_.beacons) {
+      if (beacon.name == event.name && beacon.radio.battery) {
+        beacon.radio.battery->level = event.level;
+      }
+    }
+  }
+
+  void changeDocuments(const Scenario::Event& event) {
+    if (portal_ == nullptr) return;
+    const auto changed = portal_->setDocuments(event.documents);
+    if (!changed) failure_ = changed.error().localizedDescription();
+  }
+
   void applyFaults(Seconds now) {
     if (portal_ == nullptr) return;
     portal_->clearFaults();
+    if (!hasNetwork_) {
+      portal::Fault silence;
+      silence.kind = portal::FaultKind::droppedConnection;
+      portal_->addFault(silence);
+    }
     for (const Scenario::Fault& fault : scenario_.faults) {
       if (fault.from <= now && now < fault.to) portal_->addFault(portalFault(fault));
     }
@@ -175,7 +218,8 @@ class Run {
     return true;
   }
 
-  const Scenario& scenario_;
+  /// As the events have left it.
+  Scenario scenario_;
   const SimulationOptions& options_;
   WalkPortal* portal_;
   std::shared_ptr<TimelineRecorder> recorder_;
@@ -183,6 +227,9 @@ class Run {
   Seconds end_;
   CLAuthorizationStatus permission_;
   Seconds clockShift_{0};
+  bool hasBluetooth_ = true;
+  bool hasNetwork_ = true;
+  std::string failure_;
   /// Of a device that nobody wants to keep.
   std::unique_ptr<TemporaryFolder> temporary_;
   std::multimap<Seconds, std::function<void()>> agenda_;
@@ -242,18 +289,13 @@ SimulationResult simulate(const Scenario& scenario, const SimulationOptions& opt
   running = &run;
   result.interrupted = !run.run();
   if (server) server->stop();
-  if (result.interrupted) return result;
+  result.failure = run.failure();
+  if (result.interrupted || !result.failure.empty()) return result;
   result.portalIsSilent = !isOwnPortal && silences > 0 && replies == 0;
   result.breaches = recorder->breaches();
   result.outcomes = expectations.outcomes(run.end());
   for (const Expectations::Outcome& outcome : result.outcomes) {
-    recorder->say(TimelineKind::expectation,
-                  (outcome.met ? "met: " : "NOT MET: ") + outcome.expected +
-                      (outcome.met ? "" : "; " + outcome.happened),
-                  {{"met", outcome.met},
-                   {"line", outcome.expectation->line},
-                   {"expected", outcome.expected},
-                   {"happened", outcome.happened}});
+    watched.add(Expectations::eventOf(outcome, run.end()));
   }
   return result;
 }

@@ -17,6 +17,9 @@ class SitePortal : public WalkPortal {
   std::string url() const override { return kRootURL; }
   void addFault(portal::Fault fault) override { network_->faults().add(std::move(fault)); }
   void clearFaults() override { network_->faults().clear(); }
+  Result<bool> setDocuments(const std::filesystem::path& folder) override {
+    return network_->setDocuments(folder);
+  }
   std::shared_ptr<portal::SiteLoadingSystem> network() const override { return network_; }
 
  private:

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <string>
@@ -21,6 +22,7 @@ class WalkPortal {
   virtual std::string url() const = 0;
   virtual void addFault(portal::Fault fault) = 0;
   virtual void clearFaults() = 0;
+  virtual Result<bool> setDocuments(const std::filesystem::path& folder) = 0;
   virtual void stop() {}
   /// What the device's transfers go through; null for its own network.
   virtual std::shared_ptr<portal::SiteLoadingSystem> network() const { return nullptr; }

@@ -1,6 +1,5 @@
 #include "tools/ksbeacon/status/StatusCommand.h"
 
-#include <filesystem>
 #include <iostream>
 #include <memory>
 #include <string>
@@ -18,19 +17,8 @@ namespace ks::tool {
 
 namespace {
 
-/// Where the machine's service listens.
-constexpr const char* kServiceSocket = "/run/ksbeacon/status.sock";
-
-/// The user's own service, else the machine's.
-Result<std::string> askEither(const std::string& state) {
-  auto reply = askService(statusSocketPath(state));
-  if (reply || !state.empty()) return reply;
-  auto machines = askService(kServiceSocket);
-  return machines ? std::move(machines) : std::move(reply);
-}
-
 int tellStatus(const std::string& state, bool json) {
-  const auto reply = askEither(state);
+  const auto reply = askEitherService(state);
   if (!reply) return complain(reply.error().localizedDescription(), kUnavailable);
   const auto parsed = NSJSONSerialization::JSONObjectWithData(*reply);
   const Dictionary* const health = parsed ? parsed->dictionary() : nullptr;

@@ -29,6 +29,9 @@ constexpr const char* kDomain = "status";
 /// Whoever waits longer than this to be read from, or to read, is given up.
 constexpr timeval kTransferLimit{1, 0};
 constexpr int kBacklog = 4;
+constexpr std::size_t kLongestRequest = 1024;
+/// Where the machine's service listens.
+constexpr const char* kServiceSocket = "/run/ksbeacon/status.sock";
 
 Error failure(const std::string& what) {
   return {kDomain, errno, fmt::format("{}: {}", what, std::strerror(errno))};
@@ -67,6 +70,19 @@ void send(int descriptor, std::string_view text) {
     if (sent <= 0) return;
     text.remove_prefix(static_cast<std::size_t>(sent));
   }
+}
+
+/// The caller's line; as much of it as came in time.
+std::string receive(int descriptor) {
+  setsockopt(descriptor, SOL_SOCKET, SO_RCVTIMEO, &kTransferLimit, sizeof kTransferLimit);
+  std::string text;
+  char part[kLongestRequest];
+  while (text.size() < kLongestRequest && text.find('\n') == std::string::npos) {
+    const ssize_t got = read(descriptor, part, sizeof part - text.size());
+    if (got <= 0) break;
+    text.append(part, static_cast<std::size_t>(got));
+  }
+  return text.substr(0, text.find('\n'));
 }
 
 }  // namespace
@@ -139,17 +155,17 @@ void StatusSocket::serve() {
     if (descriptors[1].revents != 0) return;
     if (descriptors[0].revents == 0) continue;
     const FileDescriptor caller(accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC));
-    if (caller) send(caller.get(), reply());
+    if (caller) send(caller.get(), reply(receive(caller.get())));
   }
 }
 
-std::string StatusSocket::reply() {
+std::string StatusSocket::reply(const std::string& request) {
   std::unique_lock lock(exchange_->mutex);
   const std::uint64_t number = ++exchange_->asked;
-  mainQueue_.async([exchange = exchange_, number] {
+  mainQueue_.async([exchange = exchange_, number, request] {
     const std::lock_guard guard(exchange->mutex);
     if (exchange->isStopping) return;
-    exchange->text = exchange->answer();
+    exchange->text = exchange->answer(request);
     exchange->answered = number;
     exchange->changed.notify_all();
   });
@@ -161,10 +177,11 @@ std::string StatusSocket::reply() {
          "\n";
 }
 
-Result<std::string> askService(const fs::path& path) {
+Result<std::string> askService(const fs::path& path, const std::string& request) {
   const auto address = addressOf(path);
   const FileDescriptor socket = makeSocket();
   if (!address || !isConnected(socket, *address)) return failure("no service at " + path.string());
+  send(socket.get(), request + "\n");
   const auto end = std::chrono::steady_clock::now() + std::chrono::seconds{5};
   std::string text;
   char part[4096];
@@ -181,6 +198,13 @@ Result<std::string> askService(const fs::path& path) {
     text.append(part, static_cast<std::size_t>(got));
   }
   return Error(kDomain, EMSGSIZE, "the service at " + path.string() + " says too much");
+}
+
+Result<std::string> askEitherService(const std::string& state, const std::string& request) {
+  auto reply = askService(statusSocketPath(state), request);
+  if (reply || !state.empty()) return reply;
+  auto machines = askService(kServiceSocket, request);
+  return machines ? std::move(machines) : std::move(reply);
 }
 
 }  // namespace ks::tool

@@ -19,12 +19,16 @@ namespace ks::tool {
 /// temporary files. `state` is the folder given with `--state`; empty for the user's own.
 std::filesystem::path statusSocketPath(const std::filesystem::path& state);
 
-/// Tells whoever connects to a socket of the file system how the program is: one reply per
-/// connection, one connection at a time, then the end. Only the socket's owner may connect.
+/// Before the name of a content or a zone: asks why it fired or not.
+inline constexpr const char* kWhyRequest = "why ";
+
+/// Tells whoever connects to a socket of the file system how the program is: one request and one
+/// reply per connection, one connection at a time, then the end. Only the socket's owner may
+/// connect. A request ends with a line end, or when the caller has nothing more to say.
 class StatusSocket {
  public:
-  /// Makes one line of JSON; called on the main queue.
-  using Answer = std::function<std::string()>;
+  /// Makes one line of JSON for a request, which may be empty; called on the main queue.
+  using Answer = std::function<std::string(const std::string& request)>;
 
   /// Replaces the socket of a process that is gone. An error when another one listens there, or
   /// when the socket cannot be made.
@@ -53,7 +57,7 @@ class StatusSocket {
   StatusSocket(std::filesystem::path path, FileDescriptor listener, FileDescriptor stopper,
                DispatchQueue& mainQueue, Answer answer);
   void serve();
-  std::string reply();
+  std::string reply(const std::string& request);
 
   const std::filesystem::path path_;
   FileDescriptor listener_;
@@ -65,7 +69,9 @@ class StatusSocket {
 
 /// The reply of the service at `path`, at most `kLongestReply` bytes within 5 s. The error says why
 /// there is none.
-Result<std::string> askService(const std::filesystem::path& path);
+Result<std::string> askService(const std::filesystem::path& path, const std::string& request = "");
+/// The same of the user's own service; with an empty `state`, else of the machine's.
+Result<std::string> askEitherService(const std::string& state, const std::string& request = "");
 inline constexpr std::size_t kLongestReply = std::size_t{64} * 1024;
 
 }  // namespace ks::tool

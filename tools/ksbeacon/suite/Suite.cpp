@@ -29,6 +29,11 @@ bool isRecording(const fs::path& file) {
   return asciiLowerCased(file.extension().string()) == kRecordingEnding;
 }
 
+/// "day.expect.json" beside "day.ksrec".
+fs::path expectationsOf(const fs::path& recording) {
+  return fs::path(recording).replace_extension(".expect.json");
+}
+
 const JsonNode* memberOf(const JsonNode& node, std::string_view name) {
   const auto* const members = node.members();
   if (members == nullptr) return nullptr;
@@ -128,7 +133,13 @@ std::vector<SuiteRun> plan(const std::vector<fs::path>& files, const SuiteOption
   for (std::size_t i = 0; i < files.size(); ++i) {
     const std::string file = quoted(fs::absolute(files[i]).string());
     if (isRecording(files[i])) {
-      runs.push_back({i, 0, fmt::format("{} replay {} --json", self, file)});
+      std::string command = fmt::format("{} replay {} --json", self, file);
+      std::error_code error;
+      const fs::path expected = expectationsOf(files[i]);
+      if (fs::exists(expected, error)) {
+        command += " --expect " + quoted(fs::absolute(expected).string());
+      }
+      runs.push_back({i, 0, std::move(command)});
       continue;
     }
     const std::uint64_t first = options.seed.value_or(seedOf(files[i]));
@@ -195,12 +206,12 @@ std::vector<SuiteCase> runSuite(const std::vector<fs::path>& files, const SuiteO
 
 std::vector<std::string> faultsOf(const SuiteCase& tested) {
   std::vector<std::string> faults;
+  const fs::path file = isRecording(tested.file) ? expectationsOf(tested.file) : tested.file;
   for (const auto& [expectation, tally] : tested.expectations) {
     if (tally.failedSeeds.empty()) continue;
     faults.push_back(fmt::format("{}:{}: expected: {}; {} of {} met, not with seed {}; {}",
-                                 tested.file.string(), expectation.first, expectation.second,
-                                 tally.met, tally.runs, fmt::join(tally.failedSeeds, ", "),
-                                 tally.happened));
+                                 file.string(), expectation.first, expectation.second, tally.met,
+                                 tally.runs, fmt::join(tally.failedSeeds, ", "), tally.happened));
   }
   for (const auto& [seed, words] : tested.failures) {
     faults.push_back(fmt::format("{}: {}", tested.file.string(), words));

@@ -12,7 +12,7 @@ namespace {
 constexpr std::array kKindNames = {
     "application", "position",    "region",       "ranging",   "request", "trigger",
     "dwelling",    "refusal",     "notification", "statistic", "http",    "cache",
-    "log",         "expectation", "withheld",     "login",     "breach"};
+    "log",         "expectation", "withheld",     "login",     "breach",  "state"};
 
 }  // namespace
 

@@ -26,7 +26,9 @@ enum class TimelineKind {
   withheld,
   login,
   breach,
+  state,
 };
+inline constexpr TimelineKind kLastTimelineKind = TimelineKind::state;
 
 /// "position", ...
 const char* timelineKindName(TimelineKind kind);

@@ -13,11 +13,6 @@ namespace ks::tool {
 
 namespace {
 
-const char* stateName(WhyLink::State state) {
-  static constexpr const char* kNames[] = {"holds", "broken", "unknown"};
-  return kNames[static_cast<std::size_t>(state)];
-}
-
 /// Lives through the file up to the moment; why that could not be done, or nothing.
 std::string follow(const WhyQuestion& question, const Scenario* scenario, Timeline& timeline) {
   if (scenario != nullptr) {
@@ -43,24 +38,15 @@ std::variant<WhyAnswer, std::string> explainFile(const WhyQuestion& question) {
     scenario = std::get<Scenario>(std::move(read));
     if (documents.empty()) documents = scenario->portal.documents;
   }
-  Explanation explanation(question.subject, documents.empty() ? std::vector<DocumentedZone>{}
-                                                              : documentedZones(documents));
+  const auto known = documents.empty() ? std::vector<DocumentedZone>{} : documentedZones(documents);
+  Chronicle chronicle;
   Timeline timeline;
-  timeline.listen([&](const TimelineEvent& event) { explanation.note(event); });
+  timeline.listen([&](const TimelineEvent& event) { chronicle.note(event); });
   std::string failure = follow(question, scenario ? &*scenario : nullptr, timeline);
   if (!failure.empty()) return failure;
-  return explanation.answer();
+  return explain(chronicle, question.subject, known);
 }
 
-std::string whyJson(const WhyAnswer& answer) {
-  std::vector<Value> links;
-  for (const WhyLink& link : answer.links) {
-    links.push_back(
-        Dictionary{{"link", link.name}, {"state", stateName(link.state)}, {"text", link.text}});
-  }
-  return jsonText(Dictionary{{"fired", answer.fired},
-                             {"links", Array(std::move(links))},
-                             {"conclusion", answer.conclusion}});
-}
+std::string whyJson(const WhyAnswer& answer) { return jsonText(whyDetails(answer)); }
 
 }  // namespace ks::tool

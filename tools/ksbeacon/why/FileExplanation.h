@@ -5,7 +5,7 @@
 #include <string>
 #include <variant>
 
-#include "tools/ksbeacon/why/Explanation.h"
+#include "tools/ksbeacon/explanation/Explanation.h"
 
 namespace ks::tool {
 
