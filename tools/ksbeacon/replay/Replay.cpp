@@ -206,13 +206,18 @@ class Replaying {
 
   void happened(const TimelineEvent& event) {
     if (!result_.departure.empty() || isDone_) return;
-    lastMoment_ = event.at;
     compare(event);
-    if (result_.departure.empty()) pass(event);
+    // Each run counts from its own beginning, the timeline from the first one's.
+    TimelineEvent told = event;
+    told.at += startOfProcess() - result_.start;
+    lastMoment_ = told.at;
+    if (result_.departure.empty()) pass(told);
   }
 
+  Date startOfProcess() const { return process_ ? process_->start() : result_.start; }
+
   void compare(const TimelineEvent& event) {
-    const auto mark = isChecked_ ? timelineMark(event, result_.start) : std::nullopt;
+    const auto mark = isChecked_ ? timelineMark(event, startOfProcess()) : std::nullopt;
     if (!mark) return;
     if (marks_.empty()) {
       // What stood in a torn block cannot be held against anything.
