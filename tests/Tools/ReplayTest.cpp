@@ -214,7 +214,7 @@ TEST(ComparisonTest, NamesOnlyWhatDiffers) {
     TimelineEvent event;
     event.kind = kind;
     event.at = Seconds{at};
-    event.details = {{"content", content}, {"action", "shown"}};
+    event.details = {{"content", content}, {"action", "announced"}};
     comparison.note(run, "kiosk.ksrec", event);
   };
   const auto fires = [&](Comparison::Run run, const char* content, double at) {

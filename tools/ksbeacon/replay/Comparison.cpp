@@ -20,15 +20,15 @@ std::string times(std::size_t count) {
 }  // namespace
 
 void Comparison::note(Run run, const std::string& day, const TimelineEvent& event) {
-  const bool isShown =
-      event.kind == TimelineKind::notification && event.details["action"].stringValue() == "shown";
-  if (event.kind != TimelineKind::trigger && !isShown) return;
+  const bool isAnnounced = event.kind == TimelineKind::notification &&
+                           event.details["action"].stringValue() == "announced";
+  if (event.kind != TimelineKind::trigger && !isAnnounced) return;
   const auto count = [run](Counts& counts) {
     ++(run == Run::before ? counts.before : counts.after);
   };
   Hour& hour = hours_[static_cast<int>(std::floor(event.at.count() / kSecondsPerHour))];
-  count(isShown ? hour.notified : hour.fired);
-  if (isShown) return count(notified_[day]);
+  count(isAnnounced ? hour.notified : hour.fired);
+  if (isAnnounced) return count(notified_[day]);
   auto& [before, after] = fired_[event.details["content"].stringValue().value_or("")];
   (run == Run::before ? before : after).emplace_back(day, event.at);
 }

@@ -127,6 +127,7 @@ int compare(const ReplayArguments& arguments) {
   }
   print(comparison, arguments.json);
   if (arguments.report.empty()) return kSuccess;
+  draft.readEntries(arguments.recordings.front());
   const Scenario day = draft.scenario(arguments.recordings.front(), last);
   return writeText(arguments.report, report.html(day))
              ? kSuccess
