@@ -2,6 +2,7 @@
 
 #include <ksbeacon/ksbeacon.hpp>
 #include <thread>
+#include <utility>
 
 #include "tests/Support/TemporaryFolder.h"
 
@@ -25,7 +26,10 @@ ksbeacon::Application application() {
 TEST(KsbeaconTest, ExceptionsOfHandlersComeOutOfTheCall) {
   const TemporaryFolder folder;
   ksbeacon::Handlers handlers;
-  handlers.onEvent = [](const ksbeacon::Event&) { throw std::domain_error("handler"); };
+  bool hasThrown = false;
+  handlers.onEvent = [&](const ksbeacon::Event&) {
+    if (!std::exchange(hasThrown, true)) throw std::domain_error("handler");
+  };
   auto device = ksbeacon::Device::embedded(application(), handlers, folder.path().string());
   device.start();
   EXPECT_THROW(while (device.runOnce(1000)){}, std::domain_error);
