@@ -4,36 +4,15 @@
 
 #include <filesystem>
 #include <memory>
-#include <string>
 
-#include "BeaconSDK/Classes/Beacon/Content/KSHTMLProximityZoneContent.h"
-#include "BeaconSDK/Classes/Beacon/KSPrivateBeacon.h"
 #include "BeaconSDK/Classes/Common/Foundation/Archives/NSKeyedUnarchiver.h"
 #include "BeaconSDK/Classes/Common/Foundation/NSFileManager+Helpers.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedPlatform.h"
+#include "bench/CachedBeacons.h"
 
 namespace {
 
-ks::Value beacons(std::int64_t count) {
-  std::vector<ks::Value> list;
-  for (std::int64_t i = 0; i < count; ++i) {
-    const std::string number = std::to_string(i);
-    const auto content = std::make_shared<KSHTMLProximityZoneContent>();
-    content->identifier = "content-" + number;
-    content->name = "Content " + number;
-    content->message = "A message about the thing that stands at place " + number;
-    content->repeatDelay = 3600;
-    const auto beacon = std::make_shared<KSPrivateBeacon>();
-    beacon->setIdentifier("beacon-" + number);
-    beacon->setName("Beacon " + number);
-    beacon->setUuid(ks::UUID::fromString("11223344-5566-4778-8899-AABBCCDDEEFF"));
-    beacon->setMajor(i / 1000);
-    beacon->setMinor(i % 1000 + 1);
-    beacon->setContent(content);
-    list.emplace_back(beacon);
-  }
-  return ks::Dictionary{{"location", ks::Array(std::move(list))}};
-}
+using ks::bench::beacons;
 
 std::filesystem::path file() { return ks::Platform::current().directories().temporary / "b.dat"; }
 

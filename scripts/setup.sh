@@ -2,10 +2,11 @@
 # Installs what building, running and testing need and the machine lacks. Debian 12; apt-get as root
 # or through sudo, and only when something is missing.
 #
-# usage: scripts/setup.sh build|test|packages|machine...
+# usage: scripts/setup.sh build|test|packages|bench|machine...
 #   build    what the library, the command and the demo need
 #   test     what ./test.sh needs on top of that
-#   packages what scripts/check-packages.sh needs on top of that
+#   packages what scripts/check-packages.sh needs on top of build
+#   bench    what bench/run.sh needs on top of build
 #   machine  what the virtual machine of ./test.sh long needs on top of that
 set -euo pipefail
 
@@ -29,6 +30,7 @@ test_packages=(
 )
 
 packages_packages=(dpkg-dev fakeroot gzip lintian mmdebstrap)
+bench_packages=(gnuplot-nox libbenchmark-dev libgtest-dev libplist-utils libsimdjson-dev python3 valgrind)
 machine_packages=(bluez busybox-static cpio kmod qemu-system-x86)
 
 wanted=()
@@ -37,10 +39,11 @@ for group in "${@:-build}"; do
     build) wanted+=("${build_packages[@]}") ;;
     test) wanted+=("${build_packages[@]}" "${test_packages[@]}") ;;
     packages) wanted+=("${build_packages[@]}" "${packages_packages[@]}") ;;
+    bench) wanted+=("${build_packages[@]}" "${bench_packages[@]}") ;;
     machine)
       wanted+=("${build_packages[@]}" "${test_packages[@]}" "${machine_packages[@]}")
       ;;
-    *) echo "setup: unknown group '$group' (build, test, packages or machine)" >&2; exit 2 ;;
+    *) echo "setup: unknown group '$group' (build, test, packages, bench or machine)" >&2; exit 2 ;;
   esac
 done
 
