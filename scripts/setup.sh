@@ -66,7 +66,7 @@ if [ "$(id -u)" -ne 0 ]; then
   fi
   as_root=(sudo)
 fi
-if is_installed libboost1.74-dev && printf '%s\n' "${missing[@]}" | grep -q '^libboost1.81-dev$'; then
+if is_installed libboost1.74-dev && [[ " ${missing[*]} " == *" libboost1.81-dev "* ]]; then
   echo "setup: libboost1.81-dev replaces the installed libboost1.74-dev"
 fi
 echo "setup: installing ${missing[*]}"
