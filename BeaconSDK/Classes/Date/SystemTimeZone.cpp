@@ -16,12 +16,9 @@ namespace {
 using std::chrono::duration_cast;
 using std::chrono::milliseconds;
 
-icu::UnicodeString identifierOf(const std::string& name) {
-  return icu::UnicodeString::fromUTF8({name.data(), static_cast<std::int32_t>(name.size())});
-}
-
 std::unique_ptr<icu::TimeZone> zoneOfICU(const std::string& name) {
-  return std::unique_ptr<icu::TimeZone>(icu::TimeZone::createTimeZone(identifierOf(name)));
+  return std::unique_ptr<icu::TimeZone>(
+      icu::TimeZone::createTimeZone(icu::UnicodeString::fromUTF8(name)));
 }
 
 /// The data list changes up to 2037; the last span ends with the data library's years.
@@ -40,7 +37,7 @@ bool changesForEver(const std::string& name) {
 class SystemTimeZone : public icu::TimeZone {
  public:
   explicit SystemTimeZone(const date::time_zone& zone)
-      : TimeZone(identifierOf(zone.name())), zone_(zone) {
+      : TimeZone(icu::UnicodeString::fromUTF8(zone.name())), zone_(zone) {
     if (changesForEver(zone.name())) afterwards_ = zoneOfICU(zone.name());
   }
 
@@ -113,6 +110,8 @@ class SystemTimeZone : public icu::TimeZone {
 }  // namespace
 
 std::unique_ptr<icu::TimeZone> systemTimeZone(const std::string& name) {
+  // The first look into the data lists all zones, which takes milliseconds.
+  if (name == "UTC") return zoneOfICU(name);
   try {
     return std::make_unique<SystemTimeZone>(*date::locate_zone(name));
   } catch (const std::exception&) {

@@ -18,8 +18,6 @@ namespace ks {
 
 namespace {
 
-/// Between two attempts to reach the bus: doubled from the first to the last.
-
 using Variant = GLibOwned<GVariant>;
 
 /// Empty when there is none. The session bus is looked for here because GLib would start one, and
