@@ -79,8 +79,10 @@ HostApplication::HostApplication(const Scenario& scenario,
 }
 
 HostApplication::~HostApplication() {
-  library_.reset();
+  // What the library cancels as it goes ends while it is half gone.
   listenToTransfers(nullptr);
+  if (recorded_) recorded_->setTransferListener(nullptr);
+  library_.reset();
   device_.location().setNoticeListener(nullptr);
   Platform::install(nullptr);
 }

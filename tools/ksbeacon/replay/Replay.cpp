@@ -66,6 +66,7 @@ class Process {
   ~Process() {
     stopped_.set(device_.clock().now());
     recorder_->follow(stopped_);
+    device_.setTransferListener(nullptr);
     host_.reset();
     runningHost_.reset();
     if (network_) network_->detach();
