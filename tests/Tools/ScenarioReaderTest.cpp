@@ -1,11 +1,13 @@
 #include <gmock/gmock.h>
 
+#include <set>
 #include <string>
 #include <variant>
 #include <vector>
 
 #include "tools/ksbeacon/scenario/GpxTrack.h"
 #include "tools/ksbeacon/scenario/ScenarioReader.h"
+#include "tools/ksbeacon/scenario/Visitor.h"
 
 namespace ks::tool {
 namespace {
@@ -30,7 +32,12 @@ const std::string kGood = R"({
     "outages": [{"from": 1, "to": 2}]
   },
   "events": [{"at": 30, "do": "setTag", "tag": "a", "value": "b"}],
-  "expect": [{"content": "c", "from": 10, "never": true}]
+  "expect": [{"content": "c", "from": 10, "never": true}],
+  "population": {"days": 2, "visits": [{"days": 2}],
+    "phones": [{"weight": 2, "bluetooth": false}],
+    "arrivals": [{"from": "0:01:00", "to": "0:05:00"}],
+    "places": [{"name": "gate", "at": {"east": 9}, "entry": 1, "stay": [5, 9], "ways": [{"to": "hall"}]},
+      {"name": "hall", "at": {"east": 20}, "ways": [{"to": "gate"}, {"leave": true, "weight": 3}]}]}
 })";
 
 std::string spoiled(const std::string& good, const std::string& bad) {
@@ -97,12 +104,51 @@ TEST(ScenarioReaderTest, NamesThePlaceOfEachMistake) {
        "18: expect[0].engine: expected one of running, starting, stopped, got \"runing\"; did you "
        "mean \"running\"?"},
       {"\"content\": \"c\"", "\"entered\": \"c\"", "18: expect[0]: expected an event \"look\""},
+      {"{\"to\": \"hall\"}", "{\"to\": \"hal\"}",
+       "22: population.places[0].ways[0].to: expected the name of a place; did you mean \"hall\"?"},
+      {"\"name\": \"hall\"", "\"name\": \"gate\"",
+       "23: population.places[1].name: expected a name"},
+      {"{\"leave\": true, \"weight\": 3}", "{\"leave\": true, \"weight\": 0}",
+       "22: population.places: expected a way from \"gate\" to a place where visitors leave"},
+      {"\"entry\": 1, ", "", "22: population.places: expected at least one with \"entry\" above 0"},
+      {"\"weight\": 2", "\"weight\": 0", "20: population.phones: expected at least one"},
+      {"\"visits\": [{\"days\": 2}]", "\"visits\": [{\"days\": 3}]",
+       "19: population.visits[0].days: expected a whole number from 1 to 2, got 3"},
+      {"\"0:05:00\"", "\"0:15:00\"",
+       "21: population.arrivals[0].to: expected seconds from 60 to 600"},
+      {"[5, 9]", "[9, 5]",
+       "22: population.places[0].stay: expected a number from 0 to 21600 s, or"},
       {"\"origin\": {\"latitude\": 45, \"longitude\": 7},", "",
        "8: beacons[0].at: expected degrees, because the scenario has no \"origin\""},
   };
   for (const auto& each : cases) {
     EXPECT_THAT(messageFor(spoiled(each.good, each.bad)), StartsWith("s.json:" + each.place));
   }
+}
+
+TEST(ScenarioReaderTest, MakesVisitorsFromTheirNumbersAlone) {
+  const Scenario scenario = std::get<Scenario>(readScenario(kGood, "s.json"));
+  std::set<double> starts;
+  for (std::uint64_t number = 1; number <= 50; ++number) {
+    const Scenario visitor = visitorOf(scenario, number);
+    const Scenario again = visitorOf(scenario, number);
+    EXPECT_EQ(visitor.seed, again.seed);
+    EXPECT_EQ(visitor.start, again.start);
+    const Seconds late = visitor.start - scenario.start;
+    EXPECT_TRUE(late >= Seconds{60} && late <= Seconds{300}) << late.count();
+    starts.insert(late.count());
+    // Bluetooth goes off at once, and the application is dead between the two days.
+    ASSERT_EQ(visitor.events.size(), 2U);
+    EXPECT_EQ(visitor.events[0].kind, Scenario::Event::Kind::setBluetooth);
+    EXPECT_EQ(visitor.events[1].kind, Scenario::Event::Kind::restart);
+    EXPECT_GT(visitor.events[1].downtime, Seconds{12 * 3600});
+    const SimulatedWalk walk(visitor.start, visitor.walk.stops);
+    EXPECT_EQ(walk.end() + visitor.walk.stops.back().pause + Seconds{60},
+              visitor.start + visitor.until);
+    // A fault of the first 20 seconds is over before anybody comes.
+    EXPECT_TRUE(visitor.faults.empty() && visitor.expectations.empty());
+  }
+  EXPECT_EQ(starts.size(), 50U);
 }
 
 TEST(ScenarioReaderTest, RefusesBrokenDocuments) {

@@ -38,8 +38,11 @@ def main():
         document = Draft202012Validator({**portal[file.stem], "$defs": portal})
         faults += [f"{file.name}: {e.message}" for e in document.iter_errors(json.loads(file.read_text()))]
     for file in sorted((source / "examples/scenarios").glob("*.json")):
-        faults += [f"{file.name}: {e.message}" for e in scenario.iter_errors(json.loads(file.read_text()))]
-        told = subprocess.run([command, "simulate", file, "--json", "--log"], capture_output=True, text=True)
+        content = json.loads(file.read_text())
+        faults += [f"{file.name}: {e.message}" for e in scenario.iter_errors(content)]
+        line = [command, "simulate", file, "--json", "--log"]
+        line += ["--visitor", "1"] if "population" in content else []
+        told = subprocess.run(line, capture_output=True, text=True)
         known = set()
         for line in told.stdout.splitlines():
             event = json.loads(line)

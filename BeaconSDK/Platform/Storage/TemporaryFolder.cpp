@@ -45,13 +45,18 @@ Result<TemporaryFolder> TemporaryFolder::make(std::string_view prefix) {
   std::error_code error;
   const fs::path base = fs::temp_directory_path(error);
   if (error) return fileError("use", "TMPDIR", error.value());
+  return make(prefix, base);
+}
+
+Result<TemporaryFolder> TemporaryFolder::make(std::string_view prefix, const fs::path& base) {
   removeAbandoned(base, prefix);
   std::string path = (base / prefix).string() + std::string(kRandomPart);
   if (::mkdtemp(path.data()) == nullptr) return fileError("make", path);
   (void)::chmod(path.c_str(), S_IRWXU);
   auto lock = FolderLock::acquire(path);
   if (lock) return TemporaryFolder(path, std::move(lock.value()));
-  fs::remove_all(path, error);
+  std::error_code ignored;
+  fs::remove_all(path, ignored);
   return lock.error();
 }
 

@@ -15,6 +15,8 @@ class TemporaryFolder {
   /// Creates "PREFIX-XXXXXX" in `$TMPDIR` or "/tmp". Removes folders of the same prefix that killed
   /// processes left.
   static Result<TemporaryFolder> make(std::string_view prefix);
+  /// The same in the folder `base`.
+  static Result<TemporaryFolder> make(std::string_view prefix, const std::filesystem::path& base);
   TemporaryFolder(TemporaryFolder&& other) noexcept;
   TemporaryFolder& operator=(TemporaryFolder&& other) noexcept;
   ~TemporaryFolder() { remove(); }

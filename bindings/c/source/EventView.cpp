@@ -11,6 +11,7 @@ namespace {
 using tool::TimelineKind;
 
 ks_event_kind kindOf(TimelineKind kind) {
+  if (kind == TimelineKind::presence) return KS_EVENT_PRESENCE;
   return kind <= TimelineKind::expectation ? static_cast<ks_event_kind>(kind) : KS_EVENT_OTHER;
 }
 static_assert(static_cast<int>(TimelineKind::trigger) == KS_EVENT_TRIGGER);
@@ -34,7 +35,7 @@ const char* detailMember(TimelineKind kind) {
 
 bool isDecision(TimelineKind kind) {
   return kind == TimelineKind::trigger || kind == TimelineKind::dwelling ||
-         kind == TimelineKind::refusal;
+         kind == TimelineKind::refusal || kind == TimelineKind::presence;
 }
 
 }  // namespace

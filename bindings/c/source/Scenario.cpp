@@ -5,7 +5,10 @@
 #include "bindings/c/source/Occupation.h"
 #include "tools/ksbeacon/replay/Replay.h"
 #include "tools/ksbeacon/scenario/ScenarioReader.h"
+#include "tools/ksbeacon/scenario/Visitor.h"
+#include "tools/ksbeacon/simulate/PopulationText.h"
 #include "tools/ksbeacon/simulate/Simulation.h"
+#include "tools/ksbeacon/simulate/SiteZones.h"
 #include "tools/ksbeacon/why/FileExplanation.h"
 
 namespace {
@@ -34,6 +37,22 @@ ks::tool::SimulationOptions simulationOptions(const ks_scenario_options& options
   return made;
 }
 
+std::vector<ks::tool::SiteZone> zonesOf(const ks::tool::Scenario& scenario) {
+  if (!scenario.population) {
+    throw Failure(KS_ERROR_INPUT, scenario.file.string() + R"(: expected a "population")");
+  }
+  auto zones = ks::tool::siteZones(scenario);
+  if (!zones) throw Failure(KS_ERROR_INPUT, zones.error().localizedDescription());
+  return std::move(zones.value());
+}
+
+/// What a campaign does, without what the device did for it.
+bool isEffect(ks::tool::TimelineKind kind) {
+  using enum ks::tool::TimelineKind;
+  return kind == trigger || kind == refusal || kind == notification || kind == statistic ||
+         kind == presence;
+}
+
 /// Hands events to the caller until it ends the run.
 class Listener {
  public:
@@ -42,7 +61,7 @@ class Listener {
 
   void follow(ks::tool::Timeline& timeline) {
     timeline.listen([this](const ks::tool::TimelineEvent& event) {
-      if (callback_ == nullptr || isEnded_) return;
+      if (callback_ == nullptr || isEnded_ || (effectsOnly && !isEffect(event.kind))) return;
       const ks::capi::EventView view(event, start);
       isEnded_ = callback_(userData_, &view.event()) != 0;
     });
@@ -55,6 +74,7 @@ class Listener {
 
   /// The moment from which events count.
   ks::Date start;
+  bool effectsOnly = false;
 
  private:
   Callback callback_;
@@ -83,9 +103,17 @@ ks_status ks_run_scenario(const char* path, const ks_scenario_options* given,
     const ks::capi::Occupation occupation;
     ks_scenario_options options{};
     if (given != nullptr) options = ks::capi::taken(given, "options");
-    const ks::tool::Scenario scenario = readScenario(ks::capi::required(path, "path"), options);
+    ks::tool::Scenario scenario = readScenario(ks::capi::required(path, "path"), options);
     ks::tool::SimulationOptions simulation = simulationOptions(options);
+    if (options.visitor != 0) {
+      const auto zones = zonesOf(scenario);
+      if (options.has_seed != 0) scenario.seed = options.seed;
+      simulation.seed.reset();
+      scenario = ks::tool::visitorOf(scenario, options.visitor);
+      simulation.presences = ks::tool::presencesOf(scenario, zones);
+    }
     Listener listener(event, user_data);
+    listener.effectsOnly = options.effects_only != 0;
     listener.start = scenario.start;
     simulation.isInterrupted = [&] { return listener.isEnded(); };
     ks::tool::Timeline timeline;
@@ -94,6 +122,17 @@ ks_status ks_run_scenario(const char* path, const ks_scenario_options* given,
     if (!outcome.failure.empty()) throw Failure(KS_ERROR_INPUT, outcome.failure);
     listener.check();
     report(outcome, result);
+  });
+}
+
+ks_status ks_population(const char* path, const ks_scenario_options* given,
+                        void (*told)(void*, const char*), void* user_data) {
+  return ks::capi::guarded([&] {
+    if (told == nullptr) throw Failure(KS_ERROR_ARGUMENT, "told is null");
+    ks_scenario_options options{};
+    if (given != nullptr) options = ks::capi::taken(given, "options");
+    const auto scenario = readScenario(ks::capi::required(path, "path"), options);
+    told(user_data, ks::tool::populationJson(scenario, zonesOf(scenario)).c_str());
   });
 }
 

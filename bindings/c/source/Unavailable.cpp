@@ -14,6 +14,11 @@ ks_status ks_run_scenario(const char*, const ks_scenario_options*,
   return ks::capi::fail(KS_ERROR_UNAVAILABLE, "this build has no simulated device");
 }
 
+ks_status ks_population(const char*, const ks_scenario_options*, void (*)(void*, const char*),
+                        void*) {
+  return ks::capi::fail(KS_ERROR_UNAVAILABLE, "this build has no simulated device");
+}
+
 ks_status ks_replay(const char*, const ks_scenario_options*, int32_t (*)(void*, const ks_event*),
                     void*) {
   return ks::capi::fail(KS_ERROR_UNAVAILABLE, "this build has no recordings");

@@ -29,6 +29,7 @@ class Kind(IntEnum):
     CACHE = 11
     LOG = 12
     EXPECTATION = 13
+    PRESENCE = 14
     OTHER = 255
 
 
@@ -46,7 +47,7 @@ class Event:
     json: str
     content: str | None
     zone: str | None
-    #: Whether it is an entry, for triggers, waits and refusals.
+    #: Whether it is an entry, for triggers, waits, refusals and presences.
     entering: bool | None
     #: A refusal's rule, a notification's action, a region's change, a statistic's event.
     detail: str | None

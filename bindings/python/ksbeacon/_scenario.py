@@ -91,10 +91,15 @@ class Scenario:
         documents: str | os.PathLike[str] | None = None,
         every_ranging: bool = False,
         log: bool = False,
+        visitor: int = 0,
+        effects_only: bool = False,
         on_event: Callable[[Event], object] | None = None,
         keep_events: bool = True,
     ) -> Walk:
         """Lives through the scenario; equal arguments give equal events.
+
+        With `visitor`, from 1, as that visitor of its population. `effects_only` leaves only
+        triggers, refusals, notifications, statistics and presences.
 
         Raises `InputError` for mistakes in the scenario or its documents, and whatever `on_event`
         raises, which ends the run.
@@ -109,6 +114,8 @@ class Scenario:
             documents=documents,
             every_ranging=int(every_ranging),
             log=int(log),
+            visitor=visitor,
+            effects_only=int(effects_only),
         )
         result = Structure("ks_scenario_result")
         status = lib.ks_run_scenario(
@@ -116,6 +123,18 @@ class Scenario:
         )
         listener.check(status)
         return Walk(listener.events, result.pointer.expectations, result.pointer.met)
+
+    def population(self, documents: str | os.PathLike[str] | None = None) -> dict[str, Any]:
+        """The scenario's population: "visitors", "days", "places", "zones" and more.
+
+        Raises `InputError` for mistakes in the scenario or its documents.
+        """
+        options = Structure("ks_scenario_options", documents=documents)
+        return told(
+            lambda answer: check(
+                lib.ks_population(os.fspath(self.path).encode(), options.pointer, answer, ffi.NULL)
+            )
+        )
 
     def why(self, name: str, at: float = -1) -> dict[str, Any]:
         """Why a content fired or did not, `at` seconds after the start or at the end."""

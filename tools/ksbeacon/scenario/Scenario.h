@@ -15,6 +15,7 @@
 #include "BeaconSDK/Platform/Simulated/SimulatedPositions.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedPropagation.h"
 #include "BeaconSDK/Platform/Simulated/SimulatedWalk.h"
+#include "tools/ksbeacon/scenario/Population.h"
 
 namespace ks::tool {
 
@@ -175,6 +176,7 @@ struct Scenario {
   std::vector<Event> events;
   std::vector<Fault> faults;
   std::vector<Expectation> expectations;
+  std::optional<Population> population;
 };
 
 /// "becomeActive", ...: in the order of the events' kinds.

@@ -73,6 +73,19 @@ CLAuthorizationStatus readPermission(ObjectReader& reader, std::string_view name
   return static_cast<CLAuthorizationStatus>(reader.choice(name, permissionNames(), kAlways));
 }
 
+std::vector<std::string> readCategories(ObjectReader& reader, std::string_view name) {
+  std::vector<std::string> categories;
+  reader.each(name, [&](const JsonNode& item, const std::string& path) {
+    if (item.string() != nullptr && !item.string()->empty()) {
+      categories.push_back(*item.string());
+    } else {
+      reader.mistakes().add(item, path,
+                            "expected a category's identifier as text, got " + item.inWords());
+    }
+  });
+  return categories;
+}
+
 ScenarioParts::ScenarioParts(ObjectReader& document, Date start, Seconds until,
                              std::filesystem::path folder)
     : mistakes_(document.mistakes()), start_(start), until_(until), folder_(std::move(folder)) {

@@ -22,6 +22,8 @@ std::string readTimeZone(ObjectReader& reader, std::string_view name);
 void readLocale(ObjectReader& reader, std::string_view name, std::string& language,
                 std::string& country);
 CLAuthorizationStatus readPermission(ObjectReader& reader, std::string_view name);
+/// A list of categories' identifiers.
+std::vector<std::string> readCategories(ObjectReader& reader, std::string_view name);
 
 /// Reads the entries of a scenario's lists, which share its origin, start and length.
 class ScenarioParts {
@@ -35,11 +37,11 @@ class ScenarioParts {
   Scenario::Event event(const JsonNode& node, const std::string& path) const;
   Scenario::Fault fault(const JsonNode& node, const std::string& path) const;
   Scenario::Expectation expectation(const JsonNode& node, const std::string& path) const;
+  /// Degrees, or metres east and north of the origin.
+  CLLocationCoordinate2D position(ObjectReader& reader, std::string_view name) const;
 
  private:
   std::vector<std::string_view> readDeviceEvent(ObjectReader& reader, Scenario::Event& event) const;
-  /// Degrees, or metres east and north of the origin.
-  CLLocationCoordinate2D position(ObjectReader& reader, std::string_view name) const;
   void readSteps(ObjectReader& reader, Scenario::Walk& walk) const;
   void readTrack(ObjectReader& reader, Scenario::Walk& walk) const;
   SimulatedBattery battery(const JsonNode& node, const std::string& path) const;

@@ -7,6 +7,7 @@
 #include "tools/ksbeacon/documents/ObjectReader.h"
 #include "tools/ksbeacon/output/Suggestion.h"
 #include "tools/ksbeacon/scenario/GpxTrack.h"
+#include "tools/ksbeacon/scenario/PopulationReader.h"
 #include "tools/ksbeacon/scenario/ScenarioParts.h"
 
 namespace ks::tool {
@@ -91,13 +92,7 @@ void readApplication(const JsonNode& node, Scenario& scenario, Mistakes& mistake
       application.tags.emplace_back(name, each.text(name));
     }
   }
-  reader.each("disabledCategories", [&](const JsonNode& item, const std::string& path) {
-    if (item.string() != nullptr && !item.string()->empty()) {
-      application.disabledCategories.push_back(*item.string());
-    } else {
-      mistakes.add(item, path, "expected a category's identifier as text, got " + item.inWords());
-    }
-  });
+  application.disabledCategories = readCategories(reader, "disabledCategories");
 }
 
 /// Events and expectations that name what must stand elsewhere in the scenario.
@@ -126,10 +121,10 @@ void checkPlan(const Scenario& scenario, Mistakes& mistakes) {
 }
 
 Scenario readDocument(const JsonNode& document, const std::string& file, Mistakes& mistakes) {
-  ObjectReader reader(
-      document, "", mistakes,
-      {"$schema", "title", "start", "timeZone", "locale", "until", "seed", "permission", "origin",
-       "pathLoss", "radio", "portal", "application", "beacons", "walk", "events", "expect"});
+  ObjectReader reader(document, "", mistakes,
+                      {"$schema", "title", "start", "timeZone", "locale", "until", "seed",
+                       "permission", "origin", "pathLoss", "radio", "portal", "application",
+                       "beacons", "walk", "events", "expect", "population"});
   Scenario scenario;
   scenario.file = file;
   scenario.title = reader.text("title", scenario.file.stem().string());
@@ -160,6 +155,9 @@ Scenario readDocument(const JsonNode& document, const std::string& file, Mistake
     scenario.expectations.push_back(parts.expectation(item, path));
   });
   checkPlan(scenario, mistakes);
+  if (const JsonNode* const population = reader.find("population")) {
+    scenario.population = readPopulation(*population, parts, scenario.until, mistakes);
+  }
   return scenario;
 }
 

@@ -24,6 +24,7 @@ void addSimulateCommand(CLI::App& app, int& code) {
       "  ksbeacon simulate demo.json --record day.ksrec           for ksbeacon replay\n"
       "  ksbeacon simulate demo.json --repeat 100                 how often does each content "
       "fire?\n"
+      "  ksbeacon simulate visitors.json --visitor 7              one of the population\n"
       "  ksbeacon simulate demo.json --speed 10                   ten times faster than real time\n"
       "  ksbeacon simulate demo.json --state ~/device             keep the device's files\n"
       "  ksbeacon simulate demo.json --portal http://127.0.0.1:8080/app\n"
@@ -42,6 +43,11 @@ void addSimulateCommand(CLI::App& app, int& code) {
   command->add_option("--seed", arguments->seed, "Seed of all noise, instead of the scenario's")
       ->type_name("NUMBER")
       ->check(numberBetween<std::uint64_t>(0, 1'000'000'000'000'000));
+  command
+      ->add_option("--visitor", arguments->visitor,
+                   "Walk as this visitor of the scenario's population, from 1")
+      ->type_name("NUMBER")
+      ->check(numberBetween<std::uint64_t>(1, 1'000'000'000));
   command
       ->add_option("--state", arguments->state, "Folder of the device's files, kept between runs")
       ->type_name("DIR");

@@ -20,11 +20,13 @@
 #include "tools/ksbeacon/output/Terminal.h"
 #include "tools/ksbeacon/report/ReportPage.h"
 #include "tools/ksbeacon/scenario/ScenarioReader.h"
+#include "tools/ksbeacon/scenario/Visitor.h"
 #include "tools/ksbeacon/simulate/ExpectedNames.h"
 #include "tools/ksbeacon/simulate/Interruption.h"
 #include "tools/ksbeacon/simulate/ProgressLine.h"
 #include "tools/ksbeacon/simulate/RepeatedWalks.h"
 #include "tools/ksbeacon/simulate/Simulation.h"
+#include "tools/ksbeacon/simulate/SiteZones.h"
 
 namespace ks::tool {
 
@@ -167,6 +169,15 @@ int runSimulateJob(const SimulateArguments& arguments) {
   }
   SimulationOptions options = optionsFor(arguments);
   const bool isOwnPortal = options.portalURL.empty();
+  if (arguments.visitor > 0) {
+    if (!scenario.population) {
+      return complain(arguments.scenario + R"(: --visitor needs a "population")", kUsage);
+    }
+    scenario = visitorOf(scenario, arguments.visitor);
+    const auto zones = siteZones(scenario);
+    if (!zones) return complain(zones.error().localizedDescription(), kUsage);
+    options.presences = presencesOf(scenario, zones.value());
+  }
   const auto unknown = isOwnPortal ? unknownExpectedName(scenario) : std::nullopt;
   if (unknown) return complain(unknown->message(), kUsage);
   if (!isOwnPortal && !scenario.faults.empty()) {

@@ -16,6 +16,8 @@ struct SimulateArguments {
   /// Seconds; below 0: to the scenario's end.
   double until = -1;
   std::optional<std::uint64_t> seed;
+  /// Of the scenario's population; 0: its own walk.
+  std::uint64_t visitor = 0;
   std::string state;
   std::string portal;
   std::string report;

@@ -69,7 +69,7 @@ class Run {
         url_(std::move(url)),
         end_(std::min(options.until.value_or(scenario.until), scenario.until)),
         permission_(scenario.permission) {
-    if (options.state.empty()) temporary_ = std::make_unique<TemporaryFolder>();
+    if (options.state.empty()) temporary_ = TemporaryFolder::inMemory();
     plan();
   }
 
@@ -101,6 +101,12 @@ class Run {
       for (const Seconds moment : {fault.from, fault.to}) {
         agenda_.emplace(moment, [this, moment] { applyFaults(moment); });
       }
+    }
+    for (const TimelineEvent& presence : options_.presences) {
+      agenda_.emplace(presence.at, [this, &presence] {
+        stopped_.set(scenario_.start + presence.at);
+        recorder_->say(presence.kind, presence.text, presence.details);
+      });
     }
     for (const Scenario::Event& event : scenario_.events) {
       if (event.kind != Kind::restart) {
@@ -231,7 +237,7 @@ class Run {
   bool hasNetwork_ = true;
   std::string failure_;
   /// Of a device that nobody wants to keep.
-  std::unique_ptr<TemporaryFolder> temporary_;
+  std::optional<TemporaryFolder> temporary_;
   std::multimap<Seconds, std::function<void()>> agenda_;
   StoppedClock stopped_;
   std::unique_ptr<HostApplication> application_;

@@ -27,6 +27,8 @@ struct SimulationOptions {
   WalkPortal::Starter startPortal = startSitePortal;
   /// Records what enters the device; null for nobody.
   RecordingWriter* recording = nullptr;
+  /// Lines of the timeline about the visitor: `presencesOf`.
+  std::vector<TimelineEvent> presences;
   bool log = false;
   /// Each ranging result with all its beacons; otherwise only changes, which is faster.
   bool everyRanging = true;

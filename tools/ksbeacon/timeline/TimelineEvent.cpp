@@ -10,9 +10,9 @@ namespace ks::tool {
 namespace {
 
 constexpr std::array kKindNames = {
-    "application", "position",    "region",       "ranging",   "request", "trigger",
-    "dwelling",    "refusal",     "notification", "statistic", "http",    "cache",
-    "log",         "expectation", "withheld",     "login",     "breach",  "state"};
+    "application", "position",     "region",    "ranging", "request", "trigger", "dwelling",
+    "refusal",     "notification", "statistic", "http",    "cache",   "log",     "expectation",
+    "withheld",    "login",        "breach",    "state",   "presence"};
 
 }  // namespace
 

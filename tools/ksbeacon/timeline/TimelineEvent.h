@@ -27,8 +27,9 @@ enum class TimelineKind {
   login,
   breach,
   state,
+  presence,
 };
-inline constexpr TimelineKind kLastTimelineKind = TimelineKind::state;
+inline constexpr TimelineKind kLastTimelineKind = TimelineKind::presence;
 
 /// "position", ...
 const char* timelineKindName(TimelineKind kind);

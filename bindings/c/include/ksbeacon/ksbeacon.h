@@ -76,6 +76,7 @@ enum {
   KS_EVENT_CACHE = 11,
   KS_EVENT_LOG = 12,
   KS_EVENT_EXPECTATION = 13,
+  KS_EVENT_PRESENCE = 14,
   /* A kind without a number in this version; its name is in `json`. */
   KS_EVENT_OTHER = 255
 };
@@ -94,7 +95,7 @@ typedef struct ks_event {
   /* The content's and the zone's identifier; may be null. */
   const char* content;
   const char* zone;
-  /* For triggers, waits and refusals: 1 for an entry, 0 for an exit; else -1. */
+  /* For triggers, waits, refusals and presences: 1 for an entry, 0 for an exit; else -1. */
   int32_t entering;
   /* A refusal's rule, a notification's action, a region's change, a statistic's event; else null.
    */
@@ -272,6 +273,12 @@ typedef struct ks_scenario_options {
   uint32_t every_ranging;
   /* Non-zero: the library's trace as events. */
   uint32_t log;
+  /* Runs as this visitor of the scenario's population, from 1; 0: the scenario's own walk. Events
+   * then count from the visitor's arrival. */
+  uint64_t visitor;
+  /* Non-zero: only triggers, refusals, notifications, statistics and presences are events. */
+  uint32_t effects_only;
+  uint32_t reserved;
 } ks_scenario_options;
 
 typedef struct ks_scenario_result {
@@ -289,6 +296,12 @@ typedef struct ks_scenario_result {
 KS_API ks_status ks_run_scenario(const char* path, const ks_scenario_options* options,
                                  int32_t (*event)(void* user_data, const ks_event* event),
                                  void* user_data, ks_scenario_result* result);
+/* Calls `told` with the population of a scenario as one JSON object: "visitors", "days", "places",
+ * "zones" with what the portal's documents have there, and more. Of `options`
+ * only `documents` applies. KS_ERROR_INPUT when the scenario has no population, or the
+ * documents have a mistake. */
+KS_API ks_status ks_population(const char* path, const ks_scenario_options* options,
+                               void (*told)(void* user_data, const char* json), void* user_data);
 /* Replays a recording and checks that everything happens as recorded; returns KS_ERROR_STATE,
  * with the first difference, where it does not. Of `options` only `until`, `refinements`,
  * `documents` and `every_ranging` apply; with other refinements or documents nothing is
