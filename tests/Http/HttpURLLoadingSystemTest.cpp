@@ -226,6 +226,7 @@ TEST_F(HttpURLLoadingSystemTest, FetchesDataOnCallingThread) {
   });
   options.dataTimeout = Seconds{1};
   options.maximumBodySize = 1000;
+  options.allowsLocalData = true;
   makeSystem();
   const auto data = system->dataWithContentsOfURL({server.url("/image")});
   ASSERT_TRUE(data);
@@ -239,6 +240,20 @@ TEST_F(HttpURLLoadingSystemTest, FetchesDataOnCallingThread) {
   EXPECT_FALSE(system->dataWithContentsOfURL({server.url("/image")}, {60, Seconds{-1}}));
   EXPECT_EQ(log->exchanges.size(), 8U);
   EXPECT_EQ(log->started, 8);
+}
+
+TEST_F(HttpURLLoadingSystemTest, FetchesNoDataFromThisDevice) {
+  LoopbackServer server([](auto&) { return RawReply{httpReply("secret")}; });
+  const std::string port = server.url("").substr(server.url("").rfind(':'));
+  makeSystem();
+  for (const std::string host :
+       {"127.0.0.1", "localhost", "127.9.9.9", "2130706433", "0.0.0.0", "[::1]",
+        "[::ffff:127.0.0.1]", "169.254.169.254", "[fe80::1%25lo]"}) {
+    EXPECT_FALSE(system->dataWithContentsOfURL({"http://" + host + port + "/x"})) << host;
+  }
+  EXPECT_THAT(server.requests(), testing::IsEmpty());
+  fetch(request(server.url("/portal")));
+  EXPECT_TRUE(system->dataWithContentsOfURL({server.url("/x")})) << "a portal of this device";
 }
 
 TEST(HttpWorkerTest, EndIsNotWaitedForWithoutLimit) {

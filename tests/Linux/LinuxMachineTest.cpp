@@ -160,9 +160,9 @@ TEST(LinuxConsoleTest, PrefixesEachLine) {
   const int out = ::open(file.c_str(), O_CREAT | O_WRONLY, 0600);
   struct stat found = {};
   ASSERT_EQ(::fstat(out, &found), 0);
-  LinuxConsole("kiosk", out).log("one\ntwo\x1B[31m");
+  LinuxConsole("kiosk", out).log("one\ntwo\x1B[31m\xC2\x9B\xE2\x80\xAE");
   const std::string prefix = "kiosk[" + std::to_string(::getpid()) + "]: ";
-  EXPECT_EQ(readText(file), prefix + "one\n" + prefix + "two?[31m\n");
+  EXPECT_EQ(readText(file), prefix + "one\n" + prefix + "two [31m  \n");
   const std::string stream = std::to_string(found.st_dev) + ":" + std::to_string(found.st_ino);
   const Variable journal("JOURNAL_STREAM", stream.c_str());
   LinuxConsole("kiosk", out).log("three");

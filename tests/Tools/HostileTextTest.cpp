@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "BeaconSDK/Platform/Common/PrintableText.h"
 #include "tests/Support/TemporaryFolder.h"
 #include "tests/Tools/CommandRunner.h"
-#include "tools/ksbeacon/output/PrintableText.h"
 
 namespace ks::tool {
 namespace {

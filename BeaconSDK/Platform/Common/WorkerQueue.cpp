@@ -1,10 +1,8 @@
 #include "BeaconSDK/Platform/Common/WorkerQueue.h"
 
-#include <pthread.h>
-
 #include <algorithm>
-#include <string>
 
+#include "BeaconSDK/Platform/Common/NamedThread.h"
 #include "BeaconSDK/Platform/Common/SystemClock.h"
 
 namespace ks {
@@ -15,11 +13,8 @@ constexpr Seconds kLongestWait{24.0 * 60 * 60};
 
 }  // namespace
 
-WorkerQueue::WorkerQueue(const char* name) : thread_([shared = shared_] { run(shared); }) {
-  constexpr std::size_t kLongestThreadName = 15;
-  pthread_setname_np(thread_.native_handle(),
-                     std::string(name).substr(0, kLongestThreadName).c_str());
-}
+WorkerQueue::WorkerQueue(const char* name)
+    : thread_(startThread(name, [shared = shared_] { run(shared); })) {}
 
 WorkerQueue::~WorkerQueue() {
   {

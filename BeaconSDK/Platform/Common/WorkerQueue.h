@@ -15,7 +15,8 @@ namespace ks {
 /// then runs to its end.
 class WorkerQueue : public DispatchQueue {
  public:
-  /// `name` shows in debuggers; at most 15 characters of it.
+  /// `name` shows in debuggers; at most 15 characters of it. Throws `std::system_error`, naming the
+  /// queue, if there is no thread to be had.
   explicit WorkerQueue(const char* name);
   WorkerQueue(const WorkerQueue&) = delete;
   WorkerQueue& operator=(const WorkerQueue&) = delete;

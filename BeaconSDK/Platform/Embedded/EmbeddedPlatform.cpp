@@ -55,6 +55,7 @@ HttpOptions httpOptions(const EmbeddedPlatformOptions& options, const Directorie
   http.temporaryDirectory = directories.temporary;
   http.additionalCertificateAuthorities = options.additionalCertificateAuthorities;
   http.publicKeyPins = options.publicKeyPins;
+  http.allowsLocalData = options.allowsLocalPictures;
   http.clock = &clock;
   http.warn = [&console](const std::string& text) { console.log(text); };
   return http;

@@ -40,6 +40,9 @@ struct EmbeddedPlatformOptions {
   /// Public keys accepted for a host, by its name in lower case: "sha256//BASE64", several
   /// separated by ';'.
   std::map<std::string, std::string> publicKeyPins;
+  /// Whether contents may have pictures at plain HTTP addresses of this device or of its link.
+  /// Allowed in any case with a portal that runs on this device.
+  bool allowsLocalPictures = false;
   /// Observes every transfer; held weakly.
   std::weak_ptr<HttpObserver> httpObserver;
   /// Called with each log line, on any thread; may be null.

@@ -1,17 +1,20 @@
 #include "BeaconSDK/Platform/Http/CurlRequest.h"
 
 #include <fcntl.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <string_view>
 #include <system_error>
 
 #include "BeaconSDK/Platform/Http/HttpErrors.h"
 #include "BeaconSDK/Platform/Http/HttpRules.h"
+#include "BeaconSDK/Platform/Http/LocalAddress.h"
 
 namespace ks {
 
@@ -52,6 +55,13 @@ struct CurlRequest::Callbacks {
   }
   static std::size_t read(char* space, std::size_t size, std::size_t count, void* self) {
     return of(self).readBody({space, size * count});
+  }
+  static curl_socket_t openSocket(void* self, curlsocktype, curl_sockaddr* address) {
+    sockaddr_storage storage = {};
+    std::memcpy(&storage, &address->addr, std::min<std::size_t>(address->addrlen, sizeof storage));
+    of(self).isRefused_ = isLocalAddress(storage);
+    if (of(self).isRefused_) return CURL_SOCKET_BAD;
+    return ::socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
   }
   static int progress(void* self, curl_off_t, curl_off_t received, curl_off_t, curl_off_t sent) {
     CurlRequest& request = of(self);
@@ -136,6 +146,15 @@ void CurlRequest::setURL() {
   // No proxy reaches this device's own loopback.
   if (HttpRules::isLoopback(host)) set(handle_, CURLOPT_PROXY, "");
   configureTrust(host);
+}
+
+void CurlRequest::refuseLocalAddresses() {
+  const bool isDirect = HttpRules::isLoopback(HttpRules::hostName(request_.url));
+  // Those that libcurl takes a proxy for plain HTTP from.
+  const auto isSet = [](const char* name) { return std::getenv(name) != nullptr; };
+  if (!isDirect && (isSet("http_proxy") || isSet("all_proxy") || isSet("ALL_PROXY"))) return;
+  set(handle_, CURLOPT_OPENSOCKETFUNCTION, Callbacks::openSocket);
+  set(handle_, CURLOPT_OPENSOCKETDATA, this);
 }
 
 void CurlRequest::setFields() {
@@ -235,6 +254,8 @@ void CurlRequest::didEnd(CURLcode result) {
     error = static_cast<std::uint64_t>(received_) > options_.maximumBodySize
                 ? urlError(NSURLError::dataLengthExceedsMaximum, "the reply is too long")
                 : urlError(NSURLError::unknown, "the file to upload became shorter");
+  } else if (result != CURLE_OK && isRefused_) {
+    error = urlError(NSURLError::cannotConnectToHost, "nothing is fetched from this device itself");
   } else if (result != CURLE_OK) {
     error = urlErrorFrom(result, detail_.data());
   } else if (!headIsWhole_ || statusCode() < 200) {

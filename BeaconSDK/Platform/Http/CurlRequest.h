@@ -54,6 +54,9 @@ class CurlRequest {
   CurlRequest(const CurlRequest&) = delete;
   CurlRequest& operator=(const CurlRequest&) = delete;
 
+  /// Makes the request fail instead of connecting to an address that `isLocalAddress`; a proxy may
+  /// have any. Before `start`.
+  void refuseLocalAddresses();
   /// Begins; returns why it cannot, as when the upload's file cannot be read.
   std::optional<Error> start();
   /// 0 before the final reply's head arrived.
@@ -90,6 +93,7 @@ class CurlRequest {
   std::uint64_t bodyRead_ = 0;
   std::size_t headSize_ = 0;
   bool headIsWhole_ = false;
+  bool isRefused_ = false;
   curl_off_t received_ = 0;
   curl_off_t sent_ = 0;
 };

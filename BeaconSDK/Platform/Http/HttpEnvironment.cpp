@@ -68,9 +68,13 @@ bool HttpEnvironment::withClient(std::uint64_t number, std::function<void(HttpCl
 }
 
 void HttpEnvironment::checkPrivacy(const NSURLRequest& request) {
-  if (!options_.warn || !HttpRules::isPlain(request.url)) return;
+  if (!HttpRules::isPlain(request.url)) return;
   const std::string host = HttpRules::hostName(request.url);
-  if (HttpRules::isLoopback(host) || hasWarned_.exchange(true)) return;
+  if (HttpRules::isLoopback(host)) {
+    hasLocalPortal_ = true;
+    return;
+  }
+  if (!options_.warn || hasWarned_.exchange(true)) return;
   options_.warn("requests to " + host +
                 " go over plain HTTP: others on the network can read the credentials");
 }

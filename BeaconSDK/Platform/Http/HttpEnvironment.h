@@ -37,7 +37,10 @@ class HttpEnvironment : public std::enable_shared_from_this<HttpEnvironment> {
   std::uint64_t beginTransfer();
   void announceReport(std::uint64_t id);
   void endTransfer(const HttpExchange& exchange);
-  /// Warns once when credentials would cross a network in clear.
+  /// Whether data may be fetched from this device, see `HttpOptions`.
+  bool allowsLocalData() const { return options_.allowsLocalData || hasLocalPortal_; }
+  /// Looks at where a session's request goes: warns once when credentials would cross a network in
+  /// clear.
   void checkPrivacy(const NSURLRequest& request);
 
  private:
@@ -45,6 +48,7 @@ class HttpEnvironment : public std::enable_shared_from_this<HttpEnvironment> {
   const std::weak_ptr<HttpObserver> observer_;
   std::atomic<bool> isClosed_ = false;
   std::atomic<bool> hasWarned_ = false;
+  std::atomic<bool> hasLocalPortal_ = false;
   std::atomic<std::uint64_t> lastClient_ = 0;
   CurlRequestOptions requestOptions_;
   const std::shared_ptr<HttpWorker> worker_;

@@ -24,6 +24,10 @@ struct HttpOptions {
   std::uint64_t maximumBodySize = 64ULL * 1024 * 1024;
   /// Maximum time of `dataWithContentsOfURL`, whatever its caller allows.
   Seconds dataTimeout{60};
+  /// Whether `dataWithContentsOfURL` and `loadData` may fetch over plain HTTP from this device
+  /// itself and from link-local addresses. Even when false they may once a session's request has
+  /// gone to this device, as to a portal that runs on it.
+  bool allowsLocalData = false;
   /// Clock for the age of stored documents; must outlive the loading system and its sessions. Null:
   /// the system's clock.
   const Clock* clock = nullptr;

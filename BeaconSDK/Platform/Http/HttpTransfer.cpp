@@ -60,6 +60,9 @@ bool HttpTransfer::restoreDocument() {
 void HttpTransfer::send() {
   silence_.start(job_.requestTimeout);
   request_ = std::make_unique<CurlRequest>(worker_, options_, current_, uploadFile_, *this);
+  if (job_.refusesLocalAddresses && HttpRules::isPlain(current_.url)) {
+    request_->refuseLocalAddresses();
+  }
   if (const auto error = request_->start()) fail(*error);
 }
 

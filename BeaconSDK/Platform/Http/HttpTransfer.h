@@ -33,6 +33,8 @@ struct HttpJob {
   Seconds requestTimeout{60};
   Seconds resourceTimeout{60};
   std::uint64_t maximumBodySize = 0;
+  /// See `CurlRequest::refuseLocalAddresses`; for plain HTTP alone.
+  bool refusesLocalAddresses = false;
 };
 
 /// What came of it.

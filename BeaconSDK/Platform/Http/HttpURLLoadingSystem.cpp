@@ -50,6 +50,7 @@ bool HttpURLLoadingSystem::Impl::startData(
   job.requestTimeout = std::min(limits.time, environment->options().dataTimeout);
   job.resourceTimeout = job.requestTimeout;
   job.maximumBodySize = std::min(limits.size, environment->options().maximumBodySize);
+  job.refusesLocalAddresses = !environment->allowsLocalData();
   const DataTransfer transfer{environment, std::move(job)};
   return environment->withClient(dataClient, [transfer, end = std::move(end)](HttpClient& client) {
     client.add(transfer.job,

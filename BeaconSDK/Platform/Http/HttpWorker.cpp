@@ -1,9 +1,10 @@
 #include "BeaconSDK/Platform/Http/HttpWorker.h"
 
-#include <pthread.h>
-
 #include <algorithm>
 #include <csignal>
+#include <new>
+
+#include "BeaconSDK/Platform/Common/NamedThread.h"
 
 namespace ks {
 
@@ -13,6 +14,9 @@ namespace {
 constexpr long kIdleConnections = 16;
 /// Bounds a wait; libcurl, posted work and timers all end it earlier.
 constexpr std::chrono::milliseconds kLongestWait{60'000};
+/// The same where the system had no descriptors left for libcurl's wake-up: posted work waits for
+/// the end of the wait then.
+constexpr std::chrono::milliseconds kLongestDeafWait{20};
 
 void initializeLibrary() {
   static const CURLcode once = curl_global_init(CURL_GLOBAL_DEFAULT);
@@ -24,11 +28,13 @@ void initializeLibrary() {
 std::shared_ptr<HttpWorker> HttpWorker::start(const char* threadName) {
   initializeLibrary();
   std::shared_ptr<HttpWorker> worker(new HttpWorker);
-  worker->thread_ = std::thread([worker, threadName] { worker->run(threadName); });
+  worker->thread_ = startThread(threadName, [worker] { worker->run(); });
   return worker;
 }
 
 HttpWorker::HttpWorker() : multi_(curl_multi_init()) {
+  if (!multi_) throw std::bad_alloc();
+  longestWait_ = curl_multi_wakeup(multi_.get()) == CURLM_OK ? kLongestWait : kLongestDeafWait;
   curl_multi_setopt(multi_.get(), CURLMOPT_MAXCONNECTS, kIdleConnections);
 }
 
@@ -73,8 +79,7 @@ void HttpWorker::remove(CURL* handle) {
   if (running_.erase(handle) > 0) curl_multi_remove_handle(multi_.get(), handle);
 }
 
-void HttpWorker::run(const char* threadName) {
-  pthread_setname_np(pthread_self(), threadName);
+void HttpWorker::run() {
   // A peer that goes away while TLS writes must not end the process.
   sigset_t pipe;
   sigemptyset(&pipe);
@@ -131,10 +136,10 @@ void HttpWorker::reportEnded() {
 
 void HttpWorker::wait() {
   using std::chrono::milliseconds;
-  milliseconds limit = kLongestWait;
+  milliseconds limit = longestWait_;
   if (!timers_.empty()) {
     const auto left = timers_.begin()->first - std::chrono::steady_clock::now();
-    limit = std::clamp(std::chrono::ceil<milliseconds>(left), milliseconds{0}, kLongestWait);
+    limit = std::clamp(std::chrono::ceil<milliseconds>(left), milliseconds{0}, longestWait_);
   }
   curl_multi_poll(multi_.get(), nullptr, 0, static_cast<int>(limit.count()), nullptr);
 }

@@ -29,7 +29,8 @@ class HttpWorker : public std::enable_shared_from_this<HttpWorker> {
   using Work = std::function<void()>;
   using Ending = std::function<void(CURLcode)>;
 
-  /// Starts the thread; `threadName` has at most 15 characters. `stop` must be called.
+  /// Starts the thread; `threadName` has at most 15 characters. `stop` must be called. Throws
+  /// `std::system_error`, naming the thread, if there is none to be had.
   static std::shared_ptr<HttpWorker> start(const char* threadName);
   ~HttpWorker();
   HttpWorker(const HttpWorker&) = delete;
@@ -55,7 +56,7 @@ class HttpWorker : public std::enable_shared_from_this<HttpWorker> {
   using TimePoint = std::chrono::steady_clock::time_point;
 
   HttpWorker();
-  void run(const char* threadName);
+  void run();
   void runWork();
   void runTimers();
   void reportEnded();
@@ -63,6 +64,7 @@ class HttpWorker : public std::enable_shared_from_this<HttpWorker> {
   void wait();
 
   const CurlMulti multi_;
+  std::chrono::milliseconds longestWait_;
   std::mutex mutex_;
   std::condition_variable ended_;
   std::deque<Work> work_;

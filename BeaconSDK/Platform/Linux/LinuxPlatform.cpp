@@ -49,6 +49,7 @@ HttpOptions httpOptions(const LinuxPlatformOptions& options, const Directories& 
   http.temporaryDirectory = directories.temporary;
   http.additionalCertificateAuthorities = options.additionalCertificateAuthorities;
   http.publicKeyPins = options.publicKeyPins;
+  http.allowsLocalData = options.allowsLocalPictures;
   http.clock = &clock;
   http.warn = [&console](const std::string& text) { console.log(text); };
   return http;

@@ -43,6 +43,9 @@ struct LinuxPlatformOptions {
   /// Public keys accepted for a host, by its name in lower case: "sha256//BASE64", several
   /// separated by ';'.
   std::map<std::string, std::string> publicKeyPins;
+  /// Whether contents may have pictures at plain HTTP addresses of this device or of its link.
+  /// Allowed in any case with a portal that runs on this device.
+  bool allowsLocalPictures = false;
   /// Observes every transfer; held weakly.
   std::weak_ptr<HttpObserver> httpObserver;
   /// Called with each notice about received packets and positions, instead of writing it to the

@@ -87,6 +87,7 @@ SimulatedNetwork& SimulatedPlatform::network() {
     HttpOptions http;
     http.temporaryDirectory = directories_.temporary;
     http.additionalCertificateAuthorities = options_.additionalCertificateAuthorities;
+    http.allowsLocalData = true;
     network_ = std::make_unique<SimulatedNetwork>(loop_, std::move(http));
   });
   return *network_;

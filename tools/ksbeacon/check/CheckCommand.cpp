@@ -7,11 +7,11 @@
 #include <string>
 
 #include "BeaconSDK/Platform/Api/Value.h"
+#include "BeaconSDK/Platform/Common/PrintableText.h"
 #include "tools/ksbeacon/check/DocumentCheck.h"
 #include "tools/ksbeacon/output/Complaint.h"
 #include "tools/ksbeacon/output/ExitCode.h"
 #include "tools/ksbeacon/output/JsonText.h"
-#include "tools/ksbeacon/output/PrintableText.h"
 
 namespace ks::tool {
 

@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 
+#include "BeaconSDK/Platform/Common/PrintableText.h"
 #include "BeaconSDK/Platform/Linux/Machine/SecretStore.h"
 #include "BeaconSDK/Platform/Location/Engine/LocationEngine.h"
 #include "BeaconSDK/Platform/Location/Wakeup.h"
@@ -15,7 +16,6 @@
 #include "tools/ksbeacon/output/Complaint.h"
 #include "tools/ksbeacon/output/ExitCode.h"
 #include "tools/ksbeacon/output/JsonText.h"
-#include "tools/ksbeacon/output/PrintableText.h"
 #include "tools/ksbeacon/output/Terminal.h"
 
 namespace ks::tool {

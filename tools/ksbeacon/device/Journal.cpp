@@ -10,7 +10,7 @@
 #include <cstdlib>
 #include <utility>
 
-#include "tools/ksbeacon/output/PrintableText.h"
+#include "BeaconSDK/Platform/Common/PrintableText.h"
 #include "tools/ksbeacon/timeline/Timeline.h"
 
 namespace ks::tool {

@@ -10,6 +10,7 @@
 #include <string>
 #include <variant>
 
+#include "BeaconSDK/Platform/Common/PrintableText.h"
 #include "BeaconSDK/Platform/Location/Engine/LocationEngine.h"
 #include "BeaconSDK/Platform/Location/Wakeup.h"
 #include "tools/ksbeacon/device/BeaconList.h"
@@ -20,7 +21,6 @@
 #include "tools/ksbeacon/options/ReceiverGainOption.h"
 #include "tools/ksbeacon/output/Complaint.h"
 #include "tools/ksbeacon/output/ExitCode.h"
-#include "tools/ksbeacon/output/PrintableText.h"
 #include "tools/ksbeacon/output/Terminal.h"
 
 namespace ks::tool {

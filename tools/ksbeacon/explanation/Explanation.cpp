@@ -6,8 +6,8 @@
 #include <set>
 #include <utility>
 
+#include "BeaconSDK/Platform/Common/PrintableText.h"
 #include "tools/ksbeacon/explanation/RuleRemedy.h"
-#include "tools/ksbeacon/output/PrintableText.h"
 
 namespace ks::tool {
 

@@ -14,8 +14,8 @@
 #include "BeaconSDK/Classes/Common/Foundation/NSData+Base64.h"
 #include "BeaconSDK/Classes/Common/Foundation/PropertyLists/NSPropertyListSerialization.h"
 #include "BeaconSDK/Classes/Common/Foundation/PropertyLists/PropertyListValues.h"
+#include "BeaconSDK/Platform/Common/PrintableText.h"
 #include "tools/ksbeacon/output/JsonText.h"
-#include "tools/ksbeacon/output/PrintableText.h"
 
 namespace ks::tool {
 

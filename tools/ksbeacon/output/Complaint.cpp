@@ -2,7 +2,7 @@
 
 #include <iostream>
 
-#include "tools/ksbeacon/output/PrintableText.h"
+#include "BeaconSDK/Platform/Common/PrintableText.h"
 
 namespace ks::tool {
 

@@ -5,7 +5,7 @@
 
 #include <cmath>
 
-#include "tools/ksbeacon/output/PrintableText.h"
+#include "BeaconSDK/Platform/Common/PrintableText.h"
 
 namespace ks::tool {
 

@@ -11,12 +11,12 @@
 #include <vector>
 
 #include "BeaconSDK/Platform/Api/Value.h"
+#include "BeaconSDK/Platform/Common/PrintableText.h"
 #include "tools/ksbeacon/documents/ObjectReader.h"
 #include "tools/ksbeacon/options/NumberOption.h"
 #include "tools/ksbeacon/output/Complaint.h"
 #include "tools/ksbeacon/output/ExitCode.h"
 #include "tools/ksbeacon/output/JsonText.h"
-#include "tools/ksbeacon/output/PrintableText.h"
 #include "tools/ksbeacon/portal/FaultOption.h"
 #include "tools/ksbeacon/portal/PortalConsole.h"
 #include "tools/ksbeacon/portal/PortalServer.h"

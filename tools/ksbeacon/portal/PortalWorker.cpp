@@ -4,6 +4,8 @@
 #include <cmath>
 #include <utility>
 
+#include "BeaconSDK/Platform/Common/NamedThread.h"
+
 namespace ks::portal {
 
 namespace {
@@ -32,7 +34,12 @@ struct PortalWorker::Source {
 };
 
 PortalWorker::PortalWorker(const char* threadName) : context_(g_main_context_new()) {
-  thread_ = std::thread([this, threadName] { run(threadName); });
+  try {
+    thread_ = startThread(threadName, [this] { run(); });
+  } catch (...) {
+    g_main_context_unref(context_);
+    throw;
+  }
 }
 
 PortalWorker::~PortalWorker() {
@@ -71,8 +78,7 @@ void PortalWorker::runUntil(const std::function<bool()>& done, Seconds limit) {
   while (!expired && !done()) g_main_context_iteration(context_, TRUE);
 }
 
-void PortalWorker::run(const char* threadName) {
-  pthread_setname_np(pthread_self(), threadName);
+void PortalWorker::run() {
   g_main_context_push_thread_default(context_);
   static GSourceFuncs functions = {
       [](GSource* source, gint* timeout) -> gboolean {

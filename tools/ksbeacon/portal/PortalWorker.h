@@ -19,6 +19,7 @@ class PortalWorker {
  public:
   using Work = std::function<void()>;
 
+  /// Throws `std::system_error`, naming the thread, if there is none to be had.
   explicit PortalWorker(const char* threadName);
   /// Stops.
   ~PortalWorker();
@@ -37,7 +38,7 @@ class PortalWorker {
 
  private:
   struct Source;
-  void run(const char* threadName);
+  void run();
   bool hasWork();
   void runWork();
 

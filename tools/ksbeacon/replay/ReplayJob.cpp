@@ -10,6 +10,7 @@
 #include <variant>
 #include <vector>
 
+#include "BeaconSDK/Platform/Common/PrintableText.h"
 #include "BeaconSDK/Platform/Recorded/ReplayedPlatform.h"
 #include "tools/ksbeacon/host/HostDetails.h"
 #include "tools/ksbeacon/options/RefinementOption.h"
@@ -17,7 +18,6 @@
 #include "tools/ksbeacon/output/ExitCode.h"
 #include "tools/ksbeacon/output/JsonText.h"
 #include "tools/ksbeacon/output/OutputPlace.h"
-#include "tools/ksbeacon/output/PrintableText.h"
 #include "tools/ksbeacon/output/Terminal.h"
 #include "tools/ksbeacon/replay/Comparison.h"
 #include "tools/ksbeacon/replay/DayDraft.h"

@@ -10,13 +10,13 @@
 #include <vector>
 
 #include "BeaconSDK/Platform/Api/Ascii.h"
+#include "BeaconSDK/Platform/Common/PrintableText.h"
 #include "tools/ksbeacon/options/PortalURL.h"
 #include "tools/ksbeacon/options/RefinementOption.h"
 #include "tools/ksbeacon/output/Complaint.h"
 #include "tools/ksbeacon/output/ExitCode.h"
 #include "tools/ksbeacon/output/JsonText.h"
 #include "tools/ksbeacon/output/OutputPlace.h"
-#include "tools/ksbeacon/output/PrintableText.h"
 #include "tools/ksbeacon/output/Terminal.h"
 #include "tools/ksbeacon/report/ReportPage.h"
 #include "tools/ksbeacon/scenario/ScenarioReader.h"

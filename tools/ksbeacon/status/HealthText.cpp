@@ -5,8 +5,8 @@
 #include <cmath>
 
 #include "BeaconSDK/Platform/Api/Version.h"
+#include "BeaconSDK/Platform/Common/PrintableText.h"
 #include "tools/ksbeacon/output/JsonText.h"
-#include "tools/ksbeacon/output/PrintableText.h"
 
 namespace ks::tool {
 

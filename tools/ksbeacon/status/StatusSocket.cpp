@@ -15,8 +15,10 @@
 #include <cstdlib>
 #include <cstring>
 #include <optional>
+#include <system_error>
 #include <utility>
 
+#include "BeaconSDK/Platform/Common/NamedThread.h"
 #include "BeaconSDK/Platform/Storage/PrivateFolder.h"
 
 namespace ks::tool {
@@ -120,8 +122,13 @@ Result<std::unique_ptr<StatusSocket>> StatusSocket::open(const fs::path& path,
       bind(listener.get(), reinterpret_cast<const sockaddr*>(&*address), sizeof *address) == 0;
   umask(mask);
   if (!isBound || listen(listener.get(), kBacklog) != 0) return failure(path.string());
-  return std::unique_ptr<StatusSocket>(new StatusSocket(
-      path, std::move(listener), std::move(stopper), mainQueue, std::move(answer)));
+  try {
+    return std::unique_ptr<StatusSocket>(new StatusSocket(
+        path, std::move(listener), std::move(stopper), mainQueue, std::move(answer)));
+  } catch (const std::system_error& error) {
+    fs::remove(path, ignored);
+    return Error(kDomain, error.code().value(), path.string() + ": " + error.what());
+  }
 }
 
 StatusSocket::StatusSocket(fs::path path, FileDescriptor listener, FileDescriptor stopper,
@@ -131,7 +138,7 @@ StatusSocket::StatusSocket(fs::path path, FileDescriptor listener, FileDescripto
       stopper_(std::move(stopper)),
       mainQueue_(mainQueue) {
   exchange_->answer = std::move(answer);
-  thread_ = std::thread([this] { serve(); });
+  thread_ = startThread("KSStatus", [this] { serve(); });
 }
 
 StatusSocket::~StatusSocket() {

@@ -11,6 +11,7 @@
 #include <mutex>
 #include <pugixml.hpp>
 #include <sstream>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -194,7 +195,11 @@ std::vector<SuiteCase> runSuite(const std::vector<fs::path>& files, const SuiteO
     }
   };
   std::vector<std::thread> threads;
-  for (unsigned i = 1; i < options.jobs; ++i) threads.emplace_back(work);
+  try {
+    for (unsigned i = 1; i < options.jobs; ++i) threads.emplace_back(work);
+  } catch (const std::system_error&) {
+    // Those that were to be had do it.
+  }
   work();
   for (std::thread& thread : threads) thread.join();
   for (SuiteCase& tested : cases) {

@@ -10,11 +10,11 @@
 #include <thread>
 #include <vector>
 
+#include "BeaconSDK/Platform/Common/PrintableText.h"
 #include "tools/ksbeacon/options/NumberOption.h"
 #include "tools/ksbeacon/output/Complaint.h"
 #include "tools/ksbeacon/output/ExitCode.h"
 #include "tools/ksbeacon/output/OutputPlace.h"
-#include "tools/ksbeacon/output/PrintableText.h"
 #include "tools/ksbeacon/simulate/Interruption.h"
 #include "tools/ksbeacon/suite/Suite.h"
 

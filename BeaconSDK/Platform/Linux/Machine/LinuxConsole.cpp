@@ -6,6 +6,8 @@
 #include <cerrno>
 #include <cstdlib>
 
+#include "BeaconSDK/Platform/Common/PrintableText.h"
+
 namespace ks {
 
 namespace {
@@ -19,11 +21,6 @@ bool isJournal(int descriptor) {
   return std::to_string(found.st_dev) + ":" + std::to_string(found.st_ino) == stream;
 }
 
-bool isControl(char character) {
-  const auto code = static_cast<unsigned char>(character);
-  return (code < 0x20 && character != '\t' && character != '\n') || code == 0x7F;
-}
-
 }  // namespace
 
 LinuxConsole::LinuxConsole(const std::string& applicationName, int descriptor)
@@ -34,11 +31,11 @@ LinuxConsole::LinuxConsole(const std::string& applicationName, int descriptor)
 void LinuxConsole::log(std::string_view message) {
   std::string text = prefix_;
   text.reserve(prefix_.size() + message.size() + 1);
-  for (const char character : message) {
-    text += isControl(character) ? '?' : character;
-    if (character == '\n') text += prefix_;
+  for (auto end = message.find('\n'); end != message.npos; end = message.find('\n')) {
+    text += printable(message.substr(0, end)) + '\n' + prefix_;
+    message.remove_prefix(end + 1);
   }
-  text += '\n';
+  text += printable(message) + '\n';
   const std::lock_guard lock(mutex_);
   std::string_view left = text;
   while (!left.empty()) {

@@ -9,8 +9,8 @@
 namespace ks {
 
 /// Writes messages to standard error: for the journal, when that reads it, each line with the
-/// priority "<6>" (information); else with the application's name and process number. Control
-/// characters, which could play tricks on a terminal, become "?". One message is one write.
+/// priority "<6>" (information); else with the application's name and process number. What
+/// could play tricks on a terminal becomes a space, see `printable`. One message is one write.
 class LinuxConsole : public Console {
  public:
   explicit LinuxConsole(const std::string& applicationName, int descriptor = 2);

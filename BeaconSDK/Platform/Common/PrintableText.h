@@ -3,7 +3,7 @@
 #include <string>
 #include <string_view>
 
-namespace ks::tool {
+namespace ks {
 
 /// Returns `text` fit for one line of a terminal: a space for each control character (C0, DEL, C1),
 /// line and paragraph separator and change of writing direction (U+202A to U+202E, U+2066 to
@@ -14,4 +14,4 @@ std::string printable(std::string_view text);
 /// Returns `text` as a JSON string with its quotes; the characters named above are escaped.
 std::string quotedJson(std::string_view text);
 
-}  // namespace ks::tool
+}  // namespace ks

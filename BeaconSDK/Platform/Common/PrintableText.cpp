@@ -1,11 +1,10 @@
-#include "tools/ksbeacon/output/PrintableText.h"
-
-#include <fmt/format.h>
+#include "BeaconSDK/Platform/Common/PrintableText.h"
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdio>
 
-namespace ks::tool {
+namespace ks {
 
 namespace {
 
@@ -72,12 +71,14 @@ std::string quotedJson(std::string_view text) {
   std::string json = "\"";
   json.reserve(text.size() + 2);
   eachCharacter(text, [&](char32_t code, std::string_view bytes) {
-    const std::size_t escape = std::string_view("\b\t\n\f\r\"\\").find(bytes);
-    if (escape != std::string_view::npos && bytes.size() == 1) {
+    const std::size_t named = std::string_view("\b\t\n\f\r\"\\").find(bytes);
+    if (named != std::string_view::npos && bytes.size() == 1) {
       json += '\\';
-      json += "btnfr\"\\"[escape];
+      json += "btnfr\"\\"[named];
     } else if (isUnprintable(code)) {
-      json += fmt::format("\\u{:04x}", static_cast<unsigned>(code));
+      char escape[8];
+      std::snprintf(escape, sizeof escape, "\\u%04x", static_cast<unsigned>(code) & 0xFFFFU);
+      json += escape;
     } else {
       json += bytes;
     }
@@ -85,4 +86,4 @@ std::string quotedJson(std::string_view text) {
   return json + '"';
 }
 
-}  // namespace ks::tool
+}  // namespace ks
