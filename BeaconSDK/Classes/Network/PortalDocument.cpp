@@ -1,6 +1,9 @@
 #include "BeaconSDK/Classes/Network/PortalDocument.h"
 
+#include <charconv>
 #include <cstdint>
+#include <iterator>
+#include <limits>
 #include <string>
 #include <utility>
 #include <vector>
@@ -53,27 +56,18 @@ class ItemReader : public JSONHandlerBase {
 
   bool on_key_part(Text part, std::size_t, Code&) { return collect(part); }
   bool on_key(Text part, std::size_t, Code&) {
-    collect(part);
-    std::swap(name_, text_);
+    name_.assign(whole(part));
     text_.clear();
     return true;
   }
   bool on_string_part(Text part, std::size_t, Code&) { return collect(part); }
-  bool on_string(Text part, std::size_t, Code& error) {
-    collect(part);
-    return add(text_, error);
-  }
+  bool on_string(Text part, std::size_t, Code& error) { return add(whole(part), error); }
   bool on_number_part(Text part, Code&) { return collect(part); }
-  bool on_int64(std::int64_t number, Text, Code& error) {
-    return add(std::to_string(number), error);
-  }
-  bool on_uint64(std::uint64_t number, Text, Code& error) {
-    return add(std::to_string(number), error);
-  }
+  bool on_int64(std::int64_t number, Text, Code& error) { return addInteger(number, error); }
+  bool on_uint64(std::uint64_t number, Text, Code& error) { return addInteger(number, error); }
   /// Boost.JSON's own conversion can be off in the last digit, which would show in the text.
   bool on_double(double, Text part, Code& error) {
-    collect(part);
-    if (const auto number = PortalNumber::nearestDouble(text_)) {
+    if (const auto number = PortalNumber::nearestDouble(whole(part))) {
       return add(numberDescription(*number), error);
     }
     error = boost::json::error::exponent_overflow;
@@ -103,6 +97,17 @@ class ItemReader : public JSONHandlerBase {
   bool collect(Text part) {
     text_.append(part.data(), part.size());
     return true;
+  }
+  /// A text whose last part is `last`; nearly all come in one.
+  std::string_view whole(Text last) {
+    if (text_.empty()) return {last.data(), last.size()};
+    collect(last);
+    return text_;
+  }
+  template <class Integer>
+  bool addInteger(Integer number, Code& error) {
+    char digits[std::numeric_limits<Integer>::digits10 + 2];
+    return add({digits, std::to_chars(std::begin(digits), std::end(digits), number).ptr}, error);
   }
   bool add(std::string_view text, Code& error) {
     if (!isInsideList() && open_.empty()) return refuseElement(error);

@@ -1,5 +1,7 @@
 #include "BeaconSDK/Classes/Network/PortalItem.h"
 
+#include <cstring>
+
 namespace ks {
 
 PortalItem::PortalItem(const Dictionary& dictionary) {
@@ -51,14 +53,14 @@ void PortalItem::addMembers(Index parent, const Dictionary& dictionary) {
 }
 
 PortalItem::Index PortalItem::Object::find(std::string_view name) const {
-  const auto& members = item_->members_;
-  const std::string_view bytes = item_->bytes_;
-  for (Index i = members[index_].last; i != 0; i = members[i].previous) {
-    const Member& member = members[i];
-    if (bytes.substr(member.begin, member.nameSize) != name) continue;
-    return member.kind == Kind::null ? 0 : i;
+  const Member* const members = item_->members_.data();
+  const char* const bytes = item_->bytes_.data();
+  Index i = members[index_].last;
+  while (i != 0 && (members[i].nameSize != name.size() ||
+                    std::memcmp(bytes + members[i].begin, name.data(), name.size()) != 0)) {
+    i = members[i].previous;
   }
-  return 0;
+  return members[i].kind == Kind::null ? 0 : i;
 }
 
 std::string_view PortalItem::Object::text(std::string_view name) const {

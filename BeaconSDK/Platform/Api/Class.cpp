@@ -79,6 +79,9 @@ std::string Object::className() const { return objectClass().name(); }
 std::string Object::description() const { return "<" + className() + ">"; }
 
 bool isKindOfClass(const Value& value, std::string_view name) {
+  // The commonest kinds first: every value of a restored record is asked.
+  if (value.string()) return name == "NSString" || name == "NSObject";
+  if (value.isNumber()) return name == "NSNumber" || name == "NSObject";
   if (const auto object = value.object()) return object->objectClass().isKindOf(name);
   if (name == "NSObject") return true;
   const std::string actual = value.className();

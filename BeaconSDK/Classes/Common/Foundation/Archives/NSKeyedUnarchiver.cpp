@@ -83,27 +83,37 @@ Value NSKeyedUnarchiver::fail(std::string reason) {
 }
 
 Value NSKeyedUnarchiver::decodeObjectForKey(std::string_view key) {
-  if (error_) return {};
-  const auto node = keyNode(key);
-  const auto entry = node ? list_.find(scope_->dictionary, *node, scope_->next) : std::nullopt;
+  return decodeEntryWithKey(keyNode(key));
+}
+
+Value NSKeyedUnarchiver::decodeProperty(const Property& property, std::size_t place) {
+  return scope_->keys == nullptr ? decodeObjectForKey(property.name)
+                                 : decodeEntryWithKey((*scope_->keys)[place]);
+}
+
+Value NSKeyedUnarchiver::decodeEntryWithKey(std::optional<NodeId> key) {
+  if (error_ || !key) return {};
+  const auto entry = list_.find(scope_->dictionary, *key, scope_->next);
   if (!entry) return {};
   Value value = decodeEntry(*entry);
   const bool isCopied = scope_ != &top_;
-  return !isCopied || takeText(value.string()) ? value : Value();
+  if (isCopied && !takeText(value.string())) return {};
+  return value;
 }
 
-std::optional<PropertyList::NodeId> NSKeyedUnarchiver::keyNode(std::string_view key) {
-  if (scope_->slots == nullptr) return lookUpKey(key);
-  auto& slots = *scope_->slots;
-  const std::size_t place = scope_->asked++;
-  if (place == slots.size()) slots.push_back({std::string(key), lookUpKey(key)});
-  // Records of one class may still differ in what they ask for.
-  return slots[place].name == key ? slots[place].node : lookUpKey(key);
-}
-
-std::optional<PropertyList::NodeId> NSKeyedUnarchiver::lookUpKey(std::string_view key) const {
+std::optional<PropertyList::NodeId> NSKeyedUnarchiver::keyNode(std::string_view key) const {
   const auto known = keys_.find(key.starts_with('$') ? "$" + std::string(key) : key);
   return known == keys_.end() ? std::nullopt : std::optional(known->second);
+}
+
+const NSKeyedUnarchiver::PropertyKeys& NSKeyedUnarchiver::keysOf(const Class& recordClass) {
+  const auto [known, isNew] = propertyKeys_.try_emplace(&recordClass);
+  if (isNew) {
+    for (const Property& property : recordClass.codableProperties()) {
+      known->second.push_back(keyNode(property.name));
+    }
+  }
+  return known->second;
 }
 
 Value NSKeyedUnarchiver::decodeEntry(NodeId entry) {
@@ -208,7 +218,7 @@ Value NSKeyedUnarchiver::decodeRecord(NodeId object, const Class& recordClass) {
 }
 
 void NSKeyedUnarchiver::fillRecord(NodeId object, Object& record) {
-  Scope scope{object, 0, &slots_[&record.objectClass()]};
+  Scope scope{object, 0, &keysOf(record.objectClass())};
   Scope* const outer = std::exchange(scope_, &scope);
   try {
     NSObjectAutoCoding::setWithCoder(record, *this);

@@ -44,6 +44,7 @@ class NSKeyedUnarchiver : public NSDecoder {
   /// Returns the value under `key` of the record that is restored, otherwise of the top level.
   /// Absent when missing or after an error.
   Value decodeObjectForKey(std::string_view key) override;
+  Value decodeProperty(const Property& property, std::size_t place) override;
   /// The first error; decoding stops there.
   const std::optional<Error>& error() const { return error_; }
 
@@ -59,19 +60,15 @@ class NSKeyedUnarchiver : public NSDecoder {
  private:
   using NodeId = PropertyList::NodeId;
   using Kind = PropertyList::Kind;
-  /// A key of one class's records and its node; no node when no entry has the key.
-  struct KeySlot {
-    std::string name;
-    std::optional<NodeId> node;
-  };
+  /// The keys of one class's properties; no node when no entry has the key.
+  using PropertyKeys = std::vector<std::optional<NodeId>>;
   /// The dictionary that is read and the entry where the next search starts: keys are nearly always
   /// read in the order in which they were written.
   struct Scope {
     NodeId dictionary = 0;
     std::size_t next = 0;
-    /// The slots of the record's class, null at the top level, and how many the record has used.
-    std::vector<KeySlot>* slots = nullptr;
-    std::size_t asked = 0;
+    /// Null at the top level.
+    const PropertyKeys* keys = nullptr;
   };
   /// A class entry of the archive; `recordClass` is null for the platform's own classes.
   struct ClassEntry {
@@ -80,8 +77,10 @@ class NSKeyedUnarchiver : public NSDecoder {
   };
 
   void open();
-  std::optional<NodeId> keyNode(std::string_view key);
-  std::optional<NodeId> lookUpKey(std::string_view key) const;
+  std::optional<NodeId> keyNode(std::string_view key) const;
+  /// Looks each key up once for all records of the class.
+  const PropertyKeys& keysOf(const Class& recordClass);
+  Value decodeEntryWithKey(std::optional<NodeId> key);
   /// Decodes the target of a reference, or a plain value in its place.
   Value decodeEntry(NodeId entry);
   Value decodeReference(std::uint64_t index);
@@ -120,9 +119,8 @@ class NSKeyedUnarchiver : public NSDecoder {
   std::vector<std::uint32_t> heights_;
   std::vector<Value> values_;
   PropertyList::KeyNodes keys_;
-  /// Keys in the order each class reads them, so that a key is looked up once for all its records.
-  std::unordered_map<const Class*, std::vector<KeySlot>> slots_;
-  /// Node-based, so pointers to its entries stay valid.
+  /// Both node-based, so pointers to their entries stay valid.
+  std::unordered_map<const Class*, PropertyKeys> propertyKeys_;
   std::unordered_map<NodeId, ClassEntry> classes_;
   std::function<void(const std::string& reason)> leftOut_;
   std::size_t textLeft_ = 0;

@@ -81,8 +81,10 @@ std::shared_ptr<Object> initWithCoder(const Class& objectClass, NSDecoder& coder
 }
 
 void setWithCoder(Object& object, NSDecoder& coder) {
-  for (const auto& property : codableProperties(object)) {
-    const Value value = coder.decodeObjectForKey(property.name);
+  const auto& properties = codableProperties(object);
+  for (std::size_t place = 0; place < properties.size(); ++place) {
+    const Property& property = properties[place];
+    const Value value = coder.decodeProperty(property, place);
     if (value.isAbsent()) continue;
     if (!isKindOfClass(value, property.valueClass)) {
       throw AutocodingException(property.name, property.valueClass, value.className());

@@ -239,12 +239,13 @@ class Reader {
   bool readReferences(std::uint64_t length, std::vector<NodeId>& references) {
     const auto bytes = takeUnits(length, referenceSize_);
     if (!bytes) return false;
-    references.clear();
-    references.reserve(length);
-    for (std::uint64_t i = 0; i < length; ++i) {
-      const auto target = bigEndian(bytes->subspan(i * referenceSize_, referenceSize_));
+    references.resize(length);
+    const std::uint8_t* next = bytes->data();
+    for (NodeId& reference : references) {
+      std::uint64_t target = 0;
+      for (unsigned i = 0; i < referenceSize_; ++i) target = target << 8 | *next++;
       if (target >= count_) return fail("a reference leads nowhere");
-      references.push_back(static_cast<NodeId>(target));
+      reference = static_cast<NodeId>(target);
     }
     return true;
   }
