@@ -60,7 +60,9 @@ Job load(std::int64_t count) {
 /// A manager that finds the zones of its last run.
 Job start(std::int64_t count) {
   ks::NSKeyedArchiver::archiveRootObject(ks::bench::beacons(count), cacheFile());
-  return [] { KSProximityManager::initWithUsername("u", "p", ks::NSURL{"https://a.invalid"}, {}); };
+  return [manager = std::make_shared<std::shared_ptr<KSProximityManager>>()] {
+    *manager = KSProximityManager::initWithUsername("u", "p", ks::NSURL{"https://a.invalid"}, {});
+  };
 }
 
 Job statistic(std::int64_t count) {

@@ -18,6 +18,14 @@ void rangedBeacon(benchmark::State& state) {
 }
 BENCHMARK(rangedBeacon)->Arg(10)->Arg(1000)->Arg(100000);
 
+/// A callback that holds one beacon.
+void rangedAlone(benchmark::State& state) {
+  Site site(state.range(0));
+  const auto beacons = Site::lastOf(state.range(0), 1);
+  for (auto _ : state) site.range(beacons, 3);
+}
+BENCHMARK(rangedAlone)->Arg(10000);
+
 long peakKiB() {
   rusage usage{};
   getrusage(RUSAGE_SELF, &usage);

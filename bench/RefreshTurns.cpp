@@ -18,7 +18,10 @@
 
 namespace {
 
-constexpr int kZonesPerLocation = 100;
+struct Neighbourhood {
+  int locations = 0;
+  int zones = 0;
+};
 constexpr double kRefreshInterval = 3600;
 /// Longer than the refresh interval and the zone check after it.
 constexpr ks::Seconds kUntilRefreshed{2 * kRefreshInterval};
@@ -86,27 +89,28 @@ std::string locationsDocument(int count) {
   return document + "]";
 }
 
-/// A portal of `locations` locations.
-ks::test::RawReply answer(const ks::test::RawRequest& request, int locations) {
+/// A portal of `size.locations` locations with `size.zones` zones each.
+ks::test::RawReply answer(const ks::test::RawRequest& request, const Neighbourhood& size) {
   const std::string& target = request.target;
   const auto found = target.find("location=");
   if (target.find("/locations") != target.npos) {
-    return {ks::test::httpReply(locationsDocument(locations))};
+    return {ks::test::httpReply(locationsDocument(size.locations))};
   }
   if (found != target.npos) {
     const std::string site = target.substr(found + 9, target.find('&', found) - found - 9);
-    return {ks::test::httpReply(ks::bench::zonesDocument(kZonesPerLocation, site))};
+    return {ks::test::httpReply(ks::bench::zonesDocument(size.zones, site))};
   }
   return {ks::test::httpReply(R"([{"id":"7"}])")};
 }
 
-void print(const char* step, int locations, const Turns& turns) {
-  fmt::print("{:>9} {:<8} {:>9.1f} {:>12.3f} {:>8.2f} {:>7}\n", locations, step, turns.total,
-             turns.total / locations, turns.longest, turns.count);
+void print(const char* step, const Neighbourhood& size, const Turns& turns) {
+  fmt::print("{:>9} {:>7} {:<8} {:>9.1f} {:>12.3f} {:>8.2f} {:>7}\n", size.locations, size.zones,
+             step, turns.total, turns.total / size.locations, turns.longest, turns.count);
 }
 
-void measure(int locations) {
-  ks::test::LoopbackServer portal([&](const auto& request) { return answer(request, locations); });
+void measure(const Neighbourhood& size) {
+  const int locations = size.locations;
+  ks::test::LoopbackServer portal([&](const auto& request) { return answer(request, size); });
   ks::SimulatedPlatform device;
   Turns turns;
   const auto platform = std::make_shared<TimedPlatform>(device, turns);
@@ -119,11 +123,11 @@ void measure(int locations) {
       [&](const ks::NSNotification&) { ++zonesReplaced; });
   manager->start([](const auto&) {});
   device.advance(ks::Seconds{600});
-  print("first", locations, turns);
+  print("first", size, turns);
   const int first = std::exchange(zonesReplaced, 0);
   turns = {};
   device.advance(kUntilRefreshed);
-  print("refresh", locations, turns);
+  print("refresh", size, turns);
   if (first < locations || zonesReplaced < locations) {
     fmt::print("only {} and {} locations were refreshed\n", first, zonesReplaced);
   }
@@ -134,11 +138,16 @@ void measure(int locations) {
 
 }  // namespace
 
-/// usage: RefreshTurns [LOCATIONS...]
+/// usage: RefreshTurns [LOCATIONS ZONES]...
 int main(int count, char** arguments) {
-  fmt::print("{:>9} {:<8} {:>9} {:>12} {:>8} {:>7}\n", "locations", "", "main, ms",
+  fmt::print("{:>9} {:>7} {:<8} {:>9} {:>12} {:>8} {:>7}\n", "locations", "zones", "", "main, ms",
              "a location, ms", "turn, ms", "turns");
-  for (int i = 1; i < count; ++i) measure(std::atoi(arguments[i]));
+  for (int i = 1; i + 1 < count; i += 2) {
+    measure({std::atoi(arguments[i]), std::atoi(arguments[i + 1])});
+  }
   if (count > 1) return 0;
-  for (const int locations : {10, 50, 100, 200}) measure(locations);
+  for (const Neighbourhood& size :
+       {Neighbourhood{10, 100}, {50, 100}, {100, 100}, {200, 100}, {200, 500}}) {
+    measure(size);
+  }
 }

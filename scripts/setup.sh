@@ -6,7 +6,7 @@
 #   build    what the library, the command and the demo need
 #   test     what ./test.sh needs on top of that
 #   packages what scripts/check-packages.sh needs on top of build
-#   bench    what the benchmarks and bench/counts.sh need on top of build
+#   bench    what bench/run.sh and bench/counts.sh need on top of build
 #   machine  what the virtual machine of ./test.sh long needs on top of that
 set -euo pipefail
 
@@ -30,7 +30,7 @@ test_packages=(
 )
 
 packages_packages=(dpkg-dev fakeroot gzip lintian mmdebstrap)
-bench_packages=(libbenchmark-dev libgtest-dev libplist-utils libsimdjson-dev python3 valgrind)
+bench_packages=(gnuplot-nox libbenchmark-dev libgtest-dev libplist-dev libsimdjson-dev python3 valgrind)
 machine_packages=(bluez busybox-static cpio kmod qemu-system-x86)
 
 wanted=()

@@ -22,7 +22,7 @@ std::size_t KSRegionBook::Region::IdentityHash::operator()(const Identity& ident
 
 std::shared_ptr<KSPrivateBeacon> KSRegionBook::knownOrAppended(
     const std::shared_ptr<KSPrivateBeacon>& beacon) {
-  Region& region = regionForKey(beacon->regionKey());
+  Region& region = regionOf(*beacon);
   // Beacons without a UUID are never taken for each other.
   const auto found = region.places_.find(Region::identityOf(*beacon));
   if (beacon->uuid() && found != region.places_.end()) return *found->second.front();
@@ -111,7 +111,7 @@ void KSRegionBook::remove(Region& region, const KSPrivateBeacon& beacon) {
 
 void KSRegionBook::append(const std::shared_ptr<KSPrivateBeacon>& beacon) {
   const auto guard = lock();
-  append(regionForKey(beacon->regionKey()), beacon);
+  append(regionOf(*beacon), beacon);
 }
 
 void KSRegionBook::append(Region& region, const std::shared_ptr<KSPrivateBeacon>& beacon) {
@@ -195,8 +195,16 @@ void KSRegionBook::shareRuntimeState(const KSPrivateBeacon& beacon) {
 void KSRegionBook::clear() {
   const auto guard = lock();
   beaconsByContent_.clear();
+  latest_ = {};
   regionsByKey_.clear();
   regions_.clear();
+}
+
+KSRegionBook::Region& KSRegionBook::regionOf(const KSPrivateBeacon& beacon) {
+  if (latest_.region == nullptr || latest_.uuid != beacon.uuid()) {
+    latest_ = {beacon.uuid(), &regionForKey(beacon.regionKey())};
+  }
+  return *latest_.region;
 }
 
 KSRegionBook::Region& KSRegionBook::regionForKey(const std::string& key) {

@@ -82,6 +82,8 @@ class KSRegionBook {
   using BeaconSet = boost::unordered_flat_set<std::shared_ptr<KSPrivateBeacon>>;
 
   Region& regionForKey(const std::string& key);
+  /// The region under the beacon's `regionKey`.
+  Region& regionOf(const KSPrivateBeacon& beacon);
   /// The beacon that is known by the identity of `beacon`, or `beacon` itself, appended.
   std::shared_ptr<KSPrivateBeacon> knownOrAppended(const std::shared_ptr<KSPrivateBeacon>& beacon);
   void append(Region& region, const std::shared_ptr<KSPrivateBeacon>& beacon);
@@ -98,6 +100,11 @@ class KSRegionBook {
   /// In order of first filing; the second finds a region by its key.
   std::list<Region> regions_;
   std::unordered_map<std::string_view, Region*> regionsByKey_;
+  /// What `regionOf` found last: the zones of a site mostly share one UUID.
+  struct {
+    std::optional<ks::UUID> uuid;
+    Region* region = nullptr;
+  } latest_;
   std::unordered_map<std::string, BeaconSet> beaconsByContent_;
 };
 

@@ -125,8 +125,11 @@ void KSCacheFile::encodeSlice() {
     }
   }
   if (next_.array == arrays_.size()) return startWriting();
-  // Growing what is large would take many slices' time at once.
-  if (isFirst) archiver_->reserveTimes(1 + recordCount() / kSlice);
+  // Growing what is large would take many slices' time at once; a quarter to spare, since later
+  // records may share less.
+  if (const auto slices = 1 + recordCount() / kSlice; isFirst) {
+    archiver_->reserveTimes(slices + slices / 4);
+  }
   alarm_.schedule(ks::Seconds{0}, [this] { encodeSlice(); });
 }
 

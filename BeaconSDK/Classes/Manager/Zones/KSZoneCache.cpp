@@ -1,5 +1,6 @@
 #include "BeaconSDK/Classes/Manager/Zones/KSZoneCache.h"
 
+#include <boost/unordered/unordered_flat_set.hpp>
 #include <unordered_set>
 #include <utility>
 #include <vector>
@@ -55,6 +56,7 @@ void KSZoneCache::loadBeaconsForLocation(Merge merge) {
   {
     const std::lock_guard lock(beaconsMutex_);
     beaconsForLocation_.clear();
+    storedBeacons_.clear();
     listsHolding_.clear();
   }
   beaconsFile_.load();
@@ -78,12 +80,13 @@ void KSZoneCache::restoreBeacons(const ks::Value& stored) {
 void KSZoneCache::setZones(const std::string& identifier, ks::PrivateBeaconList beacons) {
   count(zonesOfLocation(identifier), -1);
   count(beacons, 1);
+  storedBeacons_[identifier] = arrayOf(beacons);
   beaconsForLocation_.set(identifier, std::move(beacons));
 }
 
 void KSZoneCache::count(const ks::PrivateBeaconList& beacons, int change) {
   // A list may hold an object twice; it counts once.
-  std::unordered_set<const KSPrivateBeacon*> counted;
+  boost::unordered_flat_set<const KSPrivateBeacon*> counted(beacons.size());
   for (const auto& beacon : beacons) {
     if (!counted.insert(beacon.get()).second) continue;
     if ((listsHolding_[beacon.get()] += change) == 0) listsHolding_.erase(beacon.get());
@@ -103,7 +106,7 @@ std::size_t KSZoneCache::zonesKnown() const {
 ks::Value KSZoneCache::beaconsToStore() const {
   ks::Dictionary entries;
   for (const auto& [identifier, beacons] : beaconsForLocation_) {
-    entries.set(identifier, arrayOf(beacons));
+    entries.set(identifier, storedBeacons_.at(identifier));
   }
   return entries;
 }
@@ -191,6 +194,7 @@ void KSZoneCache::forgetNeighbourhood() {
   locations_.clear();
   const std::lock_guard lock(beaconsMutex_);
   beaconsForLocation_.clear();
+  storedBeacons_.clear();
   listsHolding_.clear();
   beaconsForManufacturerId_.clear();
 }

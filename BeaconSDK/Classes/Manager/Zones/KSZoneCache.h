@@ -1,5 +1,6 @@
 #pragma once
 
+#include <boost/unordered/unordered_flat_map.hpp>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -88,8 +89,11 @@ class KSZoneCache {
   mutable std::recursive_mutex beaconsMutex_;
   Merge merge_;
   ks::PrivateBeaconTable beaconsForLocation_;
+  /// The same lists as their file holds them, made once: a write shares them with the main queue
+  /// instead of copying 100,000 zones in one turn.
+  std::unordered_map<std::string, ks::Value> storedBeacons_;
   /// How many lists hold each object.
-  std::unordered_map<const KSPrivateBeacon*, int> listsHolding_;
+  boost::unordered_flat_map<const KSPrivateBeacon*, int> listsHolding_;
   std::unordered_map<std::string, std::shared_ptr<KSPrivateBeacon>> beaconsForManufacturerId_;
   mutable std::mutex geofencesMutex_;
   ks::GeofenceTable prefetchGeofences_;

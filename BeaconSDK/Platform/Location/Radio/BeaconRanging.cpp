@@ -1,7 +1,6 @@
 #include "BeaconSDK/Platform/Location/Radio/BeaconRanging.h"
 
 #include <algorithm>
-#include <tuple>
 #include <utility>
 
 namespace ks {
@@ -11,11 +10,10 @@ namespace {
 constexpr Seconds kPeriod{1};
 
 bool isNearer(const CLBeacon& a, const CLBeacon& b) {
-  const auto key = [](const CLBeacon& beacon) {
-    const bool unknown = beacon.accuracy.value < 0;
-    return std::tuple(unknown, beacon.accuracy.value, beacon.major, beacon.minor);
-  };
-  return key(a) < key(b);
+  const bool isKnown = a.accuracy.value >= 0;
+  if (isKnown != (b.accuracy.value >= 0)) return isKnown;
+  if (a.accuracy.value != b.accuracy.value) return a.accuracy.value < b.accuracy.value;
+  return a.major != b.major ? a.major < b.major : a.minor < b.minor;
 }
 
 }  // namespace

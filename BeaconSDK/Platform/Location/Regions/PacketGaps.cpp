@@ -30,6 +30,7 @@ void PacketGaps::heard(Seconds time) {
   if (gap > plainLimit()) return;
   if (count_ < kEnoughGaps) ++count_;
   mean_ += std::max(1.0 / count_, kLeastWeight) * (gap.count() - mean_);
+  longMean_ = Seconds{mean_ * (1 + 2 / std::sqrt(count_))};
 }
 
 void PacketGaps::learnOutage(Seconds gap, Seconds time) {
@@ -39,24 +40,17 @@ void PacketGaps::learnOutage(Seconds gap, Seconds time) {
   outageEnd_ = time;
 }
 
-std::optional<Seconds> PacketGaps::longMeanGap() const {
-  if (count_ == 0) return std::nullopt;
-  return Seconds{mean_ * (1 + 2 / std::sqrt(count_))};
-}
-
 Seconds PacketGaps::plainLimit() const {
   static const double kFactor = -std::log(kFalseExitProbability);
-  const auto mean = longMeanGap();
-  if (!mean) return kUnlearnedSilence;
-  return std::clamp(kFactor * *mean, kLeastSilence, kLongestSilence);
+  if (!longMean_) return kUnlearnedSilence;
+  return std::clamp(kFactor * *longMean_, kLeastSilence, kLongestSilence);
 }
 
 Seconds PacketGaps::silenceLimit() const { return std::max(plainLimit(), borne_); }
 
 Seconds PacketGaps::strengthLimit() const {
-  const auto mean = longMeanGap();
-  if (!mean) return kUnlearnedSilence / 2;
-  return std::clamp(std::max(kBelievedGaps * *mean, borne_), kLeastBelieved, kLongestSilence);
+  if (!longMean_) return kUnlearnedSilence / 2;
+  return std::clamp(std::max(kBelievedGaps * *longMean_, borne_), kLeastBelieved, kLongestSilence);
 }
 
 std::optional<Seconds> PacketGaps::meanGap() const {

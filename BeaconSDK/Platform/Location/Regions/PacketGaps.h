@@ -62,8 +62,6 @@ class PacketGaps {
   std::optional<Seconds> meanGap() const;
 
  private:
-  /// The mean, two standard errors too long; absent as `meanGap`.
-  std::optional<Seconds> longMeanGap() const;
   /// The silence limit without what outages have taught.
   Seconds plainLimit() const;
   void learnOutage(Seconds gap, Seconds time);
@@ -71,6 +69,8 @@ class PacketGaps {
   std::optional<Seconds> last_;
   std::uint32_t count_ = 0;
   double mean_ = 0;
+  /// The mean, two standard errors too long; absent as `meanGap`.
+  std::optional<Seconds> longMean_;
   /// The silence that outages have taught to bear, and when the last of them ended.
   Seconds borne_{0};
   Seconds outageEnd_{0};
