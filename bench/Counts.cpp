@@ -17,11 +17,14 @@
 #include "BeaconSDK/Classes/Network/KSStatisticBody.h"
 #include "BeaconSDK/Classes/Stats/Records/KSStatProximityZoneInteraction.h"
 #include "bench/CachedBeacons.h"
+#include "bench/Receiver.h"
 #include "bench/Site.h"
 #include "bench/SiteDocuments.h"
 #include "bench/gate/AllocationCount.h"
 
 namespace {
+
+using ks::bench::Receiver;
 
 /// What is counted, with everything that it needs prepared.
 using Job = std::function<void()>;
@@ -86,6 +89,25 @@ Job range(std::int64_t count) {
   };
 }
 
+/// Circles of a new manager, all over a country, and the first position among them.
+Job circles(std::int64_t count) {
+  return [receiver = std::make_shared<Receiver>(), count] {
+    ks::bench::monitorCircles(*receiver, count);
+    receiver->engine.handleFix({{45, 9}, {10}, receiver->loop->clock().now()});
+  };
+}
+
+/// A second in which as many beacons are heard and ranged.
+Job second(std::int64_t count) {
+  const auto receiver = std::make_shared<Receiver>();
+  receiver->manager->startRangingBeaconsInRegion(
+      std::make_shared<ks::CLBeaconRegion>(ks::bench::kBeaconUUID, "hall"));
+  return [receiver, count, random = ks::test::Random(1)]() mutable {
+    ks::bench::hearAll(*receiver, count, random);
+    receiver->loop->advance(ks::Seconds{1});
+  };
+}
+
 double threadSeconds() {
   timespec time{};
   ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
@@ -98,11 +120,12 @@ double threadSeconds() {
 /// Prints the allocations and the seconds of thread time.
 int main(int argc, char** argv) {
   const std::map<std::string, Job (*)(std::int64_t)> jobs = {
-      {"parse", parse}, {"save", save},           {"load", load},
-      {"start", start}, {"statistic", statistic}, {"range", range}};
+      {"parse", parse},         {"save", save},   {"load", load},       {"start", start},
+      {"statistic", statistic}, {"range", range}, {"circles", circles}, {"second", second}};
   const auto found = argc == 3 ? jobs.find(argv[1]) : jobs.end();
   if (found == jobs.end()) {
-    fmt::print(stderr, "usage: Counts parse|save|load|start|statistic|range ITEMS\n");
+    fmt::print(stderr,
+               "usage: Counts parse|save|load|start|statistic|range|circles|second ITEMS\n");
     return 2;
   }
   ks::Platform::install(std::make_shared<ks::SimulatedPlatform>());

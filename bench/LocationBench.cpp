@@ -7,54 +7,20 @@
 #include <boost/geometry.hpp>
 #include <cmath>
 
-#include "BeaconSDK/Platform/Location/Engine/LocationEngine.h"
 #include "BeaconSDK/Platform/Location/Positions/CircleIndex.h"
-#include "BeaconSDK/Platform/Simulated/SimulatedLoop.h"
-#include "BeaconSDK/Platform/Simulated/SimulatedQueue.h"
-#include "tests/Location/RadioWalk.h"
+#include "bench/Receiver.h"
 
 namespace ks {
 namespace {
 
-constexpr UUID kBeaconUUID{{1, 2, 3, 4}};
-
-struct NullStore : LocationStateStore {
-  FileContent load() override { return {}; }
-  bool save(const Data&) override { return true; }
-};
-
-struct Bench : LocationDemandListener, CLLocationManagerDelegate {
-  Bench() {
-    engine.setAuthorizationStatus(CLAuthorizationStatus::authorizedAlways);
-    manager->setDelegate(this);
-  }
-  ~Bench() override { manager.reset(); }
-  void locationDemandChanged(const LocationDemand&) override {}
-
-  std::shared_ptr<SimulatedLoop> loop = std::make_shared<SimulatedLoop>();
-  SimulatedQueue queue{loop, SimulatedQueue::Role::main};
-  NullStore store;
-  LocationEngine engine{loop->clock(), queue, store, *this};
-  std::unique_ptr<CLLocationManager> manager = engine.makeLocationManager();
-};
-
-CLLocationCoordinate2D placeInCountry(test::Random& random) {
-  return {41 + 9 * random.uniform(), 5 + 10 * random.uniform()};
-}
-
-constexpr Metres kRadius{100};
+using bench::hearAll;
+using bench::kBeaconUUID;
+using bench::kRadius;
+using bench::monitorCircles;
+using bench::placeInCountry;
+using bench::Receiver;
 
 std::size_t heapBytes() { return mallinfo2().uordblks + mallinfo2().hblkhd; }
-
-/// Circles of 100 m all over a country of 1,000 by 800 km.
-void monitorCircles(Bench& bench, std::int64_t count) {
-  test::Random random(1);
-  for (std::int64_t i = 0; i < count; ++i) {
-    bench.manager->startMonitoringForRegion(
-        std::make_shared<CLCircularRegion>(placeInCountry(random), kRadius, std::to_string(i)));
-  }
-  bench.loop->runUntilIdle();
-}
 
 /// Boost's tree of boxes of latitude and longitude, packed.
 class BoostIndex {
@@ -144,54 +110,52 @@ BENCHMARK(circlesAroundInBoost)->Arg(20)->Arg(1000)->Arg(100000)->Arg(1000000);
 
 /// A walk through that country.
 void fixAmongCircles(benchmark::State& state) {
-  Bench bench;
+  Receiver receiver;
   const auto before = heapBytes();
-  monitorCircles(bench, state.range(0));
+  monitorCircles(receiver, state.range(0));
   state.counters["bytes"] = static_cast<double>(heapBytes() - before) / state.range(0);
   double latitude = 42;
-  const Date now = bench.loop->clock().now();
+  const Date now = receiver.loop->clock().now();
   for (auto _ : state) {
     latitude = latitude < 49 ? latitude + 1e-5 : 42;
-    bench.engine.handleFix({{latitude, 9}, {10}, now});
+    receiver.engine.handleFix({{latitude, 9}, {10}, now});
   }
 }
 BENCHMARK(fixAmongCircles)->Arg(100)->Arg(10000)->Arg(100000);
 
 void startMonitoring(benchmark::State& state) {
   for (auto _ : state) {
-    Bench bench;
-    monitorCircles(bench, state.range(0));
+    Receiver receiver;
+    monitorCircles(receiver, state.range(0));
   }
 }
 BENCHMARK(startMonitoring)->Arg(1000)->Arg(100000)->Unit(benchmark::kMillisecond);
 
 /// With as many regions watched as the argument says, each of a UUID of its own.
 void advertisement(benchmark::State& state) {
-  Bench bench;
+  Receiver receiver;
   for (int i = 0; i < state.range(0); ++i) {
     const UUID uuid{{1, 2, 3, 4, static_cast<std::uint8_t>(i >> 8), static_cast<std::uint8_t>(i)}};
-    bench.manager->startMonitoringForRegion(
+    receiver.manager->startMonitoringForRegion(
         std::make_shared<CLBeaconRegion>(uuid, std::to_string(i)));
   }
-  bench.loop->runUntilIdle();
+  receiver.loop->runUntilIdle();
   Advertisement advertisement;
   advertisement.rssi = {-70};
   advertisement.manufacturerData.push_back(makeBeaconData({kBeaconUUID, 1, 1, {-59}}));
-  for (auto _ : state) bench.engine.handleAdvertisement(advertisement);
+  for (auto _ : state) receiver.engine.handleAdvertisement(advertisement);
 }
 BENCHMARK(advertisement)->Arg(1)->Arg(10000);
 
 /// One second: every beacon of the region is heard once and the region is ranged.
 void rangedSecond(benchmark::State& state) {
-  Bench bench;
-  bench.manager->startRangingBeaconsInRegion(std::make_shared<CLBeaconRegion>(kBeaconUUID, "hall"));
+  Receiver receiver;
+  receiver.manager->startRangingBeaconsInRegion(
+      std::make_shared<CLBeaconRegion>(kBeaconUUID, "hall"));
   test::Random random(1);
   for (auto _ : state) {
-    for (int i = 0; i < state.range(0); ++i) {
-      bench.engine.handleBeacon({kBeaconUUID, 1, static_cast<std::uint16_t>(i), {-59}},
-                                {-60 - 30 * random.uniform()});
-    }
-    bench.loop->advance(Seconds{1});
+    hearAll(receiver, state.range(0), random);
+    receiver.loop->advance(Seconds{1});
   }
   state.SetItemsProcessed(state.iterations() * state.range(0));
 }
