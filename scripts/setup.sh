@@ -2,8 +2,9 @@
 # Installs what building, running and testing need and the machine lacks. Debian 12; apt-get as root
 # or through sudo, and only when something is missing.
 #
-# usage: scripts/setup.sh build|test|packages|bench|machine...
+# usage: scripts/setup.sh build|check|test|packages|bench|machine...
 #   build    what the library, the command and the demo need
+#   check    what scripts/selfcheck.sh needs on top of that
 #   test     what ./test.sh needs on top of that
 #   packages what scripts/check-packages.sh needs on top of build
 #   bench    what bench/run.sh and bench/counts.sh need on top of build
@@ -18,6 +19,7 @@ build_packages=(
   libsoup-3.0-dev libssl-dev libzstd-dev
   glib-networking libjs-leaflet
 )
+check_packages=(gcc python3 util-linux zstd)
 test_packages=(
   clang-14 clang-format-14 clang-tidy-14 clang-tools-14 libclang-rt-14-dev
   doxygen libbenchmark-dev libgmock-dev libgtest-dev libsimdjson-dev
@@ -37,13 +39,14 @@ wanted=()
 for group in "${@:-build}"; do
   case "$group" in
     build) wanted+=("${build_packages[@]}") ;;
+    check) wanted+=("${build_packages[@]}" "${check_packages[@]}") ;;
     test) wanted+=("${build_packages[@]}" "${test_packages[@]}") ;;
     packages) wanted+=("${build_packages[@]}" "${packages_packages[@]}") ;;
     bench) wanted+=("${build_packages[@]}" "${bench_packages[@]}") ;;
     machine)
       wanted+=("${build_packages[@]}" "${test_packages[@]}" "${machine_packages[@]}")
       ;;
-    *) echo "setup: unknown group '$group' (build, test, packages, bench or machine)" >&2; exit 2 ;;
+    *) echo "setup: unknown group '$group' (build, check, test, packages, bench or machine)" >&2; exit 2 ;;
   esac
 done
 
