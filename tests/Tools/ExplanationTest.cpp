@@ -79,8 +79,8 @@ TEST(ExplanationTest, SaysWhatWouldHaveToChange) {
        "welcome would fire if the library worked: the process was killed at 0:00:40.000.",
        happens(Kind::restart, 40)},
       {"welcome", "demo", 60,
-       "welcome would fire if the library worked: the library did not start: The portal's document "
-       "is not a list.",
+       "welcome would fire if the library worked: the library did not start: The portal answered "
+       "500.",
        fails("/contents/categories", 0)},
       {"welcome", "demo", 130,
        "welcome would fire if the device monitored its region: /beacons was answered by 500 at "

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "BeaconSDK/Classes/Beacon/KSPrivateBeacon.h"
+#include "BeaconSDK/Classes/Common/Foundation/NSError+Helpers.h"
 #include "BeaconSDK/Classes/Common/Foundation/NSFileManager+Helpers.h"
 #include "BeaconSDK/Classes/Geofence/KSGeofence.h"
 #include "BeaconSDK/Classes/Location/KSLocation.h"
@@ -20,6 +21,8 @@ constexpr LogSource kLog{"BeaconSDK/Classes/Network/KSNetwork"};
 constexpr const char* kRouting = "-[KSNetwork URLSession:downloadTask:didFinishDownloadingToURL:]";
 
 constexpr int kStatusUnauthorized = 401;
+
+bool isSuccess(int statusCode) { return statusCode >= 200 && statusCode < 300; }
 
 Dictionary locationMetaData(const std::optional<std::string>& locationIdentifier) {
   return {{"locationIdentifier", locationIdentifier.value_or(" ")}};
@@ -72,6 +75,7 @@ void PortalReplies::setCompletionBlock(ContentCompletionBlock block) {
 bool PortalReplies::read(const NSURLRequest& request, int statusCode,
                          const std::filesystem::path& file) {
   documentIsParsed_ = false;
+  statusCode_ = statusCode;
   const auto type = NSURLRequestKS::contentType(request);
   if (statusCode == kStatusUnauthorized) {
     kLog(kRouting, "Error");
@@ -121,8 +125,13 @@ std::optional<KSResponseParser::Records<Converter>> PortalReplies::processJSONAt
       KSResponseParser::records(std::string(bytes->begin(), bytes->end()), itemConverter);
   documentIsParsed_ = records.ok();
   if (records) return std::move(records.value());
-  NSLog("%@", records.error());
-  notifyContentDownloadErrorForType(type, records.error());
+  Error error = records.error();
+  if (!isSuccess(statusCode_)) {
+    error =
+        NSErrorHelpers::errorWithDescription("The portal answered " + std::to_string(statusCode_));
+  }
+  NSLog("%@", error);
+  notifyContentDownloadErrorForType(type, error);
   return std::nullopt;
 }
 

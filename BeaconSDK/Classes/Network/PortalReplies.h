@@ -46,7 +46,8 @@ class PortalReplies {
   void route(KSContentDownloadType type, const NSURLRequest& request,
              const std::filesystem::path& file);
   /// Parses the document in `file`. One that cannot be opened counts as an empty list; one that
-  /// cannot be read as JSON is reported to the completion block and yields nothing.
+  /// cannot be read as JSON is reported to the completion block and yields nothing. The report
+  /// names the status where that is no success.
   template <class Converter>
   std::optional<KSResponseParser::Records<Converter>> processJSONAtLocation(
       const std::filesystem::path& file, const Converter& itemConverter,
@@ -60,8 +61,10 @@ class PortalReplies {
   void contentGeofencesDownloadedForLocation(const std::optional<std::string>& locationIdentifier,
                                              const std::filesystem::path& file);
 
-  /// Used on the delegate queue, as is the next.
+  /// Used on the delegate queue, as are the next two.
   const KSResponseParser parser_;
+  /// Of the reply that arrived last.
+  int statusCode_ = 0;
   /// Whether the document that arrived last could be parsed.
   bool documentIsParsed_ = false;
   std::function<void(KSContentDownloadType)> refusalHandler_;
