@@ -15,6 +15,7 @@ using testing::HasSubstr;
 using testing::Not;
 
 const UUID kUUID = *UUID::fromString("E2C56DB5-DFFB-48D2-B060-D0F5A71096E0");
+const UUID kOtherUUID = *UUID::fromString("4B8E1A60-5D0C-4F3B-9E57-0C1D2E3F4A5B");
 
 class MachineCommandsTest : public testing::Test {
  protected:
@@ -48,15 +49,16 @@ TEST_F(MachineCommandsTest, DoctorNamesWhatIsMissingAndItsMend) {
   EXPECT_EQ(result.errors, "");
 }
 
-TEST_F(MachineCommandsTest, ScanShowsStrangers) {
+TEST_F(MachineCommandsTest, ScanShowsStrangersOfAFamily) {
   air_.startDaemon();
   air_.addAdapter(true, true);
-  BackgroundCommand scan(KS_COMMAND " scan --json --for 5");
+  BackgroundCommand scan(KS_COMMAND " scan --json --for 5 --uuid " + kUUID.UUIDString());
   const auto packet = [&](int rssi) {
     Data bytes = beaconBytes({kUUID, 7, 9, {-59}});
     const Data battery = batteryBytes("BK01", 87);
     air_.advertise("AA:BB:CC:DD:EE:01", rssi, bytes);
     air_.advertise("AA:BB:CC:DD:EE:01", rssi, battery);
+    air_.advertise("AA:BB:CC:DD:EE:02", rssi, beaconBytes({kOtherUUID, 8, 9, {-59}}));
   };
   EXPECT_TRUE(runLoopUntil([&] {
     packet(-69);
@@ -70,6 +72,7 @@ TEST_F(MachineCommandsTest, ScanShowsStrangers) {
                                      R"("measuredPower":-59,"rssi":-69,"rawRssi":-69,)"
                                      R"("distance":3.16,"proximity":"near","interval":0.[0-9]+,)"
                                      R"("battery":87,"silence":[0-9.]+})"));
+  EXPECT_THAT(scan.output(), Not(HasSubstr("\"major\":8")));
   EXPECT_EQ(scan.errors(), "");
 }
 

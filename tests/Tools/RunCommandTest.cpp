@@ -133,6 +133,14 @@ TEST_F(RunCommandTest, RecoversFromAPortalThatRefusedItsUser) {
   EXPECT_TRUE(run.writes("the library runs")) << run.output();
 }
 
+TEST_F(RunCommandTest, LeavesLessImportantEventsOut) {
+  options_.faults = {{.kind = portal::FaultKind::status, .status = 401, .path = "/contents"}};
+  startPortal();
+  BackgroundCommand run(command(portal_->url()) + " --level warning");
+  EXPECT_TRUE(run.writes(R"("status":401)")) << run.errors();
+  EXPECT_THAT(run.output(), Not(HasSubstr("launched")));
+}
+
 TEST_F(RunCommandTest, TellsHowItIsAndForgetsOnRequest) {
   startPortal();
   BluetoothAir air;
@@ -182,13 +190,16 @@ TEST_F(RunCommandTest, LetsTransfersEndBeforeItEnds) {
   EXPECT_THAT(run.output(), HasSubstr(R"("target":"/contents/categories","status":200)"));
 }
 
-TEST_F(RunCommandTest, EndsWhenNobodyReadsItsOutput) {
+TEST_F(RunCommandTest, EndsWhenItsOutputTakesNoMore) {
   startPortal();
   const auto result =
       runCommand("sh -c '" + command(portal_->url()) + "; echo $? >&2' | head -n 1");
   // The library's own lines come when they come.
   EXPECT_THAT(result.errors, HasSubstr("ksbeacon: nobody reads the output any more\n"));
   EXPECT_THAT(result.errors, testing::EndsWith("\n1\n"));
+  const auto full = runCommand(command(portal_->url()) + " >/dev/full");
+  EXPECT_EQ(full.code, 1);
+  EXPECT_THAT(full.errors, HasSubstr("could not be written: No space left on device\n"));
 }
 
 TEST_F(RunCommandTest, TellsTheJournalWithPriorityAndFields) {

@@ -1,6 +1,5 @@
 #include <CLI/CLI.hpp>
 #include <exception>
-#include <iostream>
 #include <memory>
 #include <string>
 #include <vector>
@@ -16,6 +15,7 @@
 #include "tools/ksbeacon/output/Complaint.h"
 #include "tools/ksbeacon/output/ExitCode.h"
 #include "tools/ksbeacon/output/Suggestion.h"
+#include "tools/ksbeacon/output/Terminal.h"
 #include "tools/ksbeacon/portal/PortalCommand.h"
 #include "tools/ksbeacon/replay/ReplayCommand.h"
 #include "tools/ksbeacon/simulate/SimulateCommand.h"
@@ -112,8 +112,9 @@ int run(int argc, char** argv) {
 int main(int argc, char** argv) {
   try {
     const int code = run(argc, argv);
-    if (std::cout.flush() || code != ks::tool::kSuccess) return code;
-    return ks::tool::complain("the output could not be written", ks::tool::kFailure);
+    const std::string problem = ks::tool::outputProblem();
+    if (problem.empty() || code != ks::tool::kSuccess) return code;
+    return ks::tool::complain(problem, ks::tool::kFailure);
   } catch (const std::exception& error) {
     return ks::tool::complain(error.what(), ks::tool::kFailure);
   }

@@ -16,6 +16,7 @@
 #include "tools/ksbeacon/output/Complaint.h"
 #include "tools/ksbeacon/output/ExitCode.h"
 #include "tools/ksbeacon/output/JsonText.h"
+#include "tools/ksbeacon/output/Terminal.h"
 
 namespace ks::tool {
 
@@ -176,8 +177,9 @@ void LibraryRun::print(const TimelineEvent& event) {
 
 /// Whoever reads the timeline sees it as it happens; when nobody does any more, it ends.
 void LibraryRun::printed() {
-  if (std::cout.flush() || stopping_) return;
-  warn("nobody reads the output any more");
+  const std::string problem = outputProblem();
+  if (problem.empty() || stopping_) return;
+  warn(problem);
   end(kFailure);
 }
 

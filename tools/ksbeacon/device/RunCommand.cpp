@@ -193,7 +193,7 @@ void addRunCommand(CLI::App& app, int& code) {
       "ksbeacon.password, else from the user's secret store, where this puts it:\n"
       "  secret-tool store --label=ksbeacon application ksbeacon portal URL user NAME\n"
       "SIGTERM and SIGINT save and end it within 2 seconds, SIGHUP asks the portal anew.\n"
-      "Exit codes: 0 ended by a signal, 1 nobody read the output any more or the end took too\n"
+      "Exit codes: 0 ended by a signal, 1 the output could not be written or the end took too\n"
       "long, 2 a wrong option or no password, 3 its folders cannot be written.");
   command->add_option("--portal", arguments->password.portalURL, "The portal's root URL")
       ->type_name("URL")

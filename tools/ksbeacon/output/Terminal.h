@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <string>
 
 namespace ks::tool {
 
@@ -9,6 +10,10 @@ bool outputIsTerminal();
 bool errorIsTerminal();
 /// A terminal, unless the environment's NO_COLOR asks for plain text.
 bool outputTakesColours();
+
+/// Flushes standard output. Returns why it takes no more, as a closed pipe or a full disk, or an
+/// empty string.
+std::string outputProblem();
 
 struct TerminalSize {
   std::size_t rows = 24;
