@@ -1,5 +1,7 @@
 #include <gmock/gmock.h>
 
+#include <algorithm>
+#include <filesystem>
 #include <ksbeacon/ksbeacon.hpp>
 #include <thread>
 #include <utility>
@@ -62,6 +64,27 @@ TEST(KsbeaconTest, CallbacksMayCallTheDevice) {
   EXPECT_THAT(answers, testing::ElementsAre(KS_OK, KS_ERROR_STATE, KS_ERROR_STATE));
   std::thread([&] { EXPECT_EQ(ks_destroy(device), KS_ERROR_THREAD); }).join();
   EXPECT_EQ(ks_destroy(device), KS_OK);
+}
+
+TEST(KsbeaconTest, TellsWhatAilsItAndForgetsAllOnRequest) {
+  const TemporaryFolder folder;
+  const auto holdsTags = [&] {
+    const std::filesystem::recursive_directory_iterator files(folder.path());
+    return std::any_of(begin(files), end(files),
+                       [](const auto& file) { return file.path().filename() == "KSAppTags.dat"; });
+  };
+  std::string told;
+  ksbeacon::Handlers handlers;
+  handlers.onHealth = [&](bool isAiling, const std::string& json) { told = isAiling ? json : ""; };
+  auto device = ksbeacon::Device::embedded(application(), handlers, folder.path().string());
+  device.start();
+  for (int turn = 0; turn < 200 && told.empty(); ++turn) device.runOnce(1000);
+  EXPECT_THAT(told, HasSubstr(R"("ailments":[{"reason":"notStarted")"));
+  device.setTag("shoes", "42");
+  for (int turn = 0; turn < 200 && !holdsTags(); ++turn) device.runOnce(100);
+  EXPECT_TRUE(holdsTags());
+  device.purge();
+  EXPECT_FALSE(holdsTags());
 }
 
 TEST(KsbeaconTest, StructuresOfOtherVersionsAreRead) {

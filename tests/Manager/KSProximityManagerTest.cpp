@@ -61,6 +61,24 @@ TEST_F(KSProximityManagerTest, PlatformStaysWhileAManagerUsesIt) {
   ks::Platform::install(scenario.device);
 }
 
+#ifndef NDEBUG
+TEST_F(KSProximityManagerTest, CallsFromOtherThreadsEndDebugBuilds) {
+  scenario.launches();
+  KSProximityManager& manager = *scenario.manager;
+  const std::pair<const char*, std::function<void()>> operations[] = {
+      {"start", [&] { manager.start(nullptr); }},
+      {"performFetchWithCompletionHandler",
+       [&] { manager.performFetchWithCompletionHandler(nullptr); }},
+      {"reset", [&] { manager.reset(); }},
+      {"reloadBeacons", [&] { manager.reloadBeacons(); }},
+  };
+  for (const auto& [name, call] : operations) {
+    EXPECT_DEATH(std::thread(call).join(),
+                 std::string(name) + " must be called on the main queue's thread");
+  }
+}
+#endif
+
 TEST_F(KSProximityManagerTest, CannotLaunchWithoutCacheFolder) {
   const auto caches = scenario.device->directories().caches;
   std::filesystem::create_directories(caches);

@@ -9,6 +9,12 @@
 
 using ks::capi::Failure;
 
+namespace {
+
+constexpr ks::Seconds kHealthInterval{15};
+
+}  // namespace
+
 /// Brings what the worker's thread reports to the main queue, while there is one.
 class ks_device::Transfers : public ks::HttpObserver {
  public:
@@ -37,6 +43,8 @@ ks_device::ks_device(const ks_application& application, const ks_callbacks* call
       transfers_(std::make_shared<Transfers>()) {
   if (callbacks != nullptr) callbacks_ = ks::capi::taken(callbacks, "callbacks");
   options_.started = [this](const std::optional<ks::Error>& error) {
+    // The engine is not asked from its own callback.
+    watchHealth(ks::Seconds{0});
     if (callbacks_.started == nullptr) return;
     const std::string problem = error ? error->localizedDescription() : "";
     callbacks_.started(callbacks_.user_data, error ? problem.c_str() : nullptr);
@@ -47,6 +55,7 @@ std::shared_ptr<ks::HttpObserver> ks_device::transferObserver() { return transfe
 
 void ks_device::open(ks::Platform& device, ks::LocationEngine& engine,
                      const std::filesystem::path& state) {
+  mainQueue_ = &device.mainQueue();
   start_ = device.clock().now();
   // Timeline events of one turn are delivered in the next one, in order.
   timeline_.listen([this, &device](const ks::tool::TimelineEvent& event) {
@@ -68,7 +77,7 @@ void ks_device::open(ks::Platform& device, ks::LocationEngine& engine,
     // Of a recording these are the transfers outside, not the library's.
     if (!recording_) library_->transferEnded(exchange);
   });
-  if (callbacks_.health != nullptr) watchHealth(device.mainQueue());
+  watchHealth(kHealthInterval);
 }
 
 void ks_device::record(ks::Platform& device, ks::LocationEngine& engine,
@@ -138,19 +147,23 @@ void ks_device::call(const char* name, ks::Dictionary arguments) {
 
 std::string ks_device::healthText() { return ks::tool::jsonText(manager().health().dictionary()); }
 
-void ks_device::watchHealth(ks::DispatchQueue& mainQueue) {
-  constexpr ks::Seconds kInterval{15};
-  healthTimer_.arm(mainQueue, kInterval, [this, &mainQueue] {
-    watchHealth(mainQueue);
-    if (library_->manager() == nullptr) return;
-    const ks::Health health = manager().health();
-    std::string reasons;
-    for (const ks::Ailment& ailment : health.ailments) reasons += ailment.reason + " ";
-    if (toldAilments_ == reasons) return;
-    toldAilments_ = reasons;
-    const std::string text = ks::tool::jsonText(health.dictionary());
-    callbacks_.health(callbacks_.user_data, health.isWell() ? 0 : 1, text.c_str());
+void ks_device::watchHealth(ks::Seconds delay) {
+  if (callbacks_.health == nullptr) return;
+  healthTimer_.arm(*mainQueue_, delay, [this] {
+    watchHealth(kHealthInterval);
+    tellHealth();
   });
+}
+
+void ks_device::tellHealth() {
+  if (library_->manager() == nullptr) return;
+  const ks::Health health = manager().health();
+  std::string reasons;
+  for (const ks::Ailment& ailment : health.ailments) reasons += ailment.reason + " ";
+  if (toldAilments_ == reasons) return;
+  toldAilments_ = reasons;
+  const std::string text = ks::tool::jsonText(health.dictionary());
+  callbacks_.health(callbacks_.user_data, health.isWell() ? 0 : 1, text.c_str());
 }
 
 KSProximityManager& ks_device::manager() {

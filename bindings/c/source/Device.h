@@ -69,7 +69,9 @@ struct ks_device {
   void deliver();
   void record(ks::Platform& device, ks::LocationEngine& engine, const std::filesystem::path& state);
   void handle(const std::string& name, ks::Dictionary arguments);
-  void watchHealth(ks::DispatchQueue& mainQueue);
+  /// Compares the ailments with those told last after `delay`, and at intervals from then on.
+  void watchHealth(ks::Seconds delay);
+  void tellHealth();
 
   ks::capi::Occupation occupation_;
   const std::thread::id thread_ = std::this_thread::get_id();
@@ -85,6 +87,8 @@ struct ks_device {
   std::shared_ptr<ks::tool::ObservedPlatform> platform_;
   std::optional<ks::tool::LibraryHost> library_;
   std::deque<ks::tool::TimelineEvent> undelivered_;
+  /// The device's own, which no recording takes down.
+  ks::DispatchQueue* mainQueue_ = nullptr;
   ks::Wakeup healthTimer_;
   /// The reasons that were told last; absent before the first time.
   std::optional<std::string> toldAilments_;

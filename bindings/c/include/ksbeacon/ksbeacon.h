@@ -172,8 +172,8 @@ typedef struct ks_callbacks {
   void (*started)(void* user_data, const char* problem);
   /* Embedded devices: called when the demand for input has changed. */
   void (*demand)(void* user_data, const ks_demand* demand);
-  /* Called when the library's problems have changed, checked every 15 s; `ailing` is 0 without
-   * problems, `json` as from `ks_health`. */
+  /* Called when the library's problems have changed, checked after each attempt to start and every
+   * 15 s; `ailing` is 0 without problems, `json` as from `ks_health`. */
   void (*health)(void* user_data, int32_t ailing, const char* json);
 } ks_callbacks;
 
