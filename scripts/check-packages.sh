@@ -42,11 +42,10 @@ print('python: ksbeacon', ksbeacon.version())"
   unset LD_LIBRARY_PATH
 }
 
-# The shell that runs in the bare root, with nothing but what Debian and the packages bring.
+# What runs in the bare root, with nothing but what Debian and the packages bring.
 in_root() {
   cat <<'SCRIPT'
 set -eu
-export DEBIAN_FRONTEND=noninteractive
 apt-get update -q >/dev/null
 apt-get install -qy --no-install-recommends /packages/*.deb gcc g++ cmake make pkg-config libc6-dev >/dev/null
 cd /work
@@ -54,7 +53,8 @@ ksbeacon simulate examples/scenarios/demo.json >/dev/null
 ksbeacon --version
 cc examples/c/main.c $(pkg-config --cflags --libs ksbeacon) -o /tmp/gateway
 /tmp/gateway examples/scenarios/demo.json | tail -n 1
-cmake -S tests/Packages -B /tmp/consumer >/dev/null && cmake --build /tmp/consumer >/dev/null
+cmake -S tests/Packages -B /tmp/consumer >/dev/null
+cmake --build /tmp/consumer >/dev/null
 /tmp/consumer/consumer examples/scenarios/demo.json
 python3 -c "
 import ksbeacon
@@ -77,7 +77,8 @@ use_root() {
   cp /etc/resolv.conf "$root/etc/resolv.conf"
   mount -t proc proc "$root/proc"
   trap 'umount "$PWD/build/bare-root/proc"' EXIT
-  in_root | chroot "$root" /bin/sh
+  in_root >"$root/walk.sh"
+  chroot "$root" /usr/bin/env -i PATH="$PATH" DEBIAN_FRONTEND=noninteractive /bin/sh /walk.sh </dev/null
   umount "$root/proc"
   trap - EXIT
   rm -rf "$root"

@@ -29,6 +29,7 @@ test_packages=(
   chromium dunst libgtk-4-dev xvfb
   abigail-tools python3-build python3-cffi python3-pytest python3-setuptools python3-wheel
   fish gnome-keyring groff-base libsecret-tools systemd zsh
+  curl mosquitto mosquitto-clients xdg-utils
 )
 
 packages_packages=(dpkg-dev fakeroot gzip lintian mmdebstrap)
