@@ -76,6 +76,8 @@ set(CPACK_DEBIAN_PYTHON3-KSBEACON_PACKAGE_SECTION python)
 set(CPACK_DEBIAN_PYTHON3-KSBEACON_PACKAGE_ARCHITECTURE all)
 set(CPACK_DEBIAN_PYTHON3-KSBEACON_PACKAGE_DEPENDS
     "libksbeacon1 (>= ${PROJECT_VERSION}), python3 (>= 3.11), python3-cffi")
+# For studies.
+set(CPACK_DEBIAN_PYTHON3-KSBEACON_PACKAGE_SUGGESTS "python3-distributed, python3-pandas")
 set(CPACK_COMPONENT_PYTHON3-KSBEACON_DESCRIPTION "proximity engine, Python package
  Hears beacons, knows places, decides by the rules of a portal's contents
  what to show, and reports what happened. With this package Python programs

@@ -28,6 +28,7 @@ test_packages=(
   geoclue-2.0 gpsd python3-dbus python3-gi
   chromium dunst libgtk-4-dev xvfb
   abigail-tools python3-build python3-cffi python3-pytest python3-setuptools python3-wheel
+  python3-distributed python3-numpy python3-pandas
   fish gnome-keyring groff-base libsecret-tools systemd zsh
   curl mosquitto mosquitto-clients xdg-utils
 )
