@@ -74,7 +74,7 @@ promise "A running service starts clean after kills and leaps of the clock" walk
 promise "A power cut leaves the earlier or the later state" walks power
 promise "No fault of the network crashes, hangs or litters, and the next walk is whole" walks network
 promise "The development portal serves on when others waste its connections" walks listener
-promise "No command writes the password, in any encoding" python3 tests/Faults/secrets.py "$command"
+promise "No command writes the password, in any encoding" python3 tests/Faults/passwords.py "$command"
 if [ "$form" = --long ]; then
   promise "Damaged input never crashes or stalls a parser" scripts/fuzz.sh 60
   promise "No parser uses memory that was never written" valgrind_parsers

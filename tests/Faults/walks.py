@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Walks example scenarios while the system fails underneath, and judges what is left.
 
-usage: tests/Faults/walks.py faults|kills|power|network|listener|services COMMAND [--short|--long] [--seed N] [--only KIND]
+usage: tests/Faults/walks.py WHAT COMMAND [--short|--long] [--seed N] [--only KIND]
 
 Prints what was promised, tried and found; the exit code is 1 when a promise was broken.
 """
@@ -14,7 +14,6 @@ import json
 import os
 import pathlib
 import random
-import re
 import shutil
 import signal
 import socket
@@ -25,7 +24,10 @@ import tempfile
 import threading
 import time
 
-ROOT = pathlib.Path(__file__).resolve().parents[2]
+from device import ROOT, Device, build_shim
+from disk import Disk, read_log
+from network import Proxy, portal
+
 WALKS = ["demo", "restart"]
 REMOVALS = {"unlink", "remove", "unlinkat", "rmdir", "opendir", "openat"}
 CHANGES = ["create", "write", "fsync", "rename", "unlink", "remove", "mkdir", "fchmod", "flock", "utimensat"]
@@ -37,55 +39,7 @@ ENDED_BELOW = ("GLib-ERROR", "GLib-CRITICAL", "failed to allocate", "Creating pi
 # request its whole time limit.
 ENDLESS = {("poll", "always"), ("accept", "always")}
 
-Result = collections.namedtuple("Result", "code output errors seconds")
 Strike = collections.namedtuple("Strike", "scenario kind nth mode")
-
-
-def build_shim(folder):
-    shim = folder / "faults.so"
-    subprocess.run(["cc", "-std=c11", "-O1", "-Wall", "-Wextra", "-Werror", "-shared", "-fPIC", "-o", shim,
-                    ROOT / "tests/Faults/faults.c", "-ldl"], check=True)
-    return shim
-
-
-class Device:
-    """A device's folder and temporary folder, and walks with them."""
-
-    def __init__(self, base, command, shim):
-        self.base, self.command, self.shim = base, command, shim
-        self.state, self.temporary = base / "state", base / "tmp"
-        self.temporary.mkdir(parents=True)
-
-    def walk(self, scenario, limit, extra=(), **faults):
-        environment = dict(os.environ, TMPDIR=str(self.temporary), NO_COLOR="1")
-        if faults:
-            environment.update({"KS_FAULT_" + name.upper(): str(value) for name, value in faults.items()})
-            environment["LD_PRELOAD"] = str(self.shim)
-        begin = time.monotonic()
-        file = ROOT / f"examples/scenarios/{scenario}.json"
-        process = subprocess.Popen([self.command, "simulate", str(file), "--state", str(self.state), *extra],
-                                   env=environment, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
-        try:
-            output, errors = process.communicate(timeout=limit)
-            code = process.returncode
-        except subprocess.TimeoutExpired:
-            process.kill()
-            output, errors = process.communicate()
-            code = None
-        return Result(code, output.decode(errors="replace"), errors.decode(errors="replace"),
-                      time.monotonic() - begin)
-
-    def litter(self):
-        unfinished = [p for p in self.state.rglob("*.tmp")] if self.state.exists() else []
-        return [str(p.relative_to(self.base)) for p in [*self.temporary.iterdir(), *unfinished]]
-
-    def kept(self):
-        """The files that outlive a walk, but for cached documents."""
-        if not self.state.exists():
-            return {}
-        return {str(p.relative_to(self.state)): p.read_bytes() for p in self.state.rglob("*")
-                if p.is_file() and not p.name.startswith(".")
-                and not {"Temporary", "com.example.simulated"} & set(p.parts)}
 
 
 class Judge:
@@ -98,13 +52,13 @@ class Judge:
     def reference(self, scenario):
         """The state after a clean walk, the counts of the calls of a second one, and its result."""
         device = Device(self.work / f"clean-{scenario}", self.command, self.shim)
-        first = device.walk(scenario, 120)
+        first = device.walk(scenario, 600)
         if first.code != 0:
             sys.exit(f"walks: {scenario} fails without any fault: {first.errors}")
         earlier = self.work / f"earlier-{scenario}"
         shutil.copytree(device.state, earlier)
         counts = self.work / f"counts-{scenario}"
-        second = device.walk(scenario, 120, counts=counts)
+        second = device.walk(scenario, 600, counts=counts)
         records = counts.read_bytes()
         tallies = {records[i:i + 24].rstrip(b"\0").decode(): struct.unpack("Q", records[i + 24:i + 32])[0]
                    for i in range(0, len(records), 32)}
@@ -112,7 +66,7 @@ class Judge:
         return tallies
 
     def limit(self, scenario):
-        return 20 + 20 * self.clean[scenario][1].seconds
+        return 120 + 40 * self.clean[scenario][1].seconds
 
     def device(self, scenario):
         base = pathlib.Path(tempfile.mkdtemp(dir=self.work))
@@ -235,64 +189,6 @@ def kills(arguments, judge):
     return f"{len(strikes)} walks killed at a call that changes files", breaches
 
 
-def read_log(path):
-    """The logged changes: name, path, target and bytes."""
-    data, at, changes = path.read_bytes(), 0, []
-    while at < len(data):
-        end = data.index(b"\n", at)
-        name, file, target, size = data[at:end].decode().split("\t")
-        changes.append((name, file, target, data[end + 1:end + 1 + int(size)]))
-        at = end + 1 + int(size)
-    return changes
-
-
-class Disk:
-    """A folder after a power cut: changes of names as far as they came, contents as synced.
-
-    `unsynced` tells what is left of a content that was never synced: nothing, half or all."""
-
-    def __init__(self, earlier, folder, unsynced):
-        self.folder, self.unsynced = str(folder), unsynced
-        self.files = {str(folder / p.relative_to(earlier)): p.read_bytes()
-                      for p in earlier.rglob("*") if p.is_file()}
-        self.folders = {str(folder)} | {str(folder / p.relative_to(earlier))
-                                        for p in earlier.rglob("*") if p.is_dir()}
-        self.pending = {}
-
-    def apply(self, name, path, target, content):
-        if name == "create":
-            self.files.setdefault(path, b"")
-        elif name in ("truncate", "ftruncate"):
-            self.files[path] = b""
-            self.pending[path] = 0
-        elif name == "write":
-            self.pending.setdefault(path, len(self.files.get(path, b"")))
-            self.files[path] = self.files.get(path, b"") + content
-        elif name == "fsync":
-            self.pending.pop(path, None)
-        elif name == "rename":
-            self.files[target] = self.files.pop(path, b"")
-            self.pending.pop(target, None)
-            if path in self.pending:
-                self.pending[target] = self.pending.pop(path)
-        elif name in ("unlink", "remove"):
-            self.files.pop(path, None)
-            self.pending.pop(path, None)
-            self.folders.discard(path)
-        elif name == "mkdir":
-            self.folders.add(path)
-
-    def seen(self):
-        """The files as they are after the cut."""
-        files = dict(self.files)
-        for path, synced in self.pending.items():
-            if path in files:
-                fresh = len(files[path]) - synced
-                left = {"nothing": 0, "half": fresh // 2, "all": fresh}[self.unsynced]
-                files[path] = files[path][:synced + left]
-        return files
-
-
 def power(arguments, judge):
     breaches, cuts, opened = [], 0, 0
     more = ["outage", "geofences", "background"] if arguments.long else []
@@ -370,78 +266,6 @@ def reopened(judge, scenario, state, files, folders, cut):
     return breaches
 
 
-class Proxy(threading.Thread):
-    """Stands before the portal and spoils its replies at the byte `at` of a walk, once or from there on."""
-
-    def __init__(self, port, how=None, at=0, always=False):
-        super().__init__(daemon=True)
-        self.port, self.how, self.at, self.always = port, how, at, always
-        self.passed, self.lock = 0, threading.Lock()
-        self.listener = socket.create_server(("127.0.0.1", 0))
-        self.url = f"http://127.0.0.1:{self.listener.getsockname()[1]}/app"
-        self.start()
-
-    def run(self):
-        while True:
-            try:
-                near, _ = self.listener.accept()
-                far = socket.create_connection(("127.0.0.1", self.port))
-            except OSError:
-                return
-            threading.Thread(target=self.pump, args=(near, far, None), daemon=True).start()
-            threading.Thread(target=self.pump, args=(far, near, self.spoil), daemon=True).start()
-
-    def stop(self):
-        self.listener.shutdown(socket.SHUT_RDWR)
-        self.listener.close()
-
-    def pump(self, source, target, change):
-        try:
-            while data := source.recv(65536):
-                data, ends = change(data) if change else (data, False)
-                target.sendall(data)
-                if ends:
-                    break
-        except OSError:
-            pass
-        for each in (source, target):
-            with contextlib.suppress(OSError):
-                each.shutdown(socket.SHUT_RDWR)
-
-    def spoil(self, data):
-        with self.lock:
-            begin, self.passed = self.passed, self.passed + len(data)
-            due = self.how and (begin <= self.at < self.passed or (self.always and begin >= self.at))
-        if not due:
-            return data, False
-        cut = max(0, self.at - begin)
-        if self.how == "cut":
-            return data[:cut], True
-        if self.how == "garble":
-            return data[:cut] + bytes([data[cut] ^ 0x2A]) + data[cut + 1:], False
-        if self.how == "junk":
-            return data[:cut] + b"\xff\x00\x1b" * 30000 + data[cut:], False
-        time.sleep(1)
-        return data, False
-
-
-@contextlib.contextmanager
-def portal(command, before=()):
-    """A development portal of its own; its port."""
-    process = subprocess.Popen([*before, command, "portal", ROOT / "examples/portal", "--port", "0"], stdin=subprocess.DEVNULL,
-                               stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True)
-    try:
-        for line in process.stderr:
-            if found := re.search(r"http://127\.0\.0\.1:(\d+)", line):
-                threading.Thread(target=process.stderr.read, daemon=True).start()
-                yield int(found[1])
-                return
-        sys.exit("walks: the portal does not start")
-    finally:
-        process.terminate()
-        process.wait()
-
-
 def network(arguments, judge):
     chance = random.Random(arguments.seed)
     breaches, tried = [], 0
@@ -479,17 +303,17 @@ def network(arguments, judge):
     return f"{tried} walks through a proxy that cuts, garbles, inserts or stalls", breaches
 
 
-def serve(judge, device, port, end, limit=60, **faults):
-    """Runs the service, ends it by the signal after the event that `end` names and returns its exit code.
+def serve(judge, device, port, number, seconds=None, **faults):
+    """Runs the service, ends it by the signal `number` after so many seconds or once the library runs.
 
-    `end` is a signal and either a number of seconds or None for the library's start."""
+    Its exit code and what it wrote."""
     password = device.base / "password"
     password.write_text("demo\n")
     password.chmod(0o600)
     runtime = device.base / "runtime"
     runtime.mkdir(mode=0o700, exist_ok=True)
-    environment = dict(os.environ, TMPDIR=str(device.temporary), XDG_RUNTIME_DIR=str(runtime), DBUS_SYSTEM_BUS_ADDRESS="unix:path=/none",
-                       DBUS_SESSION_BUS_ADDRESS="unix:path=/none")
+    environment = dict(os.environ, TMPDIR=str(device.temporary), XDG_RUNTIME_DIR=str(runtime),
+                       DBUS_SYSTEM_BUS_ADDRESS="unix:path=/none", DBUS_SESSION_BUS_ADDRESS="unix:path=/none")
     if faults:
         environment.update({"KS_FAULT_" + name.upper(): str(value) for name, value in faults.items()})
         environment["LD_PRELOAD"] = str(judge.shim)
@@ -497,9 +321,8 @@ def serve(judge, device, port, end, limit=60, **faults):
         [judge.command, "run", "--portal", f"http://127.0.0.1:{port}/app", "--user", "demo", "--password-file",
          password, "--no-notifications", "--state", device.state], env=environment, stdin=subprocess.DEVNULL,
         stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
-    watch = threading.Timer(limit, process.kill)
+    watch = threading.Timer(600, process.kill)
     watch.start()
-    number, seconds = end
     if seconds is None:
         for line in process.stdout:
             if "the library runs" in line:
@@ -523,13 +346,13 @@ def services(arguments, judge):
         for how, moment in plan:
             device = Device(pathlib.Path(tempfile.mkdtemp(dir=judge.work)), judge.command, judge.shim)
             if how == "kill":
-                serve(judge, device, port, (signal.SIGKILL, moment))
+                serve(judge, device, port, signal.SIGKILL, moment)
             else:
-                code, text = serve(judge, device, port, (signal.SIGTERM, 2), counts=device.base / "counts",
+                code, text = serve(judge, device, port, signal.SIGTERM, counts=device.base / "counts",
                                    call="clock", nth=moment, mode=how)
                 if code != 0:
                     breaches.append(f"a clock that leaps {how} at its reading {moment}: code {code}: {text[-200:]}")
-            code, text = serve(judge, device, port, (signal.SIGTERM, None))
+            code, text = serve(judge, device, port, signal.SIGTERM)
             if code != 0 or "damaged" in text:
                 breaches.append(f"start after {how} {moment}: code {code}: {text[-200:]}")
             if device.litter():

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Lets every command handle a password and looks for it, in many encodings, in all that they write.
 
-usage: tests/Faults/secrets.py COMMAND
+usage: tests/Faults/passwords.py COMMAND
 """
 
 import base64
@@ -11,7 +11,6 @@ import re
 import subprocess
 import sys
 import tempfile
-import threading
 import urllib.parse
 import zlib
 
@@ -53,7 +52,7 @@ def unpacked(data):
 
 def main():
     command = str(pathlib.Path(sys.argv[1]).resolve())
-    with tempfile.TemporaryDirectory(prefix="ks-secrets-") as base:
+    with tempfile.TemporaryDirectory(prefix="ks-passwords-") as base:
         base = pathlib.Path(base)
         kept, secret, written = base / "inputs", base / "inputs/password", base / "written"
         kept.mkdir()
@@ -68,18 +67,22 @@ def main():
         walk.write_text(json.dumps(scenario))
         outputs = []
 
-        def run(*arguments, seconds=None):
+        def run(*arguments, until=None):
+            """Runs the command, terminates it once it wrote `until`."""
             process = subprocess.Popen([command, *map(str, arguments)], stdout=subprocess.PIPE,
                                        stderr=subprocess.STDOUT, cwd=written)
-            if seconds:
-                threading.Timer(seconds, process.terminate).start()
-            outputs.append((arguments[0], process.communicate()[0]))
+            output = b""
+            while until and until not in output and (piece := process.stdout.read1()):
+                output += piece
+            if until:
+                process.terminate()
+            outputs.append((arguments[0], output + process.communicate()[0]))
 
         run("simulate", walk, "--log", "--verbose", "--report", written / "page.html", "--state", written / "state",
             "--record", written / "day.ksrec")
         first = outputs[0][1].decode(errors="replace")
         if "the library runs" not in first and "started" not in first:
-            sys.exit(f"secrets: the walk with the password does not start:\n{first[:400]}")
+            sys.exit(f"passwords: the walk with the password does not start:\n{first[:400]}")
         run("simulate", walk, "--json", "--log")
         run("replay", written / "day.ksrec", "--log", "--report", written / "again.html")
         run("why", written / "day.ksrec", "welcome")
@@ -91,13 +94,13 @@ def main():
         run("held", "--state", written / "state")
         # A portal that nobody serves: the start is tried, refused and logged.
         run("run", "--portal", "http://127.0.0.1:9/app", "--user", USER, "--password-file", secret,
-            "--state", written / "run", "--json", "--record", written / "run.ksrec", seconds=6)
+            "--state", written / "run", "--json", "--record", written / "run.ksrec", until=b"tries again")
         run("doctor", "--wait", "0.1")
         run("status", "--state", written / "run")
 
         for name in ("day.ksrec", "run.ksrec"):
             if not any(b"/contents/" in text for text in unpacked((written / name).read_bytes())):
-                sys.exit(f"secrets: {name} cannot be looked into")
+                sys.exit(f"passwords: {name} cannot be looked into")
         found = []
         places = outputs + [(str(p.relative_to(written)), p.read_bytes()) for p in written.rglob("*") if p.is_file()]
         for name, data in places:
