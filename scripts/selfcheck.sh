@@ -12,6 +12,7 @@ case "$form" in
   "" | --short | --long) ;;
   *) echo "selfcheck: expected --short or --long, got $form" >&2; exit 2 ;;
 esac
+export PYTHONDONTWRITEBYTECODE=1
 command=build/release/tools/ksbeacon/ksbeacon
 started=$SECONDS
 broken=0
