@@ -113,6 +113,33 @@ TEST(SimulationTest, HoldsStatisticsOfAnotherPortalAgainstExpectations) {
   EXPECT_TRUE(std::ranges::all_of(result.outcomes, &Expectations::Outcome::met));
 }
 
+TEST(SimulationTest, WaitsForSlowRepliesInVirtualTime) {
+  using Kind = Scenario::Fault::Kind;
+  const struct {
+    Kind kind;
+    double delay;
+    const char *ends, *status;
+  } cases[] = {{Kind::latency, 5, "5", "200"},
+               {Kind::slow, 0.5, "7.5", "200"},
+               {Kind::latency, 40, "30", "null"},
+               {Kind::slow, 10, "60", "null"}};
+  for (const auto& each : cases) {
+    Scenario scenario = exampleScenario("demo.json");
+    Scenario::Fault fault{.to = scenario.until, .path = "/contents", .kind = each.kind};
+    fault.span = Seconds{each.delay};
+    scenario.faults = {fault};
+    std::vector<std::string> replies;
+    Timeline timeline;
+    timeline.listen([&](const TimelineEvent& event) {
+      if (event.kind == TimelineKind::http) replies.push_back(timelineJson(event, scenario.start));
+    });
+    simulate(scenario, {}, timeline);
+    ASSERT_FALSE(replies.empty());
+    EXPECT_EQ(replies[0].find(std::string("{\"at\":") + each.ends + ","), 0U) << replies[0];
+    EXPECT_NE(replies[0].find(std::string("\"status\":") + each.status), std::string::npos);
+  }
+}
+
 TEST(SimulationTest, StaysDeadUntilTheLastRestartEnds) {
   Scenario scenario = exampleScenario("demo.json");
   const auto restart = [&scenario](double at, double downtime) {

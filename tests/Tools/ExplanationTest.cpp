@@ -28,7 +28,7 @@ WhyAnswer answerFor(const std::string& subject, const std::string& name, double 
   SimulationOptions options;
   options.until = Seconds{at};
   EXPECT_EQ(simulate(scenario, options, timeline).failure, "");
-  return explain(chronicle, subject, documentedZones(scenario.portal.documents));
+  return explain(chronicle, subject, {documentedZones(scenario.portal.documents), true});
 }
 
 using Kind = Scenario::Event::Kind;
@@ -120,6 +120,10 @@ TEST(ExplanationTest, SaysWhatWouldHaveToChange) {
        "goodbye would fire if it did not fire only once: it has fired; it fired last at "
        "0:01:51.297."},
       {"welcome", "categories", 60, "welcome would fire if category 1 were on."},
+      {"welcome", "two-visitors", 60,
+       "welcome would fire if its zone were entered or left while its content is known: the portal "
+       "was asked for contents with categories 1 off.",
+       [](Scenario& day) { day = Scenario(day.devices[1]); }},
       {"wall", "refined-categories", 60, "wall fired at 0:00:02.000."},
       {"audio", "dwelling-enter", 10,
        "audio would fire if the device stayed 120 s from 0:00:02.000."},

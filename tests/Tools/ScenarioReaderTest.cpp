@@ -37,7 +37,8 @@ const std::string kGood = R"({
     "phones": [{"weight": 2, "bluetooth": false}],
     "arrivals": [{"from": "0:01:00", "to": "0:05:00"}],
     "places": [{"name": "gate", "at": {"east": 9}, "entry": 1, "stay": [5, 9], "ways": [{"to": "hall"}]},
-      {"name": "hall", "at": {"east": 20}, "ways": [{"to": "gate"}, {"leave": true, "weight": 3}]}]}
+      {"name": "hall", "at": {"east": 20}, "ways": [{"to": "gate"}, {"leave": true, "weight": 3}]}]},
+  "devices": [{"name": "anna"}, {"name": "ben", "walk": {"from": {"east": 5}}, "locale": "it_IT"}]
 })";
 
 std::string spoiled(const std::string& good, const std::string& bad) {
@@ -72,6 +73,12 @@ TEST(ScenarioReaderTest, ReadsEveryMember) {
   EXPECT_EQ(scenario.faults.at(0).to.count(), 20);
   EXPECT_EQ(scenario.expectations.at(0).times, 0);
   EXPECT_EQ(scenario.expectations.at(0).to.count(), 600);
+  ASSERT_EQ(scenario.devices.size(), 2U);
+  EXPECT_EQ(scenario.devices[0].walk.stops.size(), 2U) << "the scenario's";
+  EXPECT_EQ(scenario.devices[1].walk.stops.size(), 1U);
+  EXPECT_EQ(scenario.devices[1].country + scenario.devices[1].application.tags.at(0).second,
+            "IT30");
+  EXPECT_EQ(scenario.devices[1].events.size(), 1U);
 }
 
 TEST(ScenarioReaderTest, NamesThePlaceOfEachMistake) {
@@ -103,6 +110,11 @@ TEST(ScenarioReaderTest, NamesThePlaceOfEachMistake) {
       {"\"content\": \"c\"", "\"engine\": \"runing\"",
        "18: expect[0].engine: expected one of running, starting, stopped, got \"runing\"; did you "
        "mean \"running\"?"},
+      {"\"kind\": \"status\", \"status\": 401", "\"kind\": \"latency\", \"delay\": 1, \"age\": 1",
+       "5: portal.faults[0].age: expected no such member with \"latency\""},
+      {"\"name\": \"ben\"", "\"name\": \"anna\"", "24: devices[1].name: expected another name"},
+      {"\"content\": \"c\"", "\"content\": \"c\", \"device\": \"bem\"",
+       "18: expect[0].device: expected one of the devices, got \"bem\"; did you mean \"ben\"?"},
       {"\"content\": \"c\"", "\"entered\": \"c\"", "18: expect[0]: expected an event \"look\""},
       {"{\"to\": \"hall\"}", "{\"to\": \"hal\"}",
        "22: population.places[0].ways[0].to: expected the name of a place; did you mean \"hall\"?"},

@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <signal.h>
 
+#include <algorithm>
 #include <boost/json.hpp>
 #include <cstdlib>
 #include <mutex>
@@ -123,6 +124,59 @@ TEST_F(WalkTest, EndsInTheSimulationsTriggers) {
     EXPECT_THAT(expected, testing::IsSupersetOf(facts));
   }
   if (HasFailure()) std::printf("%s\n%s\n", run.output().c_str(), run.errors().c_str());
+}
+
+/// The lines from their dates on: a replay of several processes counts all from the first one's
+/// beginning.
+std::vector<std::string> datedLines(const std::string& timeline) {
+  std::vector<std::string> lines;
+  std::istringstream text(timeline);
+  for (std::string line; std::getline(text, line);) {
+    lines.push_back(line.substr(std::min(line.find("\"date\""), line.size())));
+  }
+  return lines;
+}
+
+TEST_F(WalkTest, HappensAgainInItsReplay) {
+  if (!test::RealGeoClue::reasonNotTo().empty()) GTEST_SKIP() << test::RealGeoClue::reasonNotTo();
+  startPortal();
+  startRadio();
+  startPositions();
+  const auto recording = folder_.path() / "day.ksrec";
+  const std::string recorded = command() + " --keep 24h --record " + recording.string();
+  test::BackgroundCommand first(recorded);
+  ASSERT_TRUE(first.writes("the library runs")) << first.errors();
+  const auto fires = [&](Seconds) { return first.output().find("trigger") != std::string::npos; };
+  EXPECT_TRUE(walk(Seconds{105}, Seconds{160}, fires));
+  portal_->addFault({.kind = portal::FaultKind::status, .status = 503, .path = ""});
+  first.signal(SIGHUP);
+  EXPECT_TRUE(first.writes("\"status\":503"));
+  portal_->clearFaults();
+  air_.setPowered(false);
+  EXPECT_TRUE(first.writes("Bluetooth cannot be used"));
+  const auto size = std::filesystem::file_size(recording);
+  EXPECT_TRUE(runLoopUntil([&] { return std::filesystem::file_size(recording) > size; }));
+  first.signal(SIGKILL);
+  first.wait();
+  air_.setPowered(true);
+  test::BackgroundCommand second(recorded);
+  EXPECT_TRUE(second.writes("the library runs")) << second.errors();
+  walk(Seconds{115}, Seconds{120}, [](Seconds) { return false; });
+  second.signal(SIGTERM);
+  EXPECT_EQ(second.wait(), 0);
+
+  const auto replay = runCommand(KS_COMMAND " replay --json " + recording.string());
+  EXPECT_EQ(replay.code, 0) << replay.errors;
+  const auto replayed = datedLines(replay.output);
+  auto lived = datedLines(first.output());
+  const auto after = datedLines(second.output());
+  ASSERT_GT(replayed.size(), after.size());
+  // The kill took what was not yet written.
+  const std::size_t kept = replayed.size() - after.size();
+  ASSERT_LE(kept, lived.size());
+  lived.resize(kept);
+  lived.insert(lived.end(), after.begin(), after.end());
+  EXPECT_EQ(replayed, lived);
 }
 
 }  // namespace

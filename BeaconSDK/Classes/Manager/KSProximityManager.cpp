@@ -102,6 +102,10 @@ std::optional<std::vector<std::shared_ptr<KSProximityZone>>> KSProximityManager:
   return rooms_->cache.enteredZones();
 }
 
+std::vector<std::shared_ptr<KSProximityZone>> KSProximityManager::knownZones() const {
+  return rooms_->cache.knownZones();
+}
+
 std::optional<ks::Date> KSProximityManager::lastLocationsRefreshDate() const {
   return rooms_->state.lastLocationsRefreshDate();
 }

@@ -75,6 +75,9 @@ class KSProximityManager : public ks::Object, private ks::CLLocationManagerDeleg
   KSSettingsManager& settingsManager();
   /// Returns the zones that the device is in, beacons first; absent when it is in none. Any thread.
   std::optional<std::vector<std::shared_ptr<KSProximityZone>>> enteredZones() const;
+  /// The zones that the portal has sent and the library still holds: beacons by location, then
+  /// geofences.
+  std::vector<std::shared_ptr<KSProximityZone>> knownZones() const;
   /// When the location list was last replaced from the portal; stored in the user defaults.
   std::optional<ks::Date> lastLocationsRefreshDate() const;
   void setLastLocationsRefreshDate(std::optional<ks::Date> date);

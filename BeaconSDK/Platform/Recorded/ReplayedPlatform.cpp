@@ -12,7 +12,7 @@ namespace {
 namespace fs = std::filesystem;
 
 TemporaryFolder freshFolder() {
-  auto made = TemporaryFolder::make("ksreplay");
+  auto made = TemporaryFolder::makeInMemory("ksreplay");
   if (!made) throw std::runtime_error(made.error().localizedDescription());
   return std::move(made.value());
 }

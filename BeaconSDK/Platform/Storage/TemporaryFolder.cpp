@@ -48,6 +48,13 @@ Result<TemporaryFolder> TemporaryFolder::make(std::string_view prefix) {
   return make(prefix, base);
 }
 
+Result<TemporaryFolder> TemporaryFolder::makeInMemory(std::string_view prefix) {
+  constexpr const char* kMemory = "/dev/shm";
+  if (std::getenv("TMPDIR") != nullptr) return make(prefix);
+  auto made = make(prefix, kMemory);
+  return made ? std::move(made) : make(prefix);
+}
+
 Result<TemporaryFolder> TemporaryFolder::make(std::string_view prefix, const fs::path& base) {
   removeAbandoned(base, prefix);
   std::string path = (base / prefix).string() + std::string(kRandomPart);

@@ -15,6 +15,9 @@ class TemporaryFolder {
   /// Creates "PREFIX-XXXXXX" in `$TMPDIR` or "/tmp". Removes folders of the same prefix that killed
   /// processes left.
   static Result<TemporaryFolder> make(std::string_view prefix);
+  /// As `make`, in memory where the system offers that and `$TMPDIR` asks for nothing else: for
+  /// files that are synced often and that nobody needs after a power cut.
+  static Result<TemporaryFolder> makeInMemory(std::string_view prefix);
   /// The same in the folder `base`.
   static Result<TemporaryFolder> make(std::string_view prefix, const std::filesystem::path& base);
   TemporaryFolder(TemporaryFolder&& other) noexcept;

@@ -36,10 +36,11 @@ LibraryRun::LibraryRun(LibraryRunOptions options)
     : options_(std::move(options)),
       device_(watched(options_.platform, transfers_,
                       [this](const std::string& text) { recorder_->notice(text); })),
-      printer_(std::cout, device_.clock().now(), options_.form),
-      outputs_(options_.outputs, device_.mainQueue(), device_.clock().now(), warn),
+      start_(device_.clock().now()),
+      printer_(std::cout, start_, options_.form),
+      outputs_(options_.outputs, device_.mainQueue(), start_, warn),
       recorder_(std::make_shared<TimelineRecorder>(
-          timeline_, TimelineRecorder::Options{device_.clock().now(),
+          timeline_, TimelineRecorder::Options{start_,
                                                options_.library.portalURL,
                                                true,
                                                {},
@@ -230,8 +231,11 @@ ks::Health LibraryRun::health() {
   return health;
 }
 
-std::string LibraryRun::why(const std::string& subject) const {
-  return jsonText(whyDetails(explain(chronicle_, subject, {})));
+std::string LibraryRun::why(const std::string& subject) {
+  KSProximityManager* const manager = host_->manager();
+  using Zones = std::vector<std::shared_ptr<KSProximityZone>>;
+  const KnownZones known = heldZones(manager != nullptr ? manager->knownZones() : Zones{});
+  return jsonText(whyDetails(explain(chronicle_, subject, known)));
 }
 
 void LibraryRun::watch() {

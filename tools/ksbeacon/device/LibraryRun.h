@@ -74,7 +74,7 @@ class LibraryRun {
   void watch();
   /// The library's, with what its platform knows better.
   ks::Health health();
-  std::string why(const std::string& subject) const;
+  std::string why(const std::string& subject);
   /// Whether a service of the machine that is missing ails this run.
   bool matters(const std::string& reason, const ks::Health& health) const;
 
@@ -85,6 +85,8 @@ class LibraryRun {
   LinuxPlatform device_;
   SharedBuses buses_{device_.mainQueue()};
   Timeline timeline_;
+  /// From which all lines count.
+  const Date start_;
   TimelinePrinter printer_;
   /// Instead of the printer where the output goes to the system's journal; else null.
   std::unique_ptr<Journal> journal_ = Journal::ofOutput();

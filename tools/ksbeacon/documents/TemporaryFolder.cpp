@@ -1,6 +1,5 @@
 #include "tools/ksbeacon/documents/TemporaryFolder.h"
 
-#include <cstdlib>
 #include <stdexcept>
 #include <utility>
 
@@ -13,12 +12,8 @@ TemporaryFolder::TemporaryFolder() {
 }
 
 TemporaryFolder TemporaryFolder::inMemory() {
-  constexpr const char* kMemory = "/dev/shm";
-  if (std::getenv("TMPDIR") == nullptr) {
-    auto folder = ks::TemporaryFolder::make("ksbeacon", kMemory);
-    if (folder) return TemporaryFolder(std::move(folder.value()));
-  }
-  return {};
+  auto folder = ks::TemporaryFolder::makeInMemory("ksbeacon");
+  return folder ? TemporaryFolder(std::move(folder.value())) : TemporaryFolder();
 }
 
 }  // namespace ks::tool

@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <sstream>
 #include <utility>
 
 namespace ks::tool {
@@ -15,6 +17,19 @@ std::string textIn(const TimelineEvent& event, const char* name) {
 std::string beaconOf(const Dictionary& ranged) {
   return fmt::format("{}:{}:{}", ranged["uuid"].stringValue().value_or(""),
                      ranged["major"].integerValue(), ranged["minor"].integerValue());
+}
+
+/// What the query of a request says of the user.
+std::string filterIn(const std::string& target) {
+  std::string filter;
+  std::istringstream query(target.substr(std::min(target.find('?') + 1, target.size())));
+  for (std::string pair; std::getline(query, pair, '&');) {
+    std::string part;
+    if (pair.starts_with("dc=")) part = "categories " + pair.substr(3) + " off";
+    if (pair.starts_with('_')) part = "tag " + pair.substr(1);
+    if (!part.empty()) filter += (filter.empty() ? "" : ", ") + part;
+  }
+  return filter;
 }
 
 /// The entry of this name, made if there is room; null when there is none.
@@ -132,6 +147,7 @@ void Chronicle::noteTransfer(const TimelineEvent& event) {
   const std::int64_t status = event.details["status"].integerValue();
   const std::string target = textIn(event, "target");
   const bool isTaken = status / 100 == 2 || status == 304;
+  if (isTaken && target.starts_with("/beacons?")) device_.filter = filterIn(target);
   std::string& trouble =
       textIn(event, "method") == "GET" ? device_.portalTrouble : device_.statisticTrouble;
   trouble = isTaken ? ""

@@ -31,6 +31,9 @@ class Chronicle {
     /// it succeeded.
     std::string portalTrouble;
     std::string statisticTrouble;
+    /// What the last request for zones said of the user: "categories 1 off, tag language=it"; empty
+    /// if nothing.
+    std::string filter;
   };
   struct Region {
     std::optional<Seconds> monitored;

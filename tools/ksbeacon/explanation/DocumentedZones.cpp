@@ -5,6 +5,8 @@
 #include <boost/json/object.hpp>
 #include <utility>
 
+#include "BeaconSDK/Classes/Beacon/Content/KSProximityZoneContent.h"
+#include "BeaconSDK/Classes/Beacon/KSPrivateBeacon.h"
 #include "BeaconSDK/Platform/Api/Ascii.h"
 #include "tools/ksbeacon/portal/PortalDocuments.h"
 
@@ -43,6 +45,21 @@ std::vector<DocumentedZone> documentedZones(const std::filesystem::path& folder)
     }
   }
   return zones;
+}
+
+KnownZones heldZones(const std::vector<std::shared_ptr<KSProximityZone>>& zones) {
+  KnownZones known;
+  for (const auto& zone : zones) {
+    DocumentedZone made{zone->identifier().value_or(""), "", ""};
+    if (zone->content()) made.content = zone->content()->identifier.value_or("");
+    const auto beacon = std::dynamic_pointer_cast<KSPrivateBeacon>(zone);
+    if (beacon && beacon->uuid()) {
+      made.beacon =
+          fmt::format("{}:{}:{}", beacon->uuid()->UUIDString(), beacon->major(), beacon->minor());
+    }
+    known.zones.push_back(std::move(made));
+  }
+  return known;
 }
 
 }  // namespace ks::tool

@@ -1,8 +1,11 @@
 #pragma once
 
 #include <filesystem>
+#include <memory>
 #include <string>
 #include <vector>
+
+class KSProximityZone;
 
 namespace ks::tool {
 
@@ -15,7 +18,17 @@ struct DocumentedZone {
   std::string beacon;
 };
 
+/// What is known of the portal's zones.
+struct KnownZones {
+  std::vector<DocumentedZone> zones{};
+  /// Whether these are all that the portal has, contents included; else those that a device was
+  /// sent.
+  bool areAll = false;
+};
+
 /// Returns the zones of a folder of portal documents; broken documents count as empty.
 std::vector<DocumentedZone> documentedZones(const std::filesystem::path& folder);
+/// Returns what a library holds.
+KnownZones heldZones(const std::vector<std::shared_ptr<KSProximityZone>>& zones);
 
 }  // namespace ks::tool

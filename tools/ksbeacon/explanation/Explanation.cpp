@@ -23,10 +23,9 @@ const char* stateName(State state) {
 /// All that the chronicle knows of one content, or of one zone's.
 class Explaining {
  public:
-  Explaining(const Chronicle& chronicle, std::string subject,
-             const std::vector<DocumentedZone>& known)
-      : chronicle_(chronicle), subject_(std::move(subject)), hasDocuments_(!known.empty()) {
-    for (const DocumentedZone& zone : known) {
+  Explaining(const Chronicle& chronicle, std::string subject, const KnownZones& known)
+      : chronicle_(chronicle), subject_(std::move(subject)), known_(known) {
+    for (const DocumentedZone& zone : known.zones) {
       if (zone.zone != subject_ && zone.content != subject_) continue;
       documented_.push_back(zone);
       contents_.insert(zone.content);
@@ -76,7 +75,7 @@ class Explaining {
 
   const Chronicle& chronicle_;
   std::string subject_;
-  bool hasDocuments_;
+  const KnownZones& known_;
   std::vector<DocumentedZone> documented_;
   std::set<std::string> contents_;
   std::set<std::string> names_;
@@ -125,10 +124,16 @@ WhyLink Explaining::portalLink() const {
     return {"portal", State::holds,
             fmt::format("the portal has {} at zone {}", subject_, *names_.begin())};
   }
+  if (!known_.areAll) {
+    return {"portal", State::unknown,
+            documented_.empty()
+                ? fmt::format("none of the {} zones that the device was sent names it",
+                              known_.zones.size())
+                : "the device was sent the zone, and no content for it"};
+  }
   if (!documented_.empty()) {
     return {"portal", State::broken, "zone " + subject_ + " has no content"};
   }
-  if (!hasDocuments_) return {"portal", State::unknown, "the portal's documents are not known"};
   return {"portal", State::broken, "no document of the portal names " + subject_};
 }
 
@@ -146,7 +151,8 @@ WhyLink Explaining::regionLink() const {
   const Chronicle::Region* const region = this->region();
   // Whatever the engine decided about must have been heard of.
   if (documented_.empty() || (region == nullptr && zone_.decision)) {
-    return {"region", zone_.decision ? State::holds : State::unknown, "its region was heard of"};
+    if (zone_.decision) return {"region", State::holds, "its region was heard of"};
+    return {"region", State::unknown, "nothing is known of its region"};
   }
   if (region != nullptr && region->failure) {
     return {"region", State::broken,
@@ -183,7 +189,10 @@ WhyLink Explaining::deliveryLink() const {
     return {"delivery", State::broken, kept->text + " at " + timelineMoment(kept->at)};
   }
   if (zone_.decision) return {"delivery", State::holds, "the device has its content"};
-  return {"delivery", State::unknown, "nothing is known of its delivery"};
+  const std::string& filter = chronicle_.device().filter;
+  return {"delivery", State::unknown,
+          filter.empty() ? "nothing is known of its delivery"
+                         : "the portal was asked for contents with " + filter};
 }
 
 WhyLink Explaining::rulesLink() const {
@@ -239,11 +248,12 @@ std::string Explaining::remedyFor(const std::string& link) const {
   if (link == "sighting") return remedyForSighting();
   if (link == "delivery") return remedyForDelivery();
   if (zone_.decision) return remedyForRule(*zone_.decision);
+  if (documented_.empty()) return "if the portal sent it to this device: " + portalLink().text;
   const Chronicle::Device& device = chronicle_.device();
   if (device.isNetworkOff) return "if its content had come: the network cannot be used";
-  return device.portalTrouble.empty()
-             ? "if its zone were entered or left while its content is known"
-             : "if its content had come: " + device.portalTrouble;
+  if (!device.portalTrouble.empty()) return "if its content had come: " + device.portalTrouble;
+  return "if its zone were entered or left while its content is known" +
+         (device.filter.empty() ? "" : ": " + deliveryLink().text);
 }
 
 /// Why the device does not watch the place, with a colon before; empty when that is not known.
@@ -277,8 +287,7 @@ std::string Explaining::remedyForDelivery() const {
 
 }  // namespace
 
-WhyAnswer explain(const Chronicle& chronicle, const std::string& subject,
-                  const std::vector<DocumentedZone>& known) {
+WhyAnswer explain(const Chronicle& chronicle, const std::string& subject, const KnownZones& known) {
   return Explaining(chronicle, subject, known).answer();
 }
 

@@ -29,10 +29,9 @@ struct WhyAnswer {
 };
 
 /// Explains the state at the chronicle's last event. `subject` is the identifier of a content or a
-/// zone. `known` may be empty: then zones and contents are known once the engine has decided about
-/// them. Equal timelines give equal answers.
-WhyAnswer explain(const Chronicle& chronicle, const std::string& subject,
-                  const std::vector<DocumentedZone>& known);
+/// zone. What `known` lacks is known once the engine has decided about it. Equal timelines give
+/// equal answers.
+WhyAnswer explain(const Chronicle& chronicle, const std::string& subject, const KnownZones& known);
 
 /// Returns the answer as members "fired", "links" and "conclusion".
 Dictionary whyDetails(const WhyAnswer& answer);

@@ -1,5 +1,6 @@
 #include "tools/ksbeacon/portal/SiteLoadingSystem.h"
 
+#include <algorithm>
 #include <fstream>
 #include <iterator>
 #include <list>
@@ -8,6 +9,9 @@
 namespace ks::portal {
 
 namespace {
+
+/// Into so many pieces a slow reply falls, as the portal's server has it.
+constexpr std::size_t kDripPieces = 16;
 
 Error transferError(NSURLError code, const char* text) {
   return {NSURLErrorDomain, static_cast<std::int64_t>(code), text};
@@ -33,8 +37,11 @@ class SiteLoadingSystem::Site {
  public:
   /// A reply, or why none came.
   struct Outcome {
-    std::optional<SiteReply> reply;
-    std::optional<Error> error;
+    std::optional<SiteReply> reply{};
+    std::optional<Error> error{};
+    /// How much later it is whole, and the longest silence meanwhile.
+    Seconds delay{0};
+    Seconds silence{0};
   };
 
   Site(std::unique_ptr<PortalSite> site, std::string rootURL)
@@ -42,30 +49,38 @@ class SiteLoadingSystem::Site {
 
   Outcome answer(SiteRequest request, const std::string& url) {
     if (!url.starts_with(rootURL)) {
-      return {{}, transferError(NSURLError::cannotConnectToHost, "not on this site")};
+      return failure(NSURLError::cannotConnectToHost, "not on this site");
     }
     const std::string target = url.substr(rootURL.size());
     const auto mark = target.find('?');
     request.path = target.substr(0, mark);
     if (mark != std::string::npos) request.query = target.substr(mark + 1);
     const auto fault = faults.take(request.path);
-    if (!fault) return {site_->answer(request), {}};
+    if (!fault) return {.reply = site_->answer(request)};
     switch (fault->kind) {
       case FaultKind::droppedConnection:
-        return {{}, transferError(NSURLError::networkConnectionLost, "the connection was lost")};
+        return failure(NSURLError::networkConnectionLost, "the connection was lost");
       case FaultKind::truncatedBody:
       case FaultKind::cutChunk:
         site_->answer(request);
-        return {{}, transferError(NSURLError::networkConnectionLost, "the reply was cut")};
+        return failure(NSURLError::networkConnectionLost, "the reply was cut");
       case FaultKind::status:
-        return {SiteReply{fault->status, {}, R"({"message":"a fault on request"})"}, {}};
+        return {.reply = SiteReply{fault->status, {}, R"({"message":"a fault on request"})"}};
       case FaultKind::notJson:
-        return {SiteReply{200, {}, "<html>this is not the document</html>"}, {}};
+        return {.reply = SiteReply{200, {}, "<html>this is not the document</html>"}};
       case FaultKind::notModified:
-        return {SiteReply{304, {}, ""}, {}};
+        return {.reply = SiteReply{304, {}, ""}};
+      case FaultKind::latency:
+        return {.reply = site_->answer(request), .delay = fault->delay, .silence = fault->delay};
+      case FaultKind::slowDrip:
+        return drip(site_->answer(request), fault->delay);
       default:
-        return {site_->answer(request), {}};
+        return {.reply = site_->answer(request)};
     }
+  }
+
+  static Outcome failure(NSURLError code, const char* text) {
+    return {.error = transferError(code, text)};
   }
 
   Result<bool> setDocuments(const std::filesystem::path& folder) {
@@ -78,6 +93,15 @@ class SiteLoadingSystem::Site {
   std::uint64_t lastTransfer = 0;
 
  private:
+  /// In pieces, as the portal sends them.
+  static Outcome drip(SiteReply reply, Seconds pause) {
+    const std::size_t size =
+        std::max<std::size_t>(1, (reply.body.size() + kDripPieces - 1) / kDripPieces);
+    const std::size_t pieces = (reply.body.size() + size - 1) / size;
+    return {
+        .reply = std::move(reply), .delay = pause * static_cast<double>(pieces), .silence = pause};
+  }
+
   std::unique_ptr<PortalSite> site_;
 };
 
@@ -95,7 +119,7 @@ class SiteLoadingSystem::Task : public NSURLSessionTask, public std::enable_shar
   const std::string& taskDescription() const override { return description_; }
   void setTaskDescription(std::string text) override { description_ = std::move(text); }
   void resume() override;
-  void cancel() override { isCancelled_ = true; }
+  void cancel() override;
 
   SiteRequest siteRequest(const NSURLSessionConfiguration& configuration) const {
     SiteRequest asked;
@@ -110,6 +134,9 @@ class SiteLoadingSystem::Task : public NSURLSessionTask, public std::enable_shar
     response_ = NSHTTPURLResponse{request_.url, reply.status, {}};
     for (const auto& [name, value] : reply.fields) response_->headers.set(name, value);
   }
+
+  /// Of the reply that is being waited for; 0: none is.
+  TimerId timer = 0;
 
  private:
   std::weak_ptr<Session> session_;
@@ -142,7 +169,7 @@ class SiteLoadingSystem::Session : public NSURLSession,
   }
   void invalidateAndCancel() override {
     if (std::exchange(isInvalid_, true)) return;
-    for (const auto& task : underWay_) task->cancel();
+    for (const auto& task : std::list(underWay_)) task->cancel();
     queue_->async([self = shared_from_this()] {
       if (const auto delegate = self->delegate_.lock()) {
         delegate->didBecomeInvalidWithError(*self, std::nullopt);
@@ -151,11 +178,20 @@ class SiteLoadingSystem::Session : public NSURLSession,
     });
   }
 
-  void start(std::shared_ptr<Task> task) {
+  void start(const std::shared_ptr<Task>& task) {
     if (isInvalid_) return;
-    underWay_.push_back(std::move(task));
-    queue_->async([weak = weak_from_this()] {
-      if (const auto self = weak.lock()) self->answerNext();
+    underWay_.push_back(task);
+    queue_->async([weak = weak_from_this(), task] {
+      if (const auto self = weak.lock()) self->answer(task);
+    });
+  }
+
+  /// A reply that is being waited for ends at once.
+  void cancelWaiting(const std::shared_ptr<Task>& task) {
+    if (task->timer == 0) return;
+    queue_->cancel(std::exchange(task->timer, 0));
+    queue_->async([weak = weak_from_this(), task] {
+      if (const auto self = weak.lock()) self->end(task, {});
     });
   }
 
@@ -165,15 +201,35 @@ class SiteLoadingSystem::Session : public NSURLSession,
     return std::make_shared<Task>(weak_from_this(), kind, std::move(request), std::move(file));
   }
 
-  void answerNext() {
-    const auto task = underWay_.front();
-    underWay_.pop_front();
+  void answer(const std::shared_ptr<Task>& task) {
+    if (!site_->device.listener || task->isCancelled()) return end(task, {});
+    auto outcome = site_->answer(task->siteRequest(configuration_),
+                                 task->originalRequest().url.absoluteString);
+    giveUpInTime(outcome);
+    if (outcome.delay.count() <= 0) return end(task, std::move(outcome));
+    const Seconds delay = outcome.delay;
+    task->timer = queue_->after(
+        delay, [weak = weak_from_this(), task, outcome = std::move(outcome)]() mutable {
+          task->timer = 0;
+          if (const auto self = weak.lock()) self->end(task, std::move(outcome));
+        });
+  }
+
+  void giveUpInTime(Site::Outcome& outcome) const {
+    const Seconds patience = outcome.silence > configuration_.timeoutIntervalForRequest
+                                 ? configuration_.timeoutIntervalForRequest
+                                 : configuration_.timeoutIntervalForResource;
+    if (outcome.delay <= patience) return;
+    outcome = Site::failure(NSURLError::timedOut, "the reply took too long");
+    outcome.delay = patience;
+  }
+
+  void end(const std::shared_ptr<Task>& task, Site::Outcome outcome) {
+    std::erase(underWay_, task);
     const auto delegate = delegate_.lock();
     if (!delegate || !site_->device.listener) return;
-    const auto [reply, error] =
-        task->isCancelled() ? Site::Outcome{{}, transferError(NSURLError::cancelled, "cancelled")}
-                            : site_->answer(task->siteRequest(configuration_),
-                                            task->originalRequest().url.absoluteString);
+    if (task->isCancelled()) outcome = Site::failure(NSURLError::cancelled, "cancelled");
+    const auto& [reply, error, delay, silence] = outcome;
     if (reply) task->setResponse(*reply);
     if (reply && task->kind() == NSURLSessionTask::Kind::download) {
       handOver(*delegate, *task, reply->body);
@@ -220,6 +276,11 @@ class SiteLoadingSystem::Session : public NSURLSession,
   std::list<std::shared_ptr<Task>> underWay_;
   bool isInvalid_ = false;
 };
+
+void SiteLoadingSystem::Task::cancel() {
+  isCancelled_ = true;
+  if (const auto session = session_.lock()) session->cancelWaiting(shared_from_this());
+}
 
 void SiteLoadingSystem::Task::resume() {
   if (std::exchange(isResumed_, true)) return;

@@ -15,8 +15,9 @@ namespace ks::portal {
 /// URL sessions that a site in this process answers, without a network: for walks by the thousand.
 ///
 /// Replies come in the order of `resume`, each in one task of the session's delegate queue, and
-/// take no time. Nothing is cached. Resources outside the site, as pictures, cannot be fetched. One
-/// thread: that of the device in virtual time.
+/// take no time but for the faults that delay them in the time of that queue. Nothing is cached.
+/// Resources outside the site, as pictures, cannot be fetched. One thread: that of the device in
+/// virtual time.
 class SiteLoadingSystem : public URLLoadingSystem {
  public:
   /// What a device lends to the sessions that are made while it is attached.

@@ -120,9 +120,7 @@ class Replaying {
   ReplayResult run() {
     RecordedEvent event;
     while (!isOver() && reader_.next(event)) take(event);
-    isAtEnd_ = true;
-    if (!isOver()) flush();
-    process_.reset();
+    leave();
     result_.isWhole = reader_.isWhole();
     return std::move(result_);
   }
@@ -136,6 +134,8 @@ class Replaying {
   }
 
   void take(RecordedEvent& event) {
+    if (event.kind == Kind::begin) leave();
+    lastEntry_ = event.microseconds;
     switch (event.kind) {
       case Kind::answer:
         if (process_) process_->device().addAnswer(event);
@@ -144,7 +144,6 @@ class Replaying {
         marks_.push_back(event.subject);
         return;
       case Kind::begin:
-        flush();
         return begin(event);
       case Kind::note:
         flush();
@@ -159,8 +158,18 @@ class Replaying {
     }
   }
 
-  void begin(const RecordedEvent& event) {
+  /// Lives on to the last entry of a process. One that was killed, or whose end is torn, tells
+  /// nothing of its end.
+  void leave() {
+    isTorn_ = !hasPending_ || pending_.kind != Kind::end;
+    if (!isOver()) flush();
+    if (!isOver() && process_) process_->device().runUntil(lastEntry_);
+    isLeaving_ = true;
     process_.reset();
+    isLeaving_ = isTorn_ = false;
+  }
+
+  void begin(const RecordedEvent& event) {
     marks_.clear();
     process_ = std::make_unique<Process>(event, watched_, options_, portal_);
     isChecked_ = !process_->device().isPrivate() && !options_.hasOtherRules();
@@ -206,7 +215,7 @@ class Replaying {
   }
 
   void happened(const TimelineEvent& event) {
-    if (!result_.departure.empty() || isDone_) return;
+    if (!result_.departure.empty() || isDone_ || isLeaving_) return;
     compare(event);
     // Each run counts from its own beginning, the timeline from the first one's.
     TimelineEvent told = event;
@@ -222,7 +231,7 @@ class Replaying {
     if (!mark) return;
     if (marks_.empty()) {
       // What stood in a torn block cannot be held against anything.
-      if (!isAtEnd_) depart("now " + event.text + ", and nothing when it was recorded");
+      if (!isTorn_) depart("now " + event.text + ", and nothing when it was recorded");
       return;
     }
     const std::uint64_t recorded = marks_.front();
@@ -252,7 +261,11 @@ class Replaying {
   bool hasBegun_ = false;
   bool isChecked_ = true;
   bool isDone_ = false;
-  bool isAtEnd_ = false;
+  /// What the process does next may not have been recorded any more.
+  bool isTorn_ = false;
+  bool isLeaving_ = false;
+  /// In microseconds of its process.
+  std::int64_t lastEntry_ = 0;
   std::uint64_t taken_ = 0;
   std::uint64_t events_ = 0;
   Seconds lastMoment_{0};

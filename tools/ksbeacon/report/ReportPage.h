@@ -19,8 +19,8 @@ namespace ks::tool {
 /// kept.
 class ReportPage {
  public:
-  /// `known` are the portal's zones; may be empty.
-  explicit ReportPage(std::vector<DocumentedZone> known = {}) : known_(std::move(known)) {}
+  /// `known` is what is known of the portal's zones.
+  explicit ReportPage(KnownZones known = {}) : known_(std::move(known)) {}
 
   /// Adds an event of the timeline; ranging results need all their beacons.
   void note(const TimelineEvent& event) { note(day_, event); }
@@ -44,7 +44,7 @@ class ReportPage {
 
   void note(Day& day, const TimelineEvent& event) const;
 
-  std::vector<DocumentedZone> known_;
+  KnownZones known_;
   Day day_;
   Day other_;
 };

@@ -2,6 +2,12 @@
 
 namespace ks::tool {
 
+std::string deviceNames(const Scenario& scenario) {
+  std::string names;
+  for (const Scenario& each : scenario.devices) names += (names.empty() ? "" : ", ") + each.device;
+  return names;
+}
+
 const std::vector<std::string>& eventNames() {
   static const std::vector<std::string> kNames = {
       "becomeActive",   "resignActive",    "backgroundFetch", "backgroundTransfer",

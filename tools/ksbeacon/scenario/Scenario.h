@@ -93,6 +93,8 @@ struct Scenario {
     };
     Seconds at{0};
     Kind kind = Kind::becomeActive;
+    /// The device to which it happens, of several; empty: each.
+    std::string device{};
     /// The tag, the category, the content, the time zone or the beacon.
     std::string name{};
     /// The tag's value.
@@ -114,15 +116,26 @@ struct Scenario {
 
   /// What the portal does wrong from a moment on, until another.
   struct Fault {
-    enum class Kind { status, truncate, notJson, drop, cutChunk, notModified, maxAge };
+    enum class Kind {
+      status,
+      truncate,
+      notJson,
+      drop,
+      cutChunk,
+      notModified,
+      maxAge,
+      latency,
+      slow
+    };
     Seconds from{0};
     Seconds to{0};
     /// The beginning of the request paths that suffer, after the root: "/beacons"; empty for all.
     std::string path;
     Kind kind = Kind::status;
     int status = 500;
-    /// How long replies say that they may be kept.
-    Seconds age{0};
+    /// How long replies say that they may be kept, how late they are, or how far apart their
+    /// pieces.
+    Seconds span{0};
   };
 
   /// One line of the plan that the timeline is held against.
@@ -155,10 +168,16 @@ struct Scenario {
     std::optional<int> times;
     /// Where the scenario file says so.
     int line = 0;
+    /// How the timestamp of a statistic ends: "+0200"; empty for any.
+    std::string timestamp{};
+    /// The device that is looked at, of several; empty for any.
+    std::string device{};
   };
 
   std::filesystem::path file;
   std::string title;
+  /// Its name among several.
+  std::string device;
   Date start;
   std::string timeZone = "UTC";
   std::string language = "en";
@@ -177,7 +196,13 @@ struct Scenario {
   std::vector<Fault> faults;
   std::vector<Expectation> expectations;
   std::optional<Population> population;
+  /// The days of several devices in this world, each as if it were alone; empty: there is one, the
+  /// scenario's own.
+  std::vector<Scenario> devices;
 };
+
+/// "anna, ben".
+std::string deviceNames(const Scenario& scenario);
 
 /// "becomeActive", ...: in the order of the events' kinds.
 const std::vector<std::string>& eventNames();

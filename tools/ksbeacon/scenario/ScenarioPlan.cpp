@@ -13,6 +13,20 @@ namespace {
 constexpr ObjectReader::Range kClockJump{-31622400, 31622400, " s"};
 /// A year.
 constexpr double kLongestAge = 31622400;
+constexpr double kLongestDelay = 3600;
+
+/// The member that only faults of one kind have: how long it takes.
+struct FaultSpan {
+  const char* member;
+  double longest;
+};
+
+std::optional<FaultSpan> spanOf(Scenario::Fault::Kind kind) {
+  using Kind = Scenario::Fault::Kind;
+  if (kind == Kind::maxAge) return FaultSpan{"age", kLongestAge};
+  if (kind == Kind::latency || kind == Kind::slow) return FaultSpan{"delay", kLongestDelay};
+  return std::nullopt;
+}
 
 /// Request paths count from the portal's root.
 std::string readPath(ObjectReader& reader, std::string_view name,
@@ -29,7 +43,7 @@ Scenario::Event ScenarioParts::event(const JsonNode& node, const std::string& pa
   using Kind = Scenario::Event::Kind;
   ObjectReader reader(node, path, mistakes_,
                       {"at", "do", "tag", "value", "category", "content", "permission", "downtime",
-                       "by", "to", "zone", "on", "documents", "beacon", "level"});
+                       "by", "to", "zone", "on", "documents", "beacon", "level", "device"});
   Scenario::Event event;
   event.at = readMoment(reader, "at", {0, until_.count()});
   event.kind = static_cast<Kind>(reader.choice("do", eventNames()));
@@ -66,6 +80,9 @@ Scenario::Event ScenarioParts::event(const JsonNode& node, const std::string& pa
     default:
       own = readDeviceEvent(reader, event);
   }
+  event.device = reader.text("device", "");
+  // The portal and the beacons are there for all.
+  if (event.kind != Kind::setDocuments && event.kind != Kind::setBattery) own.push_back("device");
   for (const std::string& name : reader.names()) {
     if (name == "at" || name == "do" || std::ranges::find(own, name) != own.end()) continue;
     reader.fail(name, fmt::format("no such member with \"{}\"",
@@ -112,21 +129,25 @@ std::vector<std::string_view> ScenarioParts::readDeviceEvent(ObjectReader& reade
 }
 
 Scenario::Fault ScenarioParts::fault(const JsonNode& node, const std::string& path) const {
-  ObjectReader reader(node, path, mistakes_, {"from", "to", "path", "kind", "status", "age"});
+  ObjectReader reader(node, path, mistakes_,
+                      {"from", "to", "path", "kind", "status", "age", "delay"});
   Scenario::Fault fault;
   std::tie(fault.from, fault.to) = span(reader, Seconds{0}, until_);
   fault.path = readPath(reader, "path", "");
-  fault.kind = static_cast<Scenario::Fault::Kind>(reader.choice(
-      "kind", {"status", "truncate", "notJson", "drop", "cutChunk", "notModified", "maxAge"}));
+  const std::vector<std::string> kinds = {"status",      "truncate", "notJson", "drop", "cutChunk",
+                                          "notModified", "maxAge",   "latency", "slow"};
+  fault.kind = static_cast<Scenario::Fault::Kind>(reader.choice("kind", kinds));
   if (fault.kind == Scenario::Fault::Kind::status) {
     fault.status = static_cast<int>(reader.integer("status", {400, 599}));
   } else if (reader.has("status")) {
     reader.fail("status", "a status only with the kind \"status\"");
   }
-  if (fault.kind == Scenario::Fault::Kind::maxAge) {
-    fault.age = Seconds{reader.number("age", {0, kLongestAge, " s"})};
-  } else if (reader.has("age")) {
-    reader.fail("age", "an age only with the kind \"maxAge\"");
+  const auto own = spanOf(fault.kind);
+  if (own) fault.span = Seconds{reader.number(own->member, {0, own->longest, " s"})};
+  for (const std::string member : {"age", "delay"}) {
+    if (!reader.has(member) || (own && member == own->member)) continue;
+    reader.fail(member,
+                "no such member with \"" + kinds[static_cast<std::size_t>(fault.kind)] + "\"");
   }
   return fault;
 }
@@ -136,9 +157,10 @@ Scenario::Expectation ScenarioParts::expectation(const JsonNode& node,
   // In the order of `Subject`.
   static const std::vector<std::string> kSubjects = {"content", "statistic", "refusal", "request",
                                                      "shown",   "entered",   "engine",  "ailment"};
-  ObjectReader reader(node, path, mistakes_,
-                      {"content", "statistic", "refusal", "request", "shown", "entered", "engine",
-                       "ailment", "zone", "battery", "from", "to", "times", "never", "refined"});
+  ObjectReader reader(
+      node, path, mistakes_,
+      {"content", "statistic", "refusal", "request", "shown", "entered", "engine", "ailment",
+       "zone", "battery", "timestamp", "device", "from", "to", "times", "never", "refined"});
   Scenario::Expectation expectation;
   expectation.line = node.line;
   const auto given =
@@ -165,6 +187,11 @@ Scenario::Expectation ScenarioParts::expectation(const JsonNode& node,
     expectation.battery = static_cast<int>(reader.integer("battery", {0, 255}));
     if (*subject != "statistic") reader.fail("battery", "a battery level only for a statistic");
   }
+  expectation.timestamp = reader.text("timestamp", "");
+  if (reader.has("timestamp") && *subject != "statistic") {
+    reader.fail("timestamp", "a timestamp only for a statistic");
+  }
+  expectation.device = reader.text("device", "");
   std::tie(expectation.from, expectation.to) = span(reader, Seconds{0}, until_);
   if (reader.has("refined")) expectation.refined = reader.flag("refined", false);
   if (reader.has("times")) expectation.times = static_cast<int>(reader.integer("times", {0, 1e6}));

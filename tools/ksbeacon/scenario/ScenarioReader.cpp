@@ -1,6 +1,7 @@
 #include "tools/ksbeacon/scenario/ScenarioReader.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
 
@@ -27,21 +28,22 @@ void readPortal(const JsonNode& node, const ScenarioParts& parts, Scenario& scen
     reader.fail("documents", "a folder of portal documents, relative to the scenario's file");
   }
   portal.credentials = {reader.text("username", "demo"), reader.text("password", "demo")};
+  scenario.application.credentials = portal.credentials;
   reader.each("faults", [&](const JsonNode& item, const std::string& path) {
     scenario.faults.push_back(parts.fault(item, path));
   });
 }
 
-/// It becomes the name of a folder on the device.
-std::string readBundleIdentifier(ObjectReader& reader, const std::string& fallback) {
-  constexpr const char* kName = "bundleIdentifier";
-  std::string identifier = reader.text(kName, fallback);
+/// It becomes the name of a folder.
+std::string readFolderName(ObjectReader& reader, const char* name, const char* example,
+                           std::optional<std::string> fallback = std::nullopt) {
+  std::string identifier = fallback ? reader.text(name, *fallback) : reader.text(name);
   const bool isPlain = std::ranges::all_of(identifier, [](char c) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '.' ||
            c == '-';
   });
   if (!isPlain || identifier.starts_with('.')) {
-    reader.fail(kName, "letters, digits, \".\" and \"-\", as in \"com.example.simulated\"");
+    reader.fail(name, fmt::format("letters, digits, \".\" and \"-\", as in \"{}\"", example));
   }
   return identifier;
 }
@@ -74,25 +76,84 @@ ks::Refinements readRefinements(ObjectReader& reader, Mistakes& mistakes) {
   return refinements;
 }
 
-void readApplication(const JsonNode& node, Scenario& scenario, Mistakes& mistakes) {
-  ObjectReader reader(node, "application", mistakes,
+void readApplication(const JsonNode& node, const std::string& path, Scenario& scenario,
+                     Mistakes& mistakes) {
+  ObjectReader reader(node, path, mistakes,
                       {"bundleIdentifier", "foreground", "showsNotifications", "username",
                        "password", "tags", "disabledCategories", "refinements"});
   Scenario::Application& application = scenario.application;
-  application.bundleIdentifier = readBundleIdentifier(reader, application.bundleIdentifier);
+  application.bundleIdentifier = readFolderName(reader, "bundleIdentifier", "com.example.simulated",
+                                                application.bundleIdentifier);
   application.foreground = reader.flag("foreground", application.foreground);
   application.showsNotifications =
       reader.flag("showsNotifications", application.showsNotifications);
-  application.credentials = {reader.text("username", scenario.portal.credentials.username),
-                             reader.text("password", scenario.portal.credentials.password)};
-  application.refinements = readRefinements(reader, mistakes);
+  application.credentials = {reader.text("username", application.credentials.username),
+                             reader.text("password", application.credentials.password)};
+  if (reader.has("refinements")) application.refinements = readRefinements(reader, mistakes);
   if (const JsonNode* const tags = reader.find("tags")) {
     ObjectReader each(*tags, reader.pathOf("tags"), mistakes);
     for (const std::string& name : each.names()) {
       application.tags.emplace_back(name, each.text(name));
     }
   }
-  application.disabledCategories = readCategories(reader, "disabledCategories");
+  if (reader.has("disabledCategories")) {
+    application.disabledCategories = readCategories(reader, "disabledCategories");
+  }
+}
+
+/// One of several devices: the scenario's own day, but for what is said of this one.
+Scenario readDevice(const JsonNode& node, const std::string& path, const ScenarioParts& parts,
+                    const Scenario& scenario, Mistakes& mistakes) {
+  ObjectReader reader(node, path, mistakes,
+                      {"name", "timeZone", "locale", "seed", "permission", "application", "walk"});
+  Scenario device = scenario;
+  device.devices.clear();
+  device.device = readFolderName(reader, "name", "anna");
+  const auto taken = std::ranges::find(scenario.devices, device.device, &Scenario::device);
+  if (taken != scenario.devices.end()) reader.fail("name", "another name");
+  device.seed += scenario.devices.size();
+  if (reader.has("timeZone")) device.timeZone = readTimeZone(reader, "timeZone");
+  if (reader.has("locale")) readLocale(reader, "locale", device.language, device.country);
+  if (reader.has("seed")) {
+    device.seed = static_cast<std::uint64_t>(reader.integer("seed", {0, 1e15}));
+  }
+  if (reader.has("permission")) device.permission = readPermission(reader, "permission");
+  if (const JsonNode* const application = reader.find("application")) {
+    readApplication(*application, reader.pathOf("application"), device, mistakes);
+  }
+  if (reader.has("walk") || scenario.walk.stops.empty()) {
+    device.walk = parts.walk(reader.section("walk"), reader.pathOf("walk"));
+  }
+  return device;
+}
+
+/// Gives each device the events and expectations that name it.
+void handOut(Scenario& scenario, Mistakes& mistakes) {
+  std::vector<std::string> names;
+  for (const Scenario& each : scenario.devices) names.push_back(each.device);
+  const auto check = [&](const std::string& device, std::string path, int line) {
+    if (device.empty() || std::ranges::find(names, device) != names.end()) return;
+    mistakes.add({scenario.file.string(), line, std::move(path),
+                  fmt::format("expected one of the devices, got \"{}\"{}", device,
+                              suggestion(device, names))});
+  };
+  for (std::size_t i = 0; i < scenario.events.size(); ++i) {
+    check(scenario.events[i].device, fmt::format("events[{}].device", i), 0);
+  }
+  for (std::size_t i = 0; i < scenario.expectations.size(); ++i) {
+    const Scenario::Expectation& each = scenario.expectations[i];
+    check(each.device, fmt::format("expect[{}].device", i), each.line);
+  }
+  for (Scenario& device : scenario.devices) {
+    for (const Scenario::Event& event : scenario.events) {
+      if (event.device.empty() || event.device == device.device) device.events.push_back(event);
+    }
+    for (const Scenario::Expectation& each : scenario.expectations) {
+      if (each.device != device.device) continue;
+      device.expectations.push_back(each);
+      device.expectations.back().device.clear();
+    }
+  }
 }
 
 /// Events and expectations that name what must stand elsewhere in the scenario.
@@ -124,7 +185,7 @@ Scenario readDocument(const JsonNode& document, const std::string& file, Mistake
   ObjectReader reader(document, "", mistakes,
                       {"$schema", "title", "start", "timeZone", "locale", "until", "seed",
                        "permission", "origin", "pathLoss", "radio", "portal", "application",
-                       "beacons", "walk", "events", "expect", "population"});
+                       "beacons", "walk", "devices", "events", "expect", "population"});
   Scenario scenario;
   scenario.file = file;
   scenario.title = reader.text("title", scenario.file.stem().string());
@@ -143,17 +204,24 @@ Scenario readDocument(const JsonNode& document, const std::string& file, Mistake
   readPortal(reader.section("portal"), parts, scenario, mistakes);
   static const JsonNode kNothing{JsonNode::Members{}, 0};
   const JsonNode* const application = reader.find("application");
-  readApplication(application == nullptr ? kNothing : *application, scenario, mistakes);
+  readApplication(application == nullptr ? kNothing : *application, "application", scenario,
+                  mistakes);
   reader.each("beacons", [&](const JsonNode& item, const std::string& path) {
     scenario.beacons.push_back(parts.beacon(item, path));
   });
-  scenario.walk = parts.walk(reader.section("walk"), "walk");
+  if (reader.has("walk") || !reader.has("devices")) {
+    scenario.walk = parts.walk(reader.section("walk"), "walk");
+  }
+  reader.each("devices", [&](const JsonNode& item, const std::string& path) {
+    scenario.devices.push_back(readDevice(item, path, parts, scenario, mistakes));
+  });
   reader.each("events", [&](const JsonNode& item, const std::string& path) {
     scenario.events.push_back(parts.event(item, path));
   });
   reader.each("expect", [&](const JsonNode& item, const std::string& path) {
     scenario.expectations.push_back(parts.expectation(item, path));
   });
+  handOut(scenario, mistakes);
   checkPlan(scenario, mistakes);
   if (const JsonNode* const population = reader.find("population")) {
     scenario.population = readPopulation(*population, parts, scenario.until, mistakes);
@@ -178,6 +246,18 @@ std::variant<Scenario, InputError> readScenario(std::string_view text, const std
 
 std::variant<Scenario, InputError> readScenarioFile(const std::string& path) {
   return readParsed(readLocatedJson(path), path);
+}
+
+std::variant<Scenario, InputError> chooseDevice(Scenario scenario, const std::string& name) {
+  if (name.empty()) return scenario;
+  std::vector<std::string> names;
+  for (Scenario& each : scenario.devices) {
+    if (each.device == name) return std::move(each);
+    names.push_back(each.device);
+  }
+  return InputError{scenario.file.string(), 0, "",
+                    fmt::format("expected one of its devices ({}), got {}{}",
+                                fmt::join(names, ", "), name, suggestion(name, names))};
 }
 
 std::variant<std::vector<Scenario::Expectation>, InputError> readExpectations(

@@ -17,6 +17,10 @@ std::variant<Scenario, InputError> readScenario(std::string_view text, const std
 /// The same for the content of `path`.
 std::variant<Scenario, InputError> readScenarioFile(const std::string& path);
 
+/// The day of one of the scenario's devices, as a scenario of its own; without a name the scenario
+/// itself.
+std::variant<Scenario, InputError> chooseDevice(Scenario scenario, const std::string& name);
+
 /// Reads the expectations about a recording: an object with the list "expect" of a scenario. Those
 /// without "to" end at `kLongestDay`.
 std::variant<std::vector<Scenario::Expectation>, InputError> readExpectations(

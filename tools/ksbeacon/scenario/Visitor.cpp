@@ -29,6 +29,7 @@ class VisitorMaker {
     visitor_.events.clear();
     visitor_.expectations.clear();
     visitor_.population.reset();
+    visitor_.devices.clear();
     takePhone();
     speed_ = {between(population_.speed)};
     walk();

@@ -14,11 +14,15 @@ std::string textOf(const TimelineEvent& event, const char* member) {
   return event.details[member].stringValue().value_or("");
 }
 
-bool batteryFits(const Scenario::Expectation& expectation, const TimelineEvent& event) {
-  if (!expectation.battery) return true;
-  const Dictionary* const body = event.details["body"].dictionary();
-  return body != nullptr && (*body)["batteryLevel"].isNumber() &&
-         (*body)["batteryLevel"].integerValue() == *expectation.battery;
+bool bodyFits(const Scenario::Expectation& expectation, const TimelineEvent& event) {
+  static const Dictionary kNothing;
+  const Dictionary* const sent = event.details["body"].dictionary();
+  const Dictionary& body = sent != nullptr ? *sent : kNothing;
+  if (expectation.battery && (!body["batteryLevel"].isNumber() ||
+                              body["batteryLevel"].integerValue() != *expectation.battery)) {
+    return false;
+  }
+  return body["timestamp"].stringValue().value_or("").ends_with(expectation.timestamp);
 }
 
 bool names(const TimelineEvent& event, const char* list, const std::string& name) {
@@ -29,6 +33,7 @@ bool names(const TimelineEvent& event, const char* list, const std::string& name
 }
 
 bool matches(const Scenario::Expectation& expectation, const TimelineEvent& event) {
+  if (!expectation.device.empty() && expectation.device != event.device) return false;
   const bool zoneFits = expectation.zone.empty() || textOf(event, "zone") == expectation.zone;
   switch (expectation.subject) {
     case Subject::content:
@@ -39,7 +44,7 @@ bool matches(const Scenario::Expectation& expectation, const TimelineEvent& even
              textOf(event, "rule") == expectation.name;
     case Subject::statistic:
       return event.kind == TimelineKind::statistic && zoneFits &&
-             textOf(event, "event") == expectation.name && batteryFits(expectation, event);
+             textOf(event, "event") == expectation.name && bodyFits(expectation, event);
     case Subject::request:
       return event.kind == TimelineKind::http &&
              textOf(event, "target").starts_with(expectation.name);
@@ -81,7 +86,9 @@ std::string inWords(const Scenario::Expectation& expectation) {
   const auto subject = static_cast<std::size_t>(expectation.subject);
   std::string text = fmt::format("{} {}", kSubjects[subject], expectation.name);
   if (!expectation.zone.empty()) text += " of zone " + expectation.zone;
+  if (!expectation.device.empty()) text += " on " + expectation.device;
   if (expectation.battery) text += fmt::format(" with battery level {}", *expectation.battery);
+  if (!expectation.timestamp.empty()) text += " with a timestamp in " + expectation.timestamp;
   const bool never = expectation.times == 0;
   text += never ? " never " : " ";
   text += verbOf(expectation.subject);

@@ -52,6 +52,10 @@ void addSimulateCommand(CLI::App& app, int& code) {
       ->add_option("--state", arguments->state, "Folder of the device's files, kept between runs")
       ->type_name("DIR");
   command
+      ->add_option("--device", arguments->device,
+                   "Of several devices in the scenario: only this one")
+      ->type_name("NAME");
+  command
       ->add_option("--portal", arguments->portal,
                    "Root URL of another portal instead of the embedded one")
       ->type_name("URL")

@@ -82,6 +82,15 @@ int complainOfSilence(const std::string& portalURL) {
   return complain(portalURL + ": the portal did not answer", kUnavailable);
 }
 
+/// Of several devices only one can be recorded, shown on a page or watched as it walks.
+std::string objectionToDevices(const SimulateArguments& arguments, const Scenario& scenario) {
+  const bool isForOne =
+      !arguments.report.empty() || !arguments.record.empty() || arguments.speed > 0;
+  if (scenario.devices.empty() || !isForOne) return "";
+  return "--report, --record and --speed take one device: add --device, one of " +
+         deviceNames(scenario);
+}
+
 /// The first expectation that failed, as a compiler would tell it.
 int judge(const Scenario& scenario, const SimulationResult& result, bool json) {
   for (const Expectations::Outcome& outcome : result.outcomes) {
@@ -125,8 +134,8 @@ int walkOnce(const Scenario& scenario, const SimulationOptions& options,
              const SimulateArguments& arguments) {
   TimelinePrinter printer(std::cout, scenario.start, formFor(arguments));
   const bool isReported = !arguments.report.empty();
-  ReportPage report(isReported ? documentedZones(scenario.portal.documents)
-                               : std::vector<DocumentedZone>{});
+  ReportPage report(isReported ? KnownZones{documentedZones(scenario.portal.documents), true}
+                               : KnownZones{});
   Timeline timeline;
   timeline.listen([&](const TimelineEvent& event) {
     printer.print(event);
@@ -163,9 +172,18 @@ int runSimulateJob(const SimulateArguments& arguments) {
   }
   const std::string objection = objectionToFiles(arguments);
   if (!objection.empty()) return complain(objection, kUsage);
-  Scenario& scenario = std::get<Scenario>(read);
+  auto chosen = chooseDevice(std::get<Scenario>(std::move(read)), arguments.device);
+  if (const auto* const error = std::get_if<InputError>(&chosen)) {
+    return complain(error->message(), kUsage);
+  }
+  Scenario& scenario = std::get<Scenario>(chosen);
+  const std::string several = objectionToDevices(arguments, scenario);
+  if (!several.empty()) return complain(several, kUsage);
   if (!arguments.refinements.empty()) {
     scenario.application.refinements = refinementsIn(arguments.refinements);
+    for (Scenario& each : scenario.devices) {
+      each.application.refinements = scenario.application.refinements;
+    }
   }
   SimulationOptions options = optionsFor(arguments);
   const bool isOwnPortal = options.portalURL.empty();

@@ -19,6 +19,8 @@ struct SimulateArguments {
   /// Of the scenario's population; 0: its own walk.
   std::uint64_t visitor = 0;
   std::string state;
+  /// The one that is meant, of several; empty: all.
+  std::string device;
   std::string portal;
   std::string report;
   /// The recording's file.

@@ -48,6 +48,7 @@ std::string timelineJson(const TimelineEvent& event, Date start) {
   line.set("at", std::round(event.at.count() * 1000) / 1000);
   line.set("date", dateInUTC(start + event.at));
   line.set("kind", timelineKindName(event.kind));
+  if (!event.device.empty()) line.set("device", event.device);
   for (const auto& [name, value] : event.details) line.set(name, value);
   return jsonText(line);
 }
@@ -71,7 +72,8 @@ void TimelinePrinter::printText(const TimelineEvent& event) {
   } else {
     stream_ << kind;
   }
-  stream_ << "  " << printable(event.text) << '\n';
+  stream_ << "  " << (event.device.empty() ? "" : event.device + ": ") << printable(event.text)
+          << '\n';
 }
 
 }  // namespace ks::tool

@@ -45,6 +45,8 @@ struct TimelineEvent {
   Dictionary details;
   /// Too much for a terminal unless everything is wanted.
   bool minor = false;
+  /// The device to which it happened, of several.
+  std::string device{};
 };
 
 /// How important the event is, as the system's log counts: 3 an error, 4 a warning, 5 what a user

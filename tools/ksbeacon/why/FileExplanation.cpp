@@ -4,7 +4,11 @@
 #include <vector>
 
 #include "BeaconSDK/Platform/Api/Ascii.h"
+#include "BeaconSDK/Platform/Recorded/ReplayedPlatform.h"
+#include "tools/ksbeacon/documents/TemporaryFolder.h"
+#include "tools/ksbeacon/host/HostDetails.h"
 #include "tools/ksbeacon/output/JsonText.h"
+#include "tools/ksbeacon/replay/RecordedDocuments.h"
 #include "tools/ksbeacon/replay/Replay.h"
 #include "tools/ksbeacon/scenario/ScenarioReader.h"
 #include "tools/ksbeacon/simulate/Simulation.h"
@@ -27,6 +31,23 @@ std::string follow(const WhyQuestion& question, const Scenario* scenario, Timeli
   return result.failure + result.departure;
 }
 
+/// What the portal sent to the recorded device.
+KnownZones zonesIn(const std::filesystem::path& recording) {
+  auto reader = RecordingReader::open(recording);
+  if (!reader) return {};
+  RecordedDocuments documents;
+  std::string portalURL;
+  RecordedEvent event;
+  while (reader.value().next(event)) {
+    const Dictionary* const host = event.details["host"].dictionary();
+    if (host != nullptr) portalURL = libraryOptionsIn(*host).portalURL;
+    documents.note(event, portalURL);
+  }
+  const TemporaryFolder folder;
+  if (!documents.write(folder.path())) return {};
+  return {documentedZones(folder.path()), false};
+}
+
 }  // namespace
 
 std::variant<WhyAnswer, std::string> explainFile(const WhyQuestion& question) {
@@ -35,10 +56,16 @@ std::variant<WhyAnswer, std::string> explainFile(const WhyQuestion& question) {
   if (asciiLowerCased(question.file.extension().string()) == ".json") {
     auto read = readScenarioFile(question.file);
     if (const auto* const error = std::get_if<InputError>(&read)) return error->message();
-    scenario = std::get<Scenario>(std::move(read));
+    auto chosen = chooseDevice(std::get<Scenario>(std::move(read)), question.device);
+    if (const auto* const error = std::get_if<InputError>(&chosen)) return error->message();
+    scenario = std::get<Scenario>(std::move(chosen));
+    if (!scenario->devices.empty()) {
+      return "the scenario has several devices; name one of " + deviceNames(*scenario);
+    }
     if (documents.empty()) documents = scenario->portal.documents;
   }
-  const auto known = documents.empty() ? std::vector<DocumentedZone>{} : documentedZones(documents);
+  const KnownZones known =
+      documents.empty() ? zonesIn(question.file) : KnownZones{documentedZones(documents), true};
   Chronicle chronicle;
   Timeline timeline;
   timeline.listen([&](const TimelineEvent& event) { chronicle.note(event); });

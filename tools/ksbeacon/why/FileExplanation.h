@@ -19,6 +19,8 @@ struct WhyQuestion {
   std::optional<Seconds> at;
   /// The portal's documents. Empty: a scenario's own, and none for a recording.
   std::filesystem::path documents;
+  /// The one that is meant, of several in a scenario.
+  std::string device{};
 };
 
 /// Lives through the file up to the moment. Returns the answer, or why there is none. Occupies the

@@ -23,6 +23,7 @@ struct Arguments {
   /// Seconds; below 0: at the end.
   double at = -1;
   std::string documents;
+  std::string device;
   /// Of the service that is asked.
   std::string state;
   bool json = false;
@@ -34,8 +35,8 @@ void print(const Dictionary& answer, bool asJson) {
 
 /// The service that runs knows its own day.
 int askRunning(const Arguments& arguments) {
-  if (arguments.at >= 0 || !arguments.documents.empty()) {
-    return complain("--at and --documents need a FILE", kUsage);
+  if (arguments.at >= 0 || !arguments.documents.empty() || !arguments.device.empty()) {
+    return complain("--at, --device and --documents need a FILE", kUsage);
   }
   const auto reply = askEitherService(arguments.state, kWhyRequest + arguments.subject);
   if (!reply) return complain(reply.error().localizedDescription(), kUnavailable);
@@ -49,7 +50,8 @@ int askRunning(const Arguments& arguments) {
 }
 
 int askFile(const Arguments& arguments) {
-  WhyQuestion question{arguments.subject, arguments.file, std::nullopt, arguments.documents};
+  WhyQuestion question{arguments.subject, arguments.file, std::nullopt, arguments.documents,
+                       arguments.device};
   if (arguments.at >= 0) question.at = Seconds{arguments.at};
   const auto answer = explainFile(question);
   if (const auto* const failure = std::get_if<std::string>(&answer)) {
@@ -84,6 +86,9 @@ void addWhyCommand(CLI::App& app, int& code) {
       ->add_option("--documents", arguments->documents,
                    "Folder of the portal's documents; a scenario names its own")
       ->type_name("DIR");
+  command
+      ->add_option("--device", arguments->device, "Of several devices in a scenario: the one meant")
+      ->type_name("NAME");
   command->add_option("--state", arguments->state, "The --state of the service that is meant")
       ->type_name("DIR");
   command->add_flag("--json", arguments->json, "One JSON object");

@@ -98,6 +98,19 @@ int KSZoneCache::listsHolding(const KSPrivateBeacon& beacon) const {
   return found == listsHolding_.end() ? 0 : found->second;
 }
 
+std::vector<std::shared_ptr<KSProximityZone>> KSZoneCache::knownZones() const {
+  const std::scoped_lock lock(beaconsMutex_, geofencesMutex_);
+  std::vector<std::shared_ptr<KSProximityZone>> zones;
+  std::unordered_set<const KSPrivateBeacon*> taken;
+  for (const auto& [location, beacons] : beaconsForLocation_) {
+    for (const auto& beacon : beacons) {
+      if (taken.insert(beacon.get()).second) zones.push_back(beacon);
+    }
+  }
+  for (const auto& [region, geofence] : prefetchGeofences_) zones.push_back(geofence);
+  return zones;
+}
+
 std::size_t KSZoneCache::zonesKnown() const {
   const std::scoped_lock lock(beaconsMutex_, geofencesMutex_);
   return listsHolding_.size() + prefetchGeofences_.size();

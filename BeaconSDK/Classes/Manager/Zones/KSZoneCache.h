@@ -64,6 +64,8 @@ class KSZoneCache {
   /// The zones that the device is in: beacons by location, then geofences; nothing when it is in
   /// none. Takes both locks, one after the other. Any thread.
   std::optional<std::vector<std::shared_ptr<KSProximityZone>>> enteredZones() const;
+  /// Beacon zones, each once, by location, then geofences. Takes both locks. Any thread.
+  std::vector<std::shared_ptr<KSProximityZone>> knownZones() const;
   /// Locations, beacon zones and manufacturer identifiers; geofences and files stay.
   void forgetNeighbourhood();
   /// Beacon zones and geofences, each once.
