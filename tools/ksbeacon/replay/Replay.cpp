@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <deque>
+#include <set>
 #include <utility>
 
 #include "BeaconSDK/Platform/Recorded/ReplayedPlatform.h"
@@ -33,8 +34,9 @@ class StoppedClock : public Clock {
 /// One process of the recording: its device, and an application like the one that was recorded.
 class Process {
  public:
+  /// `announced` are the zones whose contents were announced so far.
   Process(const RecordedEvent& begin, Timeline& timeline, const ReplayOptions& options,
-          const WalkPortal* otherPortal)
+          const WalkPortal* otherPortal, const std::set<std::string>& announced)
       : device_(begin) {
     LibraryHost::Options library = libraryOptionsIn(device_.host());
     if (options.refinements) library.refinements = *options.refinements;
@@ -53,11 +55,18 @@ class Process {
     } else {
       host_.emplace(recorder_, std::move(library));
     }
-    device_.setHostHandler([this](const std::string& name, const Dictionary& arguments) {
-      if (platform_->handle(name, arguments)) return;
-      if (runningHost_) runningHost_->handle(name, arguments);
-      if (host_) host_->handle(name, arguments);
-    });
+    const bool hasOtherRules = options.hasOtherRules();
+    device_.setHostHandler(
+        [this, hasOtherRules, &announced](const std::string& name, const Dictionary& arguments) {
+          // Nobody sees or opens what the other rules do not announce.
+          const Dictionary* const shown = arguments["userInfo"].dictionary();
+          const std::string zone =
+              shown != nullptr ? (*shown)["beaconIdentifier"].stringValue().value_or("") : "";
+          if (hasOtherRules && shown != nullptr && !announced.contains(zone)) return;
+          if (platform_->handle(name, arguments)) return;
+          if (runningHost_) runningHost_->handle(name, arguments);
+          if (host_) host_->handle(name, arguments);
+        });
     device_.setNoticeListener([this](const std::string& text) { recorder_->notice(text); });
     device_.setTransferListener([this](const HttpExchange& exchange) { transferEnded(exchange); });
   }
@@ -118,8 +127,7 @@ class Replaying {
   }
 
   ReplayResult run() {
-    RecordedEvent event;
-    while (!isOver() && reader_.next(event)) take(event);
+    while (!isOver() && reader_.next(*read_)) take(*read_);
     leave();
     result_.isWhole = reader_.isWhole();
     return std::move(result_);
@@ -133,7 +141,7 @@ class Replaying {
     return result_.interrupted || isDone_ || !result_.departure.empty();
   }
 
-  void take(RecordedEvent& event) {
+  void take(const RecordedEvent& event) {
     if (event.kind == Kind::begin) leave();
     lastEntry_ = event.microseconds;
     switch (event.kind) {
@@ -153,7 +161,7 @@ class Replaying {
       default:
         // Whatever the library asks while it lives through an input stands before the next one.
         flush();
-        std::swap(pending_, event);
+        std::swap(read_, pending_);
         hasPending_ = true;
     }
   }
@@ -161,7 +169,7 @@ class Replaying {
   /// Lives on to the last entry of a process. One that was killed, or whose end is torn, tells
   /// nothing of its end.
   void leave() {
-    isTorn_ = !hasPending_ || pending_.kind != Kind::end;
+    isTorn_ = !hasPending_ || pending_->kind != Kind::end;
     if (!isOver()) flush();
     if (!isOver() && process_) process_->device().runUntil(lastEntry_);
     isLeaving_ = true;
@@ -171,7 +179,7 @@ class Replaying {
 
   void begin(const RecordedEvent& event) {
     marks_.clear();
-    process_ = std::make_unique<Process>(event, watched_, options_, portal_);
+    process_ = std::make_unique<Process>(event, watched_, options_, portal_, announced_);
     isChecked_ = !process_->device().isPrivate() && !options_.hasOtherRules();
     if (!std::exchange(hasBegun_, true)) {
       result_.start = process_->start();
@@ -187,19 +195,19 @@ class Replaying {
       const double left = secondsBetween(device.clock().now(), last);
       const auto limit =
           static_cast<std::int64_t>((device.clock().uptime().count() + std::max(left, 0.0)) * 1e6);
-      if (pending_.microseconds > limit) {
+      if (pending_->microseconds > limit) {
         device.runUntil(limit);
         isDone_ = true;
         return;
       }
     }
-    if (pending_.kind == Kind::end) {
-      device.runUntil(pending_.microseconds);
+    if (pending_->kind == Kind::end) {
+      device.runUntil(pending_->microseconds);
       result_.end = device.clock().now() - result_.start;
       check(device);
       return process_.reset();
     }
-    device.replay(pending_);
+    device.replay(*pending_);
     result_.end = device.clock().now() - result_.start;
     check(device);
   }
@@ -217,6 +225,9 @@ class Replaying {
   void happened(const TimelineEvent& event) {
     if (!result_.departure.empty() || isDone_ || isLeaving_) return;
     compare(event);
+    if (event.details["action"].stringValue() == "announced") {
+      announced_.insert(event.details["zone"].stringValue().value_or(""));
+    }
     // Each run counts from its own beginning, the timeline from the first one's.
     TimelineEvent told = event;
     told.at += startOfProcess() - result_.start;
@@ -254,9 +265,14 @@ class Replaying {
   const WalkPortal* portal_;
   Timeline watched_;
   ReplayResult result_;
+  /// Must outlive the process.
+  std::set<std::string> announced_;
   std::unique_ptr<Process> process_;
   std::deque<std::uint64_t> marks_;
-  RecordedEvent pending_;
+  /// The entry that is read, and the last input, which waits for what stands behind it.
+  RecordedEvent entries_[2];
+  RecordedEvent* read_ = &entries_[0];
+  RecordedEvent* pending_ = &entries_[1];
   bool hasPending_ = false;
   bool hasBegun_ = false;
   bool isChecked_ = true;

@@ -232,7 +232,21 @@ function makeLanes(pick, ask) {
     add(row, 'span', '', name).title = name;
     return add(row, 'div', 'track');
   };
-  const band = (name, className) => add(lane(name, className), 'div', 'band');
+  const tracks = [];
+  const bands = [];
+  const band = (name, className) => {
+    const track = lane(name, className);
+    const made = add(track, 'div', 'band');
+    // The list of events says the same in words.
+    made.setAttribute('aria-hidden', 'true');
+    tracks.push(track);
+    bands.push(made);
+    return made;
+  };
+  const place = (moment) => {
+    const {from, to} = part.span;
+    for (const track of tracks) track.style.setProperty('--moment', `${(moment - from) / (to - from) * 100}%`);
+  };
   for (const [beacon, changes] of changesOfBeacon) {
     const track = band(beacon);
     changes.forEach(({at, proximity}, index) => {
@@ -274,9 +288,11 @@ function makeLanes(pick, ask) {
   const part = makeSpan(() => draw());
   const draw = () => {
     const {from, to} = part.span;
-    lanes.style.setProperty('--shift', `${-from / (to - from) * 100}%`);
-    lanes.style.setProperty('--width', `${end / (to - from) * 100}%`);
-    lanes.style.setProperty('--moment', `${(shown - from) / (to - from) * 100}%`);
+    for (const each of bands) {
+      each.style.setProperty('--shift', `${-from / (to - from) * 100}%`);
+      each.style.setProperty('--width', `${end / (to - from) * 100}%`);
+    }
+    place(shown);
     axis.replaceChildren();
     for (let tick = 0; tick <= 4; ++tick) {
       const at = from + (to - from) * tick / 4;
@@ -297,8 +313,7 @@ function makeLanes(pick, ask) {
   return (moment) => {
     shown = moment;
     part.show(moment);
-    const {from, to} = part.span;
-    lanes.style.setProperty('--moment', `${(moment - from) / (to - from) * 100}%`);
+    place(moment);
   };
 }
 
@@ -323,113 +338,6 @@ function makeWhy() {
   };
 }
 
-/** A list of events that marks the moment; arrow keys go from event to event, Enter asks why. */
-function makeList(list, members, pick, ask) {
-  const rows = members.map((event, index) => {
-    const row = add(list, 'li', event.met === false ? 'unmet' : event.kind);
-    row.setAttribute('role', 'option');
-    row.setAttribute('aria-selected', 'false');
-    add(row, 'time', '', clock(event.at));
-    add(row, 'b', '', event.kind);
-    add(row, 'span', '', event.text);
-    row.classList.toggle('asks', Boolean(event.why));
-    row.onclick = () => {
-      mark(index);
-      pick(event.at);
-      ask(event);
-    };
-    return {at: event.at, event, row};
-  });
-  let reached = rows.length;
-  let marked = -1;
-  const mark = (index) => {
-    if (marked === index) return;
-    if (marked >= 0) {
-      rows[marked].row.classList.remove('now');
-      rows[marked].row.setAttribute('aria-selected', 'false');
-      rows[marked].row.removeAttribute('id');
-    }
-    marked = index;
-    if (marked < 0) return list.removeAttribute('aria-activedescendant');
-    const {row} = rows[marked];
-    row.classList.add('now');
-    row.setAttribute('aria-selected', 'true');
-    row.id = `${list.id}-now`;
-    list.setAttribute('aria-activedescendant', row.id);
-  };
-  const show = (moment) => {
-    while (reached > 0 && rows[reached - 1].at > moment) rows[--reached].row.classList.add('later');
-    while (reached < rows.length && rows[reached].at <= moment) {
-      rows[reached++].row.classList.remove('later');
-    }
-    // A row that was gone to stays marked among others of its moment.
-    if (marked < 0 || rows[marked].at !== moment) mark(reached - 1);
-    if (marked >= 0) reveal(list, rows[marked].row);
-  };
-  const go = (by) => {
-    let index = marked + by;
-    while (rows[index] && rows[index].row.hidden) index += by;
-    if (!rows[index]) return;
-    mark(index);
-    pick(rows[index].at);
-  };
-  list.onkeydown = (key) => {
-    const steps = {ArrowDown: 1, ArrowUp: -1};
-    if (key.key in steps) go(steps[key.key]);
-    else if (key.key === 'Enter' && marked >= 0) ask(rows[marked].event);
-    else return;
-    key.preventDefault();
-  };
-  return {rows, show};
-}
-
-/** The events with their filters, of both days if there are two; returns what marks the moment. */
-function makeTimeline(pick, ask) {
-  const lists = [makeList(element('events'), events, pick, ask)];
-  if (other) {
-    element('others').hidden = false;
-    document.body.classList.add('compare');
-    lists.push(makeList(element('others'), other.events, pick, ask));
-  }
-  const rows = lists.flatMap((list) => list.rows);
-  const hidden = new Set();
-  const filter = () => {
-    const wanted = element('search').value.toLowerCase();
-    for (const {event, row} of rows) {
-      row.hidden = hidden.has(event.kind) || !event.text.toLowerCase().includes(wanted);
-    }
-  };
-  for (const [kind, members] of grouped(rows, ({event}) => event.kind)) {
-    const label = add(element('kinds'), 'label');
-    const box = add(label, 'input');
-    box.type = 'checkbox';
-    box.checked = true;
-    box.onchange = () => {
-      if (box.checked) hidden.delete(kind);
-      else hidden.add(kind);
-      filter();
-    };
-    label.append(` ${kind} ${members.length}`);
-  }
-  element('search').oninput = filter;
-  return (moment) => {
-    for (const list of lists) list.show(moment);
-  };
-}
-
-/**
- * Scrolls the list so far that the row is seen. Rows get their true heights only once they have been
- * near the view, so it is done again for some frames.
- */
-function reveal(list, row, frames = 8) {
-  const below = row.offsetTop + row.offsetHeight - list.clientHeight;
-  list.scrollTop = Math.min(Math.max(list.scrollTop, below), row.offsetTop);
-  if (frames === 0) return;
-  requestAnimationFrame(() => {
-    if (row.classList.contains('now')) reveal(list, row, frames - 1);
-  });
-}
-
 /** On a small screen one of the lists stands below the map. */
 function makePanels(shown) {
   const buttons = document.querySelectorAll('button[data-panel]');
@@ -451,6 +359,7 @@ function makePlayer(views) {
   slider.max = end;
   const show = (moment) => {
     slider.value = moment;
+    slider.setAttribute('aria-valuetext', clock(moment));
     element('clock').textContent = `${clock(moment)} of ${clock(end)}`;
     for (const view of views) view(moment);
   };

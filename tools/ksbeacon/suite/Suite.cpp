@@ -214,9 +214,14 @@ std::vector<std::string> faultsOf(const SuiteCase& tested) {
   const fs::path file = isRecording(tested.file) ? expectationsOf(tested.file) : tested.file;
   for (const auto& [expectation, tally] : tested.expectations) {
     if (tally.failedSeeds.empty()) continue;
-    faults.push_back(fmt::format("{}:{}: expected: {}; {} of {} met, not with seed {}; {}",
-                                 file.string(), expectation.first, expectation.second, tally.met,
-                                 tally.runs, fmt::join(tally.failedSeeds, ", "), tally.happened));
+    // A recording has no seed.
+    const std::string seeds =
+        isRecording(tested.file)
+            ? ""
+            : fmt::format(", not with seed {}", fmt::join(tally.failedSeeds, ", "));
+    faults.push_back(fmt::format("{}:{}: expected: {}; {} of {} met{}; {}", file.string(),
+                                 expectation.first, expectation.second, tally.met, tally.runs,
+                                 seeds, tally.happened));
   }
   for (const auto& [seed, words] : tested.failures) {
     faults.push_back(fmt::format("{}: {}", tested.file.string(), words));
