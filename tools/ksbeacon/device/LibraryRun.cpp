@@ -117,6 +117,10 @@ void LibraryRun::launch(const char* text) {
 void LibraryRun::keepRecordingShort() {
   look_.arm(device_.mainQueue(), kBetweenLooks, [this] { keepRecordingShort(); });
   if (stopping_ || transfers_->underWay() > 0 || !options_.recording->isPartFull()) return;
+  // A running dwelling time would begin again.
+  const Seconds now{secondsBetween(start_, device_.clock().now())};
+  if (chronicle_.isDwelling(now) && ++postponed_ < kMostPostponed) return;
+  postponed_ = 0;
   call("stop");
   device_.linuxApplication().resignActive();
   host_.reset();

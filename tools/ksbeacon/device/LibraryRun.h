@@ -55,6 +55,8 @@ class LibraryRun {
   static constexpr Seconds kStopLimit{1.9};
   /// How often a recording that is kept within a limit is looked at.
   static constexpr Seconds kBetweenLooks{60};
+  /// Looks: in a busy place a new part of the recording waits no longer.
+  static constexpr int kMostPostponed = 60;
   std::unique_ptr<RecordedPlatform> record();
   std::shared_ptr<ObservedPlatform> observe();
   /// Makes the library, as a process does that begins.
@@ -100,6 +102,7 @@ class LibraryRun {
   /// Of the background fetch that goes on.
   KSProximityManager::FetchCompletion fetched_;
   Wakeup watch_;
+  int postponed_ = 0;
   Wakeup look_;
   Wakeup farewell_;
   std::optional<HealthPost> healthPost_;

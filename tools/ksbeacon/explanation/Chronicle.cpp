@@ -164,6 +164,14 @@ const Chronicle::Withheld* Chronicle::withheld(const std::string& beacon) const 
   return existing(withheld_, beacon);
 }
 
+bool Chronicle::isDwelling(Seconds now) const {
+  return std::ranges::any_of(zones_, [now](const auto& named) {
+    const auto& decision = named.second.decision;
+    return decision && decision->kind == TimelineKind::dwelling &&
+           decision->at + Seconds{decision->details["needed"].doubleValue()} >= now;
+  });
+}
+
 std::optional<Seconds> Chronicle::opened(const std::string& content) const {
   const Seconds* const at = existing(opened_, content);
   return at == nullptr ? std::nullopt : std::optional(*at);

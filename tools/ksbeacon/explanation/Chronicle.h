@@ -77,6 +77,8 @@ class Chronicle {
   const Withheld* withheld(const std::string& beacon) const;
   /// Keyed by the portal's identifiers.
   const std::map<std::string, Zone>& zones() const { return zones_; }
+  /// Returns whether a content waits for its dwelling time to pass.
+  bool isDwelling(Seconds now) const;
   /// Returns when the user last opened the content.
   std::optional<Seconds> opened(const std::string& content) const;
 
