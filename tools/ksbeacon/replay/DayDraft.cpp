@@ -147,7 +147,9 @@ void DayDraft::addCall(const RecordedEvent& event, Seconds at) {
   const auto call = std::ranges::find(kCalls, name, &std::pair<const char*, Do>::first);
   if (call == std::end(kCalls)) return;
   const Dictionary& arguments = dictionaryIn(event.details, "arguments");
-  Scenario::Event made{at, call->second, textIn(arguments, "name"), textIn(arguments, "value")};
+  Scenario::Event made{at, call->second};
+  made.name = textIn(arguments, "name");
+  made.value = textIn(arguments, "value");
   if (made.kind == Do::disableCategory && arguments["on"].boolValue()) {
     made.kind = Do::enableCategory;
   }
