@@ -10,7 +10,8 @@
 #include "BeaconSDK/Platform/Api/Foundation.h"
 #include "tools/ksbeacon/documents/TemporaryFolder.h"
 #include "tools/ksbeacon/host/HostApplication.h"
-#include "tools/ksbeacon/simulate/Simulation.h"
+#include "tools/ksbeacon/scenario/Scenario.h"
+#include "tools/ksbeacon/simulate/SimulationOptions.h"
 
 namespace ks::tool {
 
