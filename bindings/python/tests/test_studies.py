@@ -95,6 +95,7 @@ def test_workers_refuse_what_others_would_not_compute(own):
     [
         (("places", 0, "ways", 0, "to"), "entrence", r'ways\[0\].to: .* did you mean "entrance"'),
         (("visits", 1, "days"), 9, r"visits\[1\].days: .* got 9"),
+        (("phones", 4, "disabledCategories"), ["8"], r'phones\[4\].disabledCategories: .* got "8"'),
         (("visitor",), 3, 'did you mean "visitors"'),
         ((), None, 'expected a "population"'),
     ],

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <boost/json/object.hpp>
 #include <cmath>
+#include <filesystem>
 #include <map>
 #include <numbers>
 #include <optional>
@@ -12,6 +13,7 @@
 
 #include "BeaconSDK/Platform/Api/Ascii.h"
 #include "BeaconSDK/Platform/Location/Radio/Proximity.h"
+#include "tools/ksbeacon/output/Suggestion.h"
 #include "tools/ksbeacon/portal/PortalDocuments.h"
 
 namespace ks::tool {
@@ -139,15 +141,45 @@ TimelineEvent presence(const SiteZone& zone, Seconds at, bool isEnter) {
   return event;
 }
 
+Error mistake(const std::string& message) { return {"ks.scenario", 0, message}; }
+
+/// A phone's category that is none of the portal's; nothing when the document is broken.
+std::optional<Error> unknownCategory(const Scenario& scenario) {
+  if (!scenario.population) return std::nullopt;
+  std::vector<std::string> known;
+  const auto document =
+      portal::readDocument(portal::DocumentKind::categories, scenario.portal.documents);
+  for (const json::value& item : document.items) {
+    if (item.is_object()) known.push_back(memberText(item.get_object(), "id"));
+  }
+  const auto& phones = scenario.population->phones;
+  for (std::size_t i = 0; i < phones.size(); ++i) {
+    for (const std::string& name : phones[i].disabledCategories) {
+      if (std::ranges::find(known, name) != known.end()) continue;
+      return mistake(fmt::format(
+          "{}: population.phones[{}].disabledCategories: expected a category of the portal's "
+          "documents, got \"{}\"{}",
+          scenario.file.string(), i, name, suggestion(name, known)));
+    }
+  }
+  return std::nullopt;
+}
+
 }  // namespace
 
 Result<std::vector<SiteZone>> siteZones(const Scenario& scenario) {
+  const std::filesystem::path& folder = scenario.portal.documents;
+  std::error_code ignored;
+  if (!std::filesystem::is_directory(folder, ignored)) {
+    return mistake(folder.string() + ": expected a folder of portal documents");
+  }
+  if (auto unknown = unknownCategory(scenario)) return std::move(*unknown);
   std::vector<SiteZone> zones;
   const Places places = beaconPlaces(scenario);
   for (const auto kind : {portal::DocumentKind::beacons, portal::DocumentKind::geofences}) {
-    const portal::PortalDocument document = portal::readDocument(kind, scenario.portal.documents);
+    const portal::PortalDocument document = portal::readDocument(kind, folder);
     if (!document.problems.empty()) {
-      return Error{"ks.scenario", 0, document.problems.front().description()};
+      return mistake(document.problems.front().description());
     }
     for (const json::value& item : document.items) {
       auto zone = zoneFrom(item.get_object(), kind == portal::DocumentKind::geofences, places);

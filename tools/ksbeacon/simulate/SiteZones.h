@@ -23,7 +23,8 @@ struct SiteZone {
 };
 
 /// Returns the zones of the portal's documents; a beacon that the scenario does not have is left
-/// out. An error names the first mistake of the documents.
+/// out. An error names the first mistake of the documents, or a category that the population names
+/// and the documents do not have.
 Result<std::vector<SiteZone>> siteZones(const Scenario& scenario);
 
 /// When the walk of the scenario really enters and leaves zones, whatever the device notices of it,

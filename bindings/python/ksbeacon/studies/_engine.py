@@ -18,6 +18,9 @@ AHEAD = 4
 #: How many workers may die at one batch before the batch itself is held to be the reason.
 DEATHS = 50
 
+#: Seconds to wait for the first worker.
+START = 300
+
 Range = tuple[int, int]
 
 
@@ -56,8 +59,11 @@ def _objection(job: Job) -> str | None:
 
 
 def check_workers(client: Any, job: Job) -> None:
-    """Raises `WorkerError` that names a worker of another version, or without the scenario."""
-    client.wait_for_workers(1)
+    """Raises `WorkerError` that names a worker of another version, or without the scenario.
+
+    Raises `TimeoutError` when there is no worker at all.
+    """
+    client.wait_for_workers(1, timeout=START)
     for address, said in client.run(_objection, job, on_error="return").items():
         if isinstance(said, BaseException):
             raise WorkerError(f"the worker {address} cannot use ksbeacon: {said}")
