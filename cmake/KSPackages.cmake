@@ -78,6 +78,8 @@ set(CPACK_DEBIAN_PYTHON3-KSBEACON_PACKAGE_DEPENDS
     "libksbeacon1 (>= ${PROJECT_VERSION}), python3 (>= 3.11), python3-cffi")
 # For studies.
 set(CPACK_DEBIAN_PYTHON3-KSBEACON_PACKAGE_SUGGESTS "python3-distributed, python3-pandas")
+# They make and remove the interpreter's own files.
+set(CPACK_DEBIAN_PYTHON3-KSBEACON_PACKAGE_CONTROL_EXTRA ${ks_files}/python/postinst ${ks_files}/python/prerm)
 set(CPACK_COMPONENT_PYTHON3-KSBEACON_DESCRIPTION "proximity engine, Python package
  Hears beacons, knows places, decides by the rules of a portal's contents
  what to show, and reports what happened. With this package Python programs

@@ -42,13 +42,9 @@ print('python: ksbeacon', ksbeacon.version())"
   unset LD_LIBRARY_PATH
 }
 
-# What runs in the bare root, with nothing but what Debian and the packages bring.
-in_root() {
+# The use of the installed packages in a bare root, with nothing but what Debian and they bring.
+use_installed() {
   cat <<'SCRIPT'
-set -eu
-apt-get update -q >/dev/null
-apt-get install -qy --no-install-recommends /packages/*.deb gcc g++ cmake make pkg-config libc6-dev >/dev/null
-cd /work
 ksbeacon simulate examples/scenarios/demo.json >/dev/null
 ksbeacon --version
 cc examples/c/main.c $(pkg-config --cflags --libs ksbeacon) -o /tmp/gateway
@@ -60,29 +56,46 @@ python3 -c "
 import ksbeacon
 assert ksbeacon.Scenario('examples/scenarios/demo.json').run().passed"
 ksbeacon doctor >/dev/null || [ $? -eq 3 ]
+ksbeacon portal examples/portal --port 8080 >/dev/null 2>/tmp/portal </dev/null &
+echo demo >/tmp/password
+chmod 600 /tmp/password
+c++ -std=c++17 examples/hpp/main.cpp $(pkg-config --cflags --libs ksbeacon) -o /tmp/kiosk
+timeout 10 /tmp/kiosk http://127.0.0.1:8080/app || [ $? -eq 124 ]
+timeout 20 ksbeacon run --portal http://127.0.0.1:8080/app --user demo --password-file /tmp/password \
+  >/tmp/run 2>&1 || [ $? -eq 124 ]
+grep 'the library runs' /tmp/run
+kill $!
 test -f /usr/lib/systemd/system/ksbeacon.service
 apt-get remove -qy libksbeacon1 ksbeacon >/dev/null
 test ! -e /usr/bin/ksbeacon
+test ! -e /usr/lib/python3/dist-packages/ksbeacon
 SCRIPT
 }
 
-use_root() {
+install_packages() {
+  echo 'apt-get install -qy --no-install-recommends /packages/*.deb gcc g++ cmake make pkg-config libc6-dev >/dev/null'
+}
+
+# in_bare_root COMMAND...: the commands print what is run there, after one another.
+in_bare_root() {
   local root=build/bare-root
   rm -rf "$root"
   # KS_MIRROR: a mirror, or a file of sources, instead of the usual one.
   mmdebstrap --variant=apt --quiet bookworm "$root" ${KS_MIRROR:+"$KS_MIRROR"}
   mkdir -p "$root/packages" "$root/work"
   cp "$packages"/*.deb "$root/packages"
-  cp -r examples tests "$root/work"
+  git ls-files -z | tar --null -cT - | tar -xC "$root/work"
   cp /etc/resolv.conf "$root/etc/resolv.conf"
+  {
+    printf 'set -eu\ncd /work\napt-get update -q >/dev/null\n'
+    for commands in "$@"; do "$commands"; done
+  } >"$root/walk.sh"
   mount -t proc proc "$root/proc"
   trap 'umount "$PWD/build/bare-root/proc"' EXIT
-  in_root >"$root/walk.sh"
   chroot "$root" /usr/bin/env -i PATH="$PATH" DEBIAN_FRONTEND=noninteractive /bin/sh /walk.sh </dev/null
   umount "$root/proc"
   trap - EXIT
   rm -rf "$root"
-  echo "packages: installed, used and removed in a bare root"
 }
 
 make_packages
@@ -90,6 +103,11 @@ make_packages
 # The packages go to no archive whose bugs they could close; CPack writes the calls of ldconfig.
 lintian --allow-root --tag-display-limit 0 --fail-on error,warning \
   --suppress-tags initial-upload-closes-no-bugs,maintscript-calls-ldconfig "$packages"/*.deb
+# Only the command has a server.
+if dpkg-deb -f "$packages"/libksbeacon1_*.deb Depends | grep soup; then exit 1; fi
 use_unpacked
-[ "${1:-}" != root ] || use_root
+if [ "${1:-}" = root ]; then
+  in_bare_root install_packages use_installed
+  echo "packages: installed, used and removed in a bare root"
+fi
 echo "packages: $(basename -a "$packages"/*.deb | tr '\n' ' ')"
