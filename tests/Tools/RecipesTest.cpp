@@ -10,7 +10,7 @@
 
 #include "tests/Http/LoopbackServer.h"
 #include "tests/Linux/VirtualScreen.h"
-#include "tests/Tools/WalkFixture.h"
+#include "tests/Support/WalkFixture.h"
 
 namespace ks::tool {
 namespace {

@@ -9,7 +9,7 @@
 #include <sstream>
 #include <string>
 
-#include "tests/Tools/WalkFixture.h"
+#include "tests/Support/WalkFixture.h"
 
 namespace ks::tool {
 namespace {
