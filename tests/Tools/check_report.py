@@ -74,7 +74,7 @@ def ask_why(browser):
     browser.key("ArrowDown")
     assert browser.value("document.querySelector('#events .now').textContent") != before
     browser.value("document.getElementById('closer').click()")
-    assert browser.value("parseFloat(document.getElementById('lanes').style.getPropertyValue('--width'))") > 150
+    assert browser.value("parseFloat(document.querySelector('.band').style.getPropertyValue('--width'))") > 150
 
 
 def main(command):

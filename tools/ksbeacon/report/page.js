@@ -227,25 +227,27 @@ function makeSpan(changed) {
 function makeLanes(pick, ask) {
   const lanes = element('lanes');
   const share = (at) => `${at / end * 100}%`;
-  const lane = (name, className) => {
-    const row = add(lanes, 'div', `lane ${className || ''}`);
+  const rows = add(lanes, 'div', 'rows');
+  const lane = (parent, name, className) => {
+    const row = add(parent, 'div', `lane ${className || ''}`);
     add(row, 'span', '', name).title = name;
     return add(row, 'div', 'track');
   };
-  const tracks = [];
   const bands = [];
   const band = (name, className) => {
-    const track = lane(name, className);
-    const made = add(track, 'div', 'band');
+    const made = add(lane(rows, name, className), 'div', 'band');
     // The list of events says the same in words.
     made.setAttribute('aria-hidden', 'true');
-    tracks.push(track);
     bands.push(made);
     return made;
   };
+  // A layer of its own: the thousands of marks beneath are not painted anew at every moment.
+  const cursor = add(rows, 'div', 'cursor');
+  cursor.setAttribute('aria-hidden', 'true');
+  const line = add(cursor, 'i');
   const place = (moment) => {
     const {from, to} = part.span;
-    for (const track of tracks) track.style.setProperty('--moment', `${(moment - from) / (to - from) * 100}%`);
+    line.style.transform = `translateX(${(moment - from) / (to - from) * 100}%)`;
   };
   for (const [beacon, changes] of changesOfBeacon) {
     const track = band(beacon);
@@ -278,7 +280,7 @@ function makeLanes(pick, ask) {
     addMarks(band(`content ${content}`), before.get(content) || []);
     if (other) addMarks(band('under the other rules', 'other'), after.get(content) || []);
   }
-  const axis = lane('', 'axis');
+  const axis = lane(lanes, '', 'axis');
   const keys = add(lanes, 'div', 'keys');
   for (const name of ['immediate', 'near', 'far', 'unknown']) addKey(keys, name, name);
   addKey(keys, 'mark trigger', 'fires');

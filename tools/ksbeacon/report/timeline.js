@@ -1,7 +1,33 @@
+/** Rows in groups, of which only those near the view are laid out and painted. */
+function makeGroups(list) {
+  const kRows = 100;
+  const kRowHeight = 20;
+  const groups = [];
+  return {
+    of: (index) => {
+      if (index % kRows === 0) {
+        groups.push(add(list, 'ol', 'group'));
+        groups.at(-1).setAttribute('role', 'presentation');
+      }
+      return groups.at(-1);
+    },
+    /** To be called when other rows are hidden: what the groups remember of their heights is old. */
+    measure: () => {
+      for (const group of groups) {
+        const height = kRowHeight * [...group.children].filter((row) => !row.hidden).length;
+        group.hidden = height === 0;
+        group.style.containIntrinsicHeight = `${height}px`;
+        requestAnimationFrame(() => { group.style.containIntrinsicHeight = `auto ${height}px`; });
+      }
+    },
+  };
+}
+
 /** A list of events that marks the moment; arrow keys go from event to event, Enter asks why. */
 function makeList(list, members, pick, ask) {
+  const groups = makeGroups(list);
   const rows = members.map((event, index) => {
-    const row = add(list, 'li', event.met === false ? 'unmet' : event.kind);
+    const row = add(groups.of(index), 'li', event.met === false ? 'unmet' : event.kind);
     row.setAttribute('role', 'option');
     row.setAttribute('aria-selected', 'false');
     add(row, 'time', '', clock(event.at));
@@ -42,16 +68,17 @@ function makeList(list, members, pick, ask) {
     if (marked >= 0) reveal();
   };
   /**
-   * Scrolls the list so far that the marked row is seen. Rows get their true heights only once they
-   * have been near the view, so it is done again for some frames.
+   * Scrolls the list so far that the marked row is seen. Groups get their true heights only once
+   * they have been near the view, so it is done again for some frames.
    */
   let frames = 0;
   const scroll = () => {
     if (marked < 0) frames = 0;
     if (frames === 0) return;
     const {row} = rows[marked];
-    const below = row.offsetTop + row.offsetHeight - list.clientHeight;
-    list.scrollTop = Math.min(Math.max(list.scrollTop, below), row.offsetTop);
+    const top = row.getBoundingClientRect().top - list.getBoundingClientRect().top + list.scrollTop;
+    const below = top + row.offsetHeight - list.clientHeight;
+    list.scrollTop = Math.min(Math.max(list.scrollTop, below), top);
     if (--frames > 0) requestAnimationFrame(scroll);
   };
   const reveal = () => {
@@ -73,7 +100,8 @@ function makeList(list, members, pick, ask) {
     else return;
     key.preventDefault();
   };
-  return {rows, show};
+  groups.measure();
+  return {rows, show, measure: groups.measure};
 }
 
 /** The events with their filters, of both days if there are two; returns what marks the moment. */
@@ -91,6 +119,7 @@ function makeTimeline(pick, ask) {
     for (const {event, row} of rows) {
       row.hidden = hidden.has(event.kind) || !event.text.toLowerCase().includes(wanted);
     }
+    for (const list of lists) list.measure();
   };
   for (const [kind, members] of grouped(rows, ({event}) => event.kind)) {
     const label = add(element('kinds'), 'label');
