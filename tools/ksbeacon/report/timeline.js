@@ -46,6 +46,7 @@ function makeList(list, members, pick, ask) {
   const mark = (index) => {
     if (marked === index) return;
     if (marked >= 0) {
+      rows[marked].row.parentNode.style.contentVisibility = '';
       rows[marked].row.classList.remove('now');
       rows[marked].row.setAttribute('aria-selected', 'false');
       rows[marked].row.removeAttribute('id');
@@ -53,6 +54,8 @@ function makeList(list, members, pick, ask) {
     marked = index;
     if (marked < 0) return list.removeAttribute('aria-activedescendant');
     const {row} = rows[marked];
+    // Where it is must be known before it is near the view.
+    row.parentNode.style.contentVisibility = 'visible';
     row.classList.add('now');
     row.setAttribute('aria-selected', 'true');
     row.id = `${list.id}-now`;
