@@ -28,6 +28,8 @@ constexpr const char* kClass = "$class";
 constexpr const char* kObject = "$object";
 constexpr const char* kItems = "$items";
 constexpr const char* kReference = "$ref";
+/// Of a key that is a collection, in bytes of JSON.
+constexpr std::size_t kLongestKey = 65536;
 
 /// A key of the file under which nothing of ours can be taken for it.
 std::string keyOf(const std::string& name) { return name.starts_with('$') ? "$" + name : name; }
@@ -181,10 +183,19 @@ class Walk {
     Dictionary dictionary = beginOf(node, {});
     for (std::size_t i = 0; i < list_.items(*keys).size(); ++i) {
       Value key = valueOf(list_.items(*keys)[i]);
-      const std::string name = key.string() != nullptr ? *key.string() : archiveJson(key);
-      dictionary.set(keyOf(name), valueOf(list_.items(*items)[i]));
+      dictionary.set(keyOf(nameFor(key)), valueOf(list_.items(*items)[i]));
     }
     return dictionary;
+  }
+
+  /// A key that is no text by its JSON. Keys in keys are quoted again at each level, which doubles
+  /// them.
+  std::string nameFor(const Value& key) {
+    if (key.string() != nullptr) return *key.string();
+    if (!problem_.empty()) return "";
+    std::string text = archiveJson(key);
+    if (text.size() > kLongestKey) problem_ = "a key is too long";
+    return text;
   }
 
   std::optional<NodeId> field(NodeId node, std::string_view key, Kind kind) const {
