@@ -2,6 +2,9 @@
 # Builds every fuzz target with clang and runs each for a while from its seeds.
 #
 # usage: scripts/fuzz.sh SECONDS [TARGET...]
+#
+# KS_FUZZ_SEED=N gives the same inputs in every run, as the whole check wants them: it fails for what was changed,
+# not for what a longer search might find.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -19,6 +22,7 @@ fuzz() {  # fuzz TARGET
   mkdir -p "$corpus"
   [ -d "fuzz/seeds/$target" ] && seeds=("fuzz/seeds/$target")
   build/fuzz/fuzz/"$target" -max_total_time="$seconds" -rss_limit_mb=2048 -timeout=10 \
+    ${KS_FUZZ_SEED:+-seed="$KS_FUZZ_SEED"} \
     -print_final_stats=1 -artifact_prefix="$corpus/" "$corpus" "${seeds[@]}" 2>&1 |
     grep -E 'stat::number_of_executed_units|ERROR|SUMMARY|Test unit' |
     sed "s/^/fuzz: $target: /" || true
