@@ -11,6 +11,7 @@
 #include "tools/ksbeacon/host/HostDetails.h"
 #include "tools/ksbeacon/host/ObservedPlatform.h"
 #include "tools/ksbeacon/host/RunningHost.h"
+#include "tools/ksbeacon/host/StoppedClock.h"
 #include "tools/ksbeacon/host/TimelineMarks.h"
 #include "tools/ksbeacon/simulate/WalkPortal.h"
 
@@ -19,17 +20,6 @@ namespace ks::tool {
 namespace {
 
 using Kind = RecordedEvent::Kind;
-
-/// The time of a device that is switched off.
-class StoppedClock : public Clock {
- public:
-  Date now() const override { return now_; }
-  Seconds uptime() const override { return Seconds{0}; }
-  void set(Date now) { now_ = now; }
-
- private:
-  Date now_;
-};
 
 /// One process of the recording: its device, and an application like the one that was recorded.
 class Process {

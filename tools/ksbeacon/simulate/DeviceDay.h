@@ -7,9 +7,9 @@
 #include <optional>
 #include <string>
 
-#include "BeaconSDK/Platform/Api/Foundation.h"
 #include "tools/ksbeacon/documents/TemporaryFolder.h"
 #include "tools/ksbeacon/host/HostApplication.h"
+#include "tools/ksbeacon/host/StoppedClock.h"
 #include "tools/ksbeacon/scenario/Scenario.h"
 #include "tools/ksbeacon/simulate/SimulationOptions.h"
 
@@ -36,17 +36,6 @@ class DeviceDay {
   const std::string& failure() const { return failure_; }
 
  private:
-  /// The time of a device that is switched off.
-  class StoppedClock : public Clock {
-   public:
-    Date now() const override { return now_; }
-    Seconds uptime() const override { return Seconds{0}; }
-    void set(Date now) { now_ = now; }
-
-   private:
-    Date now_;
-  };
-
   /// Moments in order, ties in the order of planning: the portal changes before the application.
   void plan();
   void launch(Seconds moment);
